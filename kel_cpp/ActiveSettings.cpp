@@ -1,0 +1,158 @@
+#include "kel_cpp/ActiveSettings.hpp"
+
+#include <string>
+#include <utility>
+
+#include "kel_cpp/RuntimeError.hpp"
+#include "platform/TextEncoding.hpp"
+
+namespace Quarlen::Kel_cpp {
+
+namespace {
+
+KelApiException wrongSettings(const wchar_t* message) {
+    return runtimeError(ErrorCode::Configuration, message);
+}
+
+template <class RecordType>
+const RecordType& required(const std::shared_ptr<RecordType>& record) {
+    if (!record) {
+        throw wrongSettings(L"a settings record is missing");
+    }
+    return *record;
+}
+
+std::wstring absolutePath(const std::filesystem::path& folder, const std::wstring& text) {
+    const std::filesystem::path path = Platform::toPath(text);
+    if (path.empty()) {
+        throw wrongSettings(L"a path of the path settings is empty");
+    }
+    return Platform::fromPath((folder / path).lexically_normal());
+}
+
+} // namespace
+
+ActiveSettings::ActiveSettings(std::filesystem::path configFolder)
+    : folder(std::move(configFolder)), file(folder) {}
+
+void ActiveSettings::load() {
+    const std::lock_guard commitLock(commitMutex);
+    RuntimeSettings read = file.read();
+    const bool tracing = read.paths.tracing || read.serverSettings.optionTracing;
+    applyTracing(tracing, read.paths, read.traceLevel);
+    const std::lock_guard lock(mutex);
+    written = read;
+    effective = std::move(read);
+    showTracing(tracing);
+    loaded = true;
+}
+
+RuntimeSettings ActiveSettings::inEffect() const {
+    const std::lock_guard lock(mutex);
+    return effective;
+}
+
+std::shared_ptr<ServerConfiguration> ActiveSettings::serverConfiguration() const {
+    const std::lock_guard lock(mutex);
+    return deepCopy(effective.serverConfiguration);
+}
+
+std::shared_ptr<ServerSettings> ActiveSettings::serverSettings() const {
+    const std::lock_guard lock(mutex);
+    return std::make_shared<ServerSettings>(written.serverSettings);
+}
+
+std::shared_ptr<PathSettings> ActiveSettings::paths() const {
+    const std::lock_guard lock(mutex);
+    return std::make_shared<PathSettings>(written.paths);
+}
+
+std::shared_ptr<InterfaceSettings> ActiveSettings::interfaces() const {
+    const std::lock_guard lock(mutex);
+    return deepCopy(written.interfaces);
+}
+
+void ActiveSettings::write(const std::shared_ptr<ServerSettings>& record) {
+    const ServerSettings copy = required(record);
+    const std::lock_guard lock(mutex);
+    written.serverSettings = copy;
+}
+
+void ActiveSettings::write(const std::shared_ptr<PathSettings>& record) {
+    PathSettings copy = required(record);
+    for (std::wstring* path : {&copy.projectsPath, &copy.tracesPath, &copy.reportsPath}) {
+        *path = absolutePath(folder, *path);
+    }
+    const std::lock_guard lock(mutex);
+    written.paths = std::move(copy);
+}
+
+void ActiveSettings::write(const std::shared_ptr<InterfaceSettings>& record) {
+    const auto copy = deepCopy(required(record));
+    const std::lock_guard lock(mutex);
+    written.interfaces = *copy;
+}
+
+void ActiveSettings::commitServerSettings() {
+    const std::lock_guard commitLock(commitMutex);
+    requireLoaded();
+    const ServerSettings record = *serverSettings();
+    const RuntimeSettings before = inEffect();
+    applyTracing(record.optionTracing, before.paths, before.traceLevel);
+    {
+        const std::lock_guard lock(mutex);
+        effective.serverSettings = record;
+        showTracing(record.optionTracing);
+    }
+    file.writeServerSettings(record);
+}
+
+void ActiveSettings::commitPaths() {
+    const std::lock_guard commitLock(commitMutex);
+    requireLoaded();
+    const PathSettings record = *paths();
+    applyTracing(record.tracing, record, inEffect().traceLevel);
+    {
+        const std::lock_guard lock(mutex);
+        effective.paths = record;
+        showTracing(record.tracing);
+    }
+    file.writePaths(record);
+}
+
+void ActiveSettings::commitInterfaces() {
+    const std::lock_guard commitLock(commitMutex);
+    requireLoaded();
+    const auto record = interfaces();
+    {
+        const std::lock_guard lock(mutex);
+        effective.interfaces = *record;
+    }
+    file.writeInterfaces(*record);
+}
+
+void ActiveSettings::requireLoaded() const {
+    const std::lock_guard lock(mutex);
+    if (!loaded) {
+        throw wrongSettings(L"the runtime has not been initialised");
+    }
+}
+
+void ActiveSettings::applyTracing(bool enabled, const PathSettings& paths, int level) {
+    if (enabled) {
+        traces.turnOn(Platform::toPath(paths.tracesPath), level);
+    } else {
+        traces.turnOff();
+    }
+}
+
+/// With `mutex` held.
+void ActiveSettings::showTracing(bool enabled) {
+    for (RuntimeSettings* settings : {&effective, &written}) {
+        settings->serverSettings.optionTracing = enabled;
+        settings->paths.tracing = enabled;
+        settings->paths.tracingSecondary = enabled;
+    }
+}
+
+} // namespace Quarlen::Kel_cpp

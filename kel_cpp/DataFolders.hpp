@@ -1,0 +1,16 @@
+#pragma once
+
+#include <filesystem>
+
+#include "kel_server_lib/runtime/ProjectRecords.hpp"
+
+namespace Quarlen::Kel_cpp {
+
+/// Name of the data folder that flash files lie in.
+inline constexpr const wchar_t* flashDataFolder = L"flashdata";
+
+/// The folders below `dataPath` with the regular files that lie directly in them, both in ascending
+/// order of their names, the files with absolute paths. A data path that is missing has none.
+RecordList<DataFolder> listDataFolders(const std::filesystem::path& dataPath);
+
+} // namespace Quarlen::Kel_cpp

@@ -1,0 +1,56 @@
+#include "kel_cpp/Runtime.hpp"
+
+#include <utility>
+
+#include "kel_cpp/ExceptionBoundary.hpp"
+#include "std_util/SystemInformation.hpp"
+
+namespace Quarlen::Kel_cpp {
+
+namespace {
+
+struct SharedRuntime {
+    std::mutex mutex;
+    std::weak_ptr<KelApi> runtime;
+};
+
+/// Never destroyed: a facade may be asked for while the process's static objects go.
+SharedRuntime& sharedRuntime() {
+    static auto& shared = *new SharedRuntime;
+    return shared;
+}
+
+std::shared_ptr<KelApi> makeRuntime() {
+    using namespace StdUtil::SystemInformation;
+    return std::make_shared<Runtime>(RuntimeEnvironment{
+        getConfigPath().path(), getInstallationPath().path(), Platform::systemClock()});
+}
+
+} // namespace
+
+Runtime::Runtime(RuntimeEnvironment where)
+    : environment(std::move(where)),
+      settings(environment.configFolder),
+      interfaces(environment.clock),
+      sovd(sovdModel()) {}
+
+/// The members' own order does the rest: jobs first, so that no callback is called any more when
+/// the server handler, which owns the callbacks, is released.
+Runtime::~Runtime() = default;
+
+void Runtime::initialize() {
+    guarded(L"initialize", [&] { settings.load(); });
+}
+
+std::shared_ptr<KelApi> getKelApi() {
+    SharedRuntime& shared = sharedRuntime();
+    const std::lock_guard lock(shared.mutex);
+    auto runtime = shared.runtime.lock();
+    if (!runtime) {
+        runtime = guarded(L"getKelApi", makeRuntime);
+        shared.runtime = runtime;
+    }
+    return runtime;
+}
+
+} // namespace Quarlen::Kel_cpp

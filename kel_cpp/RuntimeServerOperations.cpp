@@ -1,0 +1,132 @@
+#include <utility>
+
+#include "kel_cpp/ComponentVersions.hpp"
+#include "kel_cpp/ExceptionBoundary.hpp"
+#include "kel_cpp/Runtime.hpp"
+#include "kel_cpp/update/UpdatePackages.hpp"
+#include "kel_server_lib/runtime/ServerHandler.hpp"
+#include "platform/OperatingSystem.hpp"
+#include "platform/TextEncoding.hpp"
+#include "std_util/TraceHelper.hpp"
+
+namespace Quarlen::Kel_cpp {
+
+namespace {
+
+std::shared_ptr<ActiveConnection> connection(std::wstring description) {
+    auto entry = std::make_shared<ActiveConnection>();
+    entry->description = std::move(description);
+    return entry;
+}
+
+HardwareType hardwareType(Platform::OperatingSystemKind kind) {
+    return kind == Platform::OperatingSystemKind::Windows ? HardwareType::Windows
+                                                          : HardwareType::Linux;
+}
+
+SovdModel::Component component(const ProjectTarget& controlUnit) {
+    const std::string name = Platform::toUtf8(controlUnit.name);
+    return {name, name};
+}
+
+} // namespace
+
+std::wstring Runtime::startServer(const std::wstring& address) {
+    return guarded(L"startServer", [&] { return server.start(address); });
+}
+
+void Runtime::stopServer(const std::wstring& address) {
+    guarded(L"stopServer", [&] { server.stop(address); });
+}
+
+void Runtime::getActiveConnections(RecordList<ActiveConnection>& connections) {
+    guarded(L"getActiveConnections", [&] {
+        connections.clear();
+        for (const auto& client : server.clients()) {
+            connections.push_back(connection(L"client " + client));
+        }
+        if (const SelectedVehicle vehicle = selection.current(); vehicle.access) {
+            connections.push_back(connection(L"vehicle of project " + vehicle.project->name +
+                                             L" over " + vehicle.access->interfaceName()));
+        }
+    });
+}
+
+void Runtime::setServerHandler(std::shared_ptr<ServerHandler> handler) {
+    guarded(L"setServerHandler", [&] {
+        const std::lock_guard lock(mutex);
+        serverHandler.swap(handler);
+        // The former handler is the argument now and goes after the lock: its end may call back.
+    });
+}
+
+void Runtime::setServerStatus(const std::wstring& text) {
+    guarded(L"setServerStatus", [&] {
+        StdUtil::TraceHelper::InfoTrace(L"kel_cpp/Runtime", __LINE__, L"server status: %s",
+                                        text.c_str());
+        const std::lock_guard lock(mutex);
+        status = {text, std::chrono::system_clock::now()};
+    });
+}
+
+ServerStatus Runtime::serverStatus() const {
+    const std::lock_guard lock(mutex);
+    return status;
+}
+
+std::wstring Runtime::getServerVersion() {
+    return guarded(L"getServerVersion", [] { return runtimeVersion(); });
+}
+
+RecordList<ComponentVersion> Runtime::getComponentVersions() {
+    return guarded(L"getComponentVersions", [] { return componentVersions(); });
+}
+
+std::shared_ptr<DeviceInfo> Runtime::getDeviceInfo() {
+    return guarded(L"getDeviceInfo", [] {
+        const Platform::OperatingSystem system = Platform::operatingSystem();
+        auto info = std::make_shared<DeviceInfo>();
+        info->cosVersion = system.version;
+        info->hardwareType = hardwareType(system.kind);
+        return info;
+    });
+}
+
+void Runtime::installUpdatePackages(const RecordList<UpdatePackageInfo>& packages) {
+    guarded(L"installUpdatePackages", [&] {
+        stageUpdatePackages(packages, environment.installationFolder / "Update",
+                            settings.inEffect().dataFolder / "staged");
+    });
+}
+
+void Runtime::prepareUpdatePackages(const std::vector<std::wstring>& paths,
+                                    RecordList<UpdateDescription>& descriptions) {
+    guarded(L"prepareUpdatePackages", [&] {
+        RecordList<UpdateDescription> found;
+        describeUpdatePackages(paths, found);
+        descriptions = std::move(found);
+    });
+}
+
+void Runtime::startSovdServer() {
+    guarded(L"startSovdServer", [&] { sovd.start(settings.inEffect().sovdPort); });
+}
+
+void Runtime::stopSovdServer() {
+    guarded(L"stopSovdServer", [&] { sovd.stop(); });
+}
+
+SovdModel Runtime::sovdModel() const {
+    const auto components = [this] {
+        std::vector<SovdModel::Component> found;
+        if (const SelectedVehicle vehicle = selection.current(); vehicle.information != nullptr) {
+            for (const auto& unit : controlUnits(*vehicle.information)) {
+                found.push_back(component(unit));
+            }
+        }
+        return found;
+    };
+    return {[] { return Platform::toUtf8(runtimeVersion()); }, components};
+}
+
+} // namespace Quarlen::Kel_cpp

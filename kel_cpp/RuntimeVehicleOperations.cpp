@@ -1,0 +1,180 @@
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "kel_cpp/ComponentVersions.hpp"
+#include "kel_cpp/ExceptionBoundary.hpp"
+#include "kel_cpp/Runtime.hpp"
+#include "kel_cpp/RuntimeError.hpp"
+#include "kel_cpp/access/VehicleQueries.hpp"
+#include "kel_cpp/report/VehicleReport.hpp"
+#include "platform/TextEncoding.hpp"
+
+namespace Quarlen::Kel_cpp {
+
+namespace {
+
+[[noreturn]] void failUnlock(const std::wstring& name, const std::wstring& parameter,
+                             const std::wstring& cause) {
+    throw runtimeError(ErrorCode::Unlock, L"unlock " + inQuotes(name) + L" with parameter " +
+                                              inQuotes(parameter) + L" failed: " + cause);
+}
+
+/// The one parameter that an unlock takes.
+std::wstring unlockParameter(const std::wstring& name,
+                             const std::vector<std::wstring>& parameters) {
+    if (parameters.size() != 1) {
+        failUnlock(name, L"",
+                   L"one parameter is needed, not " + std::to_wstring(parameters.size()));
+    }
+    return parameters.front();
+}
+
+UnlockRequest unlockRequest(const Project& project, const std::wstring& name,
+                            const std::wstring& parameter) {
+    const UnlockProcedure* const unlock = project.findUnlock(name);
+    if (unlock == nullptr) {
+        failUnlock(name, parameter, L"project " + inQuotes(project.name) + L" has no such unlock");
+    }
+    const auto found = std::find_if(unlock->parameters.begin(), unlock->parameters.end(),
+                                    [&](const auto& entry) { return entry.name == parameter; });
+    if (found == unlock->parameters.end()) {
+        failUnlock(name, parameter, L"the unlock has no such parameter");
+    }
+    return {unlock->link, found->level, found->keyMask};
+}
+
+std::vector<std::shared_ptr<ControlUnitQuickTestResult>>
+ownResults(const RecordList<QuickTestResult>& results) {
+    std::vector<std::shared_ptr<ControlUnitQuickTestResult>> own;
+    for (const auto& result : results) {
+        own.push_back(std::dynamic_pointer_cast<ControlUnitQuickTestResult>(result));
+        if (!own.back()) {
+            throw runtimeError(ErrorCode::Report,
+                               L"a quick-test result of the report was not made by this runtime");
+        }
+    }
+    return own;
+}
+
+/// The parts of a report that the selection tells. A vehicle that is not connected any more has no
+/// identification number.
+VehicleReport reportOf(const SelectedVehicle& vehicle, Platform::Clock& clock) {
+    VehicleReport report;
+    report.time = std::chrono::system_clock::now();
+    report.serverVersion = runtimeVersion();
+    if (vehicle.project) {
+        report.project = vehicle.project->name;
+    }
+    if (vehicle.information != nullptr) {
+        report.vehicleInformation = vehicle.information->name;
+        report.vin = vehicle.access ? readVin(vehicle, clock) : std::wstring();
+    }
+    return report;
+}
+
+} // namespace
+
+Runtime::OpenedVehicle Runtime::openVehicle() {
+    const std::lock_guard lock(opening);
+    SelectedVehicle vehicle = selection.withInformation();
+    const RuntimeSettings inEffect = settings.inEffect();
+    const auto opened = interfaces.openEnabled(inEffect.interfaces, inEffect.vehicleFile);
+    if (vehicle.access && vehicle.access->uses(opened.vehicleInterface)) {
+        return {std::move(vehicle), false};
+    }
+    auto access = std::make_shared<VehicleAccess>(opened.name, opened.vehicleInterface);
+    selection.attach(vehicle, access);
+    vehicle.access = std::move(access);
+    return {std::move(vehicle), true};
+}
+
+void Runtime::connectVehicle() {
+    guarded(L"connectVehicle", [&] {
+        const OpenedVehicle opened = openVehicle();
+        try {
+            checkThatVehicleAnswers(opened.vehicle, environment.clock);
+        } catch (...) {
+            // Somebody else may be at work over an access that was open already.
+            if (opened.isNew) {
+                selection.detach(opened.vehicle.access);
+            }
+            throw;
+        }
+    });
+}
+
+void Runtime::identifyVehicle(RecordList<IdentifiedTarget>& targets, std::uint32_t /*flags*/,
+                              std::shared_ptr<VehicleIdentification>& identification) {
+    guarded(L"identifyVehicle", [&] {
+        const SelectedVehicle vehicle = openVehicle().vehicle;
+        RecordList<IdentifiedTarget> found;
+        auto outcome = std::make_shared<VehicleIdentification>();
+        for (const auto& unit : controlUnits(*vehicle.information)) {
+            auto target = std::make_shared<IdentifiedTarget>();
+            target->name = unit.name;
+            target->reachable = answers(vehicle, unit, environment.clock);
+            if (target->reachable && outcome->vin.empty()) {
+                outcome->vin = readVin(vehicle, unit, environment.clock);
+            }
+            found.push_back(std::move(target));
+        }
+        targets = std::move(found);
+        identification = std::move(outcome);
+    });
+}
+
+std::shared_ptr<UnlockSession>
+Runtime::openUnlockSession(const std::wstring& name, const std::vector<std::wstring>& parameters) {
+    return guarded(L"openUnlockSession", [&] {
+        const std::wstring parameter = unlockParameter(name, parameters);
+        try {
+            const SelectedVehicle vehicle = selection.withAccess();
+            const UnlockRequest request = unlockRequest(*vehicle.project, name, parameter);
+            auto link = unlockControlUnit(*vehicle.access, request, environment.clock);
+            auto session = std::make_shared<UnlockSession>();
+            session->handle = newHandle();
+            vehicle.access->holdUnlock(
+                session->handle,
+                std::make_unique<HeldUnlock>(std::move(link), environment.testerPresentInterval));
+            return session;
+        } catch (const KelApiException& exception) {
+            if (exception.code() == static_cast<std::int32_t>(ErrorCode::Unlock)) {
+                throw;
+            }
+            failUnlock(name, parameter, exception.message());
+        } catch (...) {
+            failUnlock(name, parameter, currentExceptionText());
+        }
+    });
+}
+
+void Runtime::releaseJob(std::uint64_t handle) {
+    guarded(L"releaseJob", [&] {
+        if (const SelectedVehicle vehicle = selection.current(); vehicle.access) {
+            vehicle.access->releaseUnlock(handle);
+        }
+    });
+}
+
+void Runtime::createVehicleReport(std::wstring& fileName, const std::wstring& reportName,
+                                  std::shared_ptr<DtcReadConfig> dtcReadConfig,
+                                  const RecordList<QuickTestResult>& results,
+                                  std::shared_ptr<VehicleReportConfig> reportConfig) {
+    guarded(L"createVehicleReport", [&] {
+        if (!reportConfig) {
+            throw runtimeError(ErrorCode::Report, L"a vehicle report needs its configuration");
+        }
+        auto controlUnitResults = ownResults(results);
+        VehicleReport report = reportOf(selection.current(), environment.clock);
+        report.name = reportName;
+        report.reportTypes = reportConfig->reportTypes;
+        report.serviceMask = reportConfig->serviceMask;
+        report.dtcStatusMask = dtcReadConfig ? dtcReadConfig->statusMask : 0;
+        report.controlUnits = std::move(controlUnitResults);
+        fileName =
+            writeVehicleReport(report, Platform::toPath(settings.inEffect().paths.reportsPath));
+    });
+}
+
+} // namespace Quarlen::Kel_cpp

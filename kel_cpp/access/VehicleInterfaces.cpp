@@ -1,0 +1,60 @@
+#include "kel_cpp/access/VehicleInterfaces.hpp"
+
+#include <algorithm>
+#include <vector>
+
+#include "kel_cpp/ExceptionBoundary.hpp"
+#include "kel_cpp/RuntimeError.hpp"
+#include "kel_cpp/vehicle/SimulatedVehicle.hpp"
+
+namespace Quarlen::Kel_cpp {
+
+namespace {
+
+constexpr const wchar_t* simulationName = L"Simulation";
+
+std::vector<std::wstring> enabledNames(const InterfaceSettings& settings) {
+    std::vector<std::wstring> names;
+    for (const auto& group : settings.groups) {
+        for (const auto& entry : group->interfaces) {
+            if (entry->enabled) {
+                names.push_back(entry->name);
+            }
+        }
+    }
+    return names;
+}
+
+void checkNames(const std::vector<std::wstring>& names) {
+    if (names.empty()) {
+        throw runtimeError(ErrorCode::NoInterfaceEnabled,
+                           L"no vehicle communication interface is enabled");
+    }
+    const auto unknown = std::find_if(names.begin(), names.end(),
+                                      [](const auto& name) { return name != simulationName; });
+    if (unknown != names.end()) {
+        throw runtimeError(ErrorCode::UnknownInterface,
+                           L"the vehicle communication interface " + inQuotes(*unknown) +
+                               L" is enabled, but this runtime has no interface of that name");
+    }
+}
+
+} // namespace
+
+VehicleInterfaces::Opened VehicleInterfaces::openEnabled(const InterfaceSettings& settings,
+                                                         const std::filesystem::path& vehicleFile) {
+    const std::vector<std::wstring> names = enabledNames(settings);
+    checkNames(names);
+    return {names.front(), simulation(vehicleFile)};
+}
+
+std::shared_ptr<VehicleInterface>
+VehicleInterfaces::simulation(const std::filesystem::path& vehicleFile) {
+    const std::lock_guard lock(mutex);
+    if (!simulatedVehicle) {
+        simulatedVehicle = openSimulatedVehicle(vehicleFile, clock);
+    }
+    return simulatedVehicle;
+}
+
+} // namespace Quarlen::Kel_cpp

@@ -1,0 +1,133 @@
+#include "kel_cpp/jobs/FlashDownload.hpp"
+
+#include <algorithm>
+
+#include "kel_cpp/jobs/FlashFile.hpp"
+#include "kel_cpp/uds/Crc32.hpp"
+
+namespace Quarlen::Kel_cpp {
+
+namespace {
+
+using Uds::Bytes;
+using Uds::Service;
+
+constexpr std::uint8_t startRoutine = 0x01;
+/// Neither compressed nor encrypted.
+constexpr std::uint8_t plainData = 0x00;
+/// Service identifier and block counter stand before a block's bytes.
+constexpr std::size_t blockHeader = 2;
+
+Bytes serviceRequest(Service service, std::initializer_list<std::uint8_t> parameters = {}) {
+    Bytes request;
+    request.reserve(1 + parameters.size());
+    request.push_back(static_cast<std::uint8_t>(service));
+    for (const std::uint8_t parameter : parameters) {
+        request.push_back(parameter);
+    }
+    return request;
+}
+
+Bytes routineRequest(std::uint16_t routine) {
+    Bytes request = serviceRequest(Service::RoutineControl, {startRoutine});
+    Uds::appendNumber(request, routine, 2);
+    return request;
+}
+
+/// A routine's status byte behind its identifier; absent means that there is nothing to tell.
+bool routineSucceeded(const Bytes& response) {
+    constexpr std::size_t statusAt = 4;
+    return response.size() <= statusAt || response[statusAt] == 0x00;
+}
+
+} // namespace
+
+void FlashDownload::run() {
+    enterProgrammingSession();
+    client.unlock(image.securityLevel, image.keyMask);
+    erase();
+    transfer(requestDownload());
+    transferExit();
+    checkMemory();
+    onProgress(100);
+}
+
+void FlashDownload::enterProgrammingSession() {
+    client.request(serviceRequest(Service::DiagnosticSessionControl,
+                                  {static_cast<std::uint8_t>(Uds::Session::Programming)}));
+}
+
+void FlashDownload::erase() {
+    Bytes request = routineRequest(Uds::Routine::eraseMemory);
+    appendRegion(request);
+    if (!routineSucceeded(client.request(request))) {
+        throw FlashError(L"the control unit could not erase its memory");
+    }
+}
+
+std::size_t FlashDownload::requestDownload() {
+    Bytes request = serviceRequest(Service::RequestDownload, {plainData});
+    appendRegion(request);
+    const Bytes response = client.request(request);
+    // 74, length format (high half byte: size of the number), longest request
+    const std::size_t lengthBytes = response.size() > 1 ? response[1] >> 4U : 0U;
+    if (lengthBytes < 1 || lengthBytes > 8 || response.size() < 2 + lengthBytes) {
+        throw FlashError(L"unusable response to the download request: " + Uds::hexText(response));
+    }
+    const std::uint64_t longest = Uds::numberAt(response, 2, lengthBytes);
+    if (longest <= blockHeader) {
+        throw FlashError(L"the control unit takes no data: its longest block has " +
+                         std::to_wstring(longest) + L" bytes");
+    }
+    return static_cast<std::size_t>(
+        std::min<std::uint64_t>(longest - blockHeader, image.content.size()));
+}
+
+void FlashDownload::transfer(std::size_t blockSize) {
+    std::uint8_t counter = 1;
+    Bytes request;
+    request.reserve(blockHeader + blockSize);
+    for (std::size_t done = 0; done < image.content.size(); ++counter) {
+        const std::size_t size = std::min(blockSize, image.content.size() - done);
+        const auto from = image.content.begin() + static_cast<std::ptrdiff_t>(done);
+        request.assign({static_cast<std::uint8_t>(Service::TransferData), counter});
+        request.insert(request.end(), from, from + static_cast<std::ptrdiff_t>(size));
+        const Bytes response = client.request(request);
+        if (response.size() < blockHeader || response[1] != counter) {
+            throw FlashError(L"the control unit confirmed another block than number " +
+                             std::to_wstring(counter));
+        }
+        done += size;
+        transferred(done);
+    }
+}
+
+void FlashDownload::transferExit() {
+    client.request(serviceRequest(Service::RequestTransferExit));
+}
+
+void FlashDownload::checkMemory() {
+    Bytes request = routineRequest(Uds::Routine::checkMemory);
+    Uds::appendNumber(request, Uds::crc32(image.content.data(), image.content.size()), 4);
+    if (!routineSucceeded(client.request(request))) {
+        throw FlashError(L"the control unit found a wrong checksum");
+    }
+}
+
+void FlashDownload::transferred(std::size_t bytes) {
+    constexpr std::uint64_t beforeCheck = 99;
+    const auto percent = static_cast<std::uint16_t>(
+        std::min(beforeCheck, std::uint64_t{bytes} * 100 / image.content.size()));
+    if (percent > reportedPercent) {
+        reportedPercent = percent;
+        onProgress(percent);
+    }
+}
+
+void FlashDownload::appendRegion(Bytes& request) const {
+    request.push_back(0x44);
+    Uds::appendNumber(request, image.address, 4);
+    Uds::appendNumber(request, image.content.size(), 4);
+}
+
+} // namespace Quarlen::Kel_cpp

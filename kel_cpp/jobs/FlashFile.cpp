@@ -1,0 +1,65 @@
+#include "kel_cpp/jobs/FlashFile.hpp"
+
+#include <fstream>
+#include <system_error>
+
+#include "kel_cpp/uds/Crc32.hpp"
+#include "platform/TextEncoding.hpp"
+
+namespace Quarlen::Kel_cpp {
+
+namespace {
+
+std::filesystem::path checkedPath(const std::filesystem::path& folder, const std::wstring& name) {
+    const std::filesystem::path file = Platform::toPath(name);
+    if (file.empty() || file != file.filename() || file == "." || file == "..") {
+        throw FlashError(L"this is no plain file name");
+    }
+    return folder / file;
+}
+
+std::uint64_t checkedSize(const std::filesystem::path& file) {
+    std::error_code failure;
+    if (!std::filesystem::is_regular_file(file, failure)) {
+        throw FlashError(L"the file does not exist in " + Platform::fromPath(file.parent_path()));
+    }
+    const std::uint64_t size = std::filesystem::file_size(file, failure);
+    if (failure) {
+        throw FlashError(L"the file cannot be read");
+    }
+    if (size == 0) {
+        throw FlashError(L"the file is empty");
+    }
+    if (size > largestFlashFile) {
+        throw FlashError(L"the file is too large: " + std::to_wstring(size) + L" bytes, at most " +
+                         std::to_wstring(largestFlashFile) + L" can be flashed");
+    }
+    return size;
+}
+
+} // namespace
+
+Uds::Bytes readFlashFile(const std::filesystem::path& folder, const std::wstring& name) {
+    const std::filesystem::path path = checkedPath(folder, name);
+    Uds::Bytes content(static_cast<std::size_t>(checkedSize(path)));
+    std::ifstream file(path, std::ios::binary);
+    file.read(reinterpret_cast<char*>(content.data()),
+              static_cast<std::streamsize>(content.size()));
+    if (!file) {
+        throw FlashError(L"the file cannot be read to its end: " + std::to_wstring(file.gcount()) +
+                         L" of " + std::to_wstring(content.size()) + L" bytes");
+    }
+    return content;
+}
+
+void checkFlashFile(const Uds::Bytes& content, const FlashSessionDescription& session) {
+    if (session.size && *session.size != content.size()) {
+        throw FlashError(L"the file has " + std::to_wstring(content.size()) + L" of " +
+                         std::to_wstring(*session.size) + L" bytes");
+    }
+    if (session.checksum && *session.checksum != Uds::crc32(content.data(), content.size())) {
+        throw FlashError(L"the file does not have the checksum that the project says");
+    }
+}
+
+} // namespace Quarlen::Kel_cpp

@@ -1,0 +1,150 @@
+#include "kel_cpp/jobs/FlashJob.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "kel_cpp/ExceptionBoundary.hpp"
+#include "kel_cpp/RuntimeError.hpp"
+#include "kel_cpp/jobs/FlashDownload.hpp"
+#include "kel_cpp/jobs/FlashFile.hpp"
+#include "kel_cpp/uds/UdsClient.hpp"
+
+namespace Quarlen::Kel_cpp {
+
+namespace {
+
+/// Tells the control unit to leave the programming session, whatever has become of the download.
+/// Nobody waits for an answer: a cancelled job has no time for one.
+class LeaveProgrammingSession {
+public:
+    explicit LeaveProgrammingSession(VehicleLink& link) : link(link) {}
+    LeaveProgrammingSession(const LeaveProgrammingSession&) = delete;
+    LeaveProgrammingSession& operator=(const LeaveProgrammingSession&) = delete;
+    ~LeaveProgrammingSession() {
+        using namespace Uds;
+        constexpr auto quietDefault = static_cast<std::uint8_t>(
+            static_cast<std::uint8_t>(Session::Default) | suppressPositiveResponseBit);
+        try {
+            link.send({static_cast<std::uint8_t>(Service::DiagnosticSessionControl), quietDefault});
+        } catch (...) {
+            // The session then ends with its timeout.
+        }
+    }
+
+private:
+    VehicleLink& link;
+};
+
+/// What the exception that is being handled means for the job. Only inside a catch block.
+std::shared_ptr<FlashJobError> currentJobError(const std::wstring& place) {
+    auto error = std::make_shared<FlashJobError>();
+    try {
+        throw;
+    } catch (const Uds::Cancelled&) {
+        error->message = place + L"cancelled";
+    } catch (const FlashError& failure) {
+        error->message = place + failure.message();
+    } catch (const Uds::NoUsableResponse& failure) {
+        error->message = place + failure.message();
+    } catch (const LinkError& failure) {
+        error->message = place + L"the vehicle communication failed";
+        error->vciServerError = std::make_shared<VciServerError>();
+        error->vciServerError->message = failure.message();
+    } catch (...) {
+        error->message = place + currentExceptionText();
+    }
+    return error;
+}
+
+} // namespace
+
+FlashJob::FlashJob(SelectedVehicle selected, const std::wstring& itemName,
+                   const std::vector<std::wstring>& sessionNames, std::filesystem::path flashFolder)
+    : vehicle(std::move(selected)),
+      item(vehicle.project->findFlashItem(itemName)),
+      controlUnit(nullptr),
+      folder(std::move(flashFolder)) {
+    if (item == nullptr) {
+        throw runtimeError(ErrorCode::UnknownFlashItem,
+                           L"project " + inQuotes(vehicle.project->name) + L" has no flash item " +
+                               inQuotes(itemName));
+    }
+    controlUnit = findControlUnit(*vehicle.information, item->target);
+    if (controlUnit == nullptr) {
+        throw runtimeError(ErrorCode::UnknownTarget,
+                           L"vehicle information " + inQuotes(vehicle.information->name) +
+                               L" has no control unit " + inQuotes(item->target) +
+                               L", which flash item " + inQuotes(itemName) + L" is for");
+    }
+    for (const auto& name : sessionNames) {
+        sessions.push_back(&findSession(name));
+    }
+}
+
+const FlashSessionDescription& FlashJob::findSession(const std::wstring& name) const {
+    const auto found = std::find_if(item->sessions.begin(), item->sessions.end(),
+                                    [&](const auto& session) { return session.name == name; });
+    if (found == item->sessions.end()) {
+        throw runtimeError(ErrorCode::UnknownFlashItem, L"flash item " + inQuotes(item->name) +
+                                                            L" has no session " + inQuotes(name));
+    }
+    return *found;
+}
+
+void FlashJob::run(JobReport<FlashResult>& report, const std::stop_token& cancel,
+                   Platform::Clock& clock) const {
+    auto current = std::make_shared<FlashResult>();
+    try {
+        flashAll(report, *current, cancel, clock);
+    } catch (...) {
+        current->jobError = currentJobError(placeText(current->sessionName));
+    }
+    report.finish(sessions.empty() && !current->jobError ? RecordList<FlashResult>{}
+                                                         : RecordList<FlashResult>{current});
+}
+
+std::vector<Uds::Bytes> FlashJob::readFiles(FlashResult& current) const {
+    std::vector<Uds::Bytes> contents;
+    std::uint64_t total = 0;
+    for (const auto* session : sessions) {
+        current.sessionName = session->name;
+        contents.push_back(readFlashFile(folder, session->file));
+        checkFlashFile(contents.back(), *session);
+        total += contents.back().size();
+        if (total > largestFlashFile) {
+            throw FlashError(L"the files of the sessions are too large together");
+        }
+    }
+    return contents;
+}
+
+void FlashJob::flashAll(JobReport<FlashResult>& report, FlashResult& current,
+                        const std::stop_token& cancel, Platform::Clock& clock) const {
+    const std::vector<Uds::Bytes> contents = readFiles(current);
+    const VehicleAccess::Turn turn = vehicle.access->takeTurn(cancel);
+    const FlashDownload::OnProgress onProgress = [&](std::uint16_t percent) {
+        current.progress = percent;
+        report.add(std::make_shared<FlashResult>(current));
+    };
+    for (std::size_t i = 0; i < sessions.size(); ++i) {
+        current.sessionName = sessions[i]->name;
+        current.progress = 0;
+        const auto link = vehicle.access->openLink(controlUnit->link);
+        const LeaveProgrammingSession leave(*link);
+        Uds::UdsClient client(*link, cancel, clock);
+        const FlashImage image{contents[i], sessions[i]->address, item->securityLevel,
+                               item->keyMask};
+        FlashDownload(client, image, onProgress).run();
+    }
+}
+
+std::wstring FlashJob::placeText(const std::wstring& sessionName) const {
+    std::wstring text = L"flash item " + inQuotes(item->name);
+    if (!sessionName.empty()) {
+        text += L", session " + inQuotes(sessionName) + L", file " +
+                inQuotes(findSession(sessionName).file);
+    }
+    return text + L": ";
+}
+
+} // namespace Quarlen::Kel_cpp

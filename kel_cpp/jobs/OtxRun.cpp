@@ -1,0 +1,162 @@
+#include "kel_cpp/jobs/OtxRun.hpp"
+
+#include <algorithm>
+#include <utility>
+#include <variant>
+
+#include "kel_cpp/ExceptionBoundary.hpp"
+#include "kel_cpp/jobs/CancellableWait.hpp"
+
+namespace Quarlen::Kel_cpp {
+
+namespace {
+
+std::wstring negativeText(const Uds::Bytes& response) {
+    return Uds::NegativeResponse(response[1], response[2]).message();
+}
+
+/// No control unit may refuse with code 0, and a refusal never is a success.
+std::int32_t refusalError(std::uint8_t responseCode) {
+    return responseCode == 0 ? static_cast<std::int32_t>(ServiceError::UnexpectedAnswer)
+                             : responseCode;
+}
+
+bool matches(const Uds::Bytes& response, const UdsStep& step) {
+    const std::size_t wanted = step.expected.size();
+    return (step.openEnd ? response.size() >= wanted : response.size() == wanted) &&
+           std::equal(step.expected.begin(), step.expected.end(), response.begin(),
+                      [](const ExpectedByte& expected, std::uint8_t actual) {
+                          return !expected || *expected == actual;
+                      });
+}
+
+/// As a project spells it, for example "62 F1 ?? *".
+std::wstring expectedText(const UdsStep& step) {
+    std::wstring text;
+    for (const ExpectedByte& byte : step.expected) {
+        text += (text.empty() ? L"" : L" ") + (byte ? Uds::hexText({*byte}) : L"??");
+    }
+    return step.openEnd ? text + (text.empty() ? L"*" : L" *") : text;
+}
+
+std::wstring receivedText(const Uds::Bytes& response) {
+    if (response.empty()) {
+        return L"no response";
+    }
+    const std::wstring bytes = Uds::hexText(response);
+    return Uds::isNegative(response) ? bytes + L" (" + negativeText(response) + L")" : bytes;
+}
+
+/// A step without an expectation wants any positive response.
+bool hasExpectation(const UdsStep& step) {
+    return !step.expected.empty() || step.openEnd;
+}
+
+/// The result of an exchange, judged by what the step expects instead of by its sign.
+std::shared_ptr<ServiceResult> judged(std::shared_ptr<ServiceResult> result,
+                                      const Uds::Bytes& response, const UdsStep& step) {
+    if (matches(response, step)) {
+        result->error = 0;
+        result->errorText.clear();
+        return result;
+    }
+    if (result->error == 0) {
+        result->error = static_cast<std::int32_t>(ServiceError::UnexpectedAnswer);
+    }
+    result->errorText = L"expected " + expectedText(step) + L", received " + receivedText(response);
+    return result;
+}
+
+} // namespace
+
+std::shared_ptr<ServiceResult> failedResult(ServiceError error, std::wstring text) {
+    auto result = std::make_shared<ServiceResult>();
+    result->error = static_cast<std::int32_t>(error);
+    result->errorText = std::move(text);
+    return result;
+}
+
+std::shared_ptr<ServiceResult> resultOfResponse(const Uds::Bytes& response) {
+    auto result = std::make_shared<ServiceResult>();
+    if (!response.empty()) {
+        auto record = std::make_shared<ServiceResponse>();
+        record->data = response;
+        result->responses.push_back(std::move(record));
+    }
+    if (Uds::isNegative(response)) {
+        result->error = refusalError(response[2]);
+        result->errorText = negativeText(response);
+    }
+    return result;
+}
+
+std::shared_ptr<ServiceResult> exchangeRaw(const VehicleAccess& access,
+                                           const std::wstring& logicalLink,
+                                           const Uds::Bytes& request, const std::stop_token& cancel,
+                                           Platform::Clock& clock) {
+    try {
+        const auto link = access.openLink(logicalLink);
+        return resultOfResponse(Uds::UdsClient(*link, cancel, clock).exchange(request));
+    } catch (const LinkError& error) {
+        return failedResult(ServiceError::Communication,
+                            L"logical link " + inQuotes(logicalLink) + L": " + error.message());
+    }
+}
+
+OtxRun::OtxRun(const VehicleAccess& access, std::stop_token cancel, Platform::Clock& clock,
+               const OnResult& onResult)
+    : access(access), cancel(std::move(cancel)), clock(clock), onResult(onResult) {}
+
+void OtxRun::run(const OtxProcedure& procedure) {
+    std::size_t number = 0;
+    for (const OtxStep& step : procedure.steps) {
+        ++number;
+        auto result = std::visit([this](const auto& kind) { return execute(kind); }, step);
+        const bool failed = result->error != 0;
+        if (failed) {
+            result->errorText = L"procedure " + inQuotes(procedure.name) + L", step " +
+                                std::to_wstring(number) + L": " + result->errorText;
+        }
+        onResult(std::move(result));
+        if (failed) {
+            return;
+        }
+    }
+}
+
+std::shared_ptr<ServiceResult> OtxRun::execute(const UdsStep& step) {
+    try {
+        const Uds::Bytes response = clientFor(step.link).exchange(step.request);
+        auto result = resultOfResponse(response);
+        return hasExpectation(step) ? judged(std::move(result), response, step) : result;
+    } catch (const LinkError& error) {
+        return failedResult(ServiceError::Communication,
+                            L"logical link " + inQuotes(step.link) + L": " + error.message());
+    }
+}
+
+std::shared_ptr<ServiceResult> OtxRun::execute(const WaitStep& step) {
+    waitUnlessCancelled(clock, step.duration, cancel);
+    return std::make_shared<ServiceResult>();
+}
+
+std::shared_ptr<ServiceResult> OtxRun::execute(const VerdictStep& step) {
+    if (!step.passed) {
+        return failedResult(ServiceError::VerdictFailed,
+                            step.text.empty() ? L"verdict: failed" : L"verdict: " + step.text);
+    }
+    auto result = std::make_shared<ServiceResult>();
+    result->errorText = step.text;
+    return result;
+}
+
+Uds::UdsClient& OtxRun::clientFor(const std::wstring& logicalLink) {
+    OpenLink& open = openLinks[logicalLink];
+    if (!open.client) {
+        open.link = access.openLink(logicalLink);
+        open.client = std::make_unique<Uds::UdsClient>(*open.link, cancel, clock);
+    }
+    return *open.client;
+}
+
+} // namespace Quarlen::Kel_cpp

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <stop_token>
+#include <string>
+
+#include "kel_cpp/access/Selection.hpp"
+#include "kel_cpp/uds/UdsClient.hpp"
+#include "kel_server_lib/runtime/JobRecords.hpp"
+#include "platform/Clock.hpp"
+
+namespace Quarlen::Kel_cpp {
+
+/// `ServiceResult::error` beyond the negative response codes, which stand for themselves (1 to
+/// 255; a refusal with code 0 is an unexpected answer).
+enum class ServiceError : std::int32_t {
+    None = 0,
+    /// No answer, or the interface failed.
+    Communication = 0x100,
+    UnexpectedAnswer = 0x101,
+    VerdictFailed = 0x102,
+    Cancelled = 0x103,
+    Internal = 0x104,
+};
+
+/// A failed result that says why.
+std::shared_ptr<ServiceResult> failedResult(ServiceError error, std::wstring text);
+/// The result of one exchange. A negative response is a failure that carries the response.
+std::shared_ptr<ServiceResult> resultOfResponse(const Uds::Bytes& response);
+
+/// One raw exchange over one link. A link that fails is a failed result. Throws `Uds::Cancelled`.
+std::shared_ptr<ServiceResult> exchangeRaw(const VehicleAccess& access,
+                                           const std::wstring& logicalLink,
+                                           const Uds::Bytes& request, const std::stop_token& cancel,
+                                           Platform::Clock& clock);
+
+/// One run of one procedure, step by step; the first step that fails ends it.
+class OtxRun {
+public:
+    /// Gets each step's result on the thread that runs.
+    using OnResult = std::function<void(std::shared_ptr<ServiceResult>)>;
+
+    /// All that is handed in must outlive the run.
+    OtxRun(const VehicleAccess& access, std::stop_token cancel, Platform::Clock& clock,
+           const OnResult& onResult);
+
+    /// Throws `Uds::Cancelled`.
+    void run(const OtxProcedure& procedure);
+
+private:
+    [[nodiscard]] std::shared_ptr<ServiceResult> execute(const UdsStep& step);
+    [[nodiscard]] std::shared_ptr<ServiceResult> execute(const WaitStep& step);
+    [[nodiscard]] std::shared_ptr<ServiceResult> execute(const VerdictStep& step);
+    Uds::UdsClient& clientFor(const std::wstring& logicalLink);
+
+    struct OpenLink {
+        std::unique_ptr<VehicleLink> link;
+        std::unique_ptr<Uds::UdsClient> client;
+    };
+
+    const VehicleAccess& access;
+    std::stop_token cancel;
+    Platform::Clock& clock;
+    const OnResult& onResult;
+    std::map<std::wstring, OpenLink> openLinks;
+};
+
+} // namespace Quarlen::Kel_cpp

@@ -1,0 +1,155 @@
+#include "kel_cpp/jobs/QuickTest.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+
+#include "kel_cpp/ExceptionBoundary.hpp"
+#include "kel_cpp/uds/Uds.hpp"
+
+namespace Quarlen::Kel_cpp {
+
+namespace {
+
+using Uds::UdsClient;
+
+/// Sub-functions of ReadDTCInformation, ISO 14229-1 table 317.
+constexpr std::uint8_t reportNumberOfDtcByStatusMask = 0x01;
+constexpr std::uint8_t reportDtcByStatusMask = 0x02;
+constexpr std::uint8_t reportSupportedDtc = 0x0A;
+
+constexpr auto readDtcInformation = static_cast<std::uint8_t>(Uds::Service::ReadDtcInformation);
+
+std::vector<std::wstring> allNames(const VehicleInformation& information) {
+    std::vector<std::wstring> names;
+    for (const auto& unit : controlUnits(information)) {
+        names.push_back(unit.name);
+    }
+    return names;
+}
+
+std::vector<std::wstring> withoutRepetitions(const std::vector<std::wstring>& names) {
+    std::vector<std::wstring> unique;
+    for (const auto& name : names) {
+        if (std::find(unique.begin(), unique.end(), name) == unique.end()) {
+            unique.push_back(name);
+        }
+    }
+    return unique;
+}
+
+/// As text where all of it is printable ASCII (padding at the end left out), else in hexadecimal.
+std::wstring readableValue(Uds::Bytes data) {
+    const Uds::Bytes whole = data;
+    while (!data.empty() && (data.back() == 0x00 || data.back() == ' ')) {
+        data.pop_back();
+    }
+    const bool printable = std::all_of(data.begin(), data.end(),
+                                       [](auto byte) { return byte >= 0x20 && byte < 0x7F; });
+    return printable && !data.empty() ? std::wstring(data.begin(), data.end())
+                                      : Uds::hexText(whole);
+}
+
+/// Checks service and sub-function; `minimumSize` keeps what follows readable.
+Uds::Bytes askFaultMemory(UdsClient& client, const Uds::Bytes& request, std::size_t minimumSize) {
+    Uds::Bytes response = client.request(request);
+    if (response.size() < minimumSize || response[1] != request[1]) {
+        throw LinkError(L"unusable response to ReadDTCInformation: " + Uds::hexText(response));
+    }
+    return response;
+}
+
+std::uint16_t readFaultCount(UdsClient& client, std::uint8_t mask) {
+    // 59 01 availabilityMask format countHigh countLow
+    const auto response =
+        askFaultMemory(client, {readDtcInformation, reportNumberOfDtcByStatusMask, mask}, 6);
+    return static_cast<std::uint16_t>(Uds::numberAt(response, 4, 2));
+}
+
+} // namespace
+
+QuickTest::QuickTest(SelectedVehicle selected, const QuicktestConfig& config, std::uint32_t mask)
+    : vehicle(std::move(selected)),
+      targets(config.everyControlUnit ? allNames(*vehicle.information)
+                                      : withoutRepetitions(config.targets)),
+      statusMask(static_cast<std::uint8_t>(mask & 0xFFU)) {}
+
+void QuickTest::run(JobReport<QuickTestResult>& report, const std::stop_token& cancel,
+                    Platform::Clock& clock) const {
+    try {
+        const VehicleAccess::Turn turn = vehicle.access->takeTurn(cancel);
+        for (const std::wstring& name : targets) {
+            report.add(test(name, cancel, clock));
+        }
+    } catch (const Uds::Cancelled&) {
+        // What was tested until then has been reported; the last report tells the end.
+    }
+    report.finish({});
+}
+
+std::shared_ptr<QuickTest::Result> QuickTest::test(const std::wstring& name,
+                                                   const std::stop_token& cancel,
+                                                   Platform::Clock& clock) const {
+    auto result = std::make_shared<Result>();
+    result->name = name;
+    const ProjectTarget* const unit = findControlUnit(*vehicle.information, name);
+    if (unit == nullptr) {
+        result->errorText = L"vehicle information " + inQuotes(vehicle.information->name) +
+                            L" has no control unit " + inQuotes(name);
+        return result;
+    }
+    result->link = unit->link;
+    try {
+        const auto link = vehicle.access->openLink(unit->link);
+        UdsClient client(*link, cancel, clock);
+        readAll(*result, client);
+    } catch (const LinkError& error) {
+        result->errorText = error.message();
+    }
+    return result;
+}
+
+void QuickTest::readAll(Result& result, UdsClient& client) const {
+    readIdentification(result, client);
+    try {
+        readFaultMemory(result, client);
+    } catch (const Uds::NegativeResponse& refusal) {
+        result.errorText = L"fault memory: " + refusal.message();
+    }
+}
+
+void QuickTest::readIdentification(Result& result, UdsClient& client) const {
+    for (const auto& item : vehicle.project->identification) {
+        IdentificationValue value{item.dataIdentifier, item.name, {}};
+        try {
+            value.value = readableValue(client.readData(item.dataIdentifier));
+        } catch (const Uds::NegativeResponse& refusal) {
+            value.value = refusal.message();
+        }
+        result.identification.push_back(std::move(value));
+    }
+}
+
+void QuickTest::readFaultMemory(Result& result, UdsClient& client) const {
+    result.faultCount = readFaultCount(client, statusMask);
+    result.faults = readDtcs(client, {readDtcInformation, reportDtcByStatusMask, statusMask});
+    result.supported = readDtcs(client, {readDtcInformation, reportSupportedDtc});
+}
+
+std::vector<DtcReading> QuickTest::readDtcs(UdsClient& client, const Uds::Bytes& request) const {
+    // 59 02 availabilityMask, then for each fault three bytes of code and one of status
+    constexpr std::size_t headerSize = 3;
+    constexpr std::size_t entrySize = 4;
+    const Uds::Bytes response = askFaultMemory(client, request, headerSize);
+    if ((response.size() - headerSize) % entrySize != 0) {
+        throw LinkError(L"unusable response to ReadDTCInformation: " + Uds::hexText(response));
+    }
+    std::vector<DtcReading> dtcs;
+    for (std::size_t at = headerSize; at < response.size(); at += entrySize) {
+        const auto code = static_cast<std::uint32_t>(Uds::numberAt(response, at, 3));
+        dtcs.push_back({code, response[at + 3], vehicle.project->dtcText(code)});
+    }
+    return dtcs;
+}
+
+} // namespace Quarlen::Kel_cpp

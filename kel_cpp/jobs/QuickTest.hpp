@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <stop_token>
+#include <string>
+#include <vector>
+
+#include "kel_cpp/access/Selection.hpp"
+#include "kel_cpp/jobs/JobReport.hpp"
+#include "kel_cpp/report/QuickTestRecords.hpp"
+#include "kel_cpp/uds/UdsClient.hpp"
+#include "kel_server_lib/runtime/JobRecords.hpp"
+#include "platform/Clock.hpp"
+
+namespace Quarlen::Kel_cpp {
+
+/// Reads identification and fault memory of control units, one after the other.
+class QuickTest {
+public:
+    /// Each control unit is tested once, however often `config` names it. Of the mask only the
+    /// eight status bits of ISO 14229-1 D.2 count.
+    QuickTest(SelectedVehicle selected, const QuicktestConfig& config, std::uint32_t mask);
+
+    /// One report for each control unit as it is done, then an empty last one. A control unit that
+    /// cannot be tested is reported with the reason.
+    void run(JobReport<QuickTestResult>& report, const std::stop_token& cancel,
+             Platform::Clock& clock) const;
+
+private:
+    using Result = ControlUnitQuickTestResult;
+
+    [[nodiscard]] std::shared_ptr<Result>
+    test(const std::wstring& name, const std::stop_token& cancel, Platform::Clock& clock) const;
+    void readAll(Result& result, Uds::UdsClient& client) const;
+    void readIdentification(Result& result, Uds::UdsClient& client) const;
+    void readFaultMemory(Result& result, Uds::UdsClient& client) const;
+    [[nodiscard]] std::vector<DtcReading> readDtcs(Uds::UdsClient& client,
+                                                   const Uds::Bytes& request) const;
+
+    SelectedVehicle vehicle;
+    std::vector<std::wstring> targets;
+    std::uint8_t statusMask;
+};
+
+} // namespace Quarlen::Kel_cpp

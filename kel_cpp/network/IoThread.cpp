@@ -1,0 +1,31 @@
+#include "kel_cpp/network/IoThread.hpp"
+
+#include <exception>
+
+#include "platform/TextEncoding.hpp"
+#include "std_util/TraceHelper.hpp"
+
+namespace Quarlen::Kel_cpp {
+
+IoThread::IoThread() : thread([this] { run(); }) {}
+
+IoThread::~IoThread() {
+    work.reset();
+    thread.join();
+}
+
+void IoThread::run() {
+    for (;;) {
+        try {
+            context.run();
+            return;
+        } catch (const std::exception& error) {
+            // One client's failure (no memory, for instance) must not end the others' service.
+            StdUtil::TraceHelper::ErrorTrace(L"kel_cpp/IoThread", __LINE__,
+                                             L"Network handler failed: %s",
+                                             Platform::fromUtf8(error.what()).c_str());
+        }
+    }
+}
+
+} // namespace Quarlen::Kel_cpp

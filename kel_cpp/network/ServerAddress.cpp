@@ -1,0 +1,119 @@
+#include "kel_cpp/network/ServerAddress.hpp"
+
+#include <algorithm>
+#include <cwctype>
+#include <string_view>
+#include <system_error>
+
+#include <asio/ip/address_v4.hpp>
+
+#include "kel_cpp/RuntimeError.hpp"
+#include "platform/TextEncoding.hpp"
+
+namespace Quarlen::Kel_cpp {
+namespace {
+
+constexpr std::wstring_view plainScheme = L"http://";
+constexpr std::wstring_view secureScheme = L"https://";
+constexpr std::uint16_t plainSchemePort = 80;
+constexpr std::uint32_t maximumPort = 65535;
+constexpr std::wstring_view digits = L"0123456789";
+
+bool startsWithScheme(std::wstring_view text, std::wstring_view scheme) {
+    return text.size() >= scheme.size() &&
+           std::equal(scheme.begin(), scheme.end(), text.begin(), [](wchar_t want, wchar_t have) {
+               return want == have || (want >= L'a' && want <= L'z' && have == want - L'a' + L'A');
+           });
+}
+
+std::uint16_t parsePort(const std::wstring& address, std::wstring_view text) {
+    constexpr std::size_t mostDigits = 5;
+    if (text.empty() || text.size() > mostDigits ||
+        text.find_first_not_of(digits) != std::wstring_view::npos) {
+        throw listenError(address, L"the port must be a number up to 65535");
+    }
+    std::uint32_t port = 0;
+    for (const wchar_t digit : text) {
+        port = port * 10 + static_cast<std::uint32_t>(digit - L'0');
+    }
+    if (port > maximumPort) {
+        throw listenError(address, L"the port must be a number up to 65535");
+    }
+    return static_cast<std::uint16_t>(port);
+}
+
+std::wstring checkedHost(const std::wstring& address, std::wstring_view host) {
+    const auto isStrange = [](wchar_t unit) {
+        return unit <= L' ' || std::wstring_view(L":/\\?#@[]\"<>").find(unit) != std::wstring::npos;
+    };
+    if (host.empty()) {
+        throw listenError(address, L"the host is missing");
+    }
+    if (std::any_of(host.begin(), host.end(), isStrange)) {
+        throw listenError(address,
+                          L"the host must be an IPv4 address, a host name or an adapter name");
+    }
+    return std::wstring(host);
+}
+
+ListenAddress parseUrl(const std::wstring& address) {
+    std::wstring_view rest = std::wstring_view(address).substr(plainScheme.size());
+    if (rest.ends_with(L'/')) {
+        rest.remove_suffix(1);
+    }
+    const std::size_t colon = rest.rfind(L':');
+    if (colon == std::wstring_view::npos) {
+        return {checkedHost(address, rest), plainSchemePort};
+    }
+    return {checkedHost(address, rest.substr(0, colon)),
+            parsePort(address, rest.substr(colon + 1))};
+}
+
+bool isIpv4(const std::wstring& host) {
+    std::error_code error;
+    asio::ip::make_address_v4(Platform::toUtf8(host), error);
+    return !error && !host.empty();
+}
+
+} // namespace
+
+KelApiException listenError(const std::wstring& address, const std::wstring& cause) {
+    return runtimeError(ErrorCode::Server, L"cannot listen on \"" + address + L"\": " + cause);
+}
+
+ListenAddress parseServerAddress(const std::wstring& address) {
+    if (startsWithScheme(address, secureScheme)) {
+        throw listenError(address, L"encrypted connections (https) are not supported");
+    }
+    if (startsWithScheme(address, plainScheme)) {
+        return parseUrl(address);
+    }
+    const std::size_t colon = address.rfind(L':');
+    if (colon == std::wstring::npos) {
+        throw listenError(address, L"the port is missing; expected host:port");
+    }
+    const std::wstring_view text = address;
+    return {checkedHost(address, text.substr(0, colon)),
+            parsePort(address, text.substr(colon + 1))};
+}
+
+HostMeaning interpretHost(const std::wstring& host,
+                          const std::vector<Platform::NetworkAdapter>& adapters) {
+    if (isIpv4(host)) {
+        return {host, false};
+    }
+    const auto named = std::find_if(adapters.begin(), adapters.end(), [&](const auto& adapter) {
+        return adapter.systemName == host && !host.empty();
+    });
+    if (named != adapters.end()) {
+        return {named->up ? named->firstIpv4Address : std::wstring(), false};
+    }
+    if (Platform::isAdapterName(host)) {
+        return {Platform::chooseAdapterAddress(host, adapters), false};
+    }
+    // Resolvers take "1.2.3" for 1.2.0.3, which nobody means who writes it.
+    const bool isNumeric = host.find_first_not_of(L"0123456789.") == std::wstring::npos;
+    return {std::wstring(), !isNumeric};
+}
+
+} // namespace Quarlen::Kel_cpp

@@ -1,0 +1,122 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "kel_cpp/uds/Uds.hpp"
+
+/// A diagnostic project as its project.xml describes it. Plain values; names are unique within
+/// their list, references between the lists are checked when the file is read.
+namespace Quarlen::Kel_cpp {
+
+/// Kind 1 is a control unit and has a logical link; other kinds have none.
+struct ProjectTarget {
+    std::int32_t kind = 1;
+    std::wstring name;
+    std::wstring link;
+};
+
+struct VehicleInformation {
+    std::wstring name;
+    std::vector<ProjectTarget> targets;
+    /// Names of the procedures on offer, in order.
+    std::vector<std::wstring> procedures;
+};
+
+/// One byte of an expected answer; nothing stands for "any".
+using ExpectedByte = std::optional<std::uint8_t>;
+
+struct UdsStep {
+    std::wstring link;
+    Uds::Bytes request;
+    std::vector<ExpectedByte> expected;
+    /// True when the answer may be longer than `expected` (the text ends with "*").
+    bool openEnd = false;
+};
+
+struct WaitStep {
+    std::chrono::milliseconds duration{0};
+};
+
+struct VerdictStep {
+    bool passed = true;
+    std::wstring text;
+};
+
+using OtxStep = std::variant<UdsStep, WaitStep, VerdictStep>;
+
+struct OtxProcedure {
+    std::wstring name;
+    std::vector<OtxStep> steps;
+};
+
+/// What is read from a control unit for identification.
+struct IdentificationItem {
+    std::uint16_t dataIdentifier = 0;
+    std::wstring name;
+};
+
+struct UnlockParameter {
+    /// The text that a script gives, for example "level1".
+    std::wstring name;
+    /// Odd SecurityAccess level, ISO 14229-1 clause 10.4.
+    std::uint8_t level = 1;
+    std::uint32_t keyMask = 0;
+};
+
+struct UnlockProcedure {
+    std::wstring name;
+    std::wstring link;
+    std::vector<UnlockParameter> parameters;
+};
+
+struct FlashSessionDescription {
+    std::wstring name;
+    /// File name in the data folder "flashdata".
+    std::wstring file;
+    std::uint32_t address = 0;
+    /// What the whole file must be where the project says so: bytes and their CRC-32.
+    std::optional<std::uint64_t> size{};
+    std::optional<std::uint32_t> checksum{};
+};
+
+struct FlashItem {
+    std::wstring name;
+    /// Name of a kind 1 target; its link is used.
+    std::wstring target;
+    std::wstring description;
+    std::uint8_t securityLevel = 1;
+    std::uint32_t keyMask = 0;
+    std::vector<FlashSessionDescription> sessions;
+};
+
+/// Three-byte DTC and what it means.
+struct DtcText {
+    std::uint32_t code = 0;
+    std::wstring text;
+};
+
+struct Project {
+    std::wstring name;
+    std::wstring description;
+    std::vector<VehicleInformation> vehicleInformations;
+    std::vector<OtxProcedure> procedures;
+    std::vector<IdentificationItem> identification;
+    std::vector<UnlockProcedure> unlocks;
+    std::vector<FlashItem> flashItems;
+    std::vector<DtcText> dtcTexts;
+
+    [[nodiscard]] const VehicleInformation*
+    findVehicleInformation(const std::wstring& wanted) const;
+    [[nodiscard]] const OtxProcedure* findProcedure(const std::wstring& wanted) const;
+    [[nodiscard]] const UnlockProcedure* findUnlock(const std::wstring& wanted) const;
+    [[nodiscard]] const FlashItem* findFlashItem(const std::wstring& wanted) const;
+    /// Empty for a code that has no text.
+    [[nodiscard]] std::wstring dtcText(std::uint32_t code) const;
+};
+
+} // namespace Quarlen::Kel_cpp

@@ -1,0 +1,193 @@
+#include <limits>
+#include <set>
+
+#include "kel_cpp/projects/NamedElements.hpp"
+#include "kel_cpp/projects/ProcedureReader.hpp"
+#include "kel_cpp/projects/ProjectStore.hpp"
+#include "kel_cpp/settings/XmlReading.hpp"
+
+namespace Quarlen::Kel_cpp {
+
+namespace {
+
+constexpr std::uint64_t highestKind = std::numeric_limits<std::int32_t>::max();
+constexpr std::uint64_t highestWord = std::numeric_limits<std::uint32_t>::max();
+constexpr std::uint64_t highestSecurityLevel = 0x7D;
+constexpr std::uint64_t highestDtc = 0xFFFFFF;
+constexpr std::int32_t controlUnit = 1;
+
+std::uint32_t readWord(const XmlFile& file, const pugi::xml_node& node, const char* attribute) {
+    return static_cast<std::uint32_t>(file.number(node, attribute, 0, highestWord));
+}
+
+/// Odd levels ask for a seed, even ones send the key (ISO 14229-1 clause 10.4).
+std::uint8_t readSecurityLevel(const XmlFile& file, const pugi::xml_node& node,
+                               const char* attribute) {
+    const auto level = file.number(node, attribute, 1, highestSecurityLevel, 1);
+    if (level % 2 == 0) {
+        file.failValue(node, attribute, L"an odd security level");
+    }
+    return static_cast<std::uint8_t>(level);
+}
+
+ProjectTarget readTarget(const XmlFile& file, const pugi::xml_node& node) {
+    file.allowNoContent(node, {"kind", "name", "link"});
+    ProjectTarget target;
+    target.kind = static_cast<std::int32_t>(file.number(node, "kind", 0, highestKind, controlUnit));
+    target.name = file.requiredText(node, "name");
+    if (target.kind == controlUnit) {
+        target.link = file.requiredText(node, "link");
+    } else if (node.attribute("link")) {
+        file.failAttribute(node, "link", L"only a target of kind 1 has a link");
+    }
+    return target;
+}
+
+VehicleInformation readVehicleInformation(const XmlFile& file, const pugi::xml_node& node) {
+    file.allowOnly(node, {"Target", "Procedure"}, {"name"});
+    VehicleInformation information;
+    information.name = file.requiredText(node, "name");
+    information.targets = readNamed<ProjectTarget>(file, node, "Target", readTarget);
+    UniqueNames names(file, "name");
+    for (const auto procedure : node.children("Procedure")) {
+        file.allowNoContent(procedure, {"name"});
+        information.procedures.push_back(file.requiredText(procedure, "name"));
+        names.add(procedure, information.procedures.back());
+    }
+    return information;
+}
+
+std::vector<IdentificationItem> readIdentification(const XmlFile& file) {
+    const auto section = file.singleChild(file.root(), "Identification");
+    file.allowOnly(section, {"DataIdentifier"}, {});
+    Uniqueness<std::uint16_t> identifiers(file, "id");
+    const auto readItem = [&](const XmlFile&, const pugi::xml_node& node) {
+        file.allowNoContent(node, {"id", "name"});
+        const auto id = static_cast<std::uint16_t>(
+            file.number(node, "id", 0, std::numeric_limits<std::uint16_t>::max()));
+        identifiers.add(node, id);
+        return IdentificationItem{id, file.requiredText(node, "name")};
+    };
+    return readNamed<IdentificationItem>(file, section, "DataIdentifier", readItem);
+}
+
+UnlockParameter readUnlockParameter(const XmlFile& file, const pugi::xml_node& node) {
+    file.allowNoContent(node, {"name", "level", "keyMask"});
+    return {file.requiredText(node, "name"), readSecurityLevel(file, node, "level"),
+            readWord(file, node, "keyMask")};
+}
+
+UnlockProcedure readUnlock(const XmlFile& file, const pugi::xml_node& node) {
+    file.allowOnly(node, {"Parameter"}, {"name", "link"});
+    if (!node.child("Parameter")) {
+        file.fail(node, L"'Unlock' needs at least one 'Parameter'");
+    }
+    return {file.requiredText(node, "name"), file.requiredText(node, "link"),
+            readNamed<UnlockParameter>(file, node, "Parameter", readUnlockParameter)};
+}
+
+FlashSessionDescription readSession(const XmlFile& file, const pugi::xml_node& node) {
+    file.allowNoContent(node, {"name", "file", "address", "size", "checksum"});
+    FlashSessionDescription session{file.requiredText(node, "name"),
+                                    file.requiredText(node, "file"),
+                                    readWord(file, node, "address")};
+    if (node.attribute("size")) {
+        session.size = file.number(node, "size", 1, highestWord);
+    }
+    if (node.attribute("checksum")) {
+        session.checksum = readWord(file, node, "checksum");
+    }
+    if (session.file.find_first_of(L"/\\:") != std::wstring::npos || session.file == L"." ||
+        session.file == L"..") {
+        file.failValue(node, "file", L"the name of a file in the folder flashdata");
+    }
+    return session;
+}
+
+FlashItem readFlashItem(const XmlFile& file, const pugi::xml_node& node) {
+    file.allowOnly(node, {"Session"},
+                   {"name", "target", "description", "securityLevel", "keyMask"});
+    FlashItem item;
+    item.name = file.requiredText(node, "name");
+    item.target = file.requiredText(node, "target");
+    item.description = file.optionalText(node, "description");
+    item.securityLevel = readSecurityLevel(file, node, "securityLevel");
+    item.keyMask = readWord(file, node, "keyMask");
+    item.sessions = readNamed<FlashSessionDescription>(file, node, "Session", readSession);
+    return item;
+}
+
+std::vector<DtcText> readDtcTexts(const XmlFile& file) {
+    std::vector<DtcText> result;
+    Uniqueness<std::uint32_t> codes(file, "code");
+    for (const auto node : file.root().children("DtcText")) {
+        file.allowNoContent(node, {"code", "text"});
+        const auto code = static_cast<std::uint32_t>(file.number(node, "code", 0, highestDtc));
+        codes.add(node, code);
+        result.push_back({code, file.requiredText(node, "text")});
+    }
+    return result;
+}
+
+template <class Element>
+std::set<std::wstring> namesOf(const std::vector<Element>& list) {
+    std::set<std::wstring> names;
+    for (const auto& element : list) {
+        names.insert(element.name);
+    }
+    return names;
+}
+
+void checkProcedureNames(const XmlFile& file, const Project& project) {
+    const auto known = namesOf(project.procedures);
+    for (const auto information : file.root().children("VehicleInformation")) {
+        for (const auto node : information.children("Procedure")) {
+            if (!known.contains(file.requiredText(node, "name"))) {
+                file.failValue(node, "name", L"the name of a procedure of this project");
+            }
+        }
+    }
+}
+
+void checkFlashTargets(const XmlFile& file, const Project& project) {
+    std::set<std::wstring> known;
+    for (const auto& information : project.vehicleInformations) {
+        for (const auto& target : information.targets) {
+            if (target.kind == controlUnit) {
+                known.insert(target.name);
+            }
+        }
+    }
+    for (const auto node : file.root().children("FlashItem")) {
+        if (!known.contains(file.requiredText(node, "target"))) {
+            file.failValue(node, "target", L"the name of a target of kind 1 of this project");
+        }
+    }
+}
+
+} // namespace
+
+std::shared_ptr<const Project> readProject(const std::filesystem::path& projectFile,
+                                           const std::wstring& name) {
+    const XmlFile file(projectFile, "Project");
+    const auto root = file.root();
+    file.allowOnly(
+        root,
+        {"VehicleInformation", "Procedure", "Identification", "Unlock", "FlashItem", "DtcText"},
+        {"description"});
+    auto project = std::make_shared<Project>();
+    project->name = name;
+    project->description = file.optionalText(root, "description");
+    project->vehicleInformations =
+        readNamed<VehicleInformation>(file, root, "VehicleInformation", readVehicleInformation);
+    project->procedures = readNamed<OtxProcedure>(file, root, "Procedure", readProcedure);
+    project->identification = readIdentification(file);
+    project->unlocks = readNamed<UnlockProcedure>(file, root, "Unlock", readUnlock);
+    project->flashItems = readNamed<FlashItem>(file, root, "FlashItem", readFlashItem);
+    project->dtcTexts = readDtcTexts(file);
+    checkProcedureNames(file, *project);
+    checkFlashTargets(file, *project);
+    return project;
+}
+
+} // namespace Quarlen::Kel_cpp

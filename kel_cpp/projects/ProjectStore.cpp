@@ -1,0 +1,68 @@
+#include "kel_cpp/projects/ProjectStore.hpp"
+
+#include <algorithm>
+#include <iterator>
+#include <system_error>
+
+#include "kel_cpp/RuntimeError.hpp"
+#include "platform/TextEncoding.hpp"
+
+namespace Quarlen::Kel_cpp {
+
+namespace {
+
+std::filesystem::path projectFile(const std::filesystem::path& projectFolder) {
+    return projectFolder / "project.xml";
+}
+
+bool isProject(const std::filesystem::path& folder) {
+    std::error_code ignored;
+    return std::filesystem::is_regular_file(projectFile(folder), ignored);
+}
+
+/// A single name, nothing that leads out of the folder it is looked up in.
+bool isFolderName(const std::filesystem::path& name) {
+    const bool cutShort = name.native().find(std::filesystem::path::value_type()) !=
+                          std::filesystem::path::string_type::npos;
+    return !name.empty() && !cutShort && name == name.filename() && name != "." && name != "..";
+}
+
+bool isMissing(const std::error_code& error) {
+    return error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory;
+}
+
+} // namespace
+
+std::vector<std::wstring> listProjects(const std::filesystem::path& projectsFolder) {
+    std::vector<std::string> names;
+    std::error_code error;
+    std::filesystem::directory_iterator entry(projectsFolder, error);
+    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+        if (isProject(entry->path())) {
+            names.push_back(Platform::toUtf8(Platform::fromPath(entry->path().filename())));
+        }
+    }
+    if (error && !isMissing(error)) {
+        throw runtimeError(ErrorCode::Configuration, Platform::fromPath(projectsFolder) +
+                                                         L": cannot be read: " +
+                                                         Platform::fromUtf8(error.message()));
+    }
+    std::erase(names, std::string());
+    std::sort(names.begin(), names.end());
+
+    std::vector<std::wstring> result;
+    std::transform(names.begin(), names.end(), std::back_inserter(result), Platform::fromUtf8);
+    return result;
+}
+
+std::shared_ptr<const Project> loadProject(const std::filesystem::path& projectsFolder,
+                                           const std::wstring& name) {
+    const auto folderName = Platform::toPath(name);
+    if (!isFolderName(folderName) || !isProject(projectsFolder / folderName)) {
+        throw runtimeError(ErrorCode::UnknownProject, L"There is no project '" + name + L"' in " +
+                                                          Platform::fromPath(projectsFolder));
+    }
+    return readProject(projectFile(projectsFolder / folderName), name);
+}
+
+} // namespace Quarlen::Kel_cpp

@@ -1,0 +1,137 @@
+#include "kel_cpp/report/ReportTexts.hpp"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <iterator>
+
+namespace Quarlen::Kel_cpp {
+namespace {
+
+constexpr std::array<std::string_view, 9> reportTypeTexts = {
+    "Undefined",      "SWT, initial",         "SWT, final", "SWT, faults deleted",
+    "Tool",           "Tool, faults deleted", "CVCR",       "Control unit identification",
+    "Fault memories",
+};
+
+struct UnavailableService {
+    std::uint32_t mask;
+    std::string_view text;
+};
+
+/// The bit 0x10 has no name.
+constexpr std::array<UnavailableService, 8> unavailableServices = {{
+    {0x8, "Coding strings"},
+    {0x20, "Cleared errors"},
+    {0x40, "Additional services"},
+    {0x80, "Actions before the test"},
+    {0x100, "Actions after the test"},
+    {0x200, "Fingerprints"},
+    {0x400, "Flash identifiers"},
+    {0x800, "Vehicle report services"},
+}};
+
+constexpr std::uint32_t availableServiceMask =
+    reportServiceIdentValues | reportServiceCurrentDtcs | reportServiceSupportedDtcs;
+
+std::string paddedDecimal(int value, std::size_t digits) {
+    const std::string text = std::to_string(value);
+    return std::string(digits - std::min(digits, text.size()), '0') + text;
+}
+
+std::chrono::minutes offsetFromUtc(const std::tm& local, std::time_t moment) {
+    using namespace std::chrono;
+    const auto date = year(local.tm_year + 1900) / month(static_cast<unsigned>(local.tm_mon + 1)) /
+                      day(static_cast<unsigned>(local.tm_mday));
+    const auto asIfUtc = sys_days(date) + hours(local.tm_hour) + minutes(local.tm_min);
+    return floor<minutes>(asIfUtc - floor<minutes>(system_clock::from_time_t(moment)));
+}
+
+std::string offsetText(std::chrono::minutes offset) {
+    const auto minutes = static_cast<int>(std::abs(offset.count()));
+    return (offset.count() < 0 ? "-" : "+") + paddedDecimal(minutes / 60, 2) + ":" +
+           paddedDecimal(minutes % 60, 2);
+}
+
+} // namespace
+
+const std::array<DtcStatusBit, 8> dtcStatusBits = {{
+    {0x01, "Test failed", "TestFailed", true},
+    {0x02, "Failed this cycle", "TestFailedThisMonitoringCycle", true},
+    {0x04, "Pending", "Pending", true},
+    {0x08, "Confirmed", "Confirmed", true},
+    {0x10, "Not completed since clear", "TestNotCompletedSinceLastClear", false},
+    {0x20, "Failed since clear", "TestFailedSinceLastClear", true},
+    {0x40, "Not completed this cycle", "TestNotCompletedThisMonitoringCycle", false},
+    {0x80, "Warning indicator", "WarningIndicatorRequested", true},
+}};
+
+std::string reportTypeText(std::uint32_t type) {
+    if (type < reportTypeTexts.size()) {
+        return std::string(reportTypeTexts.at(type));
+    }
+    return "Unknown report type " + std::to_string(type);
+}
+
+std::vector<std::string> unavailableReportServices(std::uint32_t serviceMask) {
+    std::vector<std::string> texts;
+    std::uint32_t unnamed = serviceMask & ~availableServiceMask;
+    for (const UnavailableService& service : unavailableServices) {
+        if ((serviceMask & service.mask) != 0) {
+            texts.emplace_back(service.text);
+        }
+        unnamed &= ~service.mask;
+    }
+    if (unnamed != 0) {
+        texts.push_back("Unknown services (" + hexadecimal(unnamed, 1) + ")");
+    }
+    return texts;
+}
+
+std::string dtcStatusMaskText(std::uint32_t mask) {
+    constexpr std::uint32_t everyBit = 0xFF;
+    const std::uint32_t asked = mask & everyBit;
+    std::string words;
+    for (const DtcStatusBit& bit : dtcStatusBits) {
+        if ((asked & bit.mask) != 0) {
+            words.append(words.empty() ? "" : ", ").append(bit.words);
+        }
+    }
+    if (asked == everyBit) {
+        words = "every status";
+    }
+    return hexadecimal(asked, 2) + " (" + (words.empty() ? "none" : words) + ")";
+}
+
+std::string dtcNotation(std::uint32_t code) {
+    constexpr std::string_view systems = "PCBU";
+    const std::string digits = hexadecimal(code & 0x3FFFFFU, 6).substr(2);
+    return systems[(code >> 22U) & 0x3U] + digits.substr(0, 4) + "-" + digits.substr(4);
+}
+
+std::string hexadecimal(std::uint32_t value, int digits) {
+    constexpr std::string_view symbols = "0123456789ABCDEF";
+    std::string reversed;
+    for (; value != 0 || digits > 0; value >>= 4U, --digits) {
+        reversed += symbols[value & 0xFU];
+    }
+    std::string text = "0x";
+    text.append(reversed.rbegin(), reversed.rend());
+    return text;
+}
+
+TimeTexts timeTexts(const std::tm& local, std::time_t moment) {
+    const std::string year = paddedDecimal(local.tm_year + 1900, 4);
+    const std::string month = paddedDecimal(local.tm_mon + 1, 2);
+    const std::string day = paddedDecimal(local.tm_mday, 2);
+    const std::string hour = paddedDecimal(local.tm_hour, 2);
+    const std::string minute = paddedDecimal(local.tm_min, 2);
+    const std::string second = paddedDecimal(local.tm_sec, 2);
+    const std::string offset = offsetText(offsetFromUtc(local, moment));
+    const std::string date = year + "-" + month + "-" + day;
+    const std::string time = hour + ":" + minute + ":" + second;
+    return {date + " " + time + " UTC" + offset, date + "T" + time + offset,
+            year + month + day + "_" + hour + minute + second};
+}
+
+} // namespace Quarlen::Kel_cpp

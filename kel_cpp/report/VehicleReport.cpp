@@ -1,0 +1,117 @@
+#include "kel_cpp/report/VehicleReport.hpp"
+
+#include <cwctype>
+#include <string_view>
+#include <system_error>
+
+#include "kel_cpp/RuntimeError.hpp"
+#include "kel_cpp/report/ReportPage.hpp"
+#include "kel_cpp/report/ReportTexts.hpp"
+#include "platform/LocalTime.hpp"
+#include "platform/NewFile.hpp"
+#include "platform/SystemError.hpp"
+#include "platform/TextEncoding.hpp"
+
+namespace Quarlen::Kel_cpp {
+namespace {
+
+/// Keep the whole name below the 255 bytes that file systems allow, four bytes a character.
+constexpr std::size_t longestNamePart = 40;
+constexpr std::size_t longestVinPart = 24;
+
+/// So many reports of one name within one second mean that something else is wrong.
+constexpr int mostTries = 10'000;
+
+TimeTexts localTexts(const VehicleReport& report) {
+    const std::time_t moment = std::chrono::system_clock::to_time_t(report.time);
+    return timeTexts(Platform::localTime(moment), moment);
+}
+
+/// No platform's reserved characters, no blanks, nothing that is not text.
+bool isSafeInFileName(wchar_t character) {
+    constexpr std::wstring_view reserved = L"<>:\"/\\|?*% \x7F";
+    return character > L'\x1F' && reserved.find(character) == std::wstring_view::npos &&
+           !Platform::toUtf8(std::wstring_view(&character, 1)).empty();
+}
+
+std::wstring trimmed(const std::wstring& text) {
+    constexpr std::wstring_view blanks = L" \t\r\n";
+    const std::size_t first = text.find_first_not_of(blanks);
+    if (first == std::wstring::npos) {
+        return {};
+    }
+    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+std::wstring fileNamePart(const std::wstring& text, std::size_t longest,
+                          std::wstring_view ifEmpty) {
+    std::wstring part = trimmed(text).substr(0, longest);
+    for (wchar_t& character : part) {
+        if (!isSafeInFileName(character)) {
+            character = L'_';
+        }
+    }
+    return part.empty() ? std::wstring(ifEmpty) : part;
+}
+
+std::wstring fileStem(const VehicleReport& report, const TimeTexts& time) {
+    return Platform::fromUtf8(time.forFileNames) + L"_" +
+           fileNamePart(report.vin, longestVinPart, L"NoVIN") + L"_" +
+           fileNamePart(report.name, longestNamePart, L"Report");
+}
+
+[[noreturn]] void throwReportError(const std::filesystem::path& path, const std::wstring& cause) {
+    throw runtimeError(ErrorCode::Report, L"The vehicle report cannot be written to \"" +
+                                              Platform::fromPath(path) + L"\": " + cause);
+}
+
+std::filesystem::path absoluteFolder(const std::filesystem::path& folder) {
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    if (error) {
+        throwReportError(folder, Platform::errorText(error));
+    }
+    std::filesystem::path absolute = std::filesystem::absolute(folder, error);
+    if (error) {
+        throwReportError(folder, Platform::errorText(error));
+    }
+    return absolute;
+}
+
+bool createFile(const std::filesystem::path& file, const std::string& page) {
+    try {
+        return Platform::createNewFile(file, page);
+    } catch (const std::system_error& error) {
+        throwReportError(file, Platform::errorText(error.code()));
+    }
+}
+
+/// The first try has the plain name, later ones a counter from 2.
+std::filesystem::path candidate(const std::filesystem::path& folder, const std::wstring& stem,
+                                int attempt) {
+    const std::wstring counter = attempt == 1 ? L"" : L"_" + std::to_wstring(attempt);
+    return folder / Platform::toPath(stem + counter + L".html");
+}
+
+} // namespace
+
+std::string renderVehicleReport(const VehicleReport& report) {
+    return renderReportPage(report, localTexts(report));
+}
+
+std::wstring writeVehicleReport(const VehicleReport& report, const std::filesystem::path& folder) {
+    const TimeTexts time = localTexts(report);
+    const std::string page = renderReportPage(report, time);
+    const std::filesystem::path target = absoluteFolder(folder);
+    const std::wstring stem = fileStem(report, time);
+    for (int attempt = 1; attempt <= mostTries; ++attempt) {
+        const std::filesystem::path file = candidate(target, stem, attempt);
+        if (createFile(file, page)) {
+            return Platform::fromPath(file);
+        }
+    }
+    throwReportError(target / Platform::toPath(stem + L".html"),
+                     L"too many reports of that name are there already");
+}
+
+} // namespace Quarlen::Kel_cpp

@@ -1,0 +1,186 @@
+#include "kel_cpp/settings/SettingsReader.hpp"
+
+#include <initializer_list>
+#include <limits>
+
+#include "platform/TextEncoding.hpp"
+
+namespace Quarlen::Kel_cpp::SettingsReader {
+
+namespace {
+
+constexpr std::uint64_t highestPort = std::numeric_limits<std::uint16_t>::max();
+constexpr std::uint16_t defaultSovdPort = 20002;
+constexpr std::uint64_t highestTraceLevel = 3;
+
+void checkRoot(const XmlFile& file) {
+    const auto root = file.root();
+    file.allowOnly(root,
+                   {"ServerAddresses", "BrokerUrl", "BrokerUrlFile", "StartSequence", "F1Sequence",
+                    "F2Sequence", "Paths", "Tracing", "Interfaces", "Vehicle", "SovdServer"},
+                   {});
+    for (const auto section : root.children()) {
+        if (section.type() == pugi::node_element) {
+            (void)file.singleChild(root, section.name());
+        }
+    }
+}
+
+/// Empty when there is no such element.
+std::wstring childText(const XmlFile& file, const pugi::xml_node& parent, const char* element) {
+    const auto node = file.singleChild(parent, element);
+    if (!node) {
+        return {};
+    }
+    file.allowOnly(node, {}, {});
+    return file.content(node);
+}
+
+std::shared_ptr<ServerAddress> readAddress(const XmlFile& file, const pugi::xml_node& node) {
+    file.allowOnly(node, {"IpAddress", "Port"}, {});
+    auto entry = std::make_shared<ServerAddress>();
+    entry->address = childText(file, node, "IpAddress");
+    if (entry->address.empty()) {
+        file.fail(node, L"'ServerAddress' needs an 'IpAddress' with an address");
+    }
+    if (const auto port = file.singleChild(node, "Port")) {
+        file.allowOnly(port, {}, {});
+        entry->port = static_cast<std::int32_t>(file.contentNumber(port, 1, highestPort));
+    }
+    return entry;
+}
+
+ServerConfiguration readServerConfiguration(const XmlFile& file) {
+    const auto root = file.root();
+    ServerConfiguration configuration;
+    const auto addresses = root.child("ServerAddresses");
+    file.allowOnly(addresses, {"ServerAddress"}, {});
+    for (const auto node : addresses.children("ServerAddress")) {
+        configuration.serverAddresses.push_back(readAddress(file, node));
+    }
+    configuration.startSequence = childText(file, root, "StartSequence");
+    configuration.f1Sequence = childText(file, root, "F1Sequence");
+    configuration.f2Sequence = childText(file, root, "F2Sequence");
+    return configuration;
+}
+
+std::wstring readPath(const XmlFile& file, const pugi::xml_node& parent, const char* element,
+                      const std::filesystem::path& folder) {
+    return Platform::fromPath(resolve(folder, childText(file, parent, element)));
+}
+
+/// An element that is there and not empty takes the place of what `target` holds.
+void takePath(std::wstring& target, std::wstring value) {
+    if (!value.empty()) {
+        target = std::move(value);
+    }
+}
+
+void readFolders(RuntimeSettings& settings, const XmlFile& file,
+                 const std::filesystem::path& folder) {
+    const auto paths = file.root().child("Paths");
+    file.allowOnly(paths, {"Projects", "Traces", "Reports", "Data"}, {});
+    takePath(settings.paths.projectsPath, readPath(file, paths, "Projects", folder));
+    takePath(settings.paths.tracesPath, readPath(file, paths, "Traces", folder));
+    takePath(settings.paths.reportsPath, readPath(file, paths, "Reports", folder));
+    const auto data = resolve(folder, childText(file, paths, "Data"));
+    if (!data.empty()) {
+        settings.dataFolder = data;
+    }
+}
+
+void readTracing(RuntimeSettings& settings, const XmlFile& file) {
+    const auto tracing = file.root().child("Tracing");
+    file.allowNoContent(tracing, {"enabled", "level"});
+    const bool enabled = file.flag(tracing, "enabled", false);
+    settings.serverSettings.optionTracing = enabled;
+    settings.paths.tracing = enabled;
+    settings.paths.tracingSecondary = enabled;
+    settings.traceLevel = static_cast<int>(file.number(
+        tracing, "level", 0, highestTraceLevel, static_cast<std::uint64_t>(settings.traceLevel)));
+}
+
+std::shared_ptr<InterfaceGroup> readGroup(const XmlFile& file, const pugi::xml_node& node) {
+    file.allowOnly(node, {"Interface"}, {"name"});
+    auto group = std::make_shared<InterfaceGroup>();
+    group->name = file.requiredText(node, "name");
+    for (const auto child : node.children("Interface")) {
+        file.allowNoContent(child, {"name", "enabled"});
+        auto entry = std::make_shared<InterfaceEntry>();
+        entry->name = file.requiredText(child, "name");
+        entry->enabled = file.flag(child, "enabled", false);
+        group->interfaces.push_back(std::move(entry));
+    }
+    return group;
+}
+
+void readInterfaces(RuntimeSettings& settings, const XmlFile& file) {
+    const auto section = file.root().child("Interfaces");
+    if (!section) {
+        return;
+    }
+    file.allowOnly(section, {"Group"}, {});
+    settings.interfaces.groups.clear();
+    for (const auto node : section.children("Group")) {
+        settings.interfaces.groups.push_back(readGroup(file, node));
+    }
+}
+
+InterfaceSettings defaultInterfaces() {
+    auto simulation = std::make_shared<InterfaceEntry>();
+    simulation->name = L"Simulation";
+    simulation->enabled = true;
+    auto group = std::make_shared<InterfaceGroup>();
+    group->name = L"Default";
+    group->interfaces.push_back(std::move(simulation));
+    InterfaceSettings settings;
+    settings.groups.push_back(std::move(group));
+    return settings;
+}
+
+} // namespace
+
+RuntimeSettings defaults(const std::filesystem::path& folder) {
+    RuntimeSettings settings;
+    settings.paths.projectsPath = Platform::fromPath(resolve(folder, L"projects"));
+    settings.paths.tracesPath = Platform::fromPath(resolve(folder, L"traces"));
+    settings.paths.reportsPath = Platform::fromPath(resolve(folder, L"reports"));
+    settings.interfaces = defaultInterfaces();
+    settings.dataFolder = resolve(folder, L"data");
+    settings.vehicleFile = resolve(folder, L"vehicle.xml");
+    settings.sovdPort = defaultSovdPort;
+    return settings;
+}
+
+RuntimeSettings read(const XmlFile& file, const std::filesystem::path& folder) {
+    checkRoot(file);
+    const auto root = file.root();
+    auto settings = defaults(folder);
+    settings.serverConfiguration = readServerConfiguration(file);
+    settings.serverSettings.brokerUrl = childText(file, root, "BrokerUrl");
+    settings.serverSettings.brokerUrlFile = readPath(file, root, "BrokerUrlFile", folder);
+    readFolders(settings, file, folder);
+    readTracing(settings, file);
+    readInterfaces(settings, file);
+    if (const auto vehicle = resolve(folder, childText(file, root, "Vehicle")); !vehicle.empty()) {
+        settings.vehicleFile = vehicle;
+    }
+    const auto sovd = root.child("SovdServer");
+    file.allowNoContent(sovd, {"port"});
+    settings.sovdPort =
+        static_cast<std::uint16_t>(file.number(sovd, "port", 1, highestPort, defaultSovdPort));
+    return settings;
+}
+
+std::filesystem::path resolve(const std::filesystem::path& folder, const std::wstring& text) {
+    if (text.empty()) {
+        return {};
+    }
+    auto path = (folder / Platform::toPath(text)).lexically_normal();
+    if (!path.has_filename() && path.has_relative_path()) {
+        path = path.parent_path();
+    }
+    return path.make_preferred();
+}
+
+} // namespace Quarlen::Kel_cpp::SettingsReader

@@ -1,0 +1,118 @@
+#include "kel_cpp/settings/XmlScan.hpp"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdint>
+
+namespace Quarlen::Kel_cpp::XmlScan {
+
+namespace {
+
+/// A text that ends early cannot come from a checked file; its end then stands for what is missing.
+std::size_t behind(std::string_view text, std::string_view wanted, std::size_t from) {
+    const auto found = text.find(wanted, from);
+    return found == std::string_view::npos ? text.size() : found + wanted.size();
+}
+
+/// Behind the ">" of the tag at `offset`; a ">" in an attribute's value does not count.
+std::size_t endOfTag(std::string_view text, std::size_t offset) {
+    while (offset < text.size() && text[offset] != '>') {
+        const char character = text[offset];
+        const bool quoted = character == '"' || character == '\'';
+        offset = quoted ? behind(text, text.substr(offset, 1), offset + 1) : offset + 1;
+    }
+    return std::min(offset + 1, text.size());
+}
+
+/// Behind the comment, character data, instruction or tag at `offset`.
+std::size_t endOfMarkup(std::string_view text, std::size_t offset) {
+    const auto rest = text.substr(offset);
+    if (rest.starts_with("<!--")) {
+        return behind(text, "-->", offset + 4);
+    }
+    if (rest.starts_with("<![CDATA[")) {
+        return behind(text, "]]>", offset);
+    }
+    if (rest.starts_with("<?")) {
+        return behind(text, "?>", offset);
+    }
+    return endOfTag(text, offset);
+}
+
+bool isStartTag(std::string_view markup) {
+    return !markup.starts_with("<!") && !markup.starts_with("<?") && !markup.ends_with("/>");
+}
+
+/// Offset of the end tag that belongs to the content that begins at `offset`.
+std::size_t endTag(std::string_view text, std::size_t offset) {
+    std::size_t depth = 0;
+    for (offset = text.find('<', offset); offset < text.size(); offset = text.find('<', offset)) {
+        const auto end = endOfMarkup(text, offset);
+        const auto markup = text.substr(offset, end - offset);
+        if (markup.starts_with("</")) {
+            if (depth == 0) {
+                return offset;
+            }
+            --depth;
+        } else if (isStartTag(markup)) {
+            ++depth;
+        }
+        offset = end;
+    }
+    return text.size();
+}
+
+/// XML 1.0, production 2.
+bool isXmlCharacter(std::uint32_t value) {
+    const bool control = value < 0x20 && value != '\t' && value != '\n' && value != '\r';
+    const bool surrogate = value >= 0xD800 && value <= 0xDFFF;
+    return !control && !surrogate && value != 0xFFFE && value != 0xFFFF && value <= 0x10FFFF;
+}
+
+/// `name` is what stands between "&" and ";".
+bool isReference(std::string_view name) {
+    static constexpr std::array<std::string_view, 5> predefined{"lt", "gt", "amp", "quot", "apos"};
+    if (!name.starts_with('#')) {
+        return std::find(predefined.begin(), predefined.end(), name) != predefined.end();
+    }
+    const bool hexadecimal = name.starts_with("#x");
+    const auto digits = name.substr(hexadecimal ? 2 : 1);
+    std::uint32_t value = 0;
+    const auto* const end = digits.data() + digits.size();
+    const auto parsed = std::from_chars(digits.data(), end, value, hexadecimal ? 16 : 10);
+    return parsed.ec == std::errc() && parsed.ptr == end && isXmlCharacter(value);
+}
+
+} // namespace
+
+Range attributeValue(std::string_view text, std::size_t nameOffset) {
+    const auto open = std::min(text.find_first_of("\"'", nameOffset), text.size() - 1);
+    return {open + 1, std::min(text.find(text[open], open + 1), text.size())};
+}
+
+Element element(std::string_view text, std::size_t offset) {
+    const auto tagEnd = endOfTag(text, offset);
+    if (text.substr(0, tagEnd).ends_with("/>")) {
+        return {tagEnd, true, {tagEnd, tagEnd}};
+    }
+    return {tagEnd, false, {tagEnd, endTag(text, tagEnd)}};
+}
+
+std::string_view indentation(std::string_view text, std::size_t offset) {
+    const auto before = text.substr(0, offset);
+    const auto line = before.substr(before.rfind('\n') + 1);
+    return line.find_first_not_of(" \t") == std::string_view::npos ? line : std::string_view();
+}
+
+std::size_t findBadReference(std::string_view text) {
+    for (auto at = text.find('&'); at != std::string_view::npos; at = text.find('&', at + 1)) {
+        const auto end = text.find(';', at);
+        if (end == std::string_view::npos || !isReference(text.substr(at + 1, end - at - 1))) {
+            return at;
+        }
+    }
+    return std::string_view::npos;
+}
+
+} // namespace Quarlen::Kel_cpp::XmlScan

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include <pugixml.hpp>
+
+namespace Quarlen::Kel_cpp {
+
+/// The text of one XML file together with its tree and the way back from the tree to places in the
+/// text, for messages and for edits that leave the rest of the text alone.
+///
+/// The parser is lenient; what it lets through although it is no well-formed XML (a second root,
+/// text beside the root, an attribute that stands twice, an unknown entity, bytes that are no
+/// UTF-8) is refused here, so that a typing error is never read as something else.
+class XmlSource {
+public:
+    /// A tree takes some twenty times the memory of its text; this bounds both.
+    static constexpr std::size_t maximumSize = std::size_t{16} * 1024 * 1024;
+    static constexpr int maximumDepth = 256;
+
+    /// The whole file. Throws `KelApiException` (code Configuration) when it cannot be read, is no
+    /// regular file or too large.
+    static std::string load(const std::filesystem::path& file);
+
+    /// `file` is only named in messages. Throws `KelApiException` (code Configuration).
+    XmlSource(std::filesystem::path file, std::string content);
+
+    [[nodiscard]] const pugi::xml_document& tree() const { return *document; }
+    [[nodiscard]] const std::string& text() const { return source; }
+
+    /// Offset of the element's "<", of the attribute's name, of the text's first visible character.
+    [[nodiscard]] std::size_t offsetOf(const pugi::xml_node& element) const;
+    [[nodiscard]] std::size_t offsetOf(const pugi::xml_node& element,
+                                       const pugi::xml_attribute& attribute) const;
+    [[nodiscard]] std::size_t offsetOfText(const pugi::xml_node& textNode) const;
+
+    /// Always throws `KelApiException` (code Configuration): "file:line:column: message". Columns
+    /// count characters, not bytes.
+    [[noreturn]] void failAt(std::size_t offset, const std::wstring& message) const;
+
+private:
+    void checkCharacters() const;
+    void parse();
+
+    std::filesystem::path path;
+    std::string source;
+    std::unique_ptr<pugi::xml_document> document;
+};
+
+} // namespace Quarlen::Kel_cpp

@@ -1,0 +1,179 @@
+#include "kel_cpp/update/UpdatePackages.hpp"
+
+#include <algorithm>
+#include <mutex>
+#include <system_error>
+#include <utility>
+
+#include "kel_cpp/RuntimeError.hpp"
+#include "kel_cpp/update/ZipContents.hpp"
+#include "platform/FlushFile.hpp"
+#include "platform/SystemError.hpp"
+#include "platform/TextEncoding.hpp"
+
+namespace Quarlen::Kel_cpp {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct CheckedPackage {
+    /// Links resolved.
+    fs::path file;
+    std::uint64_t size = 0;
+    std::size_t entryCount = 0;
+    fs::path partial;
+    fs::path staged;
+};
+
+KelApiException packageError(const std::wstring& package, const std::wstring& cause) {
+    return runtimeError(ErrorCode::Update, L"update package \"" + package + L"\": " + cause);
+}
+
+bool isInside(const fs::path& file, const fs::path& folder) {
+    const auto [folderEnd, fileEnd] =
+        std::mismatch(folder.begin(), folder.end(), file.begin(), file.end());
+    return folderEnd == folder.end() && fileEnd != file.end();
+}
+
+fs::path withoutTrailingSeparator(const fs::path& folder) {
+    return folder.has_filename() ? folder : folder.parent_path();
+}
+
+fs::path validPath(const std::wstring& package) {
+    fs::path path = Platform::toPath(package);
+    if (path.empty()) {
+        throw packageError(package, L"the path is not valid");
+    }
+    return path;
+}
+
+/// Refuses what leads out of the folder before it looks whether that exists.
+fs::path locate(const std::wstring& package, const fs::path& updateFolder) {
+    fs::path file = fs::weakly_canonical(validPath(package));
+    if (!isInside(file, withoutTrailingSeparator(fs::weakly_canonical(updateFolder)))) {
+        throw packageError(package, L"it is not inside the update folder");
+    }
+    return file;
+}
+
+CheckedPackage check(const std::wstring& package, const fs::path& updateFolder,
+                     const fs::path& stagingFolder) {
+    CheckedPackage checked;
+    checked.file = locate(package, updateFolder);
+    checked.entryCount = zipEntryNames(checked.file).size();
+    checked.size = fs::file_size(checked.file);
+    checked.staged = stagingFolder / checked.file.filename();
+    checked.partial = checked.staged;
+    checked.partial += ".partial";
+    return checked;
+}
+
+std::vector<CheckedPackage> checkAll(const RecordList<UpdatePackageInfo>& packages,
+                                     const fs::path& updateFolder, const fs::path& stagingFolder) {
+    std::vector<CheckedPackage> checked;
+    for (const auto& package : packages) {
+        if (package == nullptr) {
+            throw packageError(std::wstring(), L"its record is missing");
+        }
+        const std::wstring& path = package->packagePath;
+        try {
+            CheckedPackage next = check(path, updateFolder, stagingFolder);
+            const bool nameTaken =
+                std::any_of(checked.begin(), checked.end(),
+                            [&](const auto& other) { return other.staged == next.staged; });
+            if (nameTaken) {
+                throw packageError(path, L"another package of the list has the same file name");
+            }
+            checked.push_back(std::move(next));
+        } catch (const std::system_error& error) {
+            throw packageError(path, Platform::errorText(error.code()));
+        }
+    }
+    return checked;
+}
+
+/// Takes back what was staged so far unless all of it succeeded.
+class Staging {
+public:
+    Staging() = default;
+    Staging(const Staging&) = delete;
+    Staging& operator=(const Staging&) = delete;
+    ~Staging() {
+        std::error_code ignored;
+        for (const fs::path& file : written) {
+            fs::remove(file, ignored);
+        }
+    }
+
+    void copy(const CheckedPackage& package) {
+        written.push_back(package.partial);
+        fs::copy_file(package.file, package.partial, fs::copy_options::overwrite_existing);
+        Platform::flushFile(package.partial);
+    }
+    void publish(const CheckedPackage& package) {
+        const bool isNew = !fs::exists(package.staged);
+        fs::rename(package.partial, package.staged);
+        if (isNew) {
+            written.push_back(package.staged);
+        }
+    }
+    void keep() noexcept { written.clear(); }
+
+private:
+    std::vector<fs::path> written;
+};
+
+/// First every copy, which can fail for many reasons, then every rename, which hardly can.
+void stageAll(const std::vector<CheckedPackage>& packages) {
+    Staging staging;
+    for (const CheckedPackage& package : packages) {
+        fs::create_directories(package.staged.parent_path());
+        staging.copy(package);
+    }
+    for (const CheckedPackage& package : packages) {
+        staging.publish(package);
+    }
+    staging.keep();
+}
+
+void describe(UpdatePackageInfo& record, const CheckedPackage& package) {
+    record.name = Platform::fromPath(package.staged.stem());
+    record.stagedPath = Platform::fromPath(package.staged);
+    record.size = package.size;
+    record.state = L"Staged";
+    record.message = std::to_wstring(package.entryCount) + L" entries";
+}
+
+} // namespace
+
+void describeUpdatePackages(const std::vector<std::wstring>& paths,
+                            RecordList<UpdateDescription>& descriptions) {
+    RecordList<UpdateDescription> found;
+    for (const std::wstring& path : paths) {
+        const auto description = std::make_shared<UpdateDescription>();
+        description->packagePath = path;
+        description->entries = zipEntryNames(validPath(path));
+        found.push_back(description);
+    }
+    descriptions = std::move(found);
+}
+
+void stageUpdatePackages(const RecordList<UpdatePackageInfo>& packages,
+                         const fs::path& updateFolder, const fs::path& stagingFolder) {
+    // Two requests at once would write the same files.
+    static std::mutex oneAtATime;
+    const std::lock_guard lock(oneAtATime);
+    const auto checked = checkAll(packages, updateFolder, stagingFolder);
+    try {
+        stageAll(checked);
+    } catch (const std::system_error& error) {
+        throw runtimeError(ErrorCode::Update, L"cannot stage update packages in " +
+                                                  Platform::fromPath(stagingFolder) + L": " +
+                                                  Platform::errorText(error.code()));
+    }
+    for (std::size_t index = 0; index < packages.size(); ++index) {
+        describe(*packages[index], checked[index]);
+    }
+}
+
+} // namespace Quarlen::Kel_cpp

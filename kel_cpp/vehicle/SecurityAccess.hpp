@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "kel_cpp/uds/Uds.hpp"
+#include "kel_cpp/vehicle/ServiceReply.hpp"
+#include "platform/Clock.hpp"
+
+namespace Quarlen::Kel_cpp {
+
+/// SecurityAccess of a simulated control unit (ISO 14229-1 clause 10.4). Seeds follow one another
+/// in a fixed order, so that a run can be repeated. After the third wrong key no seed is given for
+/// ten seconds; neither a reset nor a change of the session shortens that. Not thread-safe.
+class SecurityAccess {
+public:
+    SecurityAccess(std::vector<SecurityLevelDescription> levels, std::uint16_t seedOrigin);
+
+    ServiceReply handle(const Uds::Bytes& request, Platform::Clock::TimePoint now);
+
+    /// Back to locked; a seed that is out is void.
+    void lock();
+    /// 0: locked.
+    [[nodiscard]] std::uint8_t unlockedLevel() const noexcept { return unlocked; }
+
+private:
+    ServiceReply giveSeed(const SecurityLevelDescription& level, std::size_t requestLength,
+                          Platform::Clock::TimePoint now);
+    ServiceReply takeKey(const SecurityLevelDescription& level, const Uds::Bytes& request,
+                         Platform::Clock::TimePoint now);
+    Uds::Nrc refuseKey(Platform::Clock::TimePoint now);
+    Uds::Bytes nextSeed();
+
+    std::vector<SecurityLevelDescription> levels;
+    std::uint64_t seedState;
+    /// Empty while none is out.
+    Uds::Bytes seed;
+    std::uint8_t seedLevel = 0;
+    std::uint8_t unlocked = 0;
+    int wrongKeys = 0;
+    Platform::Clock::TimePoint blockedUntil{};
+};
+
+} // namespace Quarlen::Kel_cpp

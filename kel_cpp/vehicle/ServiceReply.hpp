@@ -1,0 +1,57 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <initializer_list>
+#include <optional>
+#include <utility>
+
+#include "kel_cpp/uds/Uds.hpp"
+#include "kel_cpp/vehicle/VehicleDescription.hpp"
+
+namespace Quarlen::Kel_cpp {
+
+/// What one service of a simulated control unit makes of a request: its positive response, or the
+/// reason of its refusal.
+struct ServiceReply {
+    // Both conversions are meant: a service returns its bytes or its response code.
+    // NOLINTBEGIN(google-explicit-constructor)
+    ServiceReply(Uds::Bytes positive) : response(std::move(positive)) {}
+    ServiceReply(Uds::Nrc code) : refusal(code) {}
+    // NOLINTEND(google-explicit-constructor)
+
+    Uds::Bytes response;
+    std::optional<Uds::Nrc> refusal;
+    /// How long the work takes; meanwhile the control unit sends response pending.
+    std::chrono::milliseconds duration{0};
+};
+
+/// What the tester has reached so far.
+struct AccessState {
+    Uds::Session session = Uds::Session::Default;
+    /// 0: locked.
+    std::uint8_t unlockedLevel = 0;
+
+    [[nodiscard]] bool inSession(Uds::Session required) const noexcept {
+        return required == Uds::Session::Default || session == required ||
+               (required == Uds::Session::Extended && session == Uds::Session::Programming);
+    }
+    [[nodiscard]] bool unlocked(std::uint8_t requiredLevel) const noexcept {
+        return requiredLevel == 0 || unlockedLevel == requiredLevel;
+    }
+};
+
+/// A positive response: the service's response identifier, then `parameters`.
+[[nodiscard]] inline Uds::Bytes
+positiveResponse(Uds::Service service, std::initializer_list<std::uint8_t> parameters = {}) {
+    Uds::Bytes response;
+    response.reserve(1 + parameters.size());
+    response.push_back(static_cast<std::uint8_t>(static_cast<std::uint8_t>(service) +
+                                                 Uds::positiveResponseOffset));
+    for (const auto parameter : parameters) {
+        response.push_back(parameter);
+    }
+    return response;
+}
+
+} // namespace Quarlen::Kel_cpp

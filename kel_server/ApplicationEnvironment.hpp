@@ -1,0 +1,33 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kel_server_lib/RESTServer.hpp"
+#include "kel_server_lib/runtime/KelApi.hpp"
+#include "kel_server_lib/sequence/SequenceEnvironment.hpp"
+#include "platform/Clock.hpp"
+#include "platform/Console.hpp"
+#include "platform/KeyReader.hpp"
+#include "platform/NetworkAdapters.hpp"
+#include "platform/SystemPaths.hpp"
+
+namespace Quarlen {
+
+/// What the application touches of the outside world. All but the runtime has its production
+/// default; the executable names the runtime, so that the application links without one.
+struct ApplicationEnvironment {
+    std::function<std::shared_ptr<Kel_cpp::KelApi>()> getKelApi;
+    Platform::Clock& clock = Platform::systemClock();
+    Platform::Console& console = Platform::standardConsole();
+    SequenceEnvironment sequence{.clock = clock, .console = console, .devices = {}};
+    RestEnvironment rest{.clock = clock, .console = console};
+    std::function<std::vector<Platform::NetworkAdapter>()> networkAdapters =
+        Platform::networkAdapters;
+    std::function<std::wstring()> hostName = Platform::hostName;
+    std::function<std::unique_ptr<Platform::KeyReader>()> openKeys = Platform::openConsoleKeys;
+};
+
+} // namespace Quarlen

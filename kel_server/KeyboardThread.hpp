@@ -1,0 +1,20 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+
+#include "platform/Console.hpp"
+#include "platform/KeyReader.hpp"
+
+namespace Quarlen {
+
+/// Prints the prompt and starts the detached thread that raises `stopRequested` when 'q' is
+/// pressed. The thread ends with that or with the end of the input, and may still wait for a key
+/// when the process ends: it owns all that it touches.
+/// Throws `std::system_error` when the thread cannot be created.
+void startKeyboardThread(std::shared_ptr<std::atomic<bool>> stopRequested,
+                         const std::function<std::unique_ptr<Platform::KeyReader>()>& openKeys,
+                         Platform::Console& console);
+
+} // namespace Quarlen

@@ -1,0 +1,90 @@
+#include <exception>
+
+#include "kel_server/ServerApplication.hpp"
+#include "kel_server_lib/ExceptionLine.hpp"
+#include "kel_server_lib/devices/StatusLed.hpp"
+
+namespace Quarlen {
+
+namespace {
+
+/// Whatever a step throws is reported and does not keep the steps after it from running.
+template <class Step>
+void contain(Platform::Console& console, Step step) noexcept {
+    try {
+        try {
+            step();
+        } catch (const Kel_cpp::KelApiException& exception) {
+            console.line(exceptionLine(exception));
+        } catch (const std::exception& exception) {
+            console.line(std::string("Exception caught: ") + exception.what());
+        }
+    } catch (...) {
+        // Nobody is left to tell; the steps that follow matter more.
+    }
+}
+
+} // namespace
+
+ServerApplication::~ServerApplication() {
+    contain(environment.console, [this] { shutDownServices(); });
+    contain(environment.console, [this] { lightAllLeds(); });
+    contain(environment.console, [this] { stopButtons(); });
+    // A button's run that was still under way has shown its own colour at its end.
+    contain(environment.console, [this] { lightAllLeds(); });
+}
+
+void ServerApplication::shutDownServices() const {
+    if (state.options.verbose) {
+        environment.console.line("Shutting down kel_server");
+    }
+    stopRest();
+    if (!state.facade) {
+        return;
+    }
+    stopSovd();
+    state.facade->setServerStatus(L"Shutting down");
+    cancelSequence();
+    stopServers();
+}
+
+void ServerApplication::stopRest() const {
+    if (state.restServer) {
+        state.restServer->stop();
+    }
+}
+
+void ServerApplication::stopSovd() const {
+    if (state.options.sovd) {
+        state.facade->stopSovdServer();
+    }
+}
+
+void ServerApplication::cancelSequence() const {
+    if (state.sequenceHandler) {
+        bool handled = false;
+        state.sequenceHandler->cancelSequence(state.facade,
+                                              std::make_shared<Kel_cpp::ClientContext>(), handled);
+    }
+}
+
+void ServerApplication::stopServers() const {
+    for (const std::wstring& address : state.startedAddresses) {
+        state.facade->stopServer(address);
+    }
+}
+
+/// A button's thread holds the facade and the facade holds the handler: without this the three
+/// would keep one another alive.
+void ServerApplication::stopButtons() const {
+    if (state.sequenceHandler) {
+        state.sequenceHandler->stopScriptThreads();
+    }
+}
+
+/// All on means that nothing runs here any more.
+void ServerApplication::lightAllLeds() const {
+    setLed(environment.sequence.devices.ledPrefix, LedColours::allOn);
+}
+
+} // namespace Quarlen

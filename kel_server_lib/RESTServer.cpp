@@ -1,0 +1,175 @@
+#include "kel_server_lib/RESTServer.hpp"
+
+#include <utility>
+#include <vector>
+
+#include "kel_server_lib/ServerHandlerSequence.hpp"
+#include "kel_server_lib/rest/FacadeReference.hpp"
+#include "kel_server_lib/rest/HttpServer.hpp"
+#include "kel_server_lib/rest/Routes.hpp"
+#include "platform/TextEncoding.hpp"
+#include "std_util/FileTool.hpp"
+#include "std_util/TraceHelper.hpp"
+
+namespace Quarlen {
+
+namespace {
+
+constexpr const wchar_t* traceSource = L"kel_server_lib/RESTServer";
+constexpr const char* catchAllPattern = "/kel/v1/.*";
+constexpr const wchar_t* testingDeviceMarker = L".testing.device";
+
+/// Line numbers under which people's tools know these traces.
+namespace TraceLine {
+constexpr int receivedCommand = 197;
+constexpr int loggedRequest = 256;
+constexpr int listening = 281;
+constexpr int stopped = 288;
+constexpr int failed = 294;
+} // namespace TraceLine
+
+bool tracing() {
+    return StdUtil::TraceHelper::isActive(StdUtil::TraceLevel::Info);
+}
+
+void onLogged(const httplib::Request& request, const httplib::Response& /*response*/) {
+    if (tracing()) {
+        StdUtil::TraceHelper::InfoTrace(
+            traceSource, TraceLine::loggedRequest, L"REST API Request: %s %s\n%s",
+            Platform::fromUtf8(request.method).c_str(), Platform::fromUtf8(request.path).c_str(),
+            Platform::fromUtf8(request.body).c_str());
+    }
+}
+
+/// "/kel/v1/version" with the method word in the place of "v1".
+std::vector<std::string> routeSegments(const char* methodWord, const std::string& path) {
+    std::vector<std::string> segments = Rest::splitPath(path);
+    segments.erase(segments.begin(), segments.begin() + 2);
+    segments.front() = methodWord;
+    return segments;
+}
+
+std::string listeningHost() {
+    return StdUtil::FileTool::exists(testingDeviceMarker) ? "0.0.0.0" : "localhost";
+}
+
+} // namespace
+
+RESTServer::RESTServer(std::atomic<bool>& stopRequested,
+                       std::shared_ptr<ServerHandlerSequence> sequenceHandler, bool verbose,
+                       RestEnvironment environment)
+    : stopRequested(&stopRequested),
+      sequenceHandler(std::move(sequenceHandler)),
+      verbose(verbose),
+      environment(std::move(environment)) {
+    if (!this->environment.makeServer) {
+        this->environment.makeServer = [] { return std::make_unique<Rest::HttpServer>(); };
+    }
+}
+
+RESTServer::~RESTServer() {
+    if (stop()) {
+        Rest::setFacade(nullptr);
+    }
+}
+
+bool RESTServer::start(std::shared_ptr<Kel_cpp::KelApi> facade) {
+    if (server) {
+        return false;
+    }
+    server = environment.makeServer();
+    if (!server) {
+        environment.console.line("Invalid REST API server");
+        return false;
+    }
+    Rest::setFacade(std::move(facade));
+    Rest::addRoutes(routes, {stopRequested, sequenceHandler});
+    registerRoutes();
+    listener = std::thread([this] { listen(); });
+    waitUntilListening();
+    return true;
+}
+
+void RESTServer::registerRoutes() {
+    server->Get(catchAllPattern,
+                [this](const httplib::Request& request, httplib::Response& response) {
+                    onRequest("get", request, response);
+                });
+    server->Put(catchAllPattern,
+                [this](const httplib::Request& request, httplib::Response& response) {
+                    onRequest("put", request, response);
+                });
+    server->set_logger(onLogged);
+}
+
+void RESTServer::waitUntilListening() {
+    while (!server->is_running() && !listenEnded) {
+        environment.clock.sleepFor(std::chrono::milliseconds(200));
+    }
+}
+
+void RESTServer::onRequest(const char* methodWord, const httplib::Request& request,
+                           httplib::Response& response) const {
+    if (tracing()) {
+        StdUtil::TraceHelper::InfoTrace(
+            traceSource, TraceLine::receivedCommand, L"Received Command: %s : %s",
+            Platform::fromUtf8(methodWord).c_str(), Platform::fromUtf8(request.path).c_str());
+    }
+    response.status = httplib::StatusCode::OK_200;
+    response.reason = httplib::status_message(response.status);
+    try {
+        callRoute(methodWord, request, response);
+    } catch (const httplib::StatusCode code) {
+        response.status = code;
+    }
+    response.reason = httplib::status_message(response.status);
+}
+
+void RESTServer::callRoute(const char* methodWord, const httplib::Request& request,
+                           httplib::Response& response) const {
+    const std::vector<std::string> segments = routeSegments(methodWord, request.path);
+    const FunctionMap::EndNode* route = routes.find(segments);
+    if (route == nullptr) {
+        throw httplib::StatusCode{httplib::StatusCode::NotFound_404};
+    }
+    route->handler(request, response, Rest::parameterValues(*route, segments));
+}
+
+void RESTServer::listen() {
+    const std::string host = listeningHost();
+    report(TraceLine::listening, L"REST server listening on http://%s:%d\n",
+           "REST API Listening in http://", host);
+    const bool served = server->bind_to_port(host, environment.port) && server->listen_after_bind();
+    if (served) {
+        report(TraceLine::stopped, L"REST server stop listening on http://%s:%d\n",
+               "REST API stop listening in http://", host);
+    } else {
+        // The same words for a port that could not be bound: tools know this line.
+        report(TraceLine::failed, L"REST API server failed to stop listening in http://%s:%d\n",
+               "REST API server failed to stop listening in http://", host);
+    }
+    listenEnded = true;
+}
+
+void RESTServer::report(int line, const wchar_t* trace, const std::string& text,
+                        const std::string& host) {
+    StdUtil::TraceHelper::InfoTrace(traceSource, line, trace, Platform::fromUtf8(host).c_str(),
+                                    environment.port);
+    if (verbose) {
+        environment.console.line(text + host + ":" + std::to_string(environment.port));
+    }
+}
+
+bool RESTServer::stop() {
+    if (!server) {
+        return false;
+    }
+    server->stopServing();
+    if (listener.joinable()) {
+        listener.join();
+        listener = {};
+    }
+    return true;
+}
+
+} // namespace Quarlen

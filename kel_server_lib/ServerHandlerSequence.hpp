@@ -1,0 +1,126 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "kel_server_lib/runtime/AsyncReporterCallback.hpp"
+#include "kel_server_lib/runtime/KelApi.hpp"
+#include "kel_server_lib/runtime/ServerHandler.hpp"
+#include "kel_server_lib/sequence/SequenceEnvironment.hpp"
+#include "std_util/Semaphore.hpp"
+
+namespace Quarlen {
+
+/// One button: the script bound to it and the thread that watches its sensor. While the thread
+/// runs, `samples` is the thread's own and the other fields except `busy` do not change.
+struct ButtonSlot {
+    std::unique_ptr<std::thread> thread;
+    /// Empty when no script is bound.
+    std::wstring scriptName;
+    std::shared_ptr<Kel_cpp::KelApi> api;
+    std::deque<std::int32_t> samples;
+    std::atomic<bool> busy{false};
+    /// Set by the thread as its last act.
+    std::atomic<bool> ended{true};
+    /// The thread's identity, from its first act to its last but one.
+    std::atomic<std::thread::id> worker;
+};
+
+/// The runtime's callback object and the one engine that runs sequences.
+///
+/// Entered by the runtime's threads (start and cancel), request threads (abort and change), the
+/// two button threads (`runSequence`) and the main thread. Abort and cancel take no lock that a
+/// run holds, so that they can act while a sequence runs. Exceptions of the facade pass to the
+/// caller.
+class ServerHandlerSequence : public Kel_cpp::ServerHandler {
+public:
+    using Api = std::shared_ptr<Kel_cpp::KelApi>;
+
+    explicit ServerHandlerSequence(SequenceEnvironment environment = {});
+    ServerHandlerSequence(const ServerHandlerSequence&) = delete;
+    ServerHandlerSequence& operator=(const ServerHandlerSequence&) = delete;
+    /// Stops the button threads; a sequence that one of them runs is waited for. On one of these
+    /// threads there is no way out but to end the program.
+    ~ServerHandlerSequence() override; // NOLINT(bugprone-exception-escape)
+
+    void onNotification0(std::uint64_t code, std::shared_ptr<Kel_cpp::Record> first,
+                         std::shared_ptr<Kel_cpp::Record> second) override;
+    void onNotification1(std::shared_ptr<Kel_cpp::Record> first,
+                         std::shared_ptr<Kel_cpp::Record> second) override;
+    void startSequence(std::wstring name, Api api, std::shared_ptr<Kel_cpp::ClientContext> context,
+                       bool& handled) override;
+    void cancelSequence(Api api, std::shared_ptr<Kel_cpp::ClientContext> context,
+                        bool& handled) override;
+    void onNotification4(std::shared_ptr<Kel_cpp::Record> first,
+                         std::shared_ptr<Kel_cpp::Record> second) override;
+    void onNotification5(std::shared_ptr<Kel_cpp::Record> first,
+                         std::shared_ptr<Kel_cpp::Record> second) override;
+
+    /// Cancels the running job and closes the project, but neither stops the sequence nor touches
+    /// the button threads.
+    void abortSequence(Api api);
+    void changeF1Sequence(const std::wstring& name, Api api);
+    void changeF2Sequence(const std::wstring& name, Api api);
+    void startF1ScriptThread(const std::wstring& name, Api api);
+    void startF2ScriptThread(const std::wstring& name, Api api);
+    /// Returns when both threads have ended; the stop stays raised. Throws `std::system_error`
+    /// (`resource_deadlock_would_occur`) when called on one of them.
+    void stopScriptThreads();
+    /// Runs a script to its end on the caller's thread, one run at a time.
+    void runSequence(const std::wstring& name, Api api);
+
+    /// Returns whether a stop was raised already.
+    bool raiseStop();
+    void lowerStop();
+    /// True when a stop is raised or was raised at any time since the current run began: a cancel
+    /// may lower its stop again before a slow action has had a chance to look at it.
+    [[nodiscard]] bool stopRaised() const;
+
+    // State shared with the actions and the button threads, in order of construction.
+    StdUtil::Semaphore semaphore{nullptr, false, -1, false};
+    Kel_cpp::AsyncReporterCallback<Kel_cpp::ServiceResult, Kel_cpp::KelApi::ExecuteServiceCallback>
+        serviceReporter;
+    Kel_cpp::AsyncReporterCallback<Kel_cpp::QuickTestResult,
+                                   Kel_cpp::KelApi::PerformQuickTestCallback>
+        quicktestReporter;
+    Kel_cpp::AsyncReporterCallback<Kel_cpp::FlashResult,
+                                   Kel_cpp::KelApi::ExecuteFlashSessionsCallback>
+        flashReporter;
+    std::atomic<bool> stopRequested{false};
+    /// Job that the running action started, 0 when there is none.
+    std::atomic<std::uint64_t> currentJobId{0};
+    /// Unlock session that is held, 0 when there is none.
+    std::atomic<std::uint64_t> currentJobHandle{0};
+    /// Held by the two change operations.
+    std::mutex buttonMutex;
+    ButtonSlot f1;
+    ButtonSlot f2;
+    const SequenceEnvironment environment;
+
+private:
+    void cancelRun(Kel_cpp::KelApi& api);
+    void cancelCurrentJob(Kel_cpp::KelApi& api);
+    void waitForReporters();
+    void restartScriptThreads(const std::wstring& f1Name, const std::wstring& f2Name,
+                              const Api& api);
+    [[nodiscard]] std::wstring boundScript(const ButtonSlot& slot);
+    void unbindScript(ButtonSlot& slot);
+    void startScriptThread(ButtonSlot& slot, int button, const std::wstring& name, Api api);
+    void stopScriptThread(ButtonSlot& slot, const wchar_t* buttonName);
+    void joinScriptThread(ButtonSlot& slot);
+    static void clearSlot(ButtonSlot& slot);
+    /// Throws on a button thread: whoever holds the lock may be waiting for that thread's end.
+    [[nodiscard]] std::unique_lock<std::mutex> lockSlots();
+
+    /// Guards the slots' threads and bindings. Never held by a button thread.
+    std::mutex slotMutex;
+    std::atomic<std::uint64_t> stopCount{0};
+    std::atomic<std::uint64_t> stopCountAtRunStart{0};
+};
+
+} // namespace Quarlen

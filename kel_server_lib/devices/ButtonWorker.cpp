@@ -1,0 +1,74 @@
+#include "kel_server_lib/devices/ButtonWorker.hpp"
+
+#include <chrono>
+
+#include "kel_server_lib/ServerHandlerSequence.hpp"
+#include "kel_server_lib/devices/ProximityBaseline.hpp"
+#include "kel_server_lib/devices/SensorFile.hpp"
+#include "kel_server_lib/devices/StatusLed.hpp"
+
+namespace Quarlen {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto timeBetweenReadings = 200ms;
+
+/// Acts on what the baseline decides for one button.
+class Button {
+public:
+    Button(ServerHandlerSequence& handler, ButtonSlot& own, const ButtonSlot& other)
+        : handler(handler), own(own), other(other), baseline(own.samples) {}
+
+    void take(std::int32_t reading) {
+        const ProximityDecision decision = baseline.take(reading, {own.busy, other.busy});
+        if (decision.colour) {
+            show(*decision.colour);
+        }
+        if (decision.released) {
+            own.busy = false;
+        }
+        if (decision.start) {
+            runBoundSequence();
+        }
+    }
+
+private:
+    /// The button stays busy until the hand has gone.
+    void runBoundSequence() {
+        own.busy = true;
+        show(LedColours::running);
+        handler.runSequence(own.scriptName, own.api);
+        baseline.restart();
+    }
+
+    void show(const LedColour& colour) const {
+        setLed(handler.environment.devices.ledPrefix, colour);
+    }
+
+    ServerHandlerSequence& handler;
+    ButtonSlot& own;
+    const ButtonSlot& other;
+    ProximityBaseline baseline;
+};
+
+} // namespace
+
+void buttonWorker(ServerHandlerSequence& handler, int button) {
+    const bool isF1 = button == 1;
+    const DevicePaths& devices = handler.environment.devices;
+    SensorFile sensor(isF1 ? devices.f1Sensor : devices.f2Sensor);
+    if (!sensor.readLine()) {
+        return;
+    }
+    Button watched(handler, isF1 ? handler.f1 : handler.f2, isF1 ? handler.f2 : handler.f1);
+    while (!handler.stopRequested) {
+        if (const auto line = sensor.readLine()) {
+            watched.take(sensorReading(*line));
+        }
+        handler.environment.clock.sleepFor(timeBetweenReadings);
+    }
+}
+
+} // namespace Quarlen

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <optional>
+
+#include "kel_server_lib/devices/StatusLed.hpp"
+
+namespace Quarlen {
+
+/// Which of the two buttons runs its sequence, or has run it while the hand is still there.
+struct ButtonsBusy {
+    bool own = false;
+    bool other = false;
+};
+
+/// What one reading of a proximity sensor asks for.
+struct ProximityDecision {
+    /// The colour to show, none to leave the LED as it is.
+    std::optional<LedColour> colour;
+    /// The hand has been held long enough: run the button's sequence.
+    bool start = false;
+    /// No hand is there: the button is not busy any more.
+    bool released = false;
+
+    friend bool operator==(const ProximityDecision&, const ProximityDecision&) = default;
+};
+
+/// Tells hands from background. The background is the mean of the last ten readings without a
+/// hand; a reading that is far enough above it is a hand. Free of I/O and time.
+class ProximityBaseline {
+public:
+    static constexpr std::size_t length = 10;
+    /// Raw sensor units above the background from which on a hand is near.
+    static constexpr std::int64_t margin = 3000;
+    /// A press needs more consecutive near readings than these.
+    static constexpr std::uint32_t longestTouch = 10;
+
+    /// `samples` is the button's own list and must remain live; it may hold readings already.
+    explicit ProximityBaseline(std::deque<std::int32_t>& samples);
+
+    ProximityDecision take(std::int32_t reading, const ButtonsBusy& busy);
+
+    /// After a run: the next readings form a new background, hand or not.
+    void restart();
+
+private:
+    [[nodiscard]] bool isNear(std::int32_t reading) const;
+    void fill(std::int32_t reading);
+    ProximityDecision takeFar(std::int32_t reading, const ButtonsBusy& busy);
+    ProximityDecision takeNear(const ButtonsBusy& busy);
+
+    std::deque<std::int32_t>& samples;
+    /// Of the samples; wider than they are, so that no reading can overflow it.
+    std::int64_t sum = 0;
+    std::uint32_t nearCount = 0;
+};
+
+} // namespace Quarlen

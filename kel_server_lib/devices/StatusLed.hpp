@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace Quarlen {
+
+/// Intensities, 0 to 255 as used.
+struct LedColour {
+    std::int32_t red = 0;
+    std::int32_t green = 0;
+    std::int32_t blue = 0;
+
+    friend bool operator==(const LedColour&, const LedColour&) = default;
+};
+
+namespace LedColours {
+inline constexpr LedColour running{0, 0, 255};
+inline constexpr LedColour succeeded{0, 255, 0};
+inline constexpr LedColour failed{255, 0, 0};
+inline constexpr LedColour handNear{255, 80, 0};
+inline constexpr LedColour allOn{255, 255, 255};
+} // namespace LedColours
+
+/// Writes the three intensities as decimal digits. Where one of the three files cannot be opened
+/// nothing is written and nothing is reported; files are never created.
+void setLed(const std::string& prefix, const LedColour& colour);
+
+} // namespace Quarlen

@@ -1,0 +1,147 @@
+#include "kel_server_lib/rest/ConnectionStream.hpp"
+
+#include <algorithm>
+#include <cerrno>
+
+namespace Quarlen::Rest {
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+/// How often a waiting connection looks whether the server stops. A stop also wakes it through its
+/// socket; this is for systems where that does not end a wait that has begun.
+constexpr milliseconds longestWait{500};
+
+/// What a client that takes its reply slowly gets of it once the server stops.
+constexpr milliseconds lastGrace{1000};
+
+/// More of a reply is handed to the system in pieces: it takes one of this size without waiting
+/// for the client once it says that there is room.
+constexpr std::size_t longestPiece = 16384;
+
+bool readableWithin(socket_t connection, milliseconds time) {
+    return httplib::detail::select_read(connection, 0, std::chrono::microseconds(time).count()) > 0;
+}
+
+bool writableWithin(socket_t connection, milliseconds time) {
+    return httplib::detail::select_write(connection, 0, std::chrono::microseconds(time).count()) >
+           0;
+}
+
+} // namespace
+
+ConnectionStream::ConnectionStream(socket_t connection, const std::atomic<bool>& stopping,
+                                   TimeLimits limits)
+    : connection(connection),
+      stopping(stopping),
+      limits(limits),
+      requestStart(steady_clock::now()),
+      buffer() {
+    // The system may keep a sender waiting although it has just said that there is room.
+    httplib::detail::set_socket_opt_time(connection, SOL_SOCKET, SO_SNDTIMEO, 0,
+                                         std::chrono::microseconds(longestWait).count());
+}
+
+bool ConnectionStream::waitForRequest(milliseconds idleTime) {
+    if (!is_readable() && !waitUntil(steady_clock::now() + idleTime, readableWithin)) {
+        return false;
+    }
+    requestStart = steady_clock::now();
+    return true;
+}
+
+bool ConnectionStream::waitUntil(Time deadline, ReadyWithin readyWithin) const {
+    for (;;) {
+        const auto left = std::chrono::ceil<milliseconds>(deadline - steady_clock::now());
+        if (left <= milliseconds::zero()) {
+            return false;
+        }
+        if (readyWithin(connection, std::min(left, longestWait))) {
+            return true;
+        }
+        if (stopping) {
+            return false;
+        }
+    }
+}
+
+bool ConnectionStream::is_readable() const {
+    return next < end;
+}
+
+bool ConnectionStream::wait_readable() const {
+    return is_readable() || waitUntil(requestStart + limits.request, readableWithin);
+}
+
+bool ConnectionStream::wait_writable() const {
+    return waitUntil(steady_clock::now() + limits.write, writableWithin);
+}
+
+bool ConnectionStream::is_peer_alive() const {
+    return httplib::detail::is_socket_alive(connection);
+}
+
+ssize_t ConnectionStream::refill() {
+    if (!wait_readable()) {
+        error_ = httplib::Error::Timeout;
+        return -1;
+    }
+    const ssize_t count = httplib::detail::read_socket(connection, buffer.data(), buffer.size(),
+                                                       CPPHTTPLIB_RECV_FLAGS);
+    if (count <= 0) {
+        error_ = count == 0 ? httplib::Error::ConnectionClosed : httplib::Error::Read;
+        return count;
+    }
+    next = 0;
+    end = static_cast<std::size_t>(count);
+    return count;
+}
+
+ssize_t ConnectionStream::read(char* target, size_t size) {
+    if (!is_readable()) {
+        if (const ssize_t count = refill(); count <= 0) {
+            return count;
+        }
+    }
+    const std::size_t count = std::min(size, end - next);
+    std::copy_n(buffer.data() + next, count, target);
+    next += count;
+    return static_cast<ssize_t>(count);
+}
+
+ssize_t ConnectionStream::write(const char* bytes, size_t size) {
+    const Time deadline = writeDeadline();
+    while (waitUntil(deadline, writableWithin)) {
+        const ssize_t count = httplib::detail::send_socket(
+            connection, bytes, std::min(size, longestPiece), CPPHTTPLIB_SEND_FLAGS);
+        if (count >= 0 || errno != EAGAIN) {
+            return count;
+        }
+    }
+    return -1;
+}
+
+ConnectionStream::Time ConnectionStream::writeDeadline() {
+    const Time now = steady_clock::now();
+    if (!stopping) {
+        return now + limits.write;
+    }
+    lastWrite = lastWrite.value_or(now + lastGrace);
+    return std::min(*lastWrite, now + limits.write);
+}
+
+void ConnectionStream::get_remote_ip_and_port(std::string& address, int& port) const {
+    httplib::detail::get_remote_ip_and_port(connection, address, port);
+}
+
+void ConnectionStream::get_local_ip_and_port(std::string& address, int& port) const {
+    httplib::detail::get_local_ip_and_port(connection, address, port);
+}
+
+time_t ConnectionStream::duration() const {
+    return std::chrono::duration_cast<milliseconds>(steady_clock::now() - requestStart).count();
+}
+
+} // namespace Quarlen::Rest

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <string>
+
+#include <httplib.h>
+
+namespace Quarlen::Rest {
+
+/// The bytes of one connection, from the first request to the last. What a client sends ahead stays
+/// for its next request. All bytes of a request share one time limit, so that a client cannot hold
+/// its worker by sending a byte now and then.
+class ConnectionStream final : public httplib::Stream {
+public:
+    struct TimeLimits {
+        /// From a request's first byte to its last.
+        std::chrono::milliseconds request;
+        /// For the client to take each part of a reply.
+        std::chrono::milliseconds write;
+    };
+
+    /// The socket stays the caller's. Once `stopping` is true the stream waits neither for bytes
+    /// nor for the client to take any.
+    ConnectionStream(socket_t connection, const std::atomic<bool>& stopping, TimeLimits limits);
+
+    /// Waits for the first byte of the next request and starts its time limit. False when nothing
+    /// came for so long, or the server stops.
+    bool waitForRequest(std::chrono::milliseconds idleTime);
+
+    [[nodiscard]] bool is_readable() const override;
+    [[nodiscard]] bool wait_readable() const override;
+    [[nodiscard]] bool wait_writable() const override;
+    [[nodiscard]] bool is_peer_alive() const override;
+    ssize_t read(char* target, size_t size) override;
+    ssize_t write(const char* bytes, size_t size) override;
+    void get_remote_ip_and_port(std::string& address, int& port) const override;
+    void get_local_ip_and_port(std::string& address, int& port) const override;
+    [[nodiscard]] socket_t socket() const override { return connection; }
+    /// Milliseconds since the request's first byte.
+    [[nodiscard]] time_t duration() const override;
+
+private:
+    using Time = std::chrono::steady_clock::time_point;
+
+    using ReadyWithin = bool (*)(socket_t, std::chrono::milliseconds);
+
+    [[nodiscard]] bool waitUntil(Time deadline, ReadyWithin readyWithin) const;
+    /// A stop shortens it, for all that is left to write together.
+    Time writeDeadline();
+    /// Zero at the end of the connection, negative at an error.
+    ssize_t refill();
+
+    const socket_t connection;
+    const std::atomic<bool>& stopping;
+    const TimeLimits limits;
+    Time requestStart;
+    /// Set by the first write during a stop.
+    std::optional<Time> lastWrite;
+    std::array<char, 4096> buffer;
+    std::size_t next = 0;
+    std::size_t end = 0;
+};
+
+} // namespace Quarlen::Rest

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <mutex>
+#include <set>
+
+#include <httplib.h>
+
+namespace Quarlen::Rest {
+
+class ConnectionStream;
+
+/// The HTTP library's server with this product's limits:
+/// - a port that somebody else serves cannot be bound, a restart while old connections linger can;
+/// - every open connection has a worker, up to 512; a connection beyond is closed at once;
+/// - a client that does not finish its request within the read time-out loses its connection, also
+///   when it keeps sending a byte now and then;
+/// - bodies over 1 MiB are answered 413, request targets over the library's configured length 414;
+/// - a request without length and chunks has no body; what follows is the client's next request;
+/// - an exception out of a handler is answered 500 with an empty body;
+/// - a reply that says "Connection: close" is followed by just that;
+/// - `stopServing` ends idle, busy and half-sent connections alike.
+class HttpServer : public httplib::Server {
+public:
+    HttpServer();
+
+    /// Ends `listen_after_bind`. Requests that are being handled are still answered. Does nothing
+    /// when the server does not run.
+    void stopServing();
+
+private:
+    bool process_and_close_socket(socket_t socket) override;
+    bool serveConnection(socket_t socket);
+    bool serveRequests(ConnectionStream& stream);
+    void announceEnd(httplib::Response& response) const;
+    void closeReadingSides();
+
+    std::atomic<bool> stopping{false};
+    std::mutex connectionsMutex;
+    std::set<socket_t> connections;
+};
+
+} // namespace Quarlen::Rest

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <functional>
+#include <list>
+#include <mutex>
+#include <queue>
+#include <thread>
+
+#include <httplib.h>
+
+namespace Quarlen::Rest {
+
+struct WorkerLimits {
+    /// A worker is held by each open connection.
+    std::size_t mostWorkers = 512;
+    /// A worker that had nothing to do for so long ends.
+    std::chrono::milliseconds idleTime{5000};
+};
+
+/// Worker threads of the HTTP server. Grows with the tasks: a task never waits while the limit
+/// allows one more thread; beyond the limit it is refused, so that the server closes the
+/// connection instead of leaving it hanging. Shrinks to nothing when idle.
+class WorkerPool : public httplib::TaskQueue {
+public:
+    explicit WorkerPool(WorkerLimits limits = {});
+    WorkerPool(const WorkerPool&) = delete;
+    WorkerPool& operator=(const WorkerPool&) = delete;
+    ~WorkerPool() override;
+
+    bool enqueue(std::function<void()> task) override;
+    /// Lets the running and the queued tasks end and joins every worker.
+    void shutdown() override;
+
+    [[nodiscard]] std::size_t workerCount() const;
+
+private:
+    using Workers = std::list<std::thread>;
+
+    bool startWorker();
+    void work(Workers::iterator self);
+    void joinEnded();
+
+    const WorkerLimits limits;
+    mutable std::mutex mutex;
+    std::condition_variable wakeUp;
+    std::condition_variable allEnded;
+    std::queue<std::function<void()>> tasks;
+    Workers workers;
+    /// Workers that have left their loop and only wait to be joined.
+    Workers ended;
+    std::size_t idleWorkers = 0;
+    bool stopping = false;
+};
+
+} // namespace Quarlen::Rest

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "kel_server_lib/devices/DevicePaths.hpp"
+#include "platform/Clock.hpp"
+#include "platform/Console.hpp"
+#include "std_util/PathString.hpp"
+#include "std_util/SystemInformation.hpp"
+
+namespace Quarlen {
+
+/// What a sequence touches of the outside world, with the production defaults.
+struct SequenceEnvironment {
+    Platform::Clock& clock = Platform::systemClock();
+    Platform::Console& console = Platform::standardConsole();
+    DevicePaths devices;
+    StdUtil::PathString configPath = StdUtil::SystemInformation::getConfigPath();
+};
+
+} // namespace Quarlen

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace Quarlen {
+
+struct TextTableRow {
+    std::wstring_view text;
+    std::uint32_t value = 0;
+};
+
+/// What every table gives for a text it does not hold. Used like any other value: in a mask it
+/// sets every bit.
+inline constexpr std::uint32_t unknownText = 0xFFFFFFFFU;
+
+/// Exact match, letter case and length included.
+template <std::size_t Count>
+constexpr std::uint32_t valueOfText(const std::array<TextTableRow, Count>& table,
+                                    std::wstring_view text) {
+    const auto row = std::find_if(table.begin(), table.end(),
+                                  [text](const TextTableRow& each) { return each.text == text; });
+    return row == table.end() ? unknownText : row->value;
+}
+
+} // namespace Quarlen

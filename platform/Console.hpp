@@ -1,0 +1,29 @@
+#pragma once
+
+#include <iosfwd>
+#include <mutex>
+#include <string_view>
+
+namespace Quarlen::Platform {
+
+/// Line output to people. Texts are UTF-8 and appear byte for byte, CR LF pairs included. Lines of
+/// several threads do not mix.
+class Console {
+public:
+    /// `output` must outlive the console.
+    explicit Console(std::ostream& output) : output(output) {}
+
+    /// Writes the text and a line end, then flushes.
+    void line(std::string_view text);
+    /// Writes the text as it is, without a flush.
+    void text(std::string_view text);
+
+private:
+    std::mutex mutex;
+    std::ostream& output;
+};
+
+/// Standard output. Lives as long as the process.
+Console& standardConsole();
+
+} // namespace Quarlen::Platform

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+namespace Quarlen::Platform {
+
+/// Single key presses, without echo and without waiting for Enter.
+class KeyReader {
+public:
+    KeyReader() = default;
+    KeyReader(const KeyReader&) = delete;
+    KeyReader& operator=(const KeyReader&) = delete;
+    virtual ~KeyReader() = default;
+
+    /// Blocks. Nothing at the end of the input.
+    virtual std::optional<int> readKey() = 0;
+};
+
+/// The process's standard input. Where it is a terminal its mode is changed now (as soon as the
+/// process is in the foreground) and restored when the last reader or the process ends, by a signal
+/// too. In the background a reader waits; it does not stop the process.
+std::unique_ptr<KeyReader> openConsoleKeys();
+
+} // namespace Quarlen::Platform

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+#include <system_error>
+
+namespace Quarlen::Platform {
+
+/// The cause that an error code stands for, for people. Never empty: the number where the system
+/// has no text for it or one that cannot be converted.
+std::wstring errorText(const std::error_code& error);
+
+} // namespace Quarlen::Platform

@@ -1,0 +1,178 @@
+#include "platform/AtomicFile.hpp"
+
+#include <atomic>
+#include <cerrno>
+#include <fcntl.h>
+#include <random>
+#include <string>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace Quarlen::Platform {
+namespace {
+
+/// As many as the system follows itself.
+constexpr int mostLinks = 40;
+constexpr int mostNames = 100;
+constexpr mode_t privateMode = 0600;
+constexpr mode_t usualMode = 0666;
+constexpr mode_t permissionBits = 07777;
+
+[[noreturn]] void fail(int cause, const std::filesystem::path& file) {
+    throw std::system_error(cause, std::generic_category(), "cannot write " + file.native());
+}
+
+class Descriptor {
+public:
+    explicit Descriptor(int number) : number(number) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() { close(); }
+
+    [[nodiscard]] int get() const noexcept { return number; }
+    [[nodiscard]] bool isOpen() const noexcept { return number >= 0; }
+
+    /// The error number, 0 for success.
+    int close() noexcept {
+        const int closing = std::exchange(number, -1);
+        return closing < 0 || ::close(closing) == 0 ? 0 : errno;
+    }
+
+private:
+    int number;
+};
+
+/// What a new file takes over from the one that it replaces.
+struct Replaced {
+    bool exists = false;
+    mode_t mode = usualMode;
+    uid_t owner = 0;
+    gid_t group = 0;
+};
+
+/// The file that a symbolic link stands for, so that the link itself stays.
+std::filesystem::path followLinks(std::filesystem::path file) {
+    for (int followed = 0; std::filesystem::is_symlink(file); ++followed) {
+        if (followed == mostLinks) {
+            fail(ELOOP, file);
+        }
+        file = file.parent_path() / std::filesystem::read_symlink(file);
+    }
+    return file;
+}
+
+Replaced inspect(const std::filesystem::path& file) {
+    struct stat status {};
+    if (::stat(file.c_str(), &status) != 0) {
+        return errno == ENOENT ? Replaced{} : (fail(errno, file), Replaced{});
+    }
+    if (!S_ISREG(status.st_mode)) {
+        fail(S_ISDIR(status.st_mode) ? EISDIR : EINVAL, file);
+    }
+    return {true, status.st_mode & permissionBits, status.st_uid, status.st_gid};
+}
+
+/// A new file in the target's folder, removed again unless it takes the target's place.
+class NewFile {
+public:
+    NewFile(const std::filesystem::path& target, const Replaced& replaced)
+        : target(target), descriptor(create(replaced)) {
+        if (replaced.exists) {
+            takeOver(replaced);
+        }
+    }
+    NewFile(const NewFile&) = delete;
+    NewFile& operator=(const NewFile&) = delete;
+    ~NewFile() {
+        if (!path.empty()) {
+            ::unlink(path.c_str());
+        }
+    }
+
+    void write(std::string_view content) {
+        while (!content.empty()) {
+            const ssize_t written = ::write(descriptor.get(), content.data(), content.size());
+            if (written >= 0) {
+                content.remove_prefix(static_cast<std::size_t>(written));
+            } else if (errno != EINTR) {
+                fail(errno, target);
+            }
+        }
+    }
+
+    void moveOverTarget() {
+        check(::fsync(descriptor.get()));
+        if (const int error = descriptor.close(); error != 0) {
+            fail(error, target);
+        }
+        check(::rename(path.c_str(), target.c_str()));
+        path.clear();
+    }
+
+private:
+    void check(int result) const {
+        if (result != 0) {
+            fail(errno, target);
+        }
+    }
+
+    static std::string uniqueName() {
+        static std::atomic<unsigned int> counter{0};
+        return ".kel-" + std::to_string(::getpid()) + "-" + std::to_string(++counter) + "-" +
+               std::to_string(std::random_device{}());
+    }
+
+    /// Nobody else may open the copy of a file before it has that file's permissions.
+    int create(const Replaced& replaced) {
+        const mode_t mode = replaced.exists ? privateMode : usualMode;
+        for (int attempt = 0; attempt < mostNames; ++attempt) {
+            const std::filesystem::path candidate = target.parent_path() / uniqueName();
+            const int opened =
+                ::open(candidate.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+            if (opened >= 0) {
+                path = candidate;
+                return opened;
+            }
+            if (errno != EEXIST && errno != EINTR) {
+                fail(errno, target);
+            }
+        }
+        fail(EEXIST, target);
+    }
+
+    void takeOver(const Replaced& replaced) const {
+        // Only the superuser gives files away; others keep what they write.
+        if (::fchown(descriptor.get(), replaced.owner, replaced.group) != 0 && errno != EPERM) {
+            fail(errno, target);
+        }
+        check(::fchmod(descriptor.get(), replaced.mode));
+    }
+
+    const std::filesystem::path& target;
+    std::filesystem::path path;
+    Descriptor descriptor;
+};
+
+/// The new name is safe only with its folder. The content is in place already, so a file system
+/// that cannot flush folders is no failure.
+void flushFolderOf(const std::filesystem::path& file) {
+    const std::filesystem::path folder = file.has_parent_path() ? file.parent_path() : ".";
+    const Descriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (descriptor.isOpen()) {
+        ::fsync(descriptor.get());
+    }
+}
+
+} // namespace
+
+void replaceFile(const std::filesystem::path& target, std::string_view content) {
+    const std::filesystem::path file = followLinks(target);
+    NewFile replacement(file, inspect(file));
+    replacement.write(content);
+    replacement.moveOverTarget();
+    flushFolderOf(file);
+}
+
+} // namespace Quarlen::Platform

@@ -1,0 +1,57 @@
+#include "platform/FileNames.hpp"
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <string_view>
+#include <windows.h>
+
+namespace Quarlen::Platform {
+namespace {
+
+constexpr std::size_t longestPath = 32767;
+constexpr std::size_t longestName = 255;
+
+/// Names of devices, in every folder and whatever the extension.
+constexpr std::array<std::wstring_view, 4> devices{L"CON", L"PRN", L"AUX", L"NUL"};
+/// Devices that carry a number from 1 to 9.
+constexpr std::array<std::wstring_view, 2> numberedDevices{L"COM", L"LPT"};
+
+bool isDeviceName(std::wstring_view name) {
+    std::wstring stem(name.substr(0, name.find(L'.')));
+    while (stem.ends_with(L' ')) {
+        stem.pop_back();
+    }
+    ::CharUpperBuffW(stem.data(), static_cast<DWORD>(stem.size()));
+    if (stem.size() == 4 && stem.back() >= L'1' && stem.back() <= L'9') {
+        stem.pop_back();
+        return std::find(numberedDevices.begin(), numberedDevices.end(), stem) !=
+               numberedDevices.end();
+    }
+    return std::find(devices.begin(), devices.end(), stem) != devices.end();
+}
+
+bool isAllowed(wchar_t letter) {
+    return letter >= L' ' && std::wstring_view(L"<>:\"/\\|?*").find(letter) == std::wstring::npos;
+}
+
+bool isValidName(std::wstring_view name) {
+    if (name.empty() || name == L"." || name == L"..") {
+        return true;
+    }
+    return name.size() <= longestName && !name.ends_with(L'.') && !name.ends_with(L' ') &&
+           std::all_of(name.begin(), name.end(), isAllowed) && !isDeviceName(name);
+}
+
+} // namespace
+
+bool couldNameFile(const std::filesystem::path& path) {
+    const std::filesystem::path name = path.filename();
+    const std::filesystem::path parts = path.relative_path();
+    return !name.empty() && name != L"." && name != L".." && path.native().size() < longestPath &&
+           std::all_of(parts.begin(), parts.end(), [](const std::filesystem::path& component) {
+               return isValidName(component.native());
+           });
+}
+
+} // namespace Quarlen::Platform

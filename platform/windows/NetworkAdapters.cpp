@@ -1,0 +1,79 @@
+#include "platform/NetworkAdapters.hpp"
+
+#include <array>
+#include <cstddef>
+
+// The socket headers must come before everything that uses their types.
+// clang-format off
+#include <winsock2.h>
+#include <ws2tcpip.h>
+#include <iphlpapi.h>
+// clang-format on
+
+#include "platform/TextEncoding.hpp"
+
+namespace Quarlen::Platform {
+namespace {
+
+constexpr ULONG family = AF_INET;
+constexpr ULONG flags = GAA_FLAG_INCLUDE_PREFIX;
+constexpr std::size_t addressTextSize = 100;
+
+/// Whole adapter records, so that the memory is aligned as the system's structures need it.
+using AdapterMemory = std::vector<IP_ADAPTER_ADDRESSES>;
+
+/// Empty when the system does not give the list.
+AdapterMemory readAdapters() {
+    ULONG size = 0;
+    if (::GetAdaptersAddresses(family, flags, nullptr, nullptr, &size) != ERROR_BUFFER_OVERFLOW) {
+        return {};
+    }
+    AdapterMemory memory(size / sizeof(IP_ADAPTER_ADDRESSES) + 1);
+    size = static_cast<ULONG>(memory.size() * sizeof(IP_ADAPTER_ADDRESSES));
+    if (::GetAdaptersAddresses(family, flags, nullptr, memory.data(), &size) != NO_ERROR) {
+        return {};
+    }
+    return memory;
+}
+
+std::wstring firstIpv4Address(const IP_ADAPTER_ADDRESSES& adapter) {
+    if (adapter.FirstUnicastAddress == nullptr) {
+        return {};
+    }
+    const sockaddr* const address = adapter.FirstUnicastAddress->Address.lpSockaddr;
+    if (address == nullptr || address->sa_family != AF_INET) {
+        return {};
+    }
+    std::array<char, addressTextSize> text{};
+    const auto& ipv4 = *reinterpret_cast<const sockaddr_in*>(address);
+    const char* const written = ::inet_ntop(AF_INET, &ipv4.sin_addr, text.data(), text.size());
+    return written != nullptr ? fromUtf8(written) : std::wstring();
+}
+
+std::wstring textOf(const wchar_t* text) {
+    return text != nullptr ? text : L"";
+}
+
+NetworkAdapter convert(const IP_ADAPTER_ADDRESSES& adapter) {
+    NetworkAdapter converted;
+    converted.friendlyName = textOf(adapter.FriendlyName);
+    converted.description = textOf(adapter.Description);
+    converted.up = adapter.OperStatus == IfOperStatusUp;
+    converted.firstIpv4Address = firstIpv4Address(adapter);
+    converted.hardwareAddressLength = adapter.PhysicalAddressLength;
+    return converted;
+}
+
+} // namespace
+
+std::vector<NetworkAdapter> networkAdapters() {
+    const AdapterMemory memory = readAdapters();
+    std::vector<NetworkAdapter> adapters;
+    const IP_ADAPTER_ADDRESSES* adapter = memory.empty() ? nullptr : memory.data();
+    for (; adapter != nullptr; adapter = adapter->Next) {
+        adapters.push_back(convert(*adapter));
+    }
+    return adapters;
+}
+
+} // namespace Quarlen::Platform

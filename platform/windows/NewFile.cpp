@@ -1,0 +1,70 @@
+#include "platform/NewFile.hpp"
+
+#include <algorithm>
+#include <system_error>
+#include <windows.h>
+
+namespace Quarlen::Platform {
+namespace {
+
+constexpr std::size_t largestWrite = 1U << 30U;
+
+[[noreturn]] void throwLastError() {
+    throw std::system_error(static_cast<int>(::GetLastError()), std::system_category());
+}
+
+/// Closes the handle; removes the file unless it was finished.
+class UnfinishedFile {
+public:
+    UnfinishedFile(const std::filesystem::path& file, HANDLE handle) : file(file), handle(handle) {}
+    UnfinishedFile(const UnfinishedFile&) = delete;
+    UnfinishedFile& operator=(const UnfinishedFile&) = delete;
+    ~UnfinishedFile() {
+        ::CloseHandle(handle);
+        if (!finished) {
+            ::DeleteFileW(file.c_str());
+        }
+    }
+
+    void write(std::string_view content) const {
+        while (!content.empty()) {
+            const auto portion = static_cast<DWORD>(std::min(content.size(), largestWrite));
+            DWORD written = 0;
+            if (::WriteFile(handle, content.data(), portion, &written, nullptr) == 0) {
+                throwLastError();
+            }
+            content.remove_prefix(written);
+        }
+    }
+
+    void finish() {
+        if (::FlushFileBuffers(handle) == 0) {
+            throwLastError();
+        }
+        finished = true;
+    }
+
+private:
+    const std::filesystem::path& file;
+    HANDLE handle;
+    bool finished = false;
+};
+
+} // namespace
+
+bool createNewFile(const std::filesystem::path& file, std::string_view content) {
+    const HANDLE handle = ::CreateFileW(file.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                                        CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (handle == INVALID_HANDLE_VALUE && ::GetLastError() == ERROR_FILE_EXISTS) {
+        return false;
+    }
+    if (handle == INVALID_HANDLE_VALUE) {
+        throwLastError();
+    }
+    UnfinishedFile created(file, handle);
+    created.write(content);
+    created.finish();
+    return true;
+}
+
+} // namespace Quarlen::Platform

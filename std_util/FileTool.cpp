@@ -1,0 +1,129 @@
+#include "std_util/FileTool.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <fstream>
+#include <string_view>
+#include <system_error>
+
+#include "platform/FileNames.hpp"
+#include "platform/TextEncoding.hpp"
+
+namespace StdUtil::FileTool {
+
+namespace Platform = Quarlen::Platform;
+
+namespace {
+
+struct FileType {
+    std::wstring_view ending;
+    std::int32_t type;
+};
+
+constexpr std::array fileTypes{
+    FileType{L".pdx", fileTypePdx},
+    FileType{L".zip", fileTypeZip},
+};
+
+constexpr std::size_t readSize = std::size_t{64} * 1024;
+
+/// Endings are plain ASCII; the locale must not change what a file is.
+bool equalIgnoringCase(wchar_t left, wchar_t right) {
+    const auto lower = [](wchar_t letter) {
+        return letter >= L'A' && letter <= L'Z' ? static_cast<wchar_t>(letter - L'A' + L'a')
+                                                : letter;
+    };
+    return lower(left) == lower(right);
+}
+
+bool endsIgnoringCase(std::wstring_view text, std::wstring_view ending) {
+    return text.size() >= ending.size() &&
+           std::equal(ending.rbegin(), ending.rend(), text.rbegin(), equalIgnoringCase);
+}
+
+[[noreturn]] void throwUnreadable(const PathString& path, std::error_code cause) {
+    throw std::system_error(cause, "cannot read \"" + Platform::toUtf8(path.wstr()) + "\"");
+}
+
+/// What the last stream operation left, where the library does not say.
+std::error_code streamError() {
+    return {errno != 0 ? errno : EIO, std::generic_category()};
+}
+
+void requireRegularFile(const PathString& path) {
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(path.path(), error);
+    if (error) {
+        throwUnreadable(path, error);
+    }
+    if (std::filesystem::is_directory(status)) {
+        throwUnreadable(path, std::make_error_code(std::errc::is_a_directory));
+    }
+    if (!std::filesystem::is_regular_file(status)) {
+        // A pipe or a device may block or never end.
+        throwUnreadable(path, std::make_error_code(std::errc::invalid_argument));
+    }
+}
+
+std::ifstream open(const PathString& path) {
+    errno = 0;
+    return std::ifstream(path.path(), std::ios::binary);
+}
+
+std::size_t announcedSize(const PathString& path) {
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(path.path(), error);
+    return error ? 0 : static_cast<std::size_t>(size);
+}
+
+} // namespace
+
+bool exists(const PathString& path) {
+    std::error_code error;
+    return std::filesystem::is_regular_file(path.path(), error);
+}
+
+bool existsAndIsNotEmpty(const PathString& path) {
+    // Files that the kernel makes up as they are read announce no size: look for a first byte.
+    return exists(path) &&
+           (announcedSize(path) > 0 || open(path).peek() != std::ifstream::traits_type::eof());
+}
+
+std::string readFile(const PathString& path) {
+    requireRegularFile(path);
+    std::ifstream file = open(path);
+    if (!file) {
+        throwUnreadable(path, streamError());
+    }
+    std::string content;
+    content.reserve(announcedSize(path));
+    std::array<char, readSize> part{};
+    do {
+        errno = 0;
+        file.read(part.data(), static_cast<std::streamsize>(part.size()));
+        content.append(part.data(), static_cast<std::size_t>(file.gcount()));
+    } while (file);
+    if (file.bad()) {
+        throwUnreadable(path, streamError());
+    }
+    return content;
+}
+
+std::wstring fileNameFromPath(const PathString& path) {
+    return Platform::fromPath(path.path().filename());
+}
+
+bool isFilePathValid(const PathString& path) {
+    return Platform::couldNameFile(path.path());
+}
+
+std::int32_t getFileType(const PathString& path) {
+    const auto* const found =
+        std::find_if(fileTypes.begin(), fileTypes.end(), [&path](const FileType& candidate) {
+            return endsIgnoringCase(path.wstr(), candidate.ending);
+        });
+    return found != fileTypes.end() ? found->type : fileTypeUnknown;
+}
+
+} // namespace StdUtil::FileTool

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace StdUtil {
+
+/// A path as the program's own text.
+class PathString {
+public:
+    PathString() = default;
+    // Implicit, because a text is what a path is for everybody who calls this library.
+    PathString(std::wstring text);   // NOLINT(google-explicit-constructor)
+    PathString(const wchar_t* text); // NOLINT(google-explicit-constructor)
+    explicit PathString(const std::filesystem::path& path);
+
+    /// Joins a component with the platform's separator. A component that is absolute replaces
+    /// what is there; an empty one changes nothing.
+    PathString& append(const PathString& component);
+
+    [[nodiscard]] const std::wstring& wstr() const noexcept { return text; }
+    [[nodiscard]] std::filesystem::path path() const;
+    [[nodiscard]] bool empty() const noexcept { return text.empty(); }
+
+    friend bool operator==(const PathString&, const PathString&) = default;
+
+private:
+    std::wstring text;
+};
+
+} // namespace StdUtil

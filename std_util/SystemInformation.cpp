@@ -1,0 +1,28 @@
+#include "std_util/SystemInformation.hpp"
+
+#include <system_error>
+
+#include "platform/SystemPaths.hpp"
+
+namespace StdUtil::SystemInformation {
+
+namespace Platform = Quarlen::Platform;
+
+PathString getInstallationPath() {
+    return PathString(Platform::executablePath().parent_path());
+}
+
+PathString getConfigPath() {
+    return configPathOf(getInstallationPath());
+}
+
+PathString configPathOf(const PathString& installationPath) {
+    // Joined to nothing, "config" would be the one of whatever folder the program was started in.
+    const bool installed = !installationPath.path().empty();
+    const std::filesystem::path config = installationPath.path() / "config";
+    std::error_code error;
+    const bool besideProgram = installed && std::filesystem::is_directory(config, error);
+    return PathString(besideProgram ? config : Platform::systemConfigFolder());
+}
+
+} // namespace StdUtil::SystemInformation

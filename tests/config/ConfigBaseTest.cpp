@@ -1,0 +1,137 @@
+#include "config/ConfigBase.hpp"
+
+#include <memory>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "config/ScriptObjects.hpp"
+#include "platform/TextEncoding.hpp"
+#include "tests/support/TemporaryFolder.hpp"
+#include "tests/support/TraceCapture.hpp"
+
+namespace Config::Tests {
+namespace {
+
+using testing::EndsWith;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+class ConfigFile : public testing::Test {
+protected:
+    bool load(const std::string& content) {
+        path = Quarlen::Platform::fromPath(folder.write("script.xml", content));
+        return config->load(path);
+    }
+
+    Quarlen::Tests::TemporaryFolder folder;
+    Quarlen::Tests::TraceCapture traces;
+    std::unique_ptr<ConfigBase> config = createConfigBase();
+    std::wstring path;
+};
+
+TEST_F(ConfigFile, LoadsAScript) {
+    ASSERT_TRUE(load("<KelServerScript resultLed='0'><ExecuteAction/></KelServerScript>"));
+
+    const auto root = config->root();
+    const auto* script = as<CfxKelServerScript>(*root);
+    ASSERT_NE(script, nullptr);
+    EXPECT_FALSE(script->resultLed);
+    EXPECT_EQ(script->actionCount(), 1U);
+    EXPECT_EQ(config->errorText(), L"");
+    EXPECT_THAT(traces.texts(), IsEmpty());
+}
+
+TEST_F(ConfigFile, LoadsAnotherRootElement) {
+    ASSERT_TRUE(load("<KelServer/>"));
+
+    EXPECT_EQ(config->root()->typeId(), TypeId::Unknown);
+}
+
+TEST_F(ConfigFile, HasNoRootBeforeItIsLoaded) {
+    EXPECT_FALSE(static_cast<bool>(config->root()));
+}
+
+TEST_F(ConfigFile, NamesFileLineColumnAndCauseOfAFault) {
+    EXPECT_FALSE(load("<KelServerScript>\n  <ExecuteAction enabled='ja'/>\n</KelServerScript>"));
+
+    EXPECT_FALSE(static_cast<bool>(config->root()));
+    EXPECT_EQ(config->errorText(),
+              path + L":2:4: the attribute \"enabled\" must be true or false, not \"ja\"");
+}
+
+TEST_F(ConfigFile, TracesAFaultOnce) {
+    EXPECT_FALSE(load("<KelServerScript>"));
+
+    const auto lines = traces.lines();
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_EQ(lines[0].level, StdUtil::TraceLevel::Error);
+    EXPECT_EQ(lines[0].source, L"config/ConfigBase");
+    EXPECT_EQ(lines[0].text, config->errorText());
+}
+
+TEST_F(ConfigFile, DoesNotLoadMalformedXml) {
+    EXPECT_FALSE(load("<KelServerScript>\n<ExecuteAction></KelServerScript>"));
+
+    EXPECT_THAT(config->errorText(), StartsWith(path + L":2:"));
+}
+
+TEST_F(ConfigFile, DoesNotLoadBytesThatAreNoText) {
+    EXPECT_FALSE(load("\xEF\xBB\xBF<KelServerScript>\n\xC3\xBC\xFF</KelServerScript>"));
+
+    EXPECT_EQ(config->errorText(), path + L":2:2: the file is not valid text in its encoding");
+}
+
+TEST_F(ConfigFile, DoesNotLoadAMissingFile) {
+    EXPECT_FALSE(config->load(L"/no/such/script.xml"));
+
+    EXPECT_THAT(config->errorText(), StartsWith(L"/no/such/script.xml:1:1: "));
+    EXPECT_THAT(config->errorText(), EndsWith(L"no regular file of this name"));
+}
+
+TEST_F(ConfigFile, DoesNotLoadAPathThatIsNoText) {
+    EXPECT_FALSE(config->load(L""));
+    EXPECT_FALSE(config->load(std::wstring(L"a\0b", 3)));
+}
+
+TEST_F(ConfigFile, ForgetsTheRootWhenTheNextLoadFails) {
+    ASSERT_TRUE(load("<KelServerScript/>"));
+    EXPECT_FALSE(load("no script"));
+
+    EXPECT_FALSE(static_cast<bool>(config->root()));
+}
+
+TEST_F(ConfigFile, ForgetsTheFaultWhenTheNextLoadSucceeds) {
+    EXPECT_FALSE(load("no script"));
+    ASSERT_TRUE(load("<KelServerScript/>"));
+
+    EXPECT_EQ(config->errorText(), L"");
+}
+
+TEST_F(ConfigFile, KeepsItsObjectsBeyondItsOwnEnd) {
+    ASSERT_TRUE(load("<KelServerScript><ExecuteAction command='A'/></KelServerScript>"));
+    const auto root = config->root();
+
+    config.reset();
+
+    const auto* script = as<CfxKelServerScript>(*root);
+    ASSERT_NE(script, nullptr);
+    EXPECT_EQ(as<CfxExecuteAction>(script->action(0))->command, L"A");
+}
+
+TEST_F(ConfigFile, LoadsAHundredThousandActions) {
+    std::string content = "<KelServerScript>";
+    for (int index = 0; index < 100'000; ++index) {
+        content += "<ExecuteAction enabled='false' command='C" + std::to_string(index) + "'/>\n";
+    }
+    ASSERT_TRUE(load(content + "</KelServerScript>"));
+
+    const auto root = config->root();
+    const auto& script = dynamic_cast<const CfxKelServerScript&>(*root);
+    ASSERT_EQ(script.actionCount(), 100'000U);
+    EXPECT_EQ(as<CfxExecuteAction>(script.action(99'999))->command, L"C99999");
+}
+
+} // namespace
+} // namespace Config::Tests

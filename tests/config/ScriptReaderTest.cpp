@@ -1,0 +1,265 @@
+#include "config/ScriptReader.hpp"
+
+#include <optional>
+#include <ostream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/config/ParseScript.hpp"
+
+namespace Config::Tests {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+TEST(ScriptReader, GivesEveryActionItsTypeIdInFileOrder) {
+    const auto script = parseScript("<ExecuteAction/><SelectAction/><QuicktestAction/>"
+                                    "<FlashingAction/><UnlockAction/>");
+
+    std::vector<std::uint32_t> ids;
+    for (std::uint64_t index = 0; index < script->actionCount(); ++index) {
+        ids.push_back(static_cast<std::uint32_t>(script->action(index).typeId()));
+    }
+    EXPECT_THAT(ids, ElementsAre(402U, 403U, 418U, 421U, 439U));
+}
+
+TEST(ScriptReader, MakesAnUnknownObjectOfAnUnknownElementAndKeepsItsPlace) {
+    const auto script = parseScript("<Sleep/><ExecuteAction/><executeAction/>");
+
+    ASSERT_EQ(script->actionCount(), 3U);
+    EXPECT_EQ(script->action(0).typeId(), TypeId::Unknown);
+    EXPECT_EQ(script->action(1).typeId(), TypeId::ExecuteAction);
+    EXPECT_EQ(script->action(2).typeId(), TypeId::Unknown);
+}
+
+TEST(ScriptReader, MakesAnUnknownObjectOfAnotherRootElement) {
+    const auto root = parseRoot("<KelServer><ExecuteAction/></KelServer>");
+
+    EXPECT_EQ(root->typeId(), TypeId::Unknown);
+    EXPECT_EQ(as<CfxKelServerScript>(*root), nullptr);
+}
+
+TEST(ScriptReader, CountsNeitherCommentsNorTextAsActions) {
+    const auto script = parseScript(" text <!-- <ExecuteAction/> --> <?target data?> ");
+
+    EXPECT_EQ(script->actionCount(), 0U);
+}
+
+TEST(ScriptReader, ThrowsOutOfRangeBehindTheLastAction) {
+    const auto script = parseScript("<ExecuteAction/>");
+
+    EXPECT_THROW((void)script->action(1), std::out_of_range);
+}
+
+TEST(ScriptReader, LightsTheResultLedUnlessTheScriptSaysOtherwise) {
+    const auto resultLed = [](std::string_view text) {
+        return dynamic_cast<const CfxKelServerScript&>(*parseRoot(text)).resultLed;
+    };
+
+    EXPECT_TRUE(resultLed("<KelServerScript/>"));
+    EXPECT_TRUE(resultLed("<KelServerScript resultLed='true'/>"));
+    EXPECT_FALSE(resultLed("<KelServerScript resultLed='false'/>"));
+}
+
+TEST(ScriptReader, ReadsTheExecuteAction) {
+    const ParsedAction<CfxExecuteAction> action(
+        "<ExecuteAction enabled='false' command='#OTX Read &amp; show'/>");
+
+    EXPECT_FALSE(action->enabled);
+    EXPECT_EQ(action->command, L"#OTX Read & show");
+}
+
+TEST(ScriptReader, EnablesAnExecuteActionThatDoesNotSay) {
+    const ParsedAction<CfxExecuteAction> action("<ExecuteAction/>");
+
+    EXPECT_TRUE(action->enabled);
+    EXPECT_EQ(action->command, L"");
+}
+
+TEST(ScriptReader, ReadsTheSelectAction) {
+    const ParsedAction<CfxSelectAction> action("<SelectAction project='AUTO_SELECT' "
+                                               "vehicleInformation='VIT_A' autoConnect='1'/>");
+
+    EXPECT_EQ(action->project, L"AUTO_SELECT");
+    EXPECT_EQ(action->vehicleInformation, L"VIT_A");
+    EXPECT_TRUE(action->autoConnect);
+}
+
+TEST(ScriptReader, DoesNotConnectOnItsOwnAndLeavesMissingNamesEmpty) {
+    const ParsedAction<CfxSelectAction> action("<SelectAction/>");
+
+    EXPECT_EQ(action->project, L"");
+    EXPECT_EQ(action->vehicleInformation, L"");
+    EXPECT_FALSE(action->autoConnect);
+}
+
+TEST(ScriptReader, ReadsTheListsOfTheQuicktestAction) {
+    const ParsedAction<CfxQuicktestAction> action(
+        "<QuicktestAction reportName='Initial'><Item>ENGINE</Item><Target name='A'/>"
+        "<DtcStatus>Confirmed</DtcStatus><Item>GATEWAY</Item><Target name='B' enabled='false'/>"
+        "<DtcStatus>Pending</DtcStatus></QuicktestAction>");
+
+    EXPECT_EQ(action->reportName, L"Initial");
+    EXPECT_THAT(action->items, ElementsAre(L"ENGINE", L"GATEWAY"));
+    EXPECT_THAT(action->dtcStatus, ElementsAre(L"Confirmed", L"Pending"));
+    ASSERT_EQ(action->targets.size(), 2U);
+    EXPECT_EQ(action->targets[0].name, L"A");
+    EXPECT_TRUE(action->targets[0].enabled);
+    EXPECT_EQ(action->targets[1].name, L"B");
+    EXPECT_FALSE(action->targets[1].enabled);
+}
+
+TEST(ScriptReader, ReadsTheVehicleReportAndTheUnlockOfTheQuicktestAction) {
+    const ParsedAction<CfxQuicktestAction> action(
+        "<QuicktestAction><VehicleReport type='SWT_Initial'><Service>IdentValues</Service>"
+        "<Service>CurrentDtcs</Service></VehicleReport>"
+        "<Unlock name='UnlockGateway' parameter='level1'/></QuicktestAction>");
+
+    ASSERT_TRUE(action->vehicleReport.has_value());
+    EXPECT_EQ(action->vehicleReport->reportType, L"SWT_Initial");
+    EXPECT_THAT(action->vehicleReport->services, ElementsAre(L"IdentValues", L"CurrentDtcs"));
+    ASSERT_TRUE(action->unlock.has_value());
+    EXPECT_EQ(action->unlock->unlockName, L"UnlockGateway");
+    EXPECT_EQ(action->unlock->unlockParameter, L"level1");
+}
+
+TEST(ScriptReader, LeavesOutWhatTheQuicktestActionDoesNotHave) {
+    const ParsedAction<CfxQuicktestAction> action("<QuicktestAction/>");
+
+    EXPECT_EQ(action->reportName, L"");
+    EXPECT_THAT(action->items, IsEmpty());
+    EXPECT_THAT(action->targets, IsEmpty());
+    EXPECT_THAT(action->dtcStatus, IsEmpty());
+    EXPECT_FALSE(action->vehicleReport.has_value());
+    EXPECT_FALSE(action->unlock.has_value());
+}
+
+TEST(ScriptReader, TellsAMissingReportTypeFromAnEmptyOne) {
+    const ParsedAction<CfxQuicktestAction> missing(
+        "<QuicktestAction><VehicleReport/></QuicktestAction>");
+    const ParsedAction<CfxQuicktestAction> empty(
+        "<QuicktestAction><VehicleReport type=''/></QuicktestAction>");
+
+    ASSERT_TRUE(missing->vehicleReport.has_value());
+    EXPECT_EQ(missing->vehicleReport->reportType, std::nullopt);
+    ASSERT_TRUE(empty->vehicleReport.has_value());
+    EXPECT_EQ(empty->vehicleReport->reportType, L"");
+}
+
+TEST(ScriptReader, ReadsTheFlashingAction) {
+    const ParsedAction<CfxFlashingAction> action(
+        "<FlashingAction><Item>ENGINE_SW</Item><Target name='ENGINE' enabled='0'/>"
+        "<Unlock name='U'/></FlashingAction>");
+
+    EXPECT_THAT(action->items, ElementsAre(L"ENGINE_SW"));
+    ASSERT_EQ(action->targets.size(), 1U);
+    EXPECT_FALSE(action->targets[0].enabled);
+    ASSERT_TRUE(action->unlock.has_value());
+    EXPECT_EQ(action->unlock->unlockParameter, L"");
+}
+
+TEST(ScriptReader, ReadsTheUnlockActionWithAndWithoutADescription) {
+    const ParsedAction<CfxUnlockAction> with(
+        "<UnlockAction><Unlock name='UnlockGateway' parameter='level1'/></UnlockAction>");
+    const ParsedAction<CfxUnlockAction> without("<UnlockAction/>");
+
+    ASSERT_TRUE(with->unlock.has_value());
+    EXPECT_EQ(with->unlock->unlockName, L"UnlockGateway");
+    EXPECT_FALSE(without->unlock.has_value());
+}
+
+TEST(ScriptReader, RemovesBlanksAroundElementTextsOnly) {
+    const ParsedAction<CfxQuicktestAction> action(
+        "<QuicktestAction reportName=' R '><Item>\n  Engine control \t</Item></QuicktestAction>");
+
+    EXPECT_THAT(action->items, ElementsAre(L"Engine control"));
+    EXPECT_EQ(action->reportName, L" R ");
+}
+
+TEST(ScriptReader, JoinsATextThatACommentOrCdataDivides) {
+    const ParsedAction<CfxFlashingAction> action(
+        "<FlashingAction><Item>EN<!-- x -->GI<![CDATA[N<&]]>E</Item></FlashingAction>");
+
+    EXPECT_THAT(action->items, ElementsAre(L"ENGIN<&E"));
+}
+
+TEST(ScriptReader, KeepsTextsThatAreNotAscii) {
+    const ParsedAction<CfxExecuteAction> action("<ExecuteAction command='Pr\xC3\xBC"
+                                                "fung \xE6\xB8\xAC &#xE9;'/>");
+
+    EXPECT_EQ(action->command, L"Pr\u00FCfung \u6E2C \u00E9");
+}
+
+TEST(ScriptReader, PassesOverUnknownAttributesAndElementsInsideAnAction) {
+    const ParsedAction<CfxFlashingAction> action(
+        "<FlashingAction note='x'><Note><Item>NO</Item></Note><Item>YES</Item></FlashingAction>");
+
+    EXPECT_THAT(action->items, ElementsAre(L"YES"));
+}
+
+TEST(ScriptReader, DoesNotExpandEntities) {
+    const ParsedAction<CfxExecuteAction> action("<ExecuteAction command='&bomb;'/>");
+
+    EXPECT_EQ(action->command, L"&bomb;");
+}
+
+TEST(ScriptReader, RefusesASecondUnlockOrVehicleReportInOneAction) {
+    EXPECT_EQ(causeOfFault([] { parseScript("<UnlockAction><Unlock/><Unlock/></UnlockAction>"); }),
+              L"a second element \"Unlock\" in one action");
+    EXPECT_EQ(causeOfFault([] {
+                  parseScript("<QuicktestAction><VehicleReport/><VehicleReport/>"
+                              "</QuicktestAction>");
+              }),
+              L"a second element \"VehicleReport\" in one action");
+}
+
+TEST(ScriptReader, RefusesACharacterReferenceToNoCharacter) {
+    EXPECT_EQ(causeOfFault([] { parseScript("<ExecuteAction command='&#xD800;'/>"); }),
+              L"a character reference that stands for no character");
+}
+
+struct FlagCase {
+    const char* text;
+    /// Nothing: the file does not load.
+    std::optional<bool> value;
+};
+
+void PrintTo(const FlagCase& flag, std::ostream* out) {
+    *out << '"' << flag.text << '"';
+}
+
+class ScriptFlag : public testing::TestWithParam<FlagCase> {};
+
+TEST_P(ScriptFlag, IsAnXmlBoolean) {
+    const std::string element = std::string("<ExecuteAction enabled='") + GetParam().text + "'/>";
+    std::optional<bool> read;
+
+    const std::wstring cause =
+        causeOfFault([&] { read = ParsedAction<CfxExecuteAction>(element)->enabled; });
+
+    EXPECT_EQ(read, GetParam().value);
+    EXPECT_EQ(cause.empty(), GetParam().value.has_value());
+}
+
+INSTANTIATE_TEST_SUITE_P(Texts, ScriptFlag,
+                         testing::Values(FlagCase{"true", true}, FlagCase{"1", true},
+                                         FlagCase{"false", false}, FlagCase{"0", false},
+                                         FlagCase{" true\t", true}, FlagCase{"", {}},
+                                         FlagCase{"True", {}}, FlagCase{"yes", {}},
+                                         FlagCase{"01", {}}, FlagCase{"true false", {}}));
+
+TEST(ScriptReader, NamesTheFlagAndItsTextWhenItIsNoBoolean) {
+    EXPECT_EQ(causeOfFault([] { parseScript("<SelectAction autoConnect='maybe'/>"); }),
+              L"the attribute \"autoConnect\" must be true or false, not \"maybe\"");
+    EXPECT_THAT(causeOfFault([] { (void)parseRoot("<KelServerScript resultLed='on'/>"); }),
+                HasSubstr(L"\"resultLed\""));
+    EXPECT_THAT(causeOfFault(
+                    [] { parseScript("<FlashingAction><Target enabled='on'/></FlashingAction>"); }),
+                HasSubstr(L"\"enabled\""));
+}
+
+} // namespace
+} // namespace Config::Tests

@@ -1,0 +1,88 @@
+#include <chrono>
+#include <ctime>
+#include <fcntl.h>
+#include <optional>
+#include <sys/resource.h>
+#include <unistd.h>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "kel_cpp/network/RuntimeServer.hpp"
+#include "tests/kel_cpp/network/NetworkTesting.hpp"
+#include "tests/support/TraceCapture.hpp"
+
+namespace Quarlen::Kel_cpp::Tests {
+namespace {
+
+/// Leaves the process without a free file descriptor.
+class Shortage {
+public:
+    Shortage() {
+        ::getrlimit(RLIMIT_NOFILE, &before);
+        const int next = ::dup(STDIN_FILENO);
+        ::close(next);
+        rlimit now = before;
+        now.rlim_cur = static_cast<rlim_t>(next);
+        ::setrlimit(RLIMIT_NOFILE, &now);
+    }
+    Shortage(const Shortage&) = delete;
+    Shortage& operator=(const Shortage&) = delete;
+    ~Shortage() { ::setrlimit(RLIMIT_NOFILE, &before); }
+
+private:
+    rlimit before{};
+};
+
+std::chrono::duration<double> processorTime() {
+    return std::chrono::duration<double>(static_cast<double>(std::clock()) / CLOCKS_PER_SEC);
+}
+
+class ServerWithoutDescriptors : public testing::Test {
+protected:
+    /// The client's socket exists before the shortage; its connection waits to be accepted.
+    void connectInShortage() {
+        socket.open(asio::ip::tcp::v4());
+        shortage.emplace();
+        socket.connect({asio::ip::address_v4::loopback(), port});
+    }
+
+    RuntimeServer server;
+    unsigned short port = 0;
+    asio::io_context context;
+    asio::ip::tcp::socket socket{context};
+    std::optional<Shortage> shortage;
+    Quarlen::Tests::TraceCapture traces;
+
+    void SetUp() override {
+        const std::wstring address = server.start(L"127.0.0.1:0");
+        port = static_cast<unsigned short>(std::stoul(address.substr(address.rfind(L':') + 1)));
+    }
+};
+
+TEST_F(ServerWithoutDescriptors, NeitherSpinsNorForgetsTheClient) {
+    connectInShortage();
+    ASSERT_TRUE(eventually([&] { return !traces.lines().empty(); }));
+
+    const auto before = processorTime();
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    const auto used = processorTime() - before;
+    EXPECT_TRUE(server.clients().empty());
+    shortage.reset();
+
+    EXPECT_LT(used, std::chrono::milliseconds(100));
+    EXPECT_TRUE(eventually([&] { return server.clients().size() == 1; }));
+    EXPECT_EQ(traces.lines().size(), 1U);
+}
+
+TEST_F(ServerWithoutDescriptors, StopsAtOnce) {
+    connectInShortage();
+    ASSERT_TRUE(eventually([&] { return !traces.lines().empty(); }));
+
+    server.stopAll();
+
+    EXPECT_TRUE(server.clients().empty());
+}
+
+} // namespace
+} // namespace Quarlen::Kel_cpp::Tests

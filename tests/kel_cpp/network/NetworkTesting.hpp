@@ -1,0 +1,69 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <thread>
+
+#include <asio/io_context.hpp>
+#include <asio/ip/tcp.hpp>
+#include <asio/read.hpp>
+#include <asio/write.hpp>
+
+#include "kel_server_lib/runtime/KelApiException.hpp"
+#include "platform/TextEncoding.hpp"
+
+namespace Quarlen::Kel_cpp::Tests {
+
+/// Asks until the answer is yes; false when it has not been after ten seconds.
+template <class Predicate>
+bool eventually(Predicate predicate) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!predicate()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+template <class Function>
+std::wstring messageOf(Function function) {
+    try {
+        function();
+    } catch (const KelApiException& error) {
+        return error.message();
+    }
+    return {};
+}
+
+/// A client of an address like "127.0.0.1:58000".
+class TestClient {
+public:
+    explicit TestClient(const std::wstring& address) {
+        const std::size_t colon = address.rfind(L':');
+        socket.connect({asio::ip::make_address_v4(Platform::toUtf8(address.substr(0, colon))),
+                        static_cast<unsigned short>(std::stoul(address.substr(colon + 1)))});
+    }
+
+    [[nodiscard]] std::wstring name() const {
+        const auto local = socket.local_endpoint();
+        return Platform::fromUtf8(local.address().to_string()) + L":" +
+               std::to_wstring(local.port());
+    }
+    void send(const std::string& bytes) { asio::write(socket, asio::buffer(bytes)); }
+    void leave() { socket.close(); }
+    /// Blocks until the server has closed the connection; false when it said something first.
+    bool waitForClose() {
+        std::error_code error;
+        char byte = 0;
+        asio::read(socket, asio::buffer(&byte, 1), error);
+        return static_cast<bool>(error);
+    }
+
+private:
+    asio::io_context context;
+    asio::ip::tcp::socket socket{context};
+};
+
+} // namespace Quarlen::Kel_cpp::Tests

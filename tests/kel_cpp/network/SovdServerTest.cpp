@@ -1,0 +1,193 @@
+#include "kel_cpp/network/SovdServer.hpp"
+
+#include <chrono>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <picojson.h>
+
+#include "kel_cpp/RuntimeError.hpp"
+#include "tests/kel_cpp/network/NetworkTesting.hpp"
+
+namespace Quarlen::Kel_cpp::Tests {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+SovdModel exampleModel() {
+    SovdModel model;
+    model.serverVersion = [] { return "1.2.3"; };
+    model.components = [] {
+        return std::vector<SovdModel::Component>{{"ENGINE", "Engine \"control\""},
+                                                 {"F 2", "Pr\xC3\xBC"
+                                                         "fer"}};
+    };
+    return model;
+}
+
+class ASovdServer : public testing::Test {
+protected:
+    httplib::Result get(const std::string& path) {
+        httplib::Client client("127.0.0.1", server.port());
+        return client.Get(path);
+    }
+    picojson::value getJson(const std::string& path) {
+        const auto result = get(path);
+        picojson::value body;
+        EXPECT_TRUE(result);
+        if (result) {
+            EXPECT_EQ(result->get_header_value("Content-Type"), "application/json");
+            EXPECT_EQ(picojson::parse(body, result->body), "");
+        }
+        return body;
+    }
+    [[nodiscard]] std::string base() const {
+        return "http://127.0.0.1:" + std::to_string(server.port()) + "/sovd/v1";
+    }
+
+    SovdModel model = exampleModel();
+    SovdServer server{model};
+};
+
+TEST_F(ASovdServer, TellsItsVersions) {
+    server.start(0);
+
+    const auto body = getJson("/sovd/v1/version-info");
+
+    const auto& entries = body.get("sovd_info").get<picojson::array>();
+    ASSERT_EQ(entries.size(), 1U);
+    EXPECT_EQ(entries[0].get("version").to_str(), "1.1.0");
+    EXPECT_EQ(entries[0].get("base_uri").to_str(), base());
+    EXPECT_EQ(entries[0].get("vendor_info").get("name").to_str(), "kel_server");
+    EXPECT_EQ(entries[0].get("vendor_info").get("version").to_str(), "1.2.3");
+}
+
+TEST_F(ASovdServer, ListsTheComponentsInTheirOrder) {
+    server.start(0);
+
+    const auto body = getJson("/sovd/v1/components");
+
+    const auto& items = body.get("items").get<picojson::array>();
+    ASSERT_EQ(items.size(), 2U);
+    EXPECT_EQ(items[0].get("id").to_str(), "ENGINE");
+    EXPECT_EQ(items[0].get("name").to_str(), "Engine \"control\"");
+    EXPECT_EQ(items[0].get("href").to_str(), base() + "/components/ENGINE");
+    EXPECT_EQ(items[1].get("name").to_str(), "Pr\xC3\xBC"
+                                             "fer");
+    EXPECT_EQ(items[1].get("href").to_str(), base() + "/components/F%202");
+}
+
+TEST_F(ASovdServer, ShowsTheComponentBehindAReference) {
+    server.start(0);
+
+    EXPECT_EQ(getJson("/sovd/v1/components/F%202").get("id").to_str(), "F 2");
+}
+
+TEST_F(ASovdServer, AnswersAnUnknownResourceWithA404InJson) {
+    server.start(0);
+
+    EXPECT_EQ(get("/sovd/v1/components/BRAKES")->status, 404);
+    EXPECT_EQ(get("/")->status, 404);
+    EXPECT_EQ(getJson("/sovd/v1/faults").get("message").to_str(), "Not Found");
+}
+
+class ASovdServerOfABrokenModel : public testing::Test {
+protected:
+    static std::string bodyAfter(const std::function<std::string()>& serverVersion) {
+        SovdModel model = exampleModel();
+        model.serverVersion = serverVersion;
+        SovdServer server(model);
+        server.start(0);
+        const auto result =
+            httplib::Client("127.0.0.1", server.port()).Get("/sovd/v1/version-info");
+        return result && result->status == 500 ? result->body : "no status 500";
+    }
+};
+
+TEST_F(ASovdServerOfABrokenModel, AnswersWithAServerFailure) {
+    const auto fail = []() -> std::string { throw runtimeError(ErrorCode::Internal, L"no model"); };
+    const auto failOtherwise = []() -> std::string { throw std::runtime_error("bad\r\nX: y"); };
+
+    EXPECT_EQ(bodyAfter(fail), R"({"error_code":"sovd-server-failure","message":"no model"})");
+    EXPECT_EQ(bodyAfter(failOtherwise),
+              R"({"error_code":"sovd-server-failure","message":"bad\r\nX: y"})");
+}
+
+TEST_F(ASovdServer, HasAPortOnlyWhileItRuns) {
+    EXPECT_EQ(server.port(), 0);
+    server.start(0);
+    EXPECT_NE(server.port(), 0);
+    server.stop();
+    EXPECT_EQ(server.port(), 0);
+}
+
+TEST_F(ASovdServer, RefusesToStartTwice) {
+    server.start(0);
+
+    EXPECT_THAT(messageOf([&] { server.start(0); }),
+                HasSubstr(L"it runs already on port " + std::to_wstring(server.port())));
+}
+
+TEST_F(ASovdServer, RefusesAPortThatIsTaken) {
+    server.start(0);
+    SovdServer other(model);
+
+    const std::wstring message = messageOf([&] { other.start(server.port()); });
+
+    EXPECT_THAT(message, StartsWith(L"cannot start the SOVD server on 127.0.0.1:" +
+                                    std::to_wstring(server.port()) + L": "));
+    EXPECT_EQ(other.port(), 0);
+}
+
+TEST_F(ASovdServer, StartsAgainOnTheSamePort) {
+    server.start(0);
+    const std::uint16_t port = server.port();
+    ASSERT_EQ(get("/sovd/v1/components")->status, 200);
+    server.stop();
+
+    server.start(port);
+
+    EXPECT_EQ(get("/sovd/v1/components")->status, 200);
+}
+
+TEST_F(ASovdServer, DoesNothingWhenItIsStoppedWithoutRunning) {
+    EXPECT_NO_THROW(server.stop());
+    server.start(0);
+    server.stop();
+    EXPECT_NO_THROW(server.stop());
+}
+
+TEST_F(ASovdServer, StopsThoughClientsKeepSilentConnectionsOpen) {
+    server.start(0);
+    const std::wstring address = L"127.0.0.1:" + std::to_wstring(server.port());
+    TestClient silent(address);
+    TestClient half(address);
+    half.send("GET /sovd/v1/components HTTP/1.1\r\nHost:");
+    const auto before = std::chrono::steady_clock::now();
+
+    server.stop();
+
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(2));
+}
+
+TEST_F(ASovdServer, ServesWhileMoreClientsThanItHasWorkersKeepSilent) {
+    server.start(0);
+    const std::wstring address = L"127.0.0.1:" + std::to_wstring(server.port());
+    std::vector<std::unique_ptr<TestClient>> silent;
+    for (int index = 0; index < 20; ++index) {
+        silent.push_back(std::make_unique<TestClient>(address));
+    }
+
+    const auto result = get("/sovd/v1/components");
+
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->status, 200);
+}
+
+} // namespace
+} // namespace Quarlen::Kel_cpp::Tests

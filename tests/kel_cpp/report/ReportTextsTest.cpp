@@ -1,0 +1,120 @@
+#include "kel_cpp/report/ReportTexts.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace Quarlen::Kel_cpp {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+struct TypeCase {
+    std::uint32_t type;
+    std::string text;
+};
+
+class ReportTypeText : public testing::TestWithParam<TypeCase> {};
+
+TEST_P(ReportTypeText, PutsTheNumberIntoWords) {
+    EXPECT_EQ(reportTypeText(GetParam().type), GetParam().text);
+}
+
+INSTANTIATE_TEST_SUITE_P(AllTypes, ReportTypeText,
+                         testing::Values(TypeCase{0, "Undefined"}, TypeCase{1, "SWT, initial"},
+                                         TypeCase{2, "SWT, final"},
+                                         TypeCase{3, "SWT, faults deleted"}, TypeCase{4, "Tool"},
+                                         TypeCase{5, "Tool, faults deleted"}, TypeCase{6, "CVCR"},
+                                         TypeCase{7, "Control unit identification"},
+                                         TypeCase{8, "Fault memories"},
+                                         TypeCase{9, "Unknown report type 9"},
+                                         TypeCase{0xFFFFFFFF, "Unknown report type 4294967295"}));
+
+struct NotationCase {
+    std::uint32_t code;
+    std::string notation;
+};
+
+class DtcNotation : public testing::TestWithParam<NotationCase> {};
+
+TEST_P(DtcNotation, HasLetterDigitsAndFailureType) {
+    EXPECT_EQ(dtcNotation(GetParam().code), GetParam().notation);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    AllSystems, DtcNotation,
+    testing::Values(NotationCase{0x030100, "P0301-00"}, NotationCase{0x3FFFFF, "P3FFF-FF"},
+                    NotationCase{0x400012, "C0000-12"}, NotationCase{0x8A1B2C, "B0A1B-2C"},
+                    NotationCase{0xC10087, "U0100-87"}, NotationCase{0xFFFFFF, "U3FFF-FF"},
+                    NotationCase{0, "P0000-00"}, NotationCase{0xAB030100, "P0301-00"}));
+
+TEST(UnavailableReportServices, AreNoneWhenOnlyAvailablePartsAreWanted) {
+    EXPECT_THAT(unavailableReportServices(0x7), IsEmpty());
+    EXPECT_THAT(unavailableReportServices(0), IsEmpty());
+}
+
+TEST(UnavailableReportServices, AreNamedInTheOrderOfTheirBits) {
+    EXPECT_THAT(unavailableReportServices(0xFEF & ~0x7U),
+                ElementsAre("Coding strings", "Cleared errors", "Additional services",
+                            "Actions before the test", "Actions after the test", "Fingerprints",
+                            "Flash identifiers", "Vehicle report services"));
+}
+
+TEST(UnavailableReportServices, CollectTheBitsWithoutANameInOneText) {
+    EXPECT_THAT(unavailableReportServices(0x10), ElementsAre("Unknown services (0x10)"));
+    EXPECT_EQ(unavailableReportServices(0xFFFFFFFF).back(), "Unknown services (0xFFFFF010)");
+}
+
+TEST(DtcStatusBits, AreTheEightBitsInOrder) {
+    for (std::size_t bit = 0; bit < dtcStatusBits.size(); ++bit) {
+        EXPECT_EQ(dtcStatusBits.at(bit).mask, 1U << bit);
+    }
+    EXPECT_EQ(dtcStatusBits[3].scriptName, "Confirmed");
+    EXPECT_FALSE(dtcStatusBits[4].fault);
+    EXPECT_FALSE(dtcStatusBits[6].fault);
+}
+
+TEST(DtcStatusMaskText, NamesTheBitsThatAreAskedFor) {
+    EXPECT_EQ(dtcStatusMaskText(0x0D), "0x0D (Test failed, Pending, Confirmed)");
+    EXPECT_EQ(dtcStatusMaskText(0), "0x00 (none)");
+}
+
+TEST(DtcStatusMaskText, ShowsOnlyTheEightBitsOfAnUnknownStatus) {
+    EXPECT_EQ(dtcStatusMaskText(0xFFFFFFFF), "0xFF (every status)");
+}
+
+TEST(Hexadecimal, FillsUpToTheDigitsAskedFor) {
+    EXPECT_EQ(hexadecimal(0xA, 4), "0x000A");
+    EXPECT_EQ(hexadecimal(0, 2), "0x00");
+    EXPECT_EQ(hexadecimal(0x12345, 2), "0x12345");
+}
+
+/// 2026-01-02 03:04:05 UTC
+constexpr std::time_t moment = 1767323045;
+
+std::tm calendar(int day, int hour, int minute) {
+    std::tm local{};
+    local.tm_year = 126;
+    local.tm_mon = 0;
+    local.tm_mday = day;
+    local.tm_hour = hour;
+    local.tm_min = minute;
+    local.tm_sec = 5;
+    return local;
+}
+
+TEST(TimeTexts, SpellTheMomentForReadersMachinesAndFileNames) {
+    const TimeTexts texts = timeTexts(calendar(2, 3, 4), moment);
+
+    EXPECT_EQ(texts.forReaders, "2026-01-02 03:04:05 UTC+00:00");
+    EXPECT_EQ(texts.forMachines, "2026-01-02T03:04:05+00:00");
+    EXPECT_EQ(texts.forFileNames, "20260102_030405");
+}
+
+TEST(TimeTexts, TellHowFarLocalTimeIsFromUtc) {
+    EXPECT_EQ(timeTexts(calendar(2, 8, 49), moment).forReaders, "2026-01-02 08:49:05 UTC+05:45");
+    EXPECT_EQ(timeTexts(calendar(1, 23, 34), moment).forReaders, "2026-01-01 23:34:05 UTC-03:30");
+}
+
+} // namespace
+} // namespace Quarlen::Kel_cpp

@@ -1,0 +1,125 @@
+#include "kel_cpp/jobs/OtxRun.hpp"
+
+#include <gtest/gtest.h>
+
+#include "tests/kel_cpp/runtime/FakeVehicle.hpp"
+
+namespace Quarlen::Kel_cpp {
+
+namespace {
+
+using Uds::Bytes;
+
+std::int32_t number(ServiceError error) {
+    return static_cast<std::int32_t>(error);
+}
+
+struct Expectation {
+    const char* label;
+    std::vector<ExpectedByte> expected;
+    bool openEnd;
+    std::optional<Bytes> response;
+    std::int32_t error;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Expectation& expectation) {
+    return stream << expectation.label;
+}
+
+class OtxFixture {
+protected:
+    RecordList<ServiceResult> run(std::vector<OtxStep> steps, std::stop_token cancel = {}) {
+        const VehicleAccess access(L"Fake", vehicle);
+        RecordList<ServiceResult> results;
+        const OtxRun::OnResult onResult = [&](auto result) { results.push_back(result); };
+        OtxRun(access, std::move(cancel), clock, onResult).run({L"P", std::move(steps)});
+        return results;
+    }
+
+    Quarlen::Tests::FakeClock clock;
+    std::shared_ptr<Tests::FakeVehicle> vehicle = std::make_shared<Tests::FakeVehicle>(clock);
+};
+
+class OtxRunTest : public OtxFixture, public testing::Test {};
+class OtxExpectation : public OtxFixture, public testing::TestWithParam<Expectation> {};
+
+} // namespace
+
+TEST_P(OtxExpectation, IsComparedWithTheResponse) {
+    vehicle->answer = [](const Bytes&) { return GetParam().response; };
+    const auto results =
+        run({UdsStep{L"L", {0x22, 0xF1, 0x90}, GetParam().expected, GetParam().openEnd}});
+    ASSERT_EQ(results.size(), 1U);
+    EXPECT_EQ(results[0]->error, GetParam().error);
+    EXPECT_EQ(results[0]->errorText.empty(), GetParam().error == 0);
+    EXPECT_EQ(results[0]->responses.size(), GetParam().response ? 1U : 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, OtxExpectation,
+    testing::Values(
+        Expectation{"Exact", {0x62, 0xF1, 0x90}, false, Bytes{0x62, 0xF1, 0x90}, 0},
+        Expectation{"AnyByte", {0x62, 0xF1, {}}, false, Bytes{0x62, 0xF1, 0x00}, 0},
+        Expectation{"OpenEnd", {0x62, 0xF1}, true, Bytes{0x62, 0xF1, 0x90, 0x01}, 0},
+        Expectation{"OpenEndAtTheEnd", {0x62, 0xF1, 0x90}, true, Bytes{0x62, 0xF1, 0x90}, 0},
+        Expectation{"NoExpectation", {}, false, Bytes{0x62, 0xF1, 0x90}, 0},
+        Expectation{"ExpectedRefusal", {0x7F, 0x22, 0x31}, false, Bytes{0x7F, 0x22, 0x31}, 0},
+        Expectation{"OtherByte", {0x62, 0xF1, 0x91}, false, Bytes{0x62, 0xF1, 0x90}, 0x101},
+        Expectation{"TooLong", {0x62, 0xF1}, false, Bytes{0x62, 0xF1, 0x90}, 0x101},
+        Expectation{"TooShort", {0x62, 0xF1, {}}, true, Bytes{0x62, 0xF1}, 0x101},
+        Expectation{"Refusal", {0x62, 0xF1}, true, Bytes{0x7F, 0x22, 0x31}, 0x31},
+        Expectation{"RefusalUnasked", {}, false, Bytes{0x7F, 0x22, 0x33}, 0x33},
+        Expectation{"RefusalWithCodeZero", {}, false, Bytes{0x7F, 0x22, 0x00}, 0x101},
+        Expectation{"OtherThanRefusalWithCodeZero", {0x62}, true, Bytes{0x7F, 0x22, 0x00}, 0x101},
+        Expectation{"ExpectedCodeZero", {0x7F, 0x22, 0x00}, false, Bytes{0x7F, 0x22, 0x00}, 0},
+        Expectation{"Silence", {}, true, std::nullopt, 0x100}),
+    [](const auto& row) { return std::string(row.param.label); });
+
+TEST_F(OtxRunTest, EndsWithTheFirstStepThatFails) {
+    vehicle->answer = [](const Bytes& request) {
+        return request[0] == 0x22 ? Bytes{0x7F, 0x22, 0x31} : Bytes{0x7E, 0x00};
+    };
+    const auto results =
+        run({UdsStep{L"L", {0x3E, 0x00}, {}, false}, UdsStep{L"L", {0x22, 0xF1, 0x90}, {}, false},
+             UdsStep{L"L", {0x3E, 0x00}, {}, false}});
+    ASSERT_EQ(results.size(), 2U);
+    EXPECT_EQ(results[1]->error, 0x31);
+    EXPECT_NE(results[1]->errorText.find(L"procedure \"P\", step 2"), std::wstring::npos);
+    EXPECT_EQ(vehicle->requests().size(), 2U);
+}
+
+TEST_F(OtxRunTest, TellsWhatItExpectedAndWhatCame) {
+    vehicle->answer = [](const Bytes&) { return Bytes{0x62, 0xF1, 0x90}; };
+    const auto results = run({UdsStep{L"L", {0x22, 0xF1, 0x90}, {0x62, {}, 0x91}, true}});
+    EXPECT_NE(results.at(0)->errorText.find(L"expected 62 ?? 91 *, received 62 F1 90"),
+              std::wstring::npos);
+}
+
+TEST_F(OtxRunTest, WaitsOnTheClock) {
+    const auto before = clock.now();
+    const auto results = run({WaitStep{std::chrono::seconds(10)}});
+    EXPECT_EQ(clock.now() - before, std::chrono::seconds(10));
+    EXPECT_EQ(results.size(), 1U);
+}
+
+TEST_F(OtxRunTest, ACancelEndsAWaitWithinTenMilliseconds) {
+    std::stop_source cancel;
+    clock.onSleep([&](auto) { cancel.request_stop(); });
+    const auto before = clock.now();
+    EXPECT_THROW(run({WaitStep{std::chrono::seconds(10)}}, cancel.get_token()), Uds::Cancelled);
+    EXPECT_LE(clock.now() - before, std::chrono::milliseconds(10));
+}
+
+TEST_F(OtxRunTest, AFailedVerdictIsAnErrorWithItsText) {
+    const auto results = run({VerdictStep{false, L"too cold"}});
+    EXPECT_EQ(results.at(0)->error, number(ServiceError::VerdictFailed));
+    EXPECT_NE(results.at(0)->errorText.find(L"too cold"), std::wstring::npos);
+}
+
+TEST_F(OtxRunTest, APassedVerdictKeepsItsText) {
+    const auto results = run({VerdictStep{true, L"all well"}});
+    EXPECT_EQ(results.at(0)->error, 0);
+    EXPECT_EQ(results.at(0)->errorText, L"all well");
+}
+
+} // namespace Quarlen::Kel_cpp

@@ -1,0 +1,157 @@
+#include "kel_cpp/jobs/QuickTest.hpp"
+
+#include <algorithm>
+
+#include "tests/kel_cpp/runtime/RuntimeFixture.hpp"
+#include "tests/support/ReportCollector.hpp"
+
+namespace Quarlen::Kel_cpp {
+
+namespace {
+
+using Results = std::vector<std::shared_ptr<ControlUnitQuickTestResult>>;
+
+class QuickTestTest : public Tests::RuntimeFixture {
+protected:
+    Results test(const std::vector<std::wstring>& targets, std::uint32_t mask) {
+        auto config = std::make_shared<QuicktestConfig>();
+        config->targets = targets;
+        config->everyControlUnit = targets.empty();
+        auto dtcConfig = std::make_shared<DtcReadConfig>();
+        dtcConfig->statusMask = mask;
+        TestSupport::QuickTestCollector reports;
+        runtime->performQuickTest(config, dtcConfig, &reports);
+        EXPECT_TRUE(reports.waitForLast());
+        reportCount = reports.reportCount();
+        Results results;
+        for (const auto& result : reports.results()) {
+            results.push_back(std::dynamic_pointer_cast<ControlUnitQuickTestResult>(result));
+        }
+        return results;
+    }
+
+    static std::wstring identification(const ControlUnitQuickTestResult& result,
+                                       std::uint16_t identifier) {
+        const auto& values = result.identification;
+        const auto found = std::find_if(values.begin(), values.end(), [&](const auto& value) {
+            return value.dataIdentifier == identifier;
+        });
+        return found == values.end() ? L"" : found->value;
+    }
+
+    std::size_t reportCount = 0;
+};
+
+} // namespace
+
+TEST_F(QuickTestTest, TestsAllControlUnitsInOrderWhenNoneIsNamed) {
+    connect();
+    const auto results = test({}, 0xFF);
+    ASSERT_EQ(results.size(), 3U);
+    EXPECT_EQ(results[0]->name, L"ENGINE");
+    EXPECT_EQ(results[1]->name, L"GATEWAY");
+    EXPECT_EQ(results[2]->name, L"BRAKES");
+    EXPECT_EQ(reportCount, 4U);
+}
+
+TEST_F(QuickTestTest, TestsAllControlUnitsWhateverIsNamedWhenEveryOneIsAskedFor) {
+    connect();
+    auto config = std::make_shared<QuicktestConfig>();
+    config->targets = {L"ENGINE"};
+    TestSupport::QuickTestCollector reports;
+    runtime->performQuickTest(config, nullptr, &reports);
+    ASSERT_TRUE(reports.waitForLast());
+    EXPECT_EQ(reports.results().size(), 3U);
+}
+
+TEST_F(QuickTestTest, TestsNothingWhenNoneOfTheTargetsAskedForIsThere) {
+    connect();
+    auto config = std::make_shared<QuicktestConfig>();
+    config->everyControlUnit = false;
+    TestSupport::QuickTestCollector reports;
+    runtime->performQuickTest(config, nullptr, &reports);
+    ASSERT_TRUE(reports.waitForLast());
+    EXPECT_TRUE(reports.results().empty());
+    EXPECT_EQ(reports.reportCount(), 1U);
+}
+
+TEST_F(QuickTestTest, ReadsTheFaultsThatMatchTheMask) {
+    connect();
+    const auto results = test({L"ENGINE"}, 0x08);
+    ASSERT_EQ(results.size(), 1U);
+    EXPECT_EQ(results[0]->errorText, L"");
+    ASSERT_EQ(results[0]->faults.size(), 1U);
+    EXPECT_EQ(results[0]->faults[0].code, 0x030100U);
+    EXPECT_EQ(results[0]->faults[0].status, 0x2F);
+    EXPECT_EQ(results[0]->faults[0].text, L"Cylinder 1 misfire detected");
+    EXPECT_EQ(results[0]->faultCount, 1U);
+    EXPECT_EQ(results[0]->supported.size(), 3U);
+}
+
+TEST_F(QuickTestTest, OnlyTheEightStatusBitsOfTheMaskCount) {
+    connect();
+    EXPECT_EQ(test({L"ENGINE"}, 0xFFFFFF08U).at(0)->faults.size(), 1U);
+    EXPECT_EQ(test({L"ENGINE"}, 0xFFFFFFFFU).at(0)->faults.size(), 3U);
+    EXPECT_EQ(test({L"ENGINE"}, 0x100U).at(0)->faults.size(), 0U);
+}
+
+TEST_F(QuickTestTest, ReadsTheIdentificationAndSaysWhatIsRefused) {
+    connect();
+    const auto results = test({L"GATEWAY", L"BRAKES"}, 0xFF);
+    EXPECT_EQ(identification(*results.at(0), 0xF190), L"WKLDEMO0000000042");
+    EXPECT_EQ(identification(*results.at(1), 0xF187), L"BR-1234-100");
+    EXPECT_NE(identification(*results.at(1), 0xF190).find(L"requestOutOfRange"),
+              std::wstring::npos);
+    EXPECT_EQ(results.at(1)->errorText, L"");
+}
+
+TEST_F(QuickTestTest, ShowsBytesThatAreNoTextInHexadecimal) {
+    folder.replaceIn("vehicle.xml", "text=\"GW-4711-200\"", "bytes=\"00 FF 41\"");
+    connect();
+    EXPECT_EQ(identification(*test({L"GATEWAY"}, 0).at(0), 0xF187), L"00 FF 41");
+}
+
+TEST_F(QuickTestTest, TestsAControlUnitOnceHoweverOftenItIsNamed) {
+    connect();
+    EXPECT_EQ(test({L"ENGINE", L"BRAKES", L"ENGINE"}, 0xFF).size(), 2U);
+}
+
+TEST_F(QuickTestTest, ReportsANameThatIsNoControlUnitHereAndGoesOn) {
+    connect(L"VIT_B");
+    const auto results = test({L"BRAKES", L"CHASSIS", L"ENGINE"}, 0xFF);
+    ASSERT_EQ(results.size(), 3U);
+    EXPECT_NE(results[0]->errorText.find(L"\"BRAKES\""), std::wstring::npos);
+    EXPECT_NE(results[1]->errorText.find(L"\"CHASSIS\""), std::wstring::npos);
+    EXPECT_EQ(results[2]->errorText, L"");
+}
+
+TEST_F(QuickTestTest, ReportsAControlUnitThatDoesNotAnswerAndGoesOn) {
+    folder.replaceIn("vehicle.xml", "link=\"UDS_CAN_ENGINE\"", "link=\"ELSEWHERE\"");
+    connect();
+    const auto results = test({}, 0xFF);
+    ASSERT_EQ(results.size(), 3U);
+    EXPECT_NE(results[0]->errorText, L"");
+    EXPECT_EQ(results[1]->errorText, L"");
+}
+
+TEST_F(QuickTestTest, TheVehicleKeepsItsStateOverReconnects) {
+    connect();
+    EXPECT_EQ(hexService(L"UDS_CAN_ENGINE", {0x14, 0xFF, 0xFF, 0xFF})->error, 0);
+    runtime->selectProject(L"");
+    connect();
+    EXPECT_TRUE(test({L"ENGINE"}, 0x08).at(0)->faults.empty());
+}
+
+TEST_F(QuickTestTest, ACancelEndsItWithTheLastReport) {
+    useRealTime();
+    folder.replaceIn("vehicle.xml", "link=\"UDS_CAN_ENGINE\" responseDelay=\"2\"",
+                     "link=\"UDS_CAN_ENGINE\" responseDelay=\"900\"");
+    connect();
+    TestSupport::QuickTestCollector reports;
+    const auto job = runtime->performQuickTest(nullptr, nullptr, &reports);
+    runtime->cancelJobs({job});
+    ASSERT_TRUE(reports.waitForLast());
+    EXPECT_TRUE(reports.results().empty());
+}
+
+} // namespace Quarlen::Kel_cpp

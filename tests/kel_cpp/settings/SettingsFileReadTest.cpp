@@ -1,0 +1,245 @@
+#include <filesystem>
+#include <string>
+
+#include <gmock/gmock.h>
+
+#include "kel_cpp/settings/RuntimeSettings.hpp"
+#include "tests/kel_cpp/settings/ExceptionMessage.hpp"
+#include "tests/support/TemporaryFolder.hpp"
+#include "tests/support/TestPaths.hpp"
+
+namespace Quarlen::Kel_cpp {
+namespace {
+
+class ReadingKelServerXml : public testing::Test {
+protected:
+    RuntimeSettings read(const std::string& text) const {
+        (void)folder.write("KelServer.xml", text);
+        return SettingsFile(folder.path()).read();
+    }
+
+    [[nodiscard]] std::wstring inFolder(const char* path) const {
+        return Platform::fromPath(folder.path() / path);
+    }
+
+    Tests::TemporaryFolder folder;
+};
+
+TEST_F(ReadingKelServerXml, TakesAMissingFileForAnEmptyConfiguration) {
+    const auto settings = SettingsFile(folder.path() / "none").read();
+
+    EXPECT_TRUE(settings.serverConfiguration.serverAddresses.empty());
+    EXPECT_EQ(settings.serverConfiguration.startSequence, L"");
+    EXPECT_EQ(settings.serverSettings.brokerUrl, L"");
+    EXPECT_EQ(settings.serverSettings.brokerUrlFile, L"");
+    EXPECT_EQ(settings.paths.projectsPath, inFolder("none/projects"));
+    EXPECT_EQ(settings.sovdPort, 20002);
+    EXPECT_FALSE(std::filesystem::exists(folder.path() / "none"));
+}
+
+TEST_F(ReadingKelServerXml, FillsInWhatTheFileDoesNotSay) {
+    const auto settings = read("<KelServer/>");
+
+    EXPECT_EQ(settings.paths.projectsPath, inFolder("projects"));
+    EXPECT_EQ(settings.paths.tracesPath, inFolder("traces"));
+    EXPECT_EQ(settings.paths.reportsPath, inFolder("reports"));
+    EXPECT_EQ(settings.dataFolder, folder.path() / "data");
+    EXPECT_EQ(settings.vehicleFile, folder.path() / "vehicle.xml");
+    EXPECT_FALSE(settings.serverSettings.optionTracing);
+    EXPECT_FALSE(settings.paths.tracing);
+    EXPECT_EQ(settings.traceLevel, 3);
+    ASSERT_EQ(settings.interfaces.groups.size(), 1U);
+    EXPECT_EQ(settings.interfaces.groups[0]->name, L"Default");
+    ASSERT_EQ(settings.interfaces.groups[0]->interfaces.size(), 1U);
+    EXPECT_EQ(settings.interfaces.groups[0]->interfaces[0]->name, L"Simulation");
+    EXPECT_TRUE(settings.interfaces.groups[0]->interfaces[0]->enabled);
+}
+
+TEST_F(ReadingKelServerXml, ReadsTheServerConfiguration) {
+    const auto configuration =
+        read("<KelServer><ServerAddresses>"
+             "<ServerAddress><IpAddress> eth0 </IpAddress><Port> 58005 </Port></ServerAddress>"
+             "<ServerAddress><IpAddress>http://$$HOSTNAME$$:1</IpAddress></ServerAddress>"
+             "</ServerAddresses><StartSequence>\n Start.xml \n</StartSequence>"
+             "<F1Sequence>F1.xml</F1Sequence><F2Sequence>F2.xml</F2Sequence></KelServer>")
+            .serverConfiguration;
+
+    ASSERT_EQ(configuration.serverAddresses.size(), 2U);
+    EXPECT_EQ(configuration.serverAddresses[0]->address, L"eth0");
+    EXPECT_EQ(configuration.serverAddresses[0]->port, 58005);
+    EXPECT_EQ(configuration.serverAddresses[1]->address, L"http://$$HOSTNAME$$:1");
+    EXPECT_EQ(configuration.startSequence, L"Start.xml");
+    EXPECT_EQ(configuration.f1Sequence, L"F1.xml");
+    EXPECT_EQ(configuration.f2Sequence, L"F2.xml");
+}
+
+TEST_F(ReadingKelServerXml, TakesAMissingPortFor58000) {
+    const auto settings = read("<KelServer><ServerAddresses><ServerAddress>"
+                               "<IpAddress>x</IpAddress></ServerAddress></ServerAddresses>"
+                               "</KelServer>");
+
+    EXPECT_EQ(settings.serverConfiguration.serverAddresses.at(0)->port, 58000);
+}
+
+TEST_F(ReadingKelServerXml, ReadsTheServerSettings) {
+    const auto settings = read("<KelServer><BrokerUrl>http://broker</BrokerUrl>"
+                               "<BrokerUrlFile>broker.txt</BrokerUrlFile>"
+                               "<Tracing enabled='true' level='1'/><SovdServer port='1'/>"
+                               "</KelServer>");
+
+    EXPECT_EQ(settings.serverSettings.brokerUrl, L"http://broker");
+    EXPECT_EQ(settings.serverSettings.brokerUrlFile, inFolder("broker.txt"));
+    EXPECT_TRUE(settings.serverSettings.optionTracing);
+    EXPECT_FALSE(settings.serverSettings.optionOtxListing);
+    EXPECT_TRUE(settings.paths.tracing);
+    EXPECT_TRUE(settings.paths.tracingSecondary);
+    EXPECT_EQ(settings.traceLevel, 1);
+    EXPECT_EQ(settings.sovdPort, 1);
+}
+
+TEST_F(ReadingKelServerXml, ResolvesRelativePathsAgainstItsFolder) {
+    const auto settings = read("<KelServer><Paths><Projects>a/../b/</Projects>"
+                               "<Traces>../t</Traces><Reports>./r</Reports><Data>d/e</Data></Paths>"
+                               "<Vehicle>v/my.xml</Vehicle></KelServer>");
+
+    EXPECT_EQ(settings.paths.projectsPath, inFolder("b"));
+    EXPECT_EQ(settings.paths.tracesPath, Platform::fromPath(folder.path().parent_path() / "t"));
+    EXPECT_EQ(settings.paths.reportsPath, inFolder("r"));
+    EXPECT_EQ(settings.dataFolder, folder.path() / "d" / "e");
+    EXPECT_EQ(settings.vehicleFile, folder.path() / "v" / "my.xml");
+}
+
+TEST_F(ReadingKelServerXml, KeepsAbsolutePathsAndOtherAlphabets) {
+    const auto absolute = folder.path() / Platform::toPath(L"pr\u00F6jekte \u20AC");
+    const auto settings =
+        read("<KelServer><Paths><Projects>" + Platform::toUtf8(Platform::fromPath(absolute)) +
+             "</Projects></Paths></KelServer>");
+
+    EXPECT_EQ(settings.paths.projectsPath, Platform::fromPath(absolute));
+}
+
+TEST_F(ReadingKelServerXml, GivesAbsolutePathsForARelativeFolder) {
+    const auto settings = SettingsFile("no/such/folder").read();
+
+    EXPECT_TRUE(Platform::toPath(settings.paths.projectsPath).is_absolute());
+    EXPECT_TRUE(settings.vehicleFile.is_absolute());
+}
+
+TEST_F(ReadingKelServerXml, TakesEmptyElementsForMissingOnes) {
+    const auto settings = read("<KelServer><Paths><Projects> </Projects><Data/></Paths><Vehicle/>"
+                               "<BrokerUrlFile/><StartSequence/></KelServer>");
+
+    EXPECT_EQ(settings.paths.projectsPath, inFolder("projects"));
+    EXPECT_EQ(settings.dataFolder, folder.path() / "data");
+    EXPECT_EQ(settings.vehicleFile, folder.path() / "vehicle.xml");
+    EXPECT_EQ(settings.serverSettings.brokerUrlFile, L"");
+}
+
+TEST_F(ReadingKelServerXml, KeepsTheOrderOfGroupsAndInterfaces) {
+    const auto groups = read("<KelServer><Interfaces><Group name='B'><Interface name='y'/>"
+                             "<Interface name='x' enabled='true'/></Group><Group name='A'/>"
+                             "</Interfaces></KelServer>")
+                            .interfaces.groups;
+
+    ASSERT_EQ(groups.size(), 2U);
+    EXPECT_EQ(groups[0]->name, L"B");
+    EXPECT_EQ(groups[0]->interfaces.at(0)->name, L"y");
+    EXPECT_FALSE(groups[0]->interfaces.at(0)->enabled);
+    EXPECT_EQ(groups[0]->interfaces.at(1)->name, L"x");
+    EXPECT_TRUE(groups[0]->interfaces.at(1)->enabled);
+    EXPECT_EQ(groups[1]->name, L"A");
+}
+
+TEST_F(ReadingKelServerXml, AcceptsTheExample) {
+    const auto settings = SettingsFile(Quarlen::Tests::examplesFolder()).read();
+
+    EXPECT_EQ(settings.serverConfiguration.serverAddresses.at(0)->address, L"127.0.0.1");
+    EXPECT_EQ(settings.serverConfiguration.startSequence, L"Demo.xml");
+    EXPECT_TRUE(settings.interfaces.groups.at(0)->interfaces.at(0)->enabled);
+}
+
+TEST_F(ReadingKelServerXml, FailsForAFolderInItsPlace) {
+    std::filesystem::create_directory(folder.path() / "KelServer.xml");
+
+    EXPECT_THAT(messageOf([&] { (void)SettingsFile(folder.path()).read(); }),
+                testing::HasSubstr("KelServer.xml: cannot be read: "));
+}
+
+struct WrongSetting {
+    const char* subject;
+    const char* text;
+    const char* message;
+};
+
+class WrongKelServerXml : public ReadingKelServerXml,
+                          public testing::WithParamInterface<WrongSetting> {};
+
+TEST_P(WrongKelServerXml, IsRefusedWithFilePlaceAndExpectation) {
+    const auto file = (folder.path() / "KelServer.xml").string();
+
+    EXPECT_EQ(messageOf([&] { (void)read(GetParam().text); }), file + ":" + GetParam().message);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    SettingsFile, WrongKelServerXml,
+    testing::Values(
+        WrongSetting{"Malformed", "<KelServer>\n  <Paths>\n</KelServer>",
+                     "3:3: malformed XML: Start-end tags mismatch"},
+        WrongSetting{"Empty", "", "1:1: no element, expected root element 'KelServer'"},
+        WrongSetting{"OtherRoot", "<Server/>", "1:1: root element 'Server', expected 'KelServer'"},
+        WrongSetting{"UnknownElement", "<KelServer>\n <Foo/></KelServer>",
+                     "2:2: unknown element 'Foo' in 'KelServer', expected: ServerAddresses, "
+                     "BrokerUrl, BrokerUrlFile, StartSequence, F1Sequence, F2Sequence, Paths, "
+                     "Tracing, Interfaces, Vehicle, SovdServer"},
+        WrongSetting{"UnknownAttribute", "<KelServer a='1'/>",
+                     "1:12: unknown attribute 'a' of 'KelServer', expected: none"},
+        WrongSetting{"TextBetweenSections", "<KelServer>\n\n x <Paths/></KelServer>",
+                     "3:2: text 'x' in 'KelServer', expected no text"},
+        WrongSetting{"RepeatedSection", "<KelServer><Paths/>\n<Vehicle/><Paths/></KelServer>",
+                     "2:11: element 'Paths' stands twice"},
+        WrongSetting{"RepeatedText", "<KelServer><Paths><Data/><Data/></Paths></KelServer>",
+                     "1:26: element 'Data' stands twice"},
+        WrongSetting{"UnknownPath", "<KelServer><Paths><Foo/></Paths></KelServer>",
+                     "1:19: unknown element 'Foo' in 'Paths', expected: Projects, Traces, Reports, "
+                     "Data"},
+        WrongSetting{"AttributeOfText", "<KelServer><Vehicle a='1'/></KelServer>",
+                     "1:21: unknown attribute 'a' of 'Vehicle', expected: none"},
+        WrongSetting{"ElementInText", "<KelServer><Vehicle><a/></Vehicle></KelServer>",
+                     "1:21: unknown element 'a' in 'Vehicle', expected: none"},
+        WrongSetting{"MissingAddress",
+                     "<KelServer><ServerAddresses>\n<ServerAddress><Port>1</Port></ServerAddress>"
+                     "</ServerAddresses></KelServer>",
+                     "2:1: 'ServerAddress' needs an 'IpAddress' with an address"},
+        WrongSetting{"PortZero",
+                     "<KelServer><ServerAddresses><ServerAddress><IpAddress>x</IpAddress>\n"
+                     "<Port>0</Port></ServerAddress></ServerAddresses></KelServer>",
+                     "2:1: 'Port' is '0', expected a number from 1 to 65535"},
+        WrongSetting{"PortTooLarge",
+                     "<KelServer><ServerAddresses><ServerAddress><IpAddress>x</IpAddress>\n"
+                     "<Port>65536</Port></ServerAddress></ServerAddresses></KelServer>",
+                     "2:1: 'Port' is '65536', expected a number from 1 to 65535"},
+        WrongSetting{"EmptyPort",
+                     "<KelServer><ServerAddresses><ServerAddress><IpAddress>x</IpAddress>\n"
+                     "<Port/></ServerAddress></ServerAddresses></KelServer>",
+                     "2:1: 'Port' is '', expected a number from 1 to 65535"},
+        WrongSetting{"SovdPort", "<KelServer><SovdServer port='0'/></KelServer>",
+                     "1:24: attribute 'port' is '0', expected a number from 1 to 65535"},
+        WrongSetting{"TracingFlag", "<KelServer><Tracing enabled='on'/></KelServer>",
+                     "1:21: attribute 'enabled' is 'on', expected true or false"},
+        WrongSetting{"TracingLevel", "<KelServer><Tracing level='4'/></KelServer>",
+                     "1:21: attribute 'level' is '4', expected a number from 0 to 3"},
+        WrongSetting{"TracingText", "<KelServer><Tracing>x</Tracing></KelServer>",
+                     "1:21: text 'x' in 'Tracing', expected no text"},
+        WrongSetting{"GroupWithoutName", "<KelServer><Interfaces><Group/></Interfaces></KelServer>",
+                     "1:24: 'Group' needs the attribute 'name'"},
+        WrongSetting{"InterfaceWithoutName",
+                     "<KelServer><Interfaces><Group name='g'><Interface enabled='true'/></Group>"
+                     "</Interfaces></KelServer>",
+                     "1:40: 'Interface' needs the attribute 'name'"},
+        WrongSetting{"InterfaceOutsideGroup",
+                     "<KelServer><Interfaces><Interface name='x'/></Interfaces></KelServer>",
+                     "1:24: unknown element 'Interface' in 'Interfaces', expected: Group"}),
+    [](const auto& test) { return test.param.subject; });
+
+} // namespace
+} // namespace Quarlen::Kel_cpp

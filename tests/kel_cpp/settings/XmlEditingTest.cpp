@@ -1,0 +1,117 @@
+#include "kel_cpp/settings/XmlEditing.hpp"
+
+#include <gmock/gmock.h>
+
+#include "tests/kel_cpp/settings/ExceptionMessage.hpp"
+
+namespace Quarlen::Kel_cpp {
+namespace {
+
+using testing::HasSubstr;
+
+XmlEditor editorOf(const std::string& text) {
+    return {"file.xml", text, "Root"};
+}
+
+std::string textOf(const XmlEditor& editor) {
+    return editor.file().source().text();
+}
+
+struct Edit {
+    const char* subject;
+    const char* before;
+    const char* after;
+};
+
+class SettingText : public testing::TestWithParam<Edit> {};
+
+TEST_P(SettingText, TouchesNothingElse) {
+    auto editor = editorOf(GetParam().before);
+
+    editor.setText({{"A"}, {"B"}}, L"new");
+
+    EXPECT_EQ(textOf(editor), GetParam().after);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    XmlEditor, SettingText,
+    testing::Values(Edit{"Replaced", "<Root>\n<A  x='1' ><B>old</B > </A>\n<!-- c --></Root>\n",
+                         "<Root>\n<A  x='1' ><B>new</B > </A>\n<!-- c --></Root>\n"},
+                    Edit{"ReplacedWithMarkup",
+                         "<Root><A><B><!-- </B> --><![CDATA[</B>]]><?x </B>?></B></A></Root>",
+                         "<Root><A><B>new</B></A></Root>"},
+                    Edit{"EmptyElement", "<Root><A><B x='>'/></A></Root>",
+                         "<Root><A><B x='>'>new</B></A></Root>"},
+                    Edit{"ByteOrderMark", "\xEF\xBB\xBF<Root><A><B></B></A></Root>",
+                         "\xEF\xBB\xBF<Root><A><B>new</B></A></Root>"},
+                    Edit{"AddedInOneLine", "<Root><A><C>x</C></A></Root>",
+                         "<Root><A><C>x</C><B>new</B></A></Root>"},
+                    Edit{"AddedWithIndentation", "<Root>\n\t<A>\n\t\t<C/>\n\n\t</A>\n</Root>\n",
+                         "<Root>\n\t<A>\n\t\t<C/>\n\t\t<B>new</B>\n\n\t</A>\n</Root>\n"},
+                    Edit{"AddedBehindComment", "<Root>\n <A>\n  <C/>\n  <!-- c -->\n </A>\n</Root>",
+                         "<Root>\n <A>\n  <C/>\n  <!-- c -->\n  <B>new</B>\n </A>\n</Root>"},
+                    Edit{"AddedWithWindowsLineEnds", "<Root>\r\n  <C/>\r\n</Root>\r\n",
+                         "<Root>\r\n  <C/>\r\n  <A>\r\n    <B>new</B>\r\n  </A>\r\n</Root>\r\n"},
+                    Edit{"AddedToEmptyElement", "<Root>\n    <A/>\n</Root>",
+                         "<Root>\n    <A>\n        <B>new</B>\n    </A>\n</Root>"},
+                    Edit{"AddedToEmptyRoot", "<Root/>",
+                         "<Root>\n  <A>\n    <B>new</B>\n  </A>\n</Root>"},
+                    Edit{"AddedToBlankRoot", "<Root>\n</Root>\n",
+                         "<Root>\n  <A>\n    <B>new</B>\n  </A>\n</Root>\n"}),
+    [](const auto& test) { return test.param.subject; });
+
+class SettingAttribute : public testing::TestWithParam<Edit> {};
+
+TEST_P(SettingAttribute, TouchesNothingElse) {
+    auto editor = editorOf(GetParam().before);
+
+    editor.setAttribute({{"A", 1}}, "x", L"new");
+
+    EXPECT_EQ(textOf(editor), GetParam().after);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    XmlEditor, SettingAttribute,
+    testing::Values(
+        Edit{"Replaced", "<Root><A x='1'/><A y=\"&amp;&gt;\"  x = 'old' z='>'/></Root>",
+             "<Root><A x='1'/><A y=\"&amp;&gt;\"  x = 'new' z='>'/></Root>"},
+        Edit{"Added", "<Root><A/><A y='2' /></Root>", "<Root><A/><A y='2' x=\"new\" /></Root>"},
+        Edit{"AddedToElementWithContent", "<Root><A/><A>x</A></Root>",
+             "<Root><A/><A x=\"new\">x</A></Root>"},
+        Edit{"AddedWithElement", "<Root><A/></Root>", "<Root><A/><A x=\"new\"/></Root>"}),
+    [](const auto& test) { return test.param.subject; });
+
+TEST(XmlEditor, ReadsBackWhatIsHardToWrite) {
+    const std::wstring value = L"a&b<c>\"d'\u00E4\u20AC &amp; ]]>\te";
+    auto editor = editorOf("<Root><A x='1'/></Root>");
+
+    editor.setAttribute({{"A"}}, "x", value);
+    editor.setText({{"B"}}, value);
+
+    const auto root = editor.file().root();
+    EXPECT_EQ(editor.file().requiredText(root.child("A"), "x"), value);
+    EXPECT_EQ(editor.file().content(root.child("B")), value);
+}
+
+TEST(XmlEditor, RefusesWhatXmlCannotHoldAndKeepsTheText) {
+    auto editor = editorOf("<Root><A/></Root>");
+
+    const auto control = messageOf([&] { editor.setText({{"A"}}, L"a\u0001b"); });
+    const auto surrogate =
+        messageOf([&] { editor.setText({{"A"}}, std::wstring(1, wchar_t{0xD800})); });
+
+    EXPECT_THAT(control, HasSubstr("control character"));
+    EXPECT_THAT(surrogate, HasSubstr("no valid text"));
+    EXPECT_EQ(textOf(editor), "<Root><A/></Root>");
+}
+
+TEST(XmlEditor, ClearsContentAndKeepsAttributes) {
+    auto editor = editorOf("<Root><A x='1'>\n <B><A/></B>\n</A><C/></Root>");
+
+    editor.clear({{"A"}});
+
+    EXPECT_EQ(textOf(editor), "<Root><A x='1'></A><C/></Root>");
+}
+
+} // namespace
+} // namespace Quarlen::Kel_cpp

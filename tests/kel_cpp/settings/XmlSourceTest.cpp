@@ -1,0 +1,138 @@
+#include "kel_cpp/settings/XmlSource.hpp"
+
+#include <string>
+
+#include <gmock/gmock.h>
+
+#include "tests/kel_cpp/settings/ExceptionMessage.hpp"
+#include "tests/support/TemporaryFolder.hpp"
+
+namespace Quarlen::Kel_cpp {
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+std::string messageFor(const std::string& text) {
+    return messageOf([&] { (void)XmlSource("file.xml", text); });
+}
+
+struct MalformedText {
+    const char* subject;
+    std::string text;
+    const char* place;
+};
+
+class MalformedXml : public testing::TestWithParam<MalformedText> {};
+
+TEST_P(MalformedXml, IsRefusedWithItsPlace) {
+    EXPECT_THAT(messageFor(GetParam().text), StartsWith(GetParam().place));
+}
+
+using namespace std::string_literals;
+
+INSTANTIATE_TEST_SUITE_P(
+    XmlSource, MalformedXml,
+    testing::Values(
+        MalformedText{"UnclosedElement", "<A>\n<B>\n</A>", "file.xml:3:"},
+        MalformedText{"UnclosedRoot", "<A>", "file.xml:1:"},
+        MalformedText{"StrayEndTag", "</A>", "file.xml:1:"},
+        MalformedText{"UnclosedTag", "<A b=\"1\"", "file.xml:1:"},
+        MalformedText{"UnquotedValue", "<A\n  b=1/>", "file.xml:2:"},
+        MalformedText{"UnclosedComment", "<A><!-- </A>", "file.xml:1:"},
+        MalformedText{"UnclosedCharacterData", "<A><![CDATA[ </A>", "file.xml:1:"},
+        MalformedText{"UnclosedInstruction", "<?xml version='1.0' <A/>", "file.xml:1:"},
+        MalformedText{"AttributesWithoutBlank", "<A b='1'c='2'/>", "file.xml:1:"},
+        MalformedText{"SecondRoot", "<A/>\n<B/>", "file.xml:2:1: a second root element"},
+        MalformedText{"TextBeforeRoot", "x<A/>", "file.xml:1:1: text outside"},
+        MalformedText{"TextBehindRoot", "<A/>\n\n  x", "file.xml:3:3: text outside"},
+        MalformedText{"CharacterDataBehindRoot", "<A/><![CDATA[x]]>", "file.xml:1:"},
+        MalformedText{"RepeatedAttribute", "<A b='1'\n   b='2'/>",
+                      "file.xml:2:4: attribute 'b' stands twice"},
+        MalformedText{"BareAmpersand", "<A>x & y</A>", "file.xml:1:6: unknown entity"},
+        MalformedText{"UnknownEntity", "<A b='\n&foo;'/>", "file.xml:2:1: unknown entity"},
+        MalformedText{"NullReference", "<A>&#0;</A>", "file.xml:1:4: unknown entity"},
+        MalformedText{"SurrogateReference", "<A>&#xD800;</A>", "file.xml:1:4: unknown entity"},
+        MalformedText{"HugeReference", "<A>&#99999999999;</A>", "file.xml:1:4: unknown entity"},
+        MalformedText{"EmptyReference", "<A>&#x;</A>", "file.xml:1:4: unknown entity"},
+        MalformedText{"TagInAttribute", "<A b='1<2'/>", "file.xml:1:8: '<' in an attribute"},
+        MalformedText{"NullByte", "<A>\n\0</A>"s, "file.xml:2:1: control character"},
+        MalformedText{"ControlCharacter", "<A>\x01</A>", "file.xml:1:4: control character"},
+        MalformedText{"OverlongCharacter", "<A>\n \xC0\x80</A>", "file.xml:2:2: no UTF-8"},
+        MalformedText{"CutCharacter", "<A>ok\n</A>\xE2\x82", "file.xml:2:5: no UTF-8"},
+        MalformedText{"Utf16", "\xFF\xFE<\0A\0/\0>\0"s, "file.xml:1:1: no UTF-8"}),
+    [](const auto& test) { return test.param.subject; });
+
+TEST(XmlSource, CountsColumnsInCharacters) {
+    EXPECT_THAT(messageFor("<A>\xC3\xA4\xE2\x82\xAC & </A>"), StartsWith("file.xml:1:7:"));
+}
+
+TEST(XmlSource, DoesNotCountAByteOrderMark) {
+    EXPECT_THAT(messageFor("\xEF\xBB\xBF<A>&x;</A>"), StartsWith("file.xml:1:4:"));
+}
+
+TEST(XmlSource, AcceptsAMillionElementsBesideEachOther) {
+    std::string text = "<A>";
+    for (int count = 0; count < 1'000'000; ++count)
+        text += "<B/>";
+
+    const XmlSource source("file.xml", text + "</A>");
+
+    EXPECT_EQ(source.tree().document_element().name(), std::string("A"));
+}
+
+TEST(XmlSource, RefusesAMillionElementsInsideEachOther) {
+    std::string text;
+    for (int count = 0; count < 1'000'000; ++count)
+        text += "<A>";
+    for (int count = 0; count < 1'000'000; ++count)
+        text += "</A>";
+
+    EXPECT_THAT(messageFor(text), EndsWith(":1:769: nested deeper than 256 elements"));
+}
+
+TEST(XmlSource, AcceptsTheDeepestNestingAllowed) {
+    std::string text;
+    for (int count = 0; count < XmlSource::maximumDepth; ++count)
+        text = "<A>" + text + "</A>";
+
+    EXPECT_NO_THROW((void)XmlSource("file.xml", text));
+    EXPECT_THAT(messageFor("<A>" + text + "</A>"), HasSubstr("nested deeper"));
+}
+
+TEST(XmlSource, DoesNotExpandEntitiesOfADocumentType) {
+    EXPECT_THAT(messageFor("<!DOCTYPE A [<!ENTITY b 'bb'><!ENTITY c '&b;&b;'>]>\n<A>&c;</A>"),
+                StartsWith("file.xml:2:4: unknown entity"));
+}
+
+TEST(XmlSource, RefusesATooLargeFile) {
+    const Tests::TemporaryFolder folder;
+    const auto file = folder.write("large.xml", "");
+    std::filesystem::resize_file(file, XmlSource::maximumSize + 1);
+
+    EXPECT_THAT(messageOf([&] { (void)XmlSource::load(file); }), HasSubstr("larger than 16777216"));
+}
+
+TEST(XmlSource, NamesAFileThatCannotBeRead) {
+    const Tests::TemporaryFolder folder;
+
+    const auto missing = messageOf([&] { (void)XmlSource::load(folder.path() / "none.xml"); });
+    const auto directory = messageOf([&] { (void)XmlSource::load(folder.path()); });
+
+    EXPECT_THAT(missing, HasSubstr("none.xml: cannot be read: "));
+    EXPECT_THAT(directory, HasSubstr(": cannot be read: "));
+}
+
+TEST(XmlSource, FindsElementsAndAttributesInTheText) {
+    const std::string text = "\xEF\xBB\xBF<!-- x -->\n<A first='&amp;&amp;' second='2'><B/></A>";
+    const XmlSource source("file.xml", text);
+    const auto root = source.tree().document_element();
+
+    EXPECT_EQ(source.offsetOf(root), text.find("<A"));
+    EXPECT_EQ(source.offsetOf(root, root.attribute("second")), text.find("second"));
+    EXPECT_EQ(source.offsetOf(root.child("B")), text.find("<B"));
+}
+
+} // namespace
+} // namespace Quarlen::Kel_cpp

@@ -1,0 +1,242 @@
+#include "kel_cpp/update/UpdatePackages.hpp"
+
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "kel_cpp/RuntimeError.hpp"
+#include "platform/TextEncoding.hpp"
+#include "tests/kel_cpp/update/ZipFiles.hpp"
+#include "tests/support/TemporaryFolder.hpp"
+#include "tests/support/TestPaths.hpp"
+
+namespace Quarlen::Kel_cpp::Tests {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+using testing::UnorderedElementsAre;
+
+class UpdatePackages : public testing::Test {
+protected:
+    UpdatePackages() { fs::create_directories(updates); }
+
+    /// The path as clients of the facade form it: with the folder's separator and their own text.
+    [[nodiscard]] std::shared_ptr<UpdatePackageInfo> package(const std::wstring& name) const {
+        auto info = std::make_shared<UpdatePackageInfo>();
+        info->packagePath = Platform::fromPath(updates) + L"/" + name;
+        return info;
+    }
+    void stage(const RecordList<UpdatePackageInfo>& packages) const {
+        stageUpdatePackages(packages, updates, staging);
+    }
+    [[nodiscard]] std::wstring messageFor(const std::wstring& name) const {
+        return messageOf([&] { stage({package(name)}); });
+    }
+    [[nodiscard]] std::vector<std::string> stagedNames() const {
+        std::vector<std::string> names;
+        std::error_code missing;
+        for (const auto& entry : fs::directory_iterator(staging, missing)) {
+            names.push_back(entry.path().filename().string());
+        }
+        return names;
+    }
+
+    Quarlen::Tests::TemporaryFolder folder;
+    fs::path updates = folder.path() / "Update";
+    fs::path staging = folder.path() / "data" / "staging";
+};
+
+TEST_F(UpdatePackages, AreStagedByteForByte) {
+    const fs::path source = writeZip(updates / "Patch_01.zip", {"a.bin"});
+
+    stage({package(L"Patch_01.zip")});
+
+    EXPECT_EQ(folder.read("data/staging/Patch_01.zip"), folder.read("Update/Patch_01.zip"));
+    EXPECT_TRUE(fs::exists(source));
+    EXPECT_THAT(stagedNames(), ElementsAre("Patch_01.zip"));
+}
+
+TEST_F(UpdatePackages, FillTheirRecords) {
+    const fs::path source = writeZip(updates / "Patch_01.zip", {"a.bin", "b.bin"});
+    const auto info = package(L"Patch_01.zip");
+
+    stage({info});
+
+    EXPECT_EQ(info->name, L"Patch_01");
+    EXPECT_EQ(info->stagedPath, Platform::fromPath(staging / "Patch_01.zip"));
+    EXPECT_EQ(info->size, fs::file_size(source));
+    EXPECT_EQ(info->state, L"Staged");
+    EXPECT_EQ(info->message, L"2 entries");
+    EXPECT_EQ(info->version, L"");
+}
+
+TEST_F(UpdatePackages, ReplaceAnEarlierOneOfTheSameName) {
+    writeZip(updates / "a.zip", {"old"});
+    stage({package(L"a.zip")});
+    writeZip(updates / "a.zip", {"new", "more"});
+
+    stage({package(L"a.zip")});
+
+    EXPECT_EQ(folder.read("data/staging/a.zip"), folder.read("Update/a.zip"));
+}
+
+TEST_F(UpdatePackages, OfAnEmptyListAreFine) {
+    EXPECT_NO_THROW(stage({}));
+
+    EXPECT_THAT(stagedNames(), IsEmpty());
+}
+
+TEST_F(UpdatePackages, MayLieInASubfolder) {
+    writeZip(updates / "2026" / "a.zip", {"a"});
+
+    stage({package(L"2026/a.zip")});
+
+    EXPECT_THAT(stagedNames(), ElementsAre("a.zip"));
+}
+
+TEST_F(UpdatePackages, AreRefusedOutsideOfTheUpdateFolder) {
+    writeZip(folder.path() / "a.zip", {"a"});
+    writeZip(folder.path() / "Update2" / "a.zip", {"a"});
+
+    for (const wchar_t* name : {L"../a.zip", L"../Update2/a.zip", L"none/../../a.zip", L"..",
+                                L"../none.zip", L"", L"."}) {
+        EXPECT_THAT(messageFor(name), EndsWith(L": it is not inside the update folder")) << name;
+    }
+    EXPECT_THAT(stagedNames(), IsEmpty());
+}
+
+TEST_F(UpdatePackages, AreRefusedWhenALinkLeadsOutOfTheUpdateFolder) {
+    writeZip(folder.path() / "outside" / "a.zip", {"a"});
+    fs::create_symlink(folder.path() / "outside" / "a.zip", updates / "link.zip");
+    fs::create_directory_symlink(folder.path() / "outside", updates / "sub");
+
+    EXPECT_THAT(messageFor(L"link.zip"), EndsWith(L": it is not inside the update folder"));
+    EXPECT_THAT(messageFor(L"sub/a.zip"), EndsWith(L": it is not inside the update folder"));
+}
+
+TEST_F(UpdatePackages, MayBeReachedByALinkInsideTheUpdateFolder) {
+    writeZip(updates / "a.zip", {"a"});
+    fs::create_symlink(updates / "a.zip", updates / "latest.zip");
+
+    stage({package(L"latest.zip")});
+
+    EXPECT_THAT(stagedNames(), ElementsAre("a.zip"));
+}
+
+TEST_F(UpdatePackages, AreFoundWhenTheUpdateFolderIsALink) {
+    writeZip(updates / "a.zip", {"a"});
+    const fs::path link = folder.path() / "link";
+    fs::create_directory_symlink(updates, link);
+
+    stageUpdatePackages({package(L"a.zip")}, link / "", staging);
+
+    EXPECT_THAT(stagedNames(), ElementsAre("a.zip"));
+}
+
+TEST_F(UpdatePackages, AreRefusedWithNameAndCause) {
+    folder.write("Update/text.zip", "no archive");
+    fs::create_directory(updates / "folder.zip");
+
+    EXPECT_THAT(messageFor(L"none.zip"),
+                EndsWith(L"Update/none.zip: there is no regular file of this name"));
+    EXPECT_THAT(messageFor(L"folder.zip"),
+                EndsWith(L"Update/folder.zip: there is no regular file of this name"));
+    EXPECT_THAT(messageFor(L"text.zip"), HasSubstr(L"Update/text.zip: not a readable archive: "));
+    EXPECT_THAT(messageFor(std::wstring(L"a.zip\0b", 7)), EndsWith(L": the path is not valid"));
+    EXPECT_THAT(messageOf([&] { stage({nullptr}); }), EndsWith(L": its record is missing"));
+}
+
+TEST_F(UpdatePackages, AreAllCheckedBeforeTheFirstIsStaged) {
+    writeZip(updates / "good.zip", {"a"});
+    const auto good = package(L"good.zip");
+
+    EXPECT_THROW(stage({good, package(L"none.zip")}), KelApiException);
+
+    EXPECT_THAT(stagedNames(), IsEmpty());
+    EXPECT_EQ(good->state, L"");
+}
+
+TEST_F(UpdatePackages, OfTheSameFileNameAreRefusedTogether) {
+    writeZip(updates / "a.zip", {"a"});
+    writeZip(updates / "other" / "a.zip", {"b"});
+
+    EXPECT_THAT(messageOf([&] {
+                    stage({package(L"a.zip"), package(L"other/a.zip")});
+                }),
+                EndsWith(L": another package of the list has the same file name"));
+}
+
+TEST_F(UpdatePackages, LeaveNothingBehindWhenStagingFails) {
+    writeZip(updates / "a.zip", {"a"});
+    writeZip(updates / "b.zip", {"b"});
+    // A folder in the place of the copy: it cannot be written.
+    fs::create_directories(staging / "b.zip" / "inside");
+
+    const std::wstring message = messageOf([&] { stage({package(L"a.zip"), package(L"b.zip")}); });
+
+    EXPECT_THAT(message, StartsWith(L"cannot stage update packages in " +
+                                    Platform::fromPath(staging) + L": "));
+    EXPECT_THAT(stagedNames(), ElementsAre("b.zip"));
+}
+
+TEST_F(UpdatePackages, AreStagedByTwoThreadsAtOnce) {
+    writeZip(updates / "a.zip", std::vector<std::string>(1, "entry"));
+    const auto stageOften = [&] {
+        for (int round = 0; round < 20; ++round) {
+            stage({package(L"a.zip")});
+        }
+    };
+
+    std::thread other(stageOften);
+    EXPECT_NO_THROW(stageOften());
+    other.join();
+
+    EXPECT_EQ(folder.read("data/staging/a.zip"), folder.read("Update/a.zip"));
+    EXPECT_THAT(stagedNames(), ElementsAre("a.zip"));
+}
+
+TEST_F(UpdatePackages, AreDescribedInTheirOrder) {
+    const auto first = Platform::fromPath(writeZip(updates / "a.pdx", {"x.odx", "y.bin"}));
+    const auto second = Platform::fromPath(writeZip(updates / "b.zip", {"z"}));
+    RecordList<UpdateDescription> descriptions(3);
+
+    describeUpdatePackages({first, second}, descriptions);
+
+    ASSERT_EQ(descriptions.size(), 2U);
+    EXPECT_EQ(descriptions[0]->packagePath, first);
+    EXPECT_THAT(descriptions[0]->entries, ElementsAre(L"x.odx", L"y.bin"));
+    EXPECT_EQ(descriptions[1]->packagePath, second);
+    EXPECT_THAT(descriptions[1]->entries, ElementsAre(L"z"));
+}
+
+TEST_F(UpdatePackages, OfTheExampleFlashDataAreDescribedWithAllTheirFiles) {
+    RecordList<UpdateDescription> descriptions;
+
+    describeUpdatePackages({Platform::fromPath(Quarlen::Tests::flashDataFolder() / "engine.pdx")},
+                           descriptions);
+
+    ASSERT_EQ(descriptions.size(), 1U);
+    EXPECT_THAT(descriptions[0]->entries,
+                ElementsAre(L"index.xml", L"engine_app.bin", L"engine_data.bin"));
+}
+
+TEST_F(UpdatePackages, KeepTheDescriptionsWhenOneCannotBeRead) {
+    const auto good = Platform::fromPath(writeZip(updates / "a.zip", {"a"}));
+    RecordList<UpdateDescription> descriptions(3);
+
+    EXPECT_THROW(describeUpdatePackages({good, L"none.zip"}, descriptions), KelApiException);
+
+    EXPECT_EQ(descriptions.size(), 3U);
+}
+
+} // namespace
+} // namespace Quarlen::Kel_cpp::Tests

@@ -1,0 +1,294 @@
+#include "kel_server/ServerStart.hpp"
+
+#include <gmock/gmock.h>
+
+#include "tests/kel_server/ApplicationFixture.hpp"
+
+namespace Quarlen {
+
+namespace {
+
+using std::chrono::milliseconds;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Tests::WaitedLongEnough;
+
+class ServerStart : public Tests::ApplicationFixture {
+protected:
+    ServerStart() {
+        state.facade = api;
+        state.serverConfiguration = api->serverConfiguration;
+    }
+
+    void fromArguments(const std::vector<std::wstring>& arguments) {
+        setArguments(arguments);
+        state.options = options;
+        startFromArguments(state, environment);
+    }
+
+    void fromConfiguration() { startFromConfiguration(state, environment); }
+
+    [[nodiscard]] Calls starts() const { return api->callsOf({"startServer"}); }
+
+    void failTheFirstStarts(std::size_t count) {
+        api->during("startServer", [this, count] {
+            if (starts().size() <= count) {
+                throw Kel_cpp::KelApiException(L"no network", 101);
+            }
+        });
+    }
+
+    /// The wait for the network never ends by itself.
+    void giveUpAfter(std::size_t sleeps) {
+        clock.onSleep([this, sleeps](milliseconds) {
+            if (clock.sleeps().size() >= sleeps) {
+                throw WaitedLongEnough();
+            }
+        });
+    }
+
+    ApplicationState state;
+};
+
+using StartFromArguments = ServerStart;
+using StartFromConfiguration = ServerStart;
+
+Platform::NetworkAdapter ethernetAdapter() {
+    return {.systemName = L"",
+            .friendlyName = L"Ethernet",
+            .description = L"",
+            .up = true,
+            .firstIpv4Address = L"10.0.0.7",
+            .hardwareAddressLength = 6};
+}
+
+TEST_F(StartFromArguments, UsesPort58000WithoutAPort) {
+    environment.networkAdapters = [] { return std::vector{ethernetAdapter()}; };
+
+    fromArguments({L"eth0"});
+
+    EXPECT_THAT(starts(), ElementsAre("startServer(10.0.0.7:58000)"));
+}
+
+TEST_F(StartFromArguments, UsesTheGivenPort) {
+    fromArguments({L"10.0.0.5", L"58005"});
+
+    EXPECT_THAT(starts(), ElementsAre("startServer(10.0.0.5:58005)"));
+}
+
+TEST_F(StartFromArguments, TakesAPortThatIsNoNumberForZero) {
+    fromArguments({L"10.0.0.5", L"port"});
+
+    EXPECT_THAT(starts(), ElementsAre("startServer(10.0.0.5:0)"));
+}
+
+TEST_F(StartFromArguments, HandsAUrlOnWithoutAPort) {
+    fromArguments({L"https://host/kel", L"58005"});
+
+    EXPECT_THAT(starts(), ElementsAre("startServer(https://host/kel)"));
+}
+
+TEST_F(StartFromArguments, TakesEthAloneForAnAddress) {
+    fromArguments({L"eth"});
+
+    EXPECT_THAT(starts(), ElementsAre("startServer(eth:58000)"));
+}
+
+TEST_F(StartFromArguments, KeepsAndPrintsTheAddressThatTheRuntimeReturns) {
+    api->startedAddress = [](const std::wstring&) { return L"10.0.0.5:4711"; };
+
+    fromArguments({L"10.0.0.5", L"0"});
+
+    EXPECT_THAT(state.startedAddresses, ElementsAre(L"10.0.0.5:4711"));
+    EXPECT_EQ(printed(), "server address: 10.0.0.5:4711\n");
+}
+
+TEST_F(StartFromArguments, WaitsForeverForAnAdapterThatNeverResolves) {
+    environment.networkAdapters = [] { return std::vector{ethernetAdapter()}; };
+    giveUpAfter(50);
+
+    EXPECT_THROW(fromArguments({L"wg0"}), WaitedLongEnough);
+
+    EXPECT_THAT(starts(), IsEmpty());
+    EXPECT_THAT(clock.sleeps(), testing::Each(milliseconds(3000)));
+}
+
+TEST_F(StartFromArguments, AsksAgainForTheAdaptersAfterEveryWait) {
+    int asked = 0;
+    environment.networkAdapters = [&asked] {
+        return ++asked < 3 ? std::vector<Platform::NetworkAdapter>()
+                           : std::vector{ethernetAdapter()};
+    };
+
+    fromArguments({L"eth0"});
+
+    EXPECT_EQ(printed(), "waiting for network...\nwaiting for network...\n"
+                         "server address: 10.0.0.7:58000\n");
+    EXPECT_THAT(clock.sleeps(), ElementsAre(milliseconds(3000), milliseconds(3000)));
+}
+
+TEST_F(StartFromArguments, GoesOnWaitingForTheNetworkAfterAStopRequest) {
+    clock.onSleep([this](milliseconds) { state.stopRequested->store(true); });
+    int asked = 0;
+    environment.networkAdapters = [&asked] {
+        return ++asked < 4 ? std::vector<Platform::NetworkAdapter>()
+                           : std::vector{ethernetAdapter()};
+    };
+
+    fromArguments({L"eth0"});
+
+    EXPECT_THAT(starts(), ElementsAre("startServer(10.0.0.7:58000)"));
+    EXPECT_EQ(clock.sleeps().size(), 3U);
+    EXPECT_TRUE(state.stopRequested->load());
+}
+
+TEST_F(StartFromArguments, SleepsBeforeItSaysThatItWaits) {
+    std::vector<std::string> printedAtSleep;
+    clock.onSleep([&](milliseconds) { printedAtSleep.push_back(printed()); });
+    int asked = 0;
+    environment.networkAdapters = [&asked] {
+        return ++asked < 3 ? std::vector<Platform::NetworkAdapter>()
+                           : std::vector{ethernetAdapter()};
+    };
+
+    fromArguments({L"eth0"});
+
+    EXPECT_THAT(printedAtSleep, ElementsAre("", "waiting for network...\n"));
+}
+
+TEST_F(StartFromArguments, LetsTheRuntimesExceptionPass) {
+    api->throwIn("startServer", L"in use", 98);
+
+    EXPECT_THROW(fromArguments({L"10.0.0.5"}), Kel_cpp::KelApiException);
+
+    EXPECT_THAT(state.startedAddresses, IsEmpty());
+}
+
+TEST_F(StartFromConfiguration, StartsEveryAddressInTheOrderOfTheFile) {
+    configureAddress(L"10.0.0.5", 58001);
+    configureAddress(L"eth0", 58000);
+    configureAddress(L"http://host:80", 58002);
+
+    fromConfiguration();
+
+    EXPECT_THAT(starts(), ElementsAre("startServer(10.0.0.5:58001)", "startServer(eth0:58000)",
+                                      "startServer(http://host:80)"));
+    EXPECT_EQ(printed(), "server address: 10.0.0.5:58001\nserver address: eth0:58000\n"
+                         "server address: http://host:80\n");
+    EXPECT_THAT(clock.sleeps(), IsEmpty());
+}
+
+TEST_F(StartFromConfiguration, ReplacesThePlaceholders) {
+    environment.hostName = [] { return std::wstring(L"bench-pc"); };
+    state.brokerUrl = L"http://broker";
+    configureAddress(L"$$HOSTNAME$$", 58000);
+    configureAddress(L"$$BROKERURL$$/x", 58001);
+
+    fromConfiguration();
+
+    EXPECT_THAT(starts(),
+                ElementsAre("startServer(bench-pc:58000)", "startServer(http://broker/x)"));
+    EXPECT_EQ(api->serverConfiguration->serverAddresses[0]->address, L"$$HOSTNAME$$");
+}
+
+TEST_F(StartFromConfiguration, SkipsAnAddressThatIsStartedAlready) {
+    configureAddress(L"10.0.0.5");
+    configureAddress(L"10.0.0.5");
+
+    fromConfiguration();
+
+    EXPECT_THAT(starts(), ElementsAre("startServer(10.0.0.5:58000)"));
+}
+
+TEST_F(StartFromConfiguration, KeepsOneAddressOfSeveralWithTheSamePort) {
+    configureAddress(L"10.0.0.5");
+    configureAddress(L"10.0.0.6");
+
+    fromConfiguration();
+
+    EXPECT_EQ(starts().size(), 2U);
+    EXPECT_THAT(state.startedAddresses, ElementsAre(L"10.0.0.5:58000"));
+    EXPECT_TRUE(printedLine("server address: 10.0.0.6:58000"));
+}
+
+TEST_F(StartFromConfiguration, ReportsAFailedAddressAndTriesTheOthers) {
+    configureAddress(L"10.0.0.5", 58001);
+    configureAddress(L"10.0.0.6", 58002);
+    api->throwIn("startServer(10.0.0.5:58001)", L"port is in use", 98);
+
+    fromConfiguration();
+
+    EXPECT_EQ(printed(), "startServer(10.0.0.5:58001) failed. Exception caught : port is in use "
+                         "code : 98\nserver address: 10.0.0.6:58002\n");
+    EXPECT_THAT(state.startedAddresses, ElementsAre(L"10.0.0.6:58002"));
+}
+
+TEST_F(StartFromConfiguration, RepeatsThePassAfterThreeSecondsWithoutSuccess) {
+    configureAddress(L"10.0.0.5");
+    failTheFirstStarts(2);
+
+    fromConfiguration();
+
+    EXPECT_EQ(starts().size(), 3U);
+    EXPECT_THAT(clock.sleeps(), ElementsAre(milliseconds(3000), milliseconds(3000)));
+    EXPECT_TRUE(printedLine("waiting for network..."));
+    EXPECT_THAT(state.startedAddresses, ElementsAre(L"10.0.0.5:58000"));
+}
+
+TEST_F(StartFromConfiguration, GoesOnWaitingForTheNetworkAfterAStopRequest) {
+    clock.onSleep([this](milliseconds) { state.stopRequested->store(true); });
+    configureAddress(L"10.0.0.5");
+    failTheFirstStarts(3);
+
+    fromConfiguration();
+
+    EXPECT_EQ(starts().size(), 4U);
+    EXPECT_EQ(clock.sleeps().size(), 3U);
+    EXPECT_THAT(state.startedAddresses, ElementsAre(L"10.0.0.5:58000"));
+}
+
+TEST_F(StartFromConfiguration, SleepsBeforeItSaysThatItWaits) {
+    const std::string failed =
+        "startServer(10.0.0.5:58000) failed. Exception caught : no network code : 101\n";
+    std::vector<std::string> printedAtSleep;
+    clock.onSleep([&](milliseconds) { printedAtSleep.push_back(printed()); });
+    configureAddress(L"10.0.0.5");
+    failTheFirstStarts(2);
+
+    fromConfiguration();
+
+    EXPECT_THAT(printedAtSleep, ElementsAre(failed, failed + "waiting for network...\n" + failed));
+}
+
+TEST_F(StartFromConfiguration, NeverGivesUp) {
+    configureAddress(L"10.0.0.5");
+    api->throwIn("startServer", L"no network", 101);
+    giveUpAfter(100);
+
+    EXPECT_THROW(fromConfiguration(), WaitedLongEnough);
+
+    EXPECT_EQ(starts().size(), 100U);
+}
+
+TEST_F(StartFromConfiguration, KeepsTheBrokerInMindForASingleAddress) {
+    state.brokerUrlPresent = true;
+    configureAddress(L"$$BROKERURL$$");
+
+    fromConfiguration();
+
+    EXPECT_TRUE(state.brokerUrlPresent);
+}
+
+TEST_F(StartFromConfiguration, ForgetsTheBrokerWithSeveralAddresses) {
+    state.brokerUrlPresent = true;
+    configureAddress(L"10.0.0.5");
+    configureAddress(L"10.0.0.6");
+
+    fromConfiguration();
+
+    EXPECT_FALSE(state.brokerUrlPresent);
+}
+
+} // namespace
+
+} // namespace Quarlen

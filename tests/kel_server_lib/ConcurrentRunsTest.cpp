@@ -1,0 +1,179 @@
+#include <algorithm>
+#include <latch>
+#include <thread>
+
+#include "kel_server_lib/ServerHandlerSequence.hpp"
+#include "tests/kel_server_lib/SequenceFixture.hpp"
+
+namespace Quarlen::Tests {
+
+using testing::ElementsAre;
+
+/// Runs, cancels, aborts and changes on threads of their own, as in the real program.
+class ConcurrentRuns : public SequenceFixture {
+protected:
+    ConcurrentRuns() {
+        clock.onSleep([](auto) { std::this_thread::yield(); });
+        writeScript("A.xml", R"(<ExecuteAction command="One"/><ExecuteAction command="Two"/>)");
+    }
+
+    /// The first job, "One", lasts until somebody cancels it and then reports its end on a thread
+    /// of its own; other jobs end at once.
+    void letTheFirstJobLastUntilItIsCancelled() {
+        api->serviceJob = [this](Kel_cpp::KelApi::ExecuteServiceCallback& callback) {
+            if (api->count("executeService(#OTX, Two)") == 0) {
+                outstanding = &callback;
+            } else {
+                callback.report({}, 0, nullptr, true);
+            }
+        };
+        api->during("cancelJobs", [this] {
+            runtimeThread = std::jthread([this] {
+                outstanding.load()->report({std::make_shared<Kel_cpp::ServiceResult>()}, 0, nullptr,
+                                           true);
+            });
+        });
+    }
+
+    void waitForTheFirstJob() const {
+        while (handler.currentJobId == 0) {
+            std::this_thread::yield();
+        }
+    }
+
+    std::atomic<Kel_cpp::KelApi::ExecuteServiceCallback*> outstanding{nullptr};
+    std::jthread runtimeThread;
+};
+
+TEST_F(ConcurrentRuns, TwoRunsNeverOverlap) {
+    std::latch firstInside(1);
+    std::latch secondCalls(1);
+    std::atomic<bool> held{false};
+    std::size_t runsBegun = 0;
+    api->during("executeService(#OTX, One)", [&] {
+        if (!held.exchange(true)) {
+            firstInside.count_down();
+            secondCalls.wait();
+            for (int turn = 0; turn < 1000; ++turn) {
+                std::this_thread::yield();
+            }
+            runsBegun = api->count("setServerStatus(Running sequence: A.xml)");
+        }
+    });
+    std::jthread first([this] { handler.runSequence(L"A.xml", api); });
+    firstInside.wait();
+    std::jthread second([&] {
+        secondCalls.count_down();
+        handler.runSequence(L"A.xml", api);
+    });
+    first.join();
+    second.join();
+
+    EXPECT_EQ(runsBegun, 1U);
+    EXPECT_EQ(api->count("setServerStatus(Running sequence: A.xml)"), 2U);
+}
+
+TEST_F(ConcurrentRuns, CancelDuringAJobEndsTheRunAfterThatJob) {
+    letTheFirstJobLastUntilItIsCancelled();
+    std::jthread run([this] { handler.runSequence(L"A.xml", api); });
+    waitForTheFirstJob();
+    bool handled = false;
+
+    handler.cancelSequence(api, nullptr, handled);
+
+    run.join();
+    EXPECT_THAT(api->callsOf({"executeService", "cancelJobs", "selectProject"}),
+                ElementsAre("executeService(#OTX, One)", "cancelJobs(7)", "selectProject()",
+                            "selectProject()"));
+    EXPECT_FALSE(handler.stopRequested);
+    EXPECT_EQ(handler.currentJobId, 0U);
+    EXPECT_EQ(api->calls().back(), "setServerStatus(Idle)");
+}
+
+TEST_F(ConcurrentRuns, AbortDuringAJobLetsTheWalkGoOn) {
+    letTheFirstJobLastUntilItIsCancelled();
+    std::jthread run([this] { handler.runSequence(L"A.xml", api); });
+    waitForTheFirstJob();
+
+    handler.abortSequence(api);
+
+    run.join();
+    EXPECT_THAT(api->callsOf({"executeService"}),
+                ElementsAre("executeService(#OTX, One)", "executeService(#OTX, Two)"));
+    EXPECT_EQ(api->count("selectProject()"), 1U);
+    EXPECT_EQ(ledColour(), "0 255 0");
+}
+
+TEST_F(ConcurrentRuns, DestructionWaitsForTheRunOfAButton) {
+    holdHandOverF1Sensor();
+    std::latch running(1);
+    std::atomic<bool> runEnded{false};
+    api->during("executeService", [&] { running.count_down(); });
+    api->serviceJob = [this](auto& callback) { outstanding = &callback; };
+    handler.startF1ScriptThread(L"A.xml", api);
+    running.wait();
+    std::jthread runtime([&] {
+        while (!handler.stopRequested || outstanding.load() == nullptr) {
+            std::this_thread::yield();
+        }
+        runEnded = true;
+        outstanding.load()->report({}, 0, nullptr, true);
+    });
+
+    owner.reset();
+
+    EXPECT_TRUE(runEnded);
+    EXPECT_EQ(api->count("executeService(#OTX, Two)"), 0U);
+    EXPECT_EQ(api->calls().back(), "setServerStatus(Idle)");
+}
+
+TEST_F(ConcurrentRuns, ChangeOfAButtonDuringARunCancelsTheRun) {
+    letTheFirstJobLastUntilItIsCancelled();
+    std::jthread run([this] { handler.runSequence(L"A.xml", api); });
+    waitForTheFirstJob();
+
+    handler.changeF1Sequence(L"B.xml", api);
+
+    run.join();
+    EXPECT_EQ(api->count("cancelJobs(7)"), 1U);
+    EXPECT_EQ(api->count("executeService(#OTX, Two)"), 0U);
+    EXPECT_EQ(handler.f1.scriptName, L"B.xml");
+}
+
+TEST_F(ConcurrentRuns, TwoThreadsMayStopTheScriptThreadsAtOnce) {
+    writeF1Sensor("1000\n");
+    writeF2Sensor("1000\n");
+    handler.startF1ScriptThread(L"A.xml", api);
+    handler.startF2ScriptThread(L"A.xml", api);
+    {
+        std::jthread first([this] { handler.stopScriptThreads(); });
+        std::jthread second([this] { handler.stopScriptThreads(); });
+    }
+
+    EXPECT_TRUE(!handler.f1.thread && !handler.f2.thread);
+    EXPECT_TRUE(handler.stopRequested);
+}
+
+TEST_F(ConcurrentRuns, BothButtonsMayBeChangedAtOnceDuringARun) {
+    writeF1Sensor("1000\n");
+    writeF2Sensor("1000\n");
+    {
+        std::jthread run([this] { handler.runSequence(L"A.xml", api); });
+        std::jthread first([this] { handler.changeF1Sequence(L"B.xml", api); });
+        std::jthread second([this] { handler.changeF2Sequence(L"C.xml", api); });
+    }
+
+    EXPECT_EQ(handler.f1.scriptName, L"B.xml");
+    EXPECT_EQ(handler.f2.scriptName, L"C.xml");
+}
+
+TEST_F(ConcurrentRuns, AFailureReleasesTheRunLock) {
+    api->throwIn("setServerStatus(Running sequence: A.xml)", L"gone", 3);
+    EXPECT_THROW(handler.runSequence(L"A.xml", api), Kel_cpp::KelApiException);
+
+    EXPECT_EQ(api.use_count(), 1);
+    ASSERT_TRUE(handler.semaphore.try_lock());
+    handler.semaphore.unlock();
+}
+
+} // namespace Quarlen::Tests

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "kel_server_lib/RESTServer.hpp"
+#include "kel_server_lib/ServerHandlerSequence.hpp"
+#include "tests/support/LoopbackPort.hpp"
+#include "tests/support/RawClient.hpp"
+#include "tests/support/RecordingKelApi.hpp"
+#include "tests/support/TemporaryFolder.hpp"
+
+namespace Quarlen::Tests {
+
+/// A reply as a client sees it. Without a reply the status is 0.
+struct HttpReply {
+    int status = 0;
+    std::string reason;
+    std::string body;
+    std::multimap<std::string, std::string> headers;
+
+    [[nodiscard]] std::string header(const std::string& name) const {
+        const auto found = headers.find(name);
+        return found == headers.end() ? std::string() : found->second;
+    }
+};
+
+/// Sends a request on a connection of its own.
+HttpReply request(std::uint16_t port, const std::string& method, const std::string& path,
+                  const std::string& body = {}, const std::string& address = "127.0.0.1");
+
+/// The real clock without its long pauses.
+class ImpatientClock : public Platform::Clock {
+public:
+    void sleepFor(std::chrono::milliseconds /*duration*/) override {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    [[nodiscard]] TimePoint now() const override { return std::chrono::steady_clock::now(); }
+};
+
+/// The REST server on a free port with a recording runtime behind it. Starts at `start`.
+class RestFixture : public testing::Test {
+protected:
+    RestFixture();
+
+    void start() { ASSERT_TRUE(rest->start(api)); }
+    /// What was printed; to be asked for while the listener prints nothing: up to `start` and after
+    /// `stop`.
+    [[nodiscard]] std::string printed() const { return output.str(); }
+    [[nodiscard]] RestEnvironment environment();
+    [[nodiscard]] SequenceEnvironment sequenceEnvironment();
+
+    HttpReply get(const std::string& path) const { return request(port, "GET", path); }
+    HttpReply put(const std::string& path, const std::string& body = {}) const {
+        return request(port, "PUT", path, body);
+    }
+    [[nodiscard]] RawClient connect() const { return RawClient(port); }
+
+    const std::uint16_t port = freePort();
+    const std::string url = "http://localhost:" + std::to_string(port);
+    TemporaryFolder folder;
+    ImpatientClock clock;
+    std::ostringstream output;
+    Platform::Console console{output};
+    std::shared_ptr<RecordingKelApi> api = std::make_shared<RecordingKelApi>();
+    std::atomic<bool> stopRequested{false};
+    std::shared_ptr<ServerHandlerSequence> handler;
+    std::unique_ptr<RESTServer> rest;
+};
+
+} // namespace Quarlen::Tests

@@ -1,0 +1,105 @@
+#include "tests/kel_server_lib/rest/handlers/HandlerFixture.hpp"
+
+namespace Quarlen::Tests {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+using TracingHandlers = HandlerFixture;
+
+TEST_F(TracingHandlers, TellsTheTracingSwitch) {
+    api->pathSettings->tracing = true;
+    EXPECT_THAT(call("get/tracing"), IsJson(R"({"tracing":true})"));
+
+    api->pathSettings->tracing = false;
+    api->pathSettings->tracingSecondary = true;
+    EXPECT_THAT(call("get/tracing"), IsJson(R"({"tracing":false})"));
+}
+
+TEST_F(TracingHandlers, ReadsTheSwitchOnlyFromThePathSettings) {
+    const HandlerReply reply = call("get/tracing");
+
+    EXPECT_EQ(reply.status, HandlerReply::untouched);
+    EXPECT_THAT(api->calls(), ElementsAre("getProjectPath()"));
+}
+
+TEST_F(TracingHandlers, SwitchesInTheGivenOrder) {
+    const HandlerReply reply = call("put/tracing", R"({"tracing":true})");
+
+    EXPECT_THAT(reply, IsJson(R"({"status":"OK"})"));
+    EXPECT_EQ(reply.status, HandlerReply::untouched);
+    EXPECT_THAT(api->calls(),
+                ElementsAre("getServerSettings()", "setServerSettings()", "commitServerSettings()",
+                            "getProjectPath()", "setProjectPath()", "commitProjectPath()"));
+}
+
+TEST_F(TracingHandlers, SwitchesAllThreeFlags) {
+    call("put/tracing", R"({"tracing":true})");
+
+    EXPECT_TRUE(api->serverSettings->optionTracing);
+    EXPECT_TRUE(api->pathSettings->tracing);
+    EXPECT_TRUE(api->pathSettings->tracingSecondary);
+}
+
+TEST_F(TracingHandlers, TellsWhatWasSwitched) {
+    call("put/tracing", R"({"tracing":true})");
+
+    EXPECT_THAT(call("get/tracing"), IsJson(R"({"tracing":true})"));
+}
+
+TEST_F(TracingHandlers, WritesAlsoAValueThatIsThereAlready) {
+    call("put/tracing", R"({"tracing":false})");
+
+    EXPECT_EQ(api->calls().size(), 6U);
+}
+
+struct Failure {
+    const char* call;
+    std::size_t callsMade;
+    bool serverSettingsWritten;
+};
+
+class FailingTracing : public TracingHandlers, public testing::WithParamInterface<Failure> {};
+
+TEST_P(FailingTracing, LeavesWhatIsDoneAndDoesNoMore) {
+    api->throwIn(GetParam().call, L"refused", 12);
+
+    EXPECT_THAT(call("put/tracing", R"({"tracing":true})"), IsError("12", "refused"));
+
+    EXPECT_EQ(api->calls().size(), GetParam().callsMade);
+    EXPECT_THAT(api->calls().back(), HasSubstr(GetParam().call));
+    EXPECT_EQ(api->serverSettings->optionTracing, GetParam().serverSettingsWritten);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Steps, FailingTracing,
+    testing::Values(Failure{"getServerSettings", 1, false}, Failure{"setServerSettings", 2, true},
+                    Failure{"commitServerSettings", 3, true}, Failure{"getProjectPath", 4, true},
+                    Failure{"setProjectPath", 5, true}, Failure{"commitProjectPath", 6, true}));
+
+TEST_F(TracingHandlers, AnswersAFailingReadWithTheErrorReply) {
+    api->throwIn("getProjectPath", L"refused", 12);
+
+    EXPECT_THAT(call("get/tracing"), IsError("12", "refused"));
+}
+
+TEST_F(TracingHandlers, RefusesABodyThatIsNoJsonWithoutTouchingTheRuntime) {
+    EXPECT_THAT(call("put/tracing", "{"), IsBadRequest());
+    EXPECT_THAT(call("put/tracing", ""), IsBadRequest());
+
+    EXPECT_THAT(api->calls(), IsEmpty());
+}
+
+TEST_F(TracingHandlers, ThrowsAtABodyThatIsNoObjectWithoutTouchingTheRuntime) {
+    EXPECT_THAT(exceptionOf("put/tracing", "[1]"), HasSubstr("type mismatch"));
+    EXPECT_FALSE(exceptionOf("put/tracing", R"({"other":true})").empty());
+
+    EXPECT_THAT(api->calls(), IsEmpty());
+}
+
+} // namespace
+
+} // namespace Quarlen::Tests

@@ -1,0 +1,31 @@
+#include "kel_server_lib/sequence/Unlock.hpp"
+
+#include "tests/kel_server_lib/SequenceFixture.hpp"
+
+namespace Quarlen::Tests {
+
+using testing::ElementsAre;
+
+class OpenUnlock : public SequenceFixture {};
+
+TEST_F(OpenUnlock, StoresTheHandleOfTheSession) {
+    api->unlockHandle = 0x1'0000'0001;
+
+    openUnlock(handler, api, L"UnlockGateway", L"level1", handler.currentJobHandle);
+
+    EXPECT_THAT(api->calls(), ElementsAre("openUnlockSession(UnlockGateway, level1)"));
+    EXPECT_EQ(handler.currentJobHandle, 0x1'0000'0001U);
+}
+
+TEST_F(OpenUnlock, PrintsAFailureAndLeavesHandleAndStatusAsTheyWere) {
+    handler.currentJobHandle = 5;
+    api->throwIn("openUnlockSession", L"refused", 9);
+
+    openUnlock(handler, api, L"U", L"p", handler.currentJobHandle);
+
+    EXPECT_EQ(handler.currentJobHandle, 5U);
+    EXPECT_EQ(printed(), "Exception caught: refused code: 9\n");
+    EXPECT_THAT(statuses(), ElementsAre());
+}
+
+} // namespace Quarlen::Tests

@@ -1,0 +1,93 @@
+#include "platform/AtomicFile.hpp"
+
+#include <atomic>
+#include <system_error>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/TemporaryFolder.hpp"
+
+using namespace Quarlen::Platform;
+
+namespace {
+
+class AtomicFile : public testing::Test {
+protected:
+    [[nodiscard]] std::ptrdiff_t filesInFolder() const {
+        return std::distance(std::filesystem::directory_iterator(folder.path()),
+                             std::filesystem::directory_iterator());
+    }
+
+    Quarlen::Tests::TemporaryFolder folder;
+};
+
+TEST_F(AtomicFile, CreatesAFileThatDoesNotExist) {
+    replaceFile(folder.path() / "new.xml", "content");
+    EXPECT_EQ(folder.read("new.xml"), "content");
+}
+
+TEST_F(AtomicFile, ReplacesTheWholeContent) {
+    const auto file = folder.write("KelServer.xml", "a much longer content than the new one");
+    replaceFile(file, "short");
+    EXPECT_EQ(folder.read("KelServer.xml"), "short");
+}
+
+TEST_F(AtomicFile, WritesNothingAsAnEmptyFile) {
+    const auto file = folder.write("KelServer.xml", "old");
+    replaceFile(file, "");
+    EXPECT_EQ(folder.read("KelServer.xml"), "");
+}
+
+TEST_F(AtomicFile, WritesEveryByteOfALargeContent) {
+    std::string content(8 * 1024 * 1024 + 17, '\0');
+    for (std::size_t index = 0; index < content.size(); ++index) {
+        content[index] = static_cast<char>(index * 31 % 256);
+    }
+    replaceFile(folder.path() / "large", content);
+    EXPECT_EQ(folder.read("large"), content);
+}
+
+TEST_F(AtomicFile, LeavesNoOtherFileBehind) {
+    replaceFile(folder.path() / "file", "first");
+    replaceFile(folder.path() / "file", "second");
+    EXPECT_EQ(filesInFolder(), 1);
+}
+
+TEST_F(AtomicFile, NamesTheFileWhenTheFolderIsMissing) {
+    try {
+        replaceFile(folder.path() / "missing" / "KelServer.xml", "content");
+        FAIL() << "nothing thrown";
+    } catch (const std::system_error& error) {
+        EXPECT_EQ(error.code(), std::errc::no_such_file_or_directory);
+        EXPECT_NE(std::string(error.what()).find("KelServer.xml"), std::string::npos);
+    }
+}
+
+TEST_F(AtomicFile, RefusesToReplaceAFolder) {
+    std::filesystem::create_directory(folder.path() / "config");
+    EXPECT_THROW(replaceFile(folder.path() / "config", "content"), std::system_error);
+    EXPECT_TRUE(std::filesystem::is_directory(folder.path() / "config"));
+    EXPECT_EQ(filesInFolder(), 1);
+}
+
+TEST_F(AtomicFile, ShowsReadersTheOldOrTheNewContentButNoMixture) {
+    const std::string first(100'000, 'a');
+    const std::string second(50'000, 'b');
+    const auto file = folder.write("shared", first);
+    std::atomic<bool> done{false};
+    std::jthread writer([&] {
+        for (int round = 0; round < 50; ++round) {
+            replaceFile(file, round % 2 == 0 ? second : first);
+        }
+        done = true;
+    });
+    int mixtures = 0;
+    while (!done) {
+        const std::string seen = folder.read("shared");
+        mixtures += seen != first && seen != second ? 1 : 0;
+    }
+    EXPECT_EQ(mixtures, 0);
+}
+
+} // namespace

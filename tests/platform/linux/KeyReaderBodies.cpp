@@ -1,0 +1,37 @@
+#include "tests/platform/linux/KeyReaderBodies.hpp"
+
+#include <fstream>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/KeyReader.hpp"
+
+void show(std::string_view text) {
+    if (::write(STDOUT_FILENO, text.data(), text.size()) < 0) {
+        ::_exit(1);
+    }
+}
+
+int showKeys() {
+    const auto keys = Quarlen::Platform::openConsoleKeys();
+    show("ready");
+    while (const std::optional<int> key = keys->readKey()) {
+        show("<" + std::to_string(*key) + ">");
+        if (key == 'q') {
+            return 0;
+        }
+    }
+    return endOfInput;
+}
+
+bool endedWith(int status, int code) {
+    return WIFEXITED(status) && WEXITSTATUS(status) == code;
+}
+
+char stateOf(pid_t process) {
+    std::ifstream status("/proc/" + std::to_string(process) + "/stat");
+    std::string text;
+    std::getline(status, text);
+    return text.at(text.rfind(')') + 2);
+}

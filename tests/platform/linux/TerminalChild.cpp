@@ -1,0 +1,127 @@
+#include "tests/platform/linux/TerminalChild.hpp"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <poll.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <utmp.h>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr int patienceMilliseconds = 20'000;
+
+bool sameModes(const termios& left, const termios& right) {
+    return left.c_iflag == right.c_iflag && left.c_oflag == right.c_oflag &&
+           left.c_cflag == right.c_cflag && left.c_lflag == right.c_lflag &&
+           std::memcmp(left.c_cc, right.c_cc, sizeof left.c_cc) == 0;
+}
+
+/// Whoever started the tests in the background may have had these ignored, and a checking build
+/// reports faults itself.
+void useDefaultSignals() {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGABRT, SIGSEGV, SIGBUS, SIGFPE}) {
+        std::signal(signal, SIG_DFL);
+    }
+}
+
+pid_t forkFlushed() {
+    std::fflush(nullptr); // or the child would write the buffers again
+    return ::fork();
+}
+
+} // namespace
+
+TerminalChild::TerminalChild(const std::function<int()>& body, Session session) {
+    EXPECT_EQ(::openpty(&screen, &terminal, nullptr, nullptr, nullptr), 0);
+    ::tcgetattr(terminal, &firstMode);
+    child = forkFlushed();
+    if (child != 0) {
+        return;
+    }
+    ::close(screen);
+    if (session == Session::Own) {
+        ::login_tty(terminal);
+    } else {
+        ::dup2(terminal, STDIN_FILENO);
+        ::dup2(terminal, STDOUT_FILENO);
+        ::close(terminal);
+    }
+    useDefaultSignals();
+    std::exit(body());
+}
+
+TerminalChild::~TerminalChild() {
+    hangUp();
+    if (child > 0) {
+        ::kill(child, SIGKILL);
+        ::waitpid(child, nullptr, 0);
+    }
+}
+
+const std::string& TerminalChild::waitForOutput(std::string_view text) {
+    pollfd input{screen, POLLIN, 0};
+    while (!std::string_view(output).ends_with(text) &&
+           ::poll(&input, 1, patienceMilliseconds) > 0) {
+        char letter = 0;
+        if (::read(screen, &letter, 1) != 1) {
+            break;
+        }
+        output += letter;
+    }
+    return output;
+}
+
+void TerminalChild::type(std::string_view keys) const {
+    EXPECT_EQ(::write(screen, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
+}
+
+void TerminalChild::hangUp() {
+    for (int* side : {&terminal, &screen}) {
+        if (*side >= 0) {
+            ::close(*side);
+            *side = -1;
+        }
+    }
+}
+
+void TerminalChild::send(int signal) const {
+    EXPECT_EQ(::kill(child, signal), 0);
+}
+
+termios TerminalChild::mode() const {
+    termios current{};
+    EXPECT_EQ(::tcgetattr(terminal, &current), 0);
+    return current;
+}
+
+bool TerminalChild::isInLineMode() const {
+    return (mode().c_lflag & (ICANON | ECHO)) != 0;
+}
+
+bool TerminalChild::hasItsFirstMode() const {
+    return sameModes(mode(), firstMode);
+}
+
+int TerminalChild::waitForEnd() {
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    child = -1;
+    return status;
+}
+
+int runWithInput(int input, const std::function<int()>& body) {
+    const pid_t child = forkFlushed();
+    if (child == 0) {
+        ::dup2(input, STDIN_FILENO);
+        ::_exit(body());
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}

@@ -1,0 +1,114 @@
+"""Plants one violation at a time in a small tree and expects check-architecture to find it."""
+
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+SCRIPT = pathlib.Path(__file__).resolve().parents[2] / "scripts" / "check-architecture"
+
+CLEAN_TREE = {
+    "platform/Clock.hpp": "#pragma once\n#ifdef _WIN32\n#include <windows.h>\n#endif\n",
+    "kel_server_lib/runtime/KelApi.hpp": "#pragma once\n#include <string>\nstd::string name();\n",
+    "kel_server_lib/Handler.cpp": '#include "kel_server_lib/runtime/KelApi.hpp"\n',
+    "kel_server_lib/CMakeLists.txt": "add_library(kel_runtime_interface INTERFACE)\n",
+    "kel_cpp/Runtime.cpp": '#include "kel_server_lib/runtime/KelApi.hpp"\n',
+    "kel_server/main.cpp": '#ifdef _WIN32\n#endif\n#include "kel_cpp/Runtime.hpp"\n',
+    "kel_server/CMakeLists.txt": "target_link_libraries(kel_server PRIVATE app kel_runtime)\n",
+}
+
+
+class CheckArchitecture(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.root = pathlib.Path(folder.name)
+        for name, text in CLEAN_TREE.items():
+            self.plant(name, text)
+
+    def plant(self, name, text):
+        path = self.root / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(text)
+
+    def run_check(self, *options):
+        command = [sys.executable, str(SCRIPT), "--root", str(self.root), *options]
+        return subprocess.run(command, capture_output=True, text=True, check=False)
+
+    def expect_finding(self, finding, *options):
+        result = self.run_check(*(options or ("--no-compile",)))
+        self.assertEqual(result.returncode, 1, result.stdout + result.stderr)
+        self.assertIn(finding, result.stdout)
+
+    def test_passes_a_clean_tree(self):
+        result = self.run_check()
+        self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
+
+    def test_fails_for_a_tree_without_sources(self):
+        with tempfile.TemporaryDirectory() as empty:
+            self.root = pathlib.Path(empty)
+            self.assertEqual(self.run_check("--no-compile").returncode, 1)
+
+    def test_finds_a_server_library_that_includes_the_runtime(self):
+        self.plant("kel_server_lib/A.cpp", '\n#include "kel_cpp/Runtime.hpp"\n')
+        self.expect_finding('kel_server_lib/A.cpp:2: kel_server_lib must not include')
+
+    def test_finds_a_server_library_that_links_the_runtime(self):
+        for library in ("kel_cpp", "kel_cpp_uds", "kel_runtime"):
+            self.plant("kel_server_lib/CMakeLists.txt", f"x(a)\ntarget_link_libraries(a {library})\n")
+            self.expect_finding("kel_server_lib/CMakeLists.txt:2: kel_server_lib must not link")
+
+    def test_finds_an_application_that_links_the_runtime(self):
+        self.plant("kel_server/CMakeLists.txt", "target_link_libraries(kel_server_app kel_runtime)\n")
+        self.expect_finding("kel_server/CMakeLists.txt:1: kel_server must not link")
+
+    def test_finds_an_application_that_includes_the_runtime(self):
+        self.plant("kel_server/Usage.cpp", '#include "kel_cpp/Runtime.hpp"\n')
+        self.expect_finding("kel_server/Usage.cpp:1: kel_server must not include")
+
+    def test_finds_a_runtime_that_includes_more_than_the_facade(self):
+        self.plant("kel_cpp/A.cpp", '#include "kel_server_lib/ServerHandlerSequence.hpp"\n')
+        self.expect_finding("kel_cpp/A.cpp:1: kel_cpp must not include")
+
+    def test_finds_a_library_that_includes_what_stands_on_it(self):
+        self.plant("platform/A.cpp", '#include "std_util/FileTool.hpp"\n')
+        self.expect_finding("platform/A.cpp:1: platform must not include")
+
+    def test_finds_a_platform_condition_outside_of_platform(self):
+        for condition in ("#ifdef _WIN32", "# if defined(__linux__) && 1", "#elif defined(_MSC_VER)"):
+            self.plant("config/A.cpp", f"int a;\n{condition}\n#endif\n")
+            self.expect_finding("config/A.cpp:2: a condition on the platform")
+
+    def test_finds_a_system_header_outside_of_platform(self):
+        for header in ("unistd.h", "sys/socket.h", "windows.h"):
+            self.plant("std_util/A.cpp", f"#include <{header}>\n")
+            self.expect_finding(f"std_util/A.cpp:1: <{header}> belongs into platform/")
+
+    def test_finds_a_header_without_pragma_once(self):
+        self.plant("config/A.hpp", "int a();\n")
+        self.expect_finding("config/A.hpp:1: a header begins with #pragma once")
+
+    def test_finds_a_header_that_does_not_compile_alone(self):
+        self.plant("config/A.hpp", "#pragma once\nstd::string a();\n")
+        self.expect_finding("config/A.hpp:1: does not compile alone", "--sizes")
+
+    def test_compiles_again_after_a_header_has_changed(self):
+        self.assertEqual(self.run_check().returncode, 0)
+        self.plant("kel_server_lib/runtime/KelApi.hpp", "#pragma once\nstd::string name();\n")
+        self.expect_finding("KelApi.hpp:1: does not compile alone", "--sizes")
+
+    def test_finds_unfinished_work_and_paths_of_one_machine(self):
+        for words in ("TO" + "DO later", "FIX" + "ME", "see " + "/ro" + "ot/notes"):
+            self.plant("docs/a.md", f"fine\n{words}\n")
+            self.expect_finding("docs/a.md:2: ")
+
+    def test_lists_long_files_without_failing(self):
+        self.plant("config/Long.cpp", "int a;\n" * 301)
+        result = self.run_check("--no-compile")
+        self.assertEqual(result.returncode, 0)
+        self.assertIn("301 config/Long.cpp", result.stdout)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <sys/types.h>
+#include <vector>
+
+namespace Quarlen::Tests {
+
+/// What the program's standard input and output are connected to.
+enum class Stdio {
+    /// A pseudo terminal with echo and line mode, its controlling one. Line ends are not changed.
+    Terminal,
+    Pipes,
+};
+
+struct ProcessStart {
+    std::filesystem::path program;
+    std::vector<std::string> arguments;
+    Stdio stdio = Stdio::Terminal;
+};
+
+/// A running program. What still runs when the object goes is killed.
+class Process {
+public:
+    using Milliseconds = std::chrono::milliseconds;
+    /// Long enough for a busy machine and a build with sanitizers.
+    static constexpr Milliseconds patience{60000};
+
+    /// Throws `std::system_error`.
+    explicit Process(const ProcessStart& start);
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+    ~Process();
+
+    void type(std::string_view keys);
+    void closeInput();
+    /// From now on the program's output has no reader.
+    void closeOutput();
+    void sendSignal(int number) const;
+
+    /// False when the program ended, or fell silent until the deadline, without printing `text`.
+    bool waitForOutput(std::string_view text, Milliseconds deadline = patience);
+    /// The exit code, the negative signal number that ended it, nothing while it runs.
+    std::optional<int> waitForExit(Milliseconds deadline = patience);
+    /// Standard output and standard error so far.
+    [[nodiscard]] const std::string& output() const { return received; }
+    /// True while the terminal shows what is typed and delivers whole lines.
+    [[nodiscard]] bool terminalIsInLineMode() const;
+
+private:
+    void startOnTerminal(const ProcessStart& start);
+    void startOnPipes(const ProcessStart& start);
+    /// Reads what is there, waiting at most so long for it.
+    void receive(Milliseconds wait);
+    [[nodiscard]] bool outputEnded() const { return outputDescriptor < 0; }
+
+    pid_t process = -1;
+    int inputDescriptor = -1;
+    int outputDescriptor = -1;
+    std::string received;
+    std::optional<int> exitCode;
+};
+
+} // namespace Quarlen::Tests

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tests/support/LoopbackPort.hpp"
+#include "tests/support/Process.hpp"
+
+namespace Quarlen::Tests {
+
+/// A copy of the built program in a folder of its own, with the folder "config" beside it, as
+/// people install it. The folder is removed at the end.
+class InstalledServer {
+public:
+    InstalledServer();
+    InstalledServer(const InstalledServer&) = delete;
+    InstalledServer& operator=(const InstalledServer&) = delete;
+    ~InstalledServer();
+
+    [[nodiscard]] std::filesystem::path program() const { return folder / "kel_server"; }
+    [[nodiscard]] std::filesystem::path config() const { return folder / "config"; }
+
+    /// Writes KelServer.xml with this content of its root element.
+    void configure(const std::string& elements) const;
+    void writeConfigFile(const std::string& name, const std::string& content) const;
+    /// Empty when the file is not there.
+    [[nodiscard]] std::string readConfigFile(const std::string& name) const;
+    /// The example configuration that is delivered with the program, the flash files included.
+    void useExampleConfig() const;
+
+    [[nodiscard]] Process start(const std::vector<std::string>& arguments,
+                                Stdio stdio = Stdio::Terminal) const;
+
+private:
+    std::filesystem::path folder;
+};
+
+/// The whole usage text of a program with this name.
+std::string usageText(const std::string& name);
+
+} // namespace Quarlen::Tests

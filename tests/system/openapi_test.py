@@ -1,0 +1,187 @@
+#!/usr/bin/env python3
+"""Runs the program with --REST and holds each of its replies against docs/openapi.yaml.
+
+usage: openapi_test.py PROGRAM EXAMPLE_CONFIG OPENAPI_FILE
+"""
+
+import http.client
+import json
+import pathlib
+import re
+import shutil
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+import jsonschema
+import yaml
+
+PORT = 8011
+PREFIX = "/kel/v1"
+PROGRAM, EXAMPLES, OPENAPI = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
+DOCUMENT = yaml.safe_load(OPENAPI.read_text(encoding="utf-8"))
+LARGE_BODY = " " * (1024 * 1024 + 1)
+
+# Method, path as documented, path as sent, body, expected status.
+REQUESTS = [
+    ("get", "/configurations", None, None, 200),
+    ("get", "/tracing", None, None, 200),
+    ("put", "/tracing", None, '{"tracing":true}', 200),
+    ("put", "/tracing", None, "{", 400),
+    ("put", "/tracing", None, "[1]", 500),
+    ("put", "/tracing", None, LARGE_BODY, 413),
+    ("get", "/projects/{PROJECTNAME}/otx", "/projects/Car_DEMO0000000042/otx", None, 200),
+    ("get", "/projects/{PROJECTNAME}/otx", "/projects/Nowhere/otx", None, 500),
+    ("get", "/version", None, None, 200),
+    ("get", "/health", None, None, 200),
+    ("put", "/update", None, "[]", 200),
+    ("put", "/update", None, "[", 400),
+    ("put", "/update", None, '[{"patchName":"Missing.zip"}]', 500),
+    ("put", "/update", None, '{"patchName":"Missing.zip"}', 500),
+    ("put", "/update", None, LARGE_BODY, 413),
+    ("get", "/simulation", None, None, 200),
+    ("put", "/simulation", None, '{"enable":true}', 200),
+    ("put", "/simulation", None, "", 400),
+    ("put", "/simulation", None, '{"enabled":true}', 500),
+    ("put", "/simulation", None, LARGE_BODY, 413),
+    ("put", "/scripts/{BUTTON}", "/scripts/F1", '{"script":"Demo.xml"}', 200),
+    ("put", "/scripts/{BUTTON}", "/scripts/F3", '{"script":"Demo.xml"}', 400),
+    ("put", "/scripts/{BUTTON}", "/scripts/F2", "{}", 500),
+    ("put", "/scripts/{BUTTON}", "/scripts/F2", LARGE_BODY, 413),
+    ("put", "/sequence/abort", None, None, 200),
+]
+# What only a failing runtime answers; the tests of the handlers hold those replies.
+NOT_PROVOKED = {
+    ("get", "/configurations", 500), ("get", "/tracing", 500), ("get", "/version", 500),
+    ("get", "/simulation", 500), ("put", "/sequence/abort", 500),
+}
+
+
+def resolved(node):
+    """The node with every reference replaced by what it points to."""
+    if isinstance(node, list):
+        return [resolved(item) for item in node]
+    if not isinstance(node, dict):
+        return node
+    if "$ref" in node:
+        target = DOCUMENT
+        for key in node["$ref"].removeprefix("#/").split("/"):
+            target = target[key]
+        return resolved(target)
+    return {key: resolved(value) for key, value in node.items()}
+
+
+PATHS = resolved(DOCUMENT["paths"])
+
+
+def check_schema(value, schema):
+    jsonschema.validate(value, schema, cls=jsonschema.Draft202012Validator)
+
+
+class Server:
+    """The program in a copy of its folder, stopped through its own API."""
+
+    def __init__(self, folder):
+        shutil.copy2(PROGRAM, folder / "kel_server")
+        shutil.copytree(EXAMPLES, folder / "config")
+        settings = folder / "config" / "KelServer.xml"
+        settings.write_text(re.sub(r"<StartSequence>[^<]*</StartSequence>", "",
+                                   settings.read_text(encoding="utf-8")), encoding="utf-8")
+        with socket.socket() as probe:
+            probe.bind(("127.0.0.1", 0))
+            port = probe.getsockname()[1]
+        self.process = subprocess.Popen(
+            [folder / "kel_server", "127.0.0.1", str(port), "--REST", "--non_interactive"],
+            cwd=folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
+        for line in self.process.stdout:
+            if line.startswith(b"REST server started"):
+                return
+        raise AssertionError("the server ended early")
+
+    def end(self):
+        self.process.stdout.close()
+        if self.process.poll() is None:
+            try:
+                return self.process.wait(timeout=60)
+            except subprocess.TimeoutExpired:
+                self.process.kill()
+        return self.process.wait()
+
+
+def send(method, path, body):
+    connection = http.client.HTTPConnection("localhost", PORT, timeout=30)
+    try:
+        connection.request(method.upper(), PREFIX + path, body)
+        reply = connection.getresponse()
+        return reply.status, reply.getheader("Content-Type"), reply.read()
+    finally:
+        connection.close()
+
+
+class Document(unittest.TestCase):
+    def test_every_example_fits_its_schema(self):
+        checked = 0
+        for operations in PATHS.values():
+            for operation in operations.values():
+                parts = [operation.get("requestBody", {}), *operation["responses"].values()]
+                for media in (part["content"]["application/json"] for part in parts
+                              if "content" in part):
+                    for example in media["examples"].values():
+                        check_schema(example["value"], media["schema"])
+                        checked += 1
+        self.assertGreater(checked, 20)
+
+    def test_every_schema_is_one(self):
+        for schema in DOCUMENT["components"]["schemas"].values():
+            jsonschema.Draft202012Validator.check_schema(schema)
+
+    def test_the_twelve_routes_are_described(self):
+        routes = {(method, path) for path, operations in PATHS.items() for method in operations}
+        self.assertEqual(routes, {(method, path) for method, path, *_ in REQUESTS} | {("put", "/stop")})
+        self.assertEqual(len(routes), 12)
+
+    def test_every_documented_status_is_provoked(self):
+        documented = {(method, path, int(status)) for path, operations in PATHS.items()
+                      for method, operation in operations.items()
+                      for status in operation["responses"]}
+        provoked = {(method, path, status) for method, path, _, _, status in REQUESTS}
+        self.assertEqual(documented, provoked | NOT_PROVOKED | {("put", "/stop", 200)})
+
+
+class Replies(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self.folder.cleanup)
+        self.server = Server(pathlib.Path(self.folder.name))
+
+    def check(self, method, path, sent_path, body, expected):
+        status, content_type, text = send(method, sent_path or path, body)
+        self.assertEqual(status, expected)
+        description = PATHS[path][method]["responses"][str(status)]
+        if not text:
+            self.assertTrue("content" not in description or description.get("x-body-optional"))
+            self.assertIsNone(content_type)
+            return
+        self.assertEqual(content_type, "application/json")
+        value = json.loads(text)
+        check_schema(value, description["content"]["application/json"]["schema"])
+        compact = json.dumps(value, sort_keys=True, separators=(",", ":"), ensure_ascii=False)
+        self.assertEqual(text.decode(), compact.replace("/", "\\/"))
+
+    def test_each_reply_is_as_described_and_the_stop_ends_the_program(self):
+        try:
+            for method, path, sent_path, body, status in REQUESTS:
+                with self.subTest(f"{method} {sent_path or path} {str(body)[:40]} -> {status}"):
+                    self.check(method, path, sent_path, body, status)
+        finally:
+            began = time.monotonic()
+            self.check("put", "/stop", None, None, 200)
+            self.assertEqual(self.server.end(), 0)
+        self.assertLess(time.monotonic() - began, 30)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
