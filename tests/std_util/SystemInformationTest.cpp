@@ -11,33 +11,26 @@ using namespace StdUtil;
 
 namespace {
 
-/// The folder "config" beside the running test program.
-class SystemInformationTest : public testing::Test {
-protected:
-    void SetUp() override { std::filesystem::remove_all(config); }
-    void TearDown() override { std::filesystem::remove_all(config); }
-
-    const std::filesystem::path config = SystemInformation::getInstallationPath().path() / "config";
-};
-
-TEST_F(SystemInformationTest, InstallationIsTheFolderOfTheExecutable) {
+TEST(SystemInformation, InstallationIsTheFolderOfTheExecutable) {
     const PathString installation = SystemInformation::getInstallationPath();
     EXPECT_EQ(installation.path(), Quarlen::Platform::executablePath().parent_path());
     EXPECT_TRUE(installation.path().is_absolute());
 }
 
-TEST_F(SystemInformationTest, InstallationEndsWithoutASeparator) {
+TEST(SystemInformation, InstallationEndsWithoutASeparator) {
     const std::wstring text = SystemInformation::getInstallationPath().wstr();
     EXPECT_FALSE(text.ends_with(L'/') || text.ends_with(L'\\'));
 }
 
-TEST_F(SystemInformationTest, ConfigurationIsBesideTheExecutableWhereThatFolderExists) {
+/// One case: two that make and remove the same folder could run at the same time.
+TEST(SystemInformation, ConfigurationIsBesideTheExecutableOnlyWhereThatFolderExists) {
+    const std::filesystem::path config = SystemInformation::getInstallationPath().path() / "config";
+    std::filesystem::remove(config);
+    EXPECT_EQ(SystemInformation::getConfigPath().path(), Quarlen::Platform::systemConfigFolder());
+
     std::filesystem::create_directory(config);
     EXPECT_EQ(SystemInformation::getConfigPath().path(), config);
-}
-
-TEST_F(SystemInformationTest, ConfigurationIsTheFolderOfTheSystemOtherwise) {
-    EXPECT_EQ(SystemInformation::getConfigPath().path(), Quarlen::Platform::systemConfigFolder());
+    std::filesystem::remove(config);
 }
 
 /// The working folder holds a folder "config" while the test runs.
