@@ -10,6 +10,7 @@
 #include "platform/FlushFile.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
+#include "std_util/TraceHelper.hpp"
 
 namespace Quarlen::Kel_cpp {
 namespace {
@@ -144,16 +145,26 @@ void describe(UpdatePackageInfo& record, const CheckedPackage& package) {
     record.message = std::to_wstring(package.entryCount) + L" entries";
 }
 
+std::shared_ptr<UpdateDescription> describeContainer(const std::wstring& path) {
+    auto description = std::make_shared<UpdateDescription>();
+    description->packagePath = path;
+    try {
+        description->entries = zipEntryNames(validPath(path));
+    } catch (const KelApiException& unreadable) {
+        description->message = unreadable.message();
+        StdUtil::TraceHelper::ErrorTrace(L"kel_cpp/update/UpdatePackages", __LINE__, L"%s",
+                                         description->message.c_str());
+    }
+    return description;
+}
+
 } // namespace
 
 void describeUpdatePackages(const std::vector<std::wstring>& paths,
                             RecordList<UpdateDescription>& descriptions) {
     RecordList<UpdateDescription> found;
     for (const std::wstring& path : paths) {
-        const auto description = std::make_shared<UpdateDescription>();
-        description->packagePath = path;
-        description->entries = zipEntryNames(validPath(path));
-        found.push_back(description);
+        found.push_back(describeContainer(path));
     }
     descriptions = std::move(found);
 }

@@ -119,6 +119,8 @@ public:
     virtual std::shared_ptr<DeviceInfo> getDeviceInfo() = 0;
 
     virtual void installUpdatePackages(const RecordList<UpdatePackageInfo>& packages) = 0;
+    /// One description for each path, in that order. A container that cannot be read is no failure
+    /// of the call: its description says so.
     virtual void prepareUpdatePackages(const std::vector<std::wstring>& paths,
                                        RecordList<UpdateDescription>& descriptions) = 0;
 

@@ -26,6 +26,8 @@ struct UpdateDescription : Record {
     std::wstring packagePath;
     /// Names of the entries in the container, in its order.
     std::vector<std::wstring> entries;
+    /// Empty for a container that could be read; otherwise its name and why it could not.
+    std::wstring message;
 };
 
 } // namespace Quarlen::Kel_cpp

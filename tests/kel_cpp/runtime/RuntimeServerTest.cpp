@@ -94,11 +94,12 @@ TEST_F(RuntimeServerTest, AnEmptyListOfUpdatePackagesIsInstalledAtOnce) {
     EXPECT_EQ(errorOf([&] { runtime->installUpdatePackages({}); }), L"");
 }
 
-TEST_F(RuntimeServerTest, AnUnreadableContainerKeepsTheOutList) {
-    RecordList<UpdateDescription> descriptions{std::make_shared<UpdateDescription>()};
-    EXPECT_NE(errorOf([&] { runtime->prepareUpdatePackages({L"/no/such.pdx"}, descriptions); }),
+TEST_F(RuntimeServerTest, AnUnreadableContainerIsDescribedAndNotThrown) {
+    RecordList<UpdateDescription> descriptions;
+    EXPECT_EQ(errorOf([&] { runtime->prepareUpdatePackages({L"/no/such.pdx"}, descriptions); }),
               L"");
-    EXPECT_EQ(descriptions.size(), 1U);
+    ASSERT_EQ(descriptions.size(), 1U);
+    EXPECT_NE(descriptions[0]->message.find(L"such.pdx: "), std::wstring::npos);
 }
 
 TEST_F(RuntimeServerTest, StartsAndStopsTheSovdServer) {

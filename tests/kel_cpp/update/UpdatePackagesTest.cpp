@@ -13,6 +13,7 @@
 #include "tests/kel_cpp/update/ZipFiles.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/support/TestPaths.hpp"
+#include "tests/support/TraceCapture.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
 namespace {
@@ -229,13 +230,33 @@ TEST_F(UpdatePackages, OfTheExampleFlashDataAreDescribedWithAllTheirFiles) {
                 ElementsAre(L"index.xml", L"engine_app.bin", L"engine_data.bin"));
 }
 
-TEST_F(UpdatePackages, KeepTheDescriptionsWhenOneCannotBeRead) {
+TEST_F(UpdatePackages, ThatCannotBeReadAreDescribedByTheirNameAndCauseBesideTheGoodOnes) {
     const auto good = Platform::fromPath(writeZip(updates / "a.zip", {"a"}));
-    RecordList<UpdateDescription> descriptions(3);
+    const auto broken = writeZip(updates / "b.zip", {"one", "two", "three"});
+    fs::resize_file(broken, fs::file_size(broken) - 30);
+    const std::wstring noPath(L"a.zip\0b", 7);
+    RecordList<UpdateDescription> descriptions;
 
-    EXPECT_THROW(describeUpdatePackages({good, L"none.zip"}, descriptions), KelApiException);
+    describeUpdatePackages({Platform::fromPath(broken), noPath, good}, descriptions);
 
-    EXPECT_EQ(descriptions.size(), 3U);
+    ASSERT_EQ(descriptions.size(), 3U);
+    EXPECT_EQ(descriptions[0]->packagePath, Platform::fromPath(broken));
+    EXPECT_THAT(descriptions[0]->entries, IsEmpty());
+    EXPECT_THAT(descriptions[0]->message, StartsWith(Platform::fromPath(broken) + L": "));
+    EXPECT_THAT(descriptions[1]->message, EndsWith(L": the path is not valid"));
+    EXPECT_THAT(descriptions[2]->entries, ElementsAre(L"a"));
+    EXPECT_EQ(descriptions[2]->message, L"");
+}
+
+TEST_F(UpdatePackages, ThatCannotBeReadAreTracedAsErrors) {
+    const Quarlen::Tests::TraceCapture traces;
+    RecordList<UpdateDescription> descriptions;
+
+    describeUpdatePackages({L"none.zip"}, descriptions);
+
+    ASSERT_EQ(traces.lines().size(), 1U);
+    EXPECT_EQ(traces.lines()[0].level, StdUtil::TraceLevel::Error);
+    EXPECT_EQ(traces.lines()[0].text, L"none.zip: there is no regular file of this name");
 }
 
 } // namespace
