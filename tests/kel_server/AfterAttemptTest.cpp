@@ -6,7 +6,7 @@ namespace Quarlen {
 
 namespace {
 
-enum class BrokerUrl { Absent, Present };
+enum class Broker { Absent, Present };
 
 struct AttemptCase {
     Attempt attempt;
@@ -19,8 +19,8 @@ TEST_P(AfterAttemptRule, SaysWhetherTheAttemptsGoOn) {
     EXPECT_EQ(afterAttempt(GetParam().attempt), GetParam().expected);
 }
 
-Attempt attemptWith(BrokerUrl broker, std::size_t tried, std::size_t configured, int number) {
-    return {.brokerUrlPresent = broker == BrokerUrl::Present,
+Attempt attemptWith(Broker broker, std::size_t tried, std::size_t configured, int number) {
+    return {.brokerUrlPresent = broker == Broker::Present,
             .triedEntries = tried,
             .configuredEntries = configured,
             .number = number};
@@ -28,31 +28,31 @@ Attempt attemptWith(BrokerUrl broker, std::size_t tried, std::size_t configured,
 
 INSTANTIATE_TEST_SUITE_P(
     OneEntryWithABroker, AfterAttemptRule,
-    testing::Values(AttemptCase{attemptWith(BrokerUrl::Present, 1, 1, 1), AfterAttempt::End},
-                    AttemptCase{attemptWith(BrokerUrl::Present, 1, 1, 10), AfterAttempt::End},
-                    AttemptCase{attemptWith(BrokerUrl::Present, 1, 3, 1), AfterAttempt::End}));
+    testing::Values(AttemptCase{attemptWith(Broker::Present, 1, 1, 1), AfterAttempt::End},
+                    AttemptCase{attemptWith(Broker::Present, 1, 1, 10), AfterAttempt::End},
+                    AttemptCase{attemptWith(Broker::Present, 1, 3, 1), AfterAttempt::End}));
 
 INSTANTIATE_TEST_SUITE_P(TenAttempts, AfterAttemptRule,
-                         testing::Values(AttemptCase{attemptWith(BrokerUrl::Present, 2, 3, 10),
+                         testing::Values(AttemptCase{attemptWith(Broker::Present, 2, 3, 10),
                                                      AfterAttempt::EndWithoutBroker},
-                                         AttemptCase{attemptWith(BrokerUrl::Absent, 1, 3, 10),
+                                         AttemptCase{attemptWith(Broker::Absent, 1, 3, 10),
                                                      AfterAttempt::EndWithoutBroker},
-                                         AttemptCase{attemptWith(BrokerUrl::Present, 2, 3, 9),
+                                         AttemptCase{attemptWith(Broker::Present, 2, 3, 9),
                                                      AfterAttempt::TryAgain}));
 
 INSTANTIATE_TEST_SUITE_P(
     EveryEntryTried, AfterAttemptRule,
     testing::Values(
-        AttemptCase{attemptWith(BrokerUrl::Absent, 1, 1, 1), AfterAttempt::EndWithoutBroker},
-        AttemptCase{attemptWith(BrokerUrl::Present, 2, 2, 1), AfterAttempt::EndWithoutBroker},
-        AttemptCase{attemptWith(BrokerUrl::Present, 3, 2, 1), AfterAttempt::EndWithoutBroker},
-        AttemptCase{attemptWith(BrokerUrl::Present, 0, 0, 1), AfterAttempt::EndWithoutBroker}));
+        AttemptCase{attemptWith(Broker::Absent, 1, 1, 1), AfterAttempt::EndWithoutBroker},
+        AttemptCase{attemptWith(Broker::Present, 2, 2, 1), AfterAttempt::EndWithoutBroker},
+        AttemptCase{attemptWith(Broker::Present, 3, 2, 1), AfterAttempt::EndWithoutBroker},
+        AttemptCase{attemptWith(Broker::Present, 0, 0, 1), AfterAttempt::EndWithoutBroker}));
 
 INSTANTIATE_TEST_SUITE_P(
     EntriesLeft, AfterAttemptRule,
-    testing::Values(AttemptCase{attemptWith(BrokerUrl::Absent, 1, 2, 1), AfterAttempt::TryAgain},
-                    AttemptCase{attemptWith(BrokerUrl::Absent, 0, 1, 9), AfterAttempt::TryAgain},
-                    AttemptCase{attemptWith(BrokerUrl::Present, 2, 3, 1), AfterAttempt::TryAgain}));
+    testing::Values(AttemptCase{attemptWith(Broker::Absent, 1, 2, 1), AfterAttempt::TryAgain},
+                    AttemptCase{attemptWith(Broker::Absent, 0, 1, 9), AfterAttempt::TryAgain},
+                    AttemptCase{attemptWith(Broker::Present, 2, 3, 1), AfterAttempt::TryAgain}));
 
 } // namespace
 

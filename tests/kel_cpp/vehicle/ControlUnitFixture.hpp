@@ -35,6 +35,12 @@ inline ControlUnitDescription smallControlUnit() {
     return unit;
 }
 
+/// What is asked and what must come, as hexadecimal texts.
+struct Exchange {
+    const char* request;
+    const char* response;
+};
+
 class ControlUnitFixture : public testing::Test {
 protected:
     /// The bytes of all responses in hexadecimal, "|" between them.

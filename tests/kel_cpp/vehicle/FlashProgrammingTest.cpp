@@ -133,11 +133,6 @@ TEST_F(FlashProgrammingTest, TakesFourBytesForALargeBlockLength) {
     EXPECT_EQ(ask("34 00 12 80 00 10"), "74 40 00 01 11 70");
 }
 
-struct Exchange {
-    const char* request;
-    const char* response;
-};
-
 class FlashRequest : public FlashProgrammingTest, public testing::WithParamInterface<Exchange> {};
 
 TEST_P(FlashRequest, IsRefusedWithItsReason) {

@@ -5,11 +5,6 @@
 namespace Quarlen::Kel_cpp {
 namespace {
 
-struct Exchange {
-    const char* request;
-    const char* response;
-};
-
 class DefaultSession : public ControlUnitFixture, public testing::WithParamInterface<Exchange> {};
 
 TEST_P(DefaultSession, AnswersAsTheStandardSays) {
