@@ -12,7 +12,6 @@ namespace {
 using Uds::Bytes;
 using Uds::Service;
 
-constexpr std::uint8_t startRoutine = 0x01;
 /// Neither compressed nor encrypted.
 constexpr std::uint8_t plainData = 0x00;
 /// Service identifier and block counter stand before a block's bytes.
@@ -29,15 +28,27 @@ Bytes serviceRequest(Service service, std::initializer_list<std::uint8_t> parame
 }
 
 Bytes routineRequest(std::uint16_t routine) {
-    Bytes request = serviceRequest(Service::RoutineControl, {startRoutine});
+    Bytes request =
+        serviceRequest(Service::RoutineControl, {Uds::RoutineControlType::startRoutine});
     Uds::appendNumber(request, routine, 2);
     return request;
 }
 
-/// A routine's status byte behind its identifier; absent means that there is nothing to tell.
-bool routineSucceeded(const Bytes& response) {
+/// Whether a routine must tell its outcome in a status byte, or is done once it confirms its start.
+enum class StatusByte { Optional, Required };
+
+/// Throws `FlashError` for a response that does not confirm the start of exactly this routine or
+/// lacks a status byte that it must have.
+bool routineSucceeded(std::uint16_t routine, const Bytes& response, StatusByte status) {
     constexpr std::size_t statusAt = 4;
-    return response.size() <= statusAt || response[statusAt] == 0x00;
+    const bool confirmed = response.size() >= statusAt &&
+                           response[1] == Uds::RoutineControlType::startRoutine &&
+                           Uds::numberAt(response, 2, 2) == routine;
+    const bool hasStatus = response.size() > statusAt;
+    if (!confirmed || (status == StatusByte::Required && !hasStatus)) {
+        throw FlashError(L"unusable response to a routine's start: " + Uds::hexText(response));
+    }
+    return !hasStatus || response[statusAt] == 0x00;
 }
 
 } // namespace
@@ -60,7 +71,8 @@ void FlashDownload::enterProgrammingSession() {
 void FlashDownload::erase() {
     Bytes request = routineRequest(Uds::Routine::eraseMemory);
     appendRegion(request);
-    if (!routineSucceeded(client.request(request))) {
+    if (!routineSucceeded(Uds::Routine::eraseMemory, client.request(request),
+                          StatusByte::Optional)) {
         throw FlashError(L"the control unit could not erase its memory");
     }
 }
@@ -109,7 +121,8 @@ void FlashDownload::transferExit() {
 void FlashDownload::checkMemory() {
     Bytes request = routineRequest(Uds::Routine::checkMemory);
     Uds::appendNumber(request, Uds::crc32(image.content.data(), image.content.size()), 4);
-    if (!routineSucceeded(client.request(request))) {
+    if (!routineSucceeded(Uds::Routine::checkMemory, client.request(request),
+                          StatusByte::Required)) {
         throw FlashError(L"the control unit found a wrong checksum");
     }
 }

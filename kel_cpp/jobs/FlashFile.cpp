@@ -4,6 +4,7 @@
 #include <system_error>
 
 #include "kel_cpp/uds/Crc32.hpp"
+#include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -18,14 +19,31 @@ std::filesystem::path checkedPath(const std::filesystem::path& folder, const std
     return folder / file;
 }
 
-std::uint64_t checkedSize(const std::filesystem::path& file) {
+FlashError unreadable(const std::error_code& failure) {
+    return FlashError(L"the file cannot be read: " + Platform::errorText(failure));
+}
+
+/// Opening a pipe would wait for whoever writes into it.
+void refuseUnlessRegular(const std::filesystem::path& file) {
     std::error_code failure;
-    if (!std::filesystem::is_regular_file(file, failure)) {
+    const std::filesystem::file_status status = std::filesystem::status(file, failure);
+    if (status.type() == std::filesystem::file_type::not_found) {
         throw FlashError(L"the file does not exist in " + Platform::fromPath(file.parent_path()));
     }
+    if (failure) {
+        throw unreadable(failure);
+    }
+    if (!std::filesystem::is_regular_file(status)) {
+        throw FlashError(L"this is no regular file");
+    }
+}
+
+std::uint64_t checkedSize(const std::filesystem::path& file) {
+    refuseUnlessRegular(file);
+    std::error_code failure;
     const std::uint64_t size = std::filesystem::file_size(file, failure);
     if (failure) {
-        throw FlashError(L"the file cannot be read");
+        throw unreadable(failure);
     }
     if (size == 0) {
         throw FlashError(L"the file is empty");

@@ -121,6 +121,8 @@ std::vector<Uds::Bytes> FlashJob::readFiles(FlashResult& current) const {
 void FlashJob::flashAll(JobReport<FlashResult>& report, FlashResult& current,
                         const std::stop_token& cancel, Platform::Clock& clock) const {
     const std::vector<Uds::Bytes> contents = readFiles(current);
+    // Until the turn has come no session is at fault.
+    current.sessionName.clear();
     const VehicleAccess::Turn turn = vehicle.access->takeTurn(cancel);
     const FlashDownload::OnProgress onProgress = [&](std::uint16_t percent) {
         current.progress = percent;

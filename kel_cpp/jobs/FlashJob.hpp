@@ -22,7 +22,7 @@ public:
              const std::vector<std::wstring>& sessionNames, std::filesystem::path flashFolder);
 
     /// Reports each whole percent of each session; the last report carries the last session's
-    /// outcome.
+    /// outcome, or no session's name where the job ended before the first one began.
     void run(JobReport<FlashResult>& report, const std::stop_token& cancel,
              Platform::Clock& clock) const;
 

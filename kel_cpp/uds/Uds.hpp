@@ -87,6 +87,12 @@ inline constexpr std::uint16_t eraseMemory = 0xFF00;
 inline constexpr std::uint16_t checkMemory = 0x0202;
 } // namespace Routine
 
+/// Sub-functions of RoutineControl (routineControlType).
+namespace RoutineControlType {
+inline constexpr std::uint8_t startRoutine = 0x01;
+inline constexpr std::uint8_t requestRoutineResults = 0x03;
+} // namespace RoutineControlType
+
 /// For people, for example "requestOutOfRange (0x31)".
 std::wstring nrcText(std::uint8_t nrc);
 std::wstring serviceText(std::uint8_t serviceId);

@@ -17,7 +17,8 @@ constexpr std::size_t longestVersion = 16;
 constexpr std::size_t optionRecord = 4;
 
 ServiceReply routineStarted(std::uint16_t routine) {
-    auto response = positiveResponse(Uds::Service::RoutineControl, {0x01});
+    auto response =
+        positiveResponse(Uds::Service::RoutineControl, {Uds::RoutineControlType::startRoutine});
     Uds::appendNumber(response, routine, 2);
     return response;
 }

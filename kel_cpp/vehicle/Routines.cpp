@@ -6,8 +6,6 @@ namespace Quarlen::Kel_cpp {
 
 namespace {
 
-constexpr std::uint8_t startRoutine = 0x01;
-constexpr std::uint8_t requestRoutineResults = 0x03;
 constexpr std::size_t requestLength = 4;
 
 } // namespace
@@ -27,8 +25,8 @@ ServiceReply Routines::control(const Uds::Bytes& request, const AccessState& acc
     if (!access.unlocked(description.access.securityLevel)) {
         return Uds::Nrc::SecurityAccessDenied;
     }
-    const bool starts = request[1] == startRoutine;
-    if (!starts && request[1] != requestRoutineResults) {
+    const bool starts = request[1] == Uds::RoutineControlType::startRoutine;
+    if (!starts && request[1] != Uds::RoutineControlType::requestRoutineResults) {
         return Uds::Nrc::SubFunctionNotSupported;
     }
     if (request.size() != requestLength) {

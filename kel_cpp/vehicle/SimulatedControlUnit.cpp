@@ -19,7 +19,6 @@ using Uds::Service;
 constexpr std::chrono::seconds sessionTimeout{5};
 /// Well within P2*server, which is five seconds.
 constexpr std::chrono::seconds pendingInterval{2};
-constexpr std::uint8_t startRoutine = 0x01;
 
 Bytes negativeResponse(std::uint8_t service, Nrc code) {
     return {Uds::negativeResponseId, service, static_cast<std::uint8_t>(code)};
@@ -250,7 +249,7 @@ ServiceReply SimulatedControlUnit::runFlashRoutine(const Bytes& request) {
     if (!access().unlocked(flash.securityLevel())) {
         return Nrc::SecurityAccessDenied;
     }
-    if (request[1] != startRoutine) {
+    if (request[1] != Uds::RoutineControlType::startRoutine) {
         return Nrc::SubFunctionNotSupported;
     }
     if (Uds::numberAt(request, 2, 2) == Uds::Routine::eraseMemory) {

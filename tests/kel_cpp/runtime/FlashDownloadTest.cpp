@@ -1,34 +1,19 @@
 #include "kel_cpp/jobs/FlashDownload.hpp"
 
+#include <algorithm>
 #include <map>
+#include <numeric>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "kel_cpp/jobs/FlashFile.hpp"
+#include "tests/kel_cpp/runtime/AgreeingControlUnit.hpp"
 #include "tests/kel_cpp/runtime/FakeVehicle.hpp"
 
 namespace Quarlen::Kel_cpp {
 
 using Uds::Bytes;
-
-TEST(FlashFile, RefusesANameThatLeavesTheFolder) {
-    for (const auto* name : {L"../secret.bin", L"sub/file.bin", L"..", L".", L"", L"/etc/passwd"}) {
-        EXPECT_THROW(readFlashFile("/tmp", name), FlashError);
-    }
-}
-
-TEST(FlashFile, MustHaveTheSizeAndTheChecksumThatTheProjectSays) {
-    const Bytes content{'1', '2', '3', '4', '5', '6', '7', '8', '9'};
-    FlashSessionDescription session;
-    EXPECT_NO_THROW(checkFlashFile(content, session));
-    session.size = 9;
-    session.checksum = 0xCBF43926;
-    EXPECT_NO_THROW(checkFlashFile(content, session));
-    EXPECT_THROW(checkFlashFile({'1', '2', '3'}, session), FlashError);
-    EXPECT_THROW(checkFlashFile({'1', '2', '3', '4', '5', '6', '7', '8', '0'}, session),
-                 FlashError);
-}
 
 namespace {
 
@@ -37,27 +22,22 @@ class FlashDownloadTest : public testing::Test {
 protected:
     void SetUp() override {
         vehicle.answer = [this](const Bytes& request) -> std::optional<Bytes> {
-            const auto own = ownAnswers.find(request[0]);
-            return own != ownAnswers.end() ? own->second : agree(request);
+            for (const auto& [beginning, answer] : ownAnswers) {
+                if (request.size() >= beginning.size() &&
+                    std::equal(beginning.begin(), beginning.end(), request.begin())) {
+                    return answer;
+                }
+            }
+            return Tests::agreeTo(request);
         };
-    }
-
-    static Bytes agree(const Bytes& request) {
-        switch (request[0]) {
-        case 0x27:
-            return {0x67, request[1], 0x00, 0x00};
-        case 0x34:
-            return {0x74, 0x20, 0x00, 0x0A};
-        default:
-            return {static_cast<std::uint8_t>(request[0] + 0x40),
-                    request.size() > 1 ? request[1] : std::uint8_t{0}};
-        }
     }
 
     void download() {
         const auto link = vehicle.openLink(L"L");
         Uds::UdsClient client(*link, {}, clock);
-        FlashDownload(client, {content, 0x00010000, 1, 0}, [](std::uint16_t) {}).run();
+        FlashDownload(client, {content, 0x00010000, 1, 0}, [this](std::uint16_t percent) {
+            percents.push_back(percent);
+        }).run();
     }
 
     Bytes transferredBytes() const {
@@ -72,8 +52,10 @@ protected:
 
     Quarlen::Tests::FakeClock clock;
     Tests::FakeVehicle vehicle{clock};
-    std::map<std::uint8_t, Bytes> ownAnswers;
+    /// The beginning of requests and what is answered to them.
+    std::map<Bytes, Bytes> ownAnswers;
     Bytes content = Bytes(4099, 0xA5);
+    std::vector<std::uint16_t> percents;
 };
 
 } // namespace
@@ -114,26 +96,71 @@ TEST_F(FlashDownloadTest, KeepsTheOrderOfTheReprogramming) {
 }
 
 TEST_F(FlashDownloadTest, AnotherBlockThanTheOneThatWasSentIsAnError) {
-    ownAnswers[0x36] = {0x76, 0x09};
+    ownAnswers[{0x36}] = {0x76, 0x09};
     EXPECT_THROW(download(), FlashError);
 }
 
-TEST_F(FlashDownloadTest, AWrongChecksumOrAFailedEraseIsAnError) {
-    ownAnswers[0x31] = {0x71, 0x01, 0x02, 0x02, 0x01};
-    EXPECT_THROW(download(), FlashError);
+TEST_F(FlashDownloadTest, TellsEachWholePercentOnce) {
+    download();
+    std::vector<std::uint16_t> all(100);
+    std::iota(all.begin(), all.end(), std::uint16_t{1});
+    EXPECT_EQ(percents, all);
 }
+
+TEST_F(FlashDownloadTest, AnEraseNeedNotTellAStatus) {
+    ownAnswers[{0x31, 0x01, 0xFF, 0x00}] = {0x71, 0x01, 0xFF, 0x00};
+    download();
+    EXPECT_EQ(percents.back(), 100);
+}
+
+namespace {
+
+struct RoutineAnswer {
+    Bytes request;
+    Bytes answer;
+};
+
+class RoutineThatHasNotDoneItsWork : public FlashDownloadTest,
+                                     public testing::WithParamInterface<RoutineAnswer> {};
+
+const Bytes eraseRequest{0x31, 0x01, 0xFF, 0x00};
+const Bytes checkRequest{0x31, 0x01, 0x02, 0x02};
+
+} // namespace
+
+TEST_P(RoutineThatHasNotDoneItsWork, IsAnErrorAndTheDownloadIsNotDone) {
+    ownAnswers[GetParam().request] = GetParam().answer;
+    EXPECT_THROW(download(), FlashError);
+    EXPECT_TRUE(percents.empty() || percents.back() < 100);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Erase, RoutineThatHasNotDoneItsWork,
+    testing::Values(RoutineAnswer{eraseRequest, {0x71, 0x01, 0xFF, 0x00, 0x01}},
+                    RoutineAnswer{eraseRequest, {0x71}}, RoutineAnswer{eraseRequest, {0x71, 0x01}},
+                    RoutineAnswer{eraseRequest, {0x71, 0x01, 0xFF}},
+                    RoutineAnswer{eraseRequest, {0x71, 0x03, 0xFF, 0x00, 0x00}},
+                    RoutineAnswer{eraseRequest, {0x71, 0x01, 0x02, 0x02, 0x00}}));
+
+INSTANTIATE_TEST_SUITE_P(
+    Check, RoutineThatHasNotDoneItsWork,
+    testing::Values(RoutineAnswer{checkRequest, {0x71, 0x01, 0x02, 0x02, 0x01}},
+                    RoutineAnswer{checkRequest, {0x71}}, RoutineAnswer{checkRequest, {0x71, 0x01}},
+                    RoutineAnswer{checkRequest, {0x71, 0x01, 0x02, 0x02}},
+                    RoutineAnswer{checkRequest, {0x71, 0x03, 0x02, 0x02, 0x00}},
+                    RoutineAnswer{checkRequest, {0x71, 0x01, 0xFF, 0x00, 0x00}}));
 
 TEST_F(FlashDownloadTest, AControlUnitThatTakesNoDataIsAnError) {
     for (const Bytes& answer :
          {Bytes{0x74}, Bytes{0x74, 0x20, 0x00}, Bytes{0x74, 0x00, 0x10}, Bytes{0x74, 0x10, 0x02},
           Bytes{0x74, 0x90, 1, 1, 1, 1, 1, 1, 1, 1, 1}}) {
-        ownAnswers[0x34] = answer;
+        ownAnswers[{0x34}] = answer;
         EXPECT_THROW(download(), FlashError);
     }
 }
 
 TEST_F(FlashDownloadTest, ARefusedBlockEndsIt) {
-    ownAnswers[0x36] = {0x7F, 0x36, 0x73};
+    ownAnswers[{0x36}] = {0x7F, 0x36, 0x73};
     EXPECT_THROW(download(), Uds::NegativeResponse);
 }
 
