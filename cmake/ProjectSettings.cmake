@@ -45,6 +45,19 @@ if(KEL_SANITIZERS)
     target_link_options(kel_settings INTERFACE -fsanitize=${KEL_SANITIZERS})
 endif()
 
+# Several sources compiled as one: half the time of a cold build. A source that lacks an include is
+# found by the builds without it.
+option(KEL_UNITY_BUILD "Compile several sources of a target at once" OFF)
+if(KEL_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # What a test's own source keeps to itself seems to come from another one.
+    target_compile_options(kel_settings INTERFACE -Wno-subobject-linkage)
+endif()
+
+function(kel_use_unity_build name)
+    set_target_properties(${name} PROPERTIES
+        UNITY_BUILD ${KEL_UNITY_BUILD} UNITY_BUILD_BATCH_SIZE 10)
+endfunction()
+
 if(WIN32)
     set(KEL_PLATFORM_FOLDER windows)
 else()
@@ -56,6 +69,7 @@ function(kel_add_library name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
     add_library(${name} STATIC ${ARG_SOURCES})
     target_link_libraries(${name} PUBLIC kel_settings ${ARG_LIBRARIES})
+    kel_use_unity_build(${name})
 endfunction()
 
 # kel_add_test(name SOURCES file... LIBRARIES target... [PROPERTIES name value...]): one test program,
@@ -65,6 +79,7 @@ function(kel_add_test name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES;PROPERTIES" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE kel_settings ${ARG_LIBRARIES} kel_test_paths GTest::gmock_main)
+    kel_use_unity_build(${name})
     # A folder of programs alone: tests make a folder "config" beside themselves.
     set_target_properties(${name} PROPERTIES
         RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/test-programs")

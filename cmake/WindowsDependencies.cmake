@@ -33,9 +33,10 @@ add_foreign_library(kel_fmt ALIAS fmt::fmt
 add_foreign_library(kel_spdlog ALIAS spdlog::spdlog
     SOURCES "${windows_sources}/spdlog/src/*.cpp"
     INCLUDE "${windows_sources}/spdlog/include")
-# Paths are wide: the narrow ones of this system cannot name every file.
+# Paths are wide: the narrow ones of this system cannot name every file. A trace file's lines end alike
+# on all systems.
 target_compile_definitions(kel_spdlog PUBLIC
-    SPDLOG_COMPILED_LIB SPDLOG_FMT_EXTERNAL SPDLOG_WCHAR_FILENAMES)
+    SPDLOG_COMPILED_LIB SPDLOG_FMT_EXTERNAL SPDLOG_WCHAR_FILENAMES SPDLOG_EOL="\\n")
 target_link_libraries(kel_spdlog PUBLIC kel_fmt)
 
 add_foreign_library(kel_zlib ALIAS ZLIB::ZLIB

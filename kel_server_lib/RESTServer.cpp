@@ -68,9 +68,8 @@ RESTServer::RESTServer(std::atomic<bool>& stopRequested,
 }
 
 RESTServer::~RESTServer() {
-    if (stop()) {
-        Rest::setFacade(nullptr);
-    }
+    stop();
+    Rest::releaseFacade(this);
 }
 
 bool RESTServer::start(std::shared_ptr<Kel_cpp::KelApi> facade) {
@@ -82,7 +81,7 @@ bool RESTServer::start(std::shared_ptr<Kel_cpp::KelApi> facade) {
         environment.console.line("Invalid REST API server");
         return false;
     }
-    Rest::setFacade(std::move(facade));
+    Rest::setFacade(std::move(facade), this);
     Rest::addRoutes(routes, {stopRequested, sequenceHandler});
     registerRoutes();
     listener = std::thread([this] { listen(); });

@@ -8,4 +8,7 @@ namespace Quarlen::Platform {
 /// system's handle: a file descriptor or a SOCKET.
 void stopReading(std::intptr_t socket) noexcept;
 
+/// Tells the other side that nothing more comes; reads go on.
+void stopWriting(std::intptr_t socket) noexcept;
+
 } // namespace Quarlen::Platform

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "kel_server_lib/rest/HttplibInternals.hpp"
+
 namespace Quarlen::Rest {
 
 namespace {
@@ -68,10 +70,13 @@ bool ConnectionStream::waitUntil(Time deadline, ReadyWithin readyWithin) const {
 }
 
 bool ConnectionStream::is_readable() const {
-    return next < end;
+    return !ignoresInput && next < end;
 }
 
 bool ConnectionStream::wait_readable() const {
+    if (ignoresInput) {
+        return false;
+    }
     return is_readable() || waitUntil(requestStart + limits.request, readableWithin);
 }
 
@@ -88,8 +93,7 @@ ssize_t ConnectionStream::refill() {
         error_ = httplib::Error::Timeout;
         return -1;
     }
-    const ssize_t count = httplib::detail::read_socket(connection, buffer.data(), buffer.size(),
-                                                       CPPHTTPLIB_RECV_FLAGS);
+    const ssize_t count = receive();
     if (count <= 0) {
         error_ = count == 0 ? httplib::Error::ConnectionClosed : httplib::Error::Read;
         return count;
@@ -97,6 +101,17 @@ ssize_t ConnectionStream::refill() {
     next = 0;
     end = static_cast<std::size_t>(count);
     return count;
+}
+
+ssize_t ConnectionStream::receive() {
+    return httplib::detail::read_socket(connection, buffer.data(), buffer.size(),
+                                        CPPHTTPLIB_RECV_FLAGS);
+}
+
+void ConnectionStream::discardInput(milliseconds longest) {
+    const Time deadline = steady_clock::now() + longest;
+    while (waitUntil(deadline, readableWithin) && receive() > 0) {
+    }
 }
 
 ssize_t ConnectionStream::read(char* target, size_t size) {

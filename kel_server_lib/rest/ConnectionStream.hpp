@@ -30,6 +30,11 @@ public:
     /// Waits for the first byte of the next request and starts its time limit. False when nothing
     /// came for so long, or the server stops.
     bool waitForRequest(std::chrono::milliseconds idleTime);
+    /// To be said when the last reply is about to be written: nothing is read any more.
+    void ignoreFurtherInput() { ignoresInput = true; }
+    [[nodiscard]] bool ignoresFurtherInput() const { return ignoresInput; }
+    /// Takes what still comes until the client ends its side, the time is over or the server stops.
+    void discardInput(std::chrono::milliseconds longest);
 
     [[nodiscard]] bool is_readable() const override;
     [[nodiscard]] bool wait_readable() const override;
@@ -53,6 +58,7 @@ private:
     Time writeDeadline();
     /// Zero at the end of the connection, negative at an error.
     ssize_t refill();
+    ssize_t receive();
 
     const socket_t connection;
     const std::atomic<bool>& stopping;
@@ -60,6 +66,7 @@ private:
     Time requestStart;
     /// Set by the first write during a stop.
     std::optional<Time> lastWrite;
+    bool ignoresInput = false;
     std::array<char, 4096> buffer;
     std::size_t next = 0;
     std::size_t end = 0;

@@ -10,6 +10,7 @@ namespace {
 struct Reference {
     std::mutex mutex;
     std::shared_ptr<Kel_cpp::KelApi> api;
+    const void* owner = nullptr;
 };
 
 Reference& reference() {
@@ -24,11 +25,19 @@ std::shared_ptr<Kel_cpp::KelApi> facade() {
     return reference().api;
 }
 
-void setFacade(std::shared_ptr<Kel_cpp::KelApi> api) {
-    // The former facade goes with the argument, after the lock: its destructor may take its time.
-    {
-        const std::lock_guard lock(reference().mutex);
-        reference().api.swap(api);
+// The former facade goes after the lock: its destructor may take its time.
+
+void setFacade(std::shared_ptr<Kel_cpp::KelApi> api, const void* owner) {
+    const std::lock_guard lock(reference().mutex);
+    reference().api.swap(api);
+    reference().owner = owner;
+}
+
+void releaseFacade(const void* owner) {
+    std::shared_ptr<Kel_cpp::KelApi> former;
+    const std::lock_guard lock(reference().mutex);
+    if (reference().owner == owner) {
+        former.swap(reference().api);
     }
 }
 

@@ -6,10 +6,12 @@
 
 namespace Quarlen::Rest {
 
-/// The process-wide facade that the REST handlers talk to. A running REST server sets it and
-/// empties it when it goes. Handlers take a reference for each use, so the facade cannot be
-/// released under a request.
+/// The process-wide facade that the REST handlers talk to. Handlers take a reference for each use,
+/// so the facade cannot be released under a request.
 std::shared_ptr<Kel_cpp::KelApi> facade();
-void setFacade(std::shared_ptr<Kel_cpp::KelApi> api);
+/// A REST server sets it in the place of any earlier one and names itself as the owner.
+void setFacade(std::shared_ptr<Kel_cpp::KelApi> api, const void* owner);
+/// Empties it unless another owner has set it since.
+void releaseFacade(const void* owner);
 
 } // namespace Quarlen::Rest

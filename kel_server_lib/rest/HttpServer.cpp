@@ -3,9 +3,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <exception>
+#include <functional>
 #include <string>
+#include <utility>
 
 #include "kel_server_lib/rest/ConnectionStream.hpp"
+#include "kel_server_lib/rest/HttplibInternals.hpp"
 #include "kel_server_lib/rest/WorkerPool.hpp"
 #include "platform/ConnectionSocket.hpp"
 #include "platform/ListeningSocket.hpp"
@@ -18,13 +21,16 @@ using httplib::Request;
 using httplib::Response;
 using httplib::StatusCode;
 
+static_assert(CPPHTTPLIB_LISTEN_BACKLOG >= 128, "clients that arrive together have to queue");
 constexpr std::size_t greatestBody = std::size_t{1024} * 1024;
 constexpr std::chrono::seconds keepAliveTime{3600};
 /// Bounds how long one client keeps its worker when it never pauses.
 constexpr std::size_t requestsPerConnection = 100;
+/// What a client gets to end its side after the last reply.
+constexpr std::chrono::seconds longestFarewell{2};
 
-/// What the last reply of this worker said about its connection. The library tells nobody else.
-thread_local bool replyEndsConnection = false;
+/// Whom this worker serves. The library tells its handlers nothing of the connection.
+thread_local ConnectionStream* servedConnection = nullptr;
 
 /// The library's socket type is an integer whose signedness depends on the platform.
 void claimAddress(socket_t socket) {
@@ -33,10 +39,20 @@ void claimAddress(socket_t socket) {
 void stopReading(socket_t socket) {
     Platform::stopReading(static_cast<std::intptr_t>(socket));
 }
+void stopWriting(socket_t socket) {
+    Platform::stopWriting(static_cast<std::intptr_t>(socket));
+}
 
 std::chrono::milliseconds timeLimit(time_t seconds, time_t microseconds) {
     return std::chrono::ceil<std::chrono::milliseconds>(std::chrono::seconds(seconds) +
                                                         std::chrono::microseconds(microseconds));
+}
+
+/// A body is a body, whatever the client calls it: the library would look for form fields in one,
+/// with limits of their own, or try to unpack it.
+void forgetBodyType(Request& request) {
+    request.headers.erase("Content-Type");
+    request.headers.erase("Content-Encoding");
 }
 
 /// Without this the library would take what follows on the connection for the body. Of a GET or
@@ -48,6 +64,11 @@ void settleBodyLength(Request& request) {
     if (!request.has_header("Content-Length") && !request.has_header("Transfer-Encoding")) {
         request.set_header("Content-Length", "0");
     }
+}
+
+void settleBody(Request& request) {
+    forgetBodyType(request);
+    settleBodyLength(request);
 }
 
 /// Where the body of such a request ends nobody can tell.
@@ -94,6 +115,22 @@ private:
     socket_t socket;
 };
 
+/// Tells the server when its listening has ended, for whatever reason, before it waits for those
+/// who serve connections.
+class ListenersPool : public WorkerPool {
+public:
+    explicit ListenersPool(std::function<void()> onListeningEnded)
+        : onListeningEnded(std::move(onListeningEnded)) {}
+
+    void shutdown() override {
+        onListeningEnded();
+        WorkerPool::shutdown();
+    }
+
+private:
+    std::function<void()> onListeningEnded;
+};
+
 } // namespace
 
 HttpServer::HttpServer() {
@@ -105,15 +142,15 @@ HttpServer::HttpServer() {
     set_keep_alive_max_count(requestsPerConnection);
     set_payload_max_length(greatestBody);
     set_socket_options([](socket_t socket) { claimAddress(socket); });
-    new_task_queue = [] { return new WorkerPool(); };
+    new_task_queue = [this] { return new ListenersPool([this] { endConnections(); }); };
     set_pre_routing_handler(refuseUnknownEncodings);
     set_exception_handler(answerUnhandledException);
     set_post_routing_handler([this](const Request&, Response& response) { announceEnd(response); });
 }
 
 void HttpServer::announceEnd(Response& response) const {
-    replyEndsConnection = stopping || response.get_header_value("Connection") == "close";
-    if (replyEndsConnection) {
+    if (stopping || response.get_header_value("Connection") == "close") {
+        servedConnection->ignoreFurtherInput();
         response.headers.erase("Keep-Alive");
         response.headers.erase("Connection");
         response.set_header("Connection", "close");
@@ -122,13 +159,19 @@ void HttpServer::announceEnd(Response& response) const {
 
 void HttpServer::stopServing() {
     stopping = true;
-    if (is_running()) {
-        stop();
+    // The library's own stop wants to be asked only while the socket listens.
+    if (const socket_t socket = svr_sock_.exchange(INVALID_SOCKET); socket != INVALID_SOCKET) {
+        httplib::detail::shutdown_socket(socket);
+        httplib::detail::close_socket(socket);
     }
-    closeReadingSides();
+    endConnections();
 }
 
-void HttpServer::closeReadingSides() {
+void HttpServer::endConnections() {
+    stopping = true;
+    // After a failure the library has closed the socket and keeps its number, which may be somebody
+    // else's soon.
+    svr_sock_ = INVALID_SOCKET;
     const std::lock_guard lock(connectionsMutex);
     for (const socket_t socket : connections) {
         stopReading(socket);
@@ -155,7 +198,15 @@ bool HttpServer::serveConnection(socket_t socket) {
     ConnectionStream stream(socket, stopping,
                             {.request = timeLimit(read_timeout_sec_, read_timeout_usec_),
                              .write = timeLimit(write_timeout_sec_, write_timeout_usec_)});
-    return serveRequests(stream);
+    servedConnection = &stream;
+    const bool served = serveRequests(stream);
+    servedConnection = nullptr;
+    if (stream.ignoresFurtherInput()) {
+        // Closing while bytes arrive would take the reply from a client that has not read it yet.
+        stopWriting(socket);
+        stream.discardInput(longestFarewell);
+    }
+    return served;
 }
 
 bool HttpServer::serveRequests(ConnectionStream& stream) {
@@ -171,8 +222,8 @@ bool HttpServer::serveRequests(ConnectionStream& stream) {
          --left) {
         bool closed = false;
         answered = process_request(stream, clientAddress, clientPort, ownAddress, ownPort,
-                                   left == 1 || stopping, closed, settleBodyLength);
-        if (!answered || closed || replyEndsConnection || stopping) {
+                                   left == 1 || stopping, closed, settleBody);
+        if (!answered || closed || stream.ignoresFurtherInput() || stopping) {
             break;
         }
     }

@@ -19,14 +19,16 @@ class ConnectionStream;
 /// - bodies over 1 MiB are answered 413, request targets over the library's configured length 414;
 /// - a request without length and chunks has no body; what follows is the client's next request;
 /// - an exception out of a handler is answered 500 with an empty body;
-/// - a reply that says "Connection: close" is followed by just that;
+/// - what a body is called makes no difference, neither its content type nor its encoding;
+/// - a reply that says "Connection: close" is followed by just that, and reaches also a client that
+///   is still sending;
+/// - when the listening fails, the connections end like the server;
 /// - `stopServing` ends idle, busy and half-sent connections alike.
 class HttpServer : public httplib::Server {
 public:
     HttpServer();
 
-    /// Ends `listen_after_bind`. Requests that are being handled are still answered. Does nothing
-    /// when the server does not run.
+    /// Ends `listen_after_bind`. Requests that are being handled are still answered.
     void stopServing();
 
 private:
@@ -34,7 +36,7 @@ private:
     bool serveConnection(socket_t socket);
     bool serveRequests(ConnectionStream& stream);
     void announceEnd(httplib::Response& response) const;
-    void closeReadingSides();
+    void endConnections();
 
     std::atomic<bool> stopping{false};
     std::mutex connectionsMutex;

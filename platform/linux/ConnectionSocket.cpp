@@ -8,4 +8,8 @@ void stopReading(std::intptr_t socket) noexcept {
     ::shutdown(static_cast<int>(socket), SHUT_RD);
 }
 
+void stopWriting(std::intptr_t socket) noexcept {
+    ::shutdown(static_cast<int>(socket), SHUT_WR);
+}
+
 } // namespace Quarlen::Platform

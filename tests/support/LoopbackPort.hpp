@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "tests/support/TestSocket.hpp"
+
 namespace Quarlen::Tests {
 
 /// A port of the loopback interface on which nobody listens.
@@ -11,15 +13,11 @@ std::uint16_t freePort();
 class TakenPort {
 public:
     TakenPort();
-    TakenPort(const TakenPort&) = delete;
-    TakenPort& operator=(const TakenPort&) = delete;
-    ~TakenPort();
 
-    [[nodiscard]] std::uint16_t number() const { return port; }
+    [[nodiscard]] std::uint16_t number() const { return socket.port(); }
 
 private:
-    int socket;
-    std::uint16_t port;
+    TestSocket socket;
 };
 
 } // namespace Quarlen::Tests

@@ -1,14 +1,7 @@
 #include "tests/support/RawClient.hpp"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <array>
-#include <cerrno>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <system_error>
-#include <unistd.h>
 #include <utility>
 
 namespace Quarlen::Tests {
@@ -16,21 +9,6 @@ namespace Quarlen::Tests {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-int connected(std::uint16_t port, const std::string& host) {
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    ::inet_pton(AF_INET, host.c_str(), &address.sin_addr);
-    if (socket < 0 ||
-        ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        const int error = errno;
-        ::close(socket);
-        throw std::system_error(error, std::generic_category(), "connect " + host);
-    }
-    return socket;
-}
 
 /// Length of the first whole reply; `npos` while it is not complete.
 std::size_t replyLength(const std::string& received) {
@@ -47,42 +25,23 @@ std::size_t replyLength(const std::string& received) {
 
 } // namespace
 
-RawClient::RawClient(std::uint16_t port, const std::string& address)
-    : socket(connected(port, address)) {}
-
-RawClient::RawClient(RawClient&& other) noexcept
-    : socket(std::exchange(other.socket, -1)),
-      ended(other.ended),
-      received(std::move(other.received)) {}
-
-RawClient::~RawClient() {
-    if (socket >= 0) {
-        ::close(socket);
-    }
+RawClient::RawClient(std::uint16_t port, const std::string& address) {
+    socket.connect(address, port);
 }
 
 bool RawClient::send(std::string_view bytes) {
-    while (!bytes.empty()) {
-        const auto sent = ::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (sent < 0) {
-            return false;
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(sent));
-    }
-    return true;
+    return socket.send(bytes);
 }
 
 bool RawClient::receiveMore(Clock::time_point deadline) {
     const auto left = std::chrono::ceil<Milliseconds>(deadline - Clock::now());
-    pollfd waiting{.fd = socket, .events = POLLIN, .revents = 0};
-    if (ended ||
-        ::poll(&waiting, 1, static_cast<int>(std::max(left.count(), std::int64_t{0}))) <= 0) {
+    if (ended || !socket.waitForData(std::max(left, Milliseconds::zero()))) {
         return false;
     }
     std::array<char, 65536> part{};
-    const auto count = ::recv(socket, part.data(), part.size(), 0);
-    ended = count <= 0;
-    received.append(part.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    const std::size_t count = socket.receive(part.data(), part.size());
+    ended = count == 0;
+    received.append(part.data(), count);
     return !ended;
 }
 
@@ -97,8 +56,7 @@ std::string RawClient::receiveReply(Milliseconds deadline) {
 }
 
 bool RawClient::waitForData(Milliseconds deadline) const {
-    pollfd waiting{.fd = socket, .events = POLLIN, .revents = 0};
-    return ::poll(&waiting, 1, static_cast<int>(deadline.count())) > 0;
+    return socket.waitForData(deadline);
 }
 
 bool RawClient::waitForClose(Milliseconds deadline) {

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "tests/support/TestSocket.hpp"
+
 namespace Quarlen::Tests {
 
 /// A TCP client that says what it is told to, byte for byte: for what no HTTP library would send.
@@ -16,10 +18,6 @@ public:
 
     /// Throws `std::system_error` when nobody answers.
     explicit RawClient(std::uint16_t port, const std::string& address = "127.0.0.1");
-    RawClient(const RawClient&) = delete;
-    RawClient& operator=(const RawClient&) = delete;
-    RawClient(RawClient&& other) noexcept;
-    ~RawClient();
 
     /// False when the other side does not take it any more.
     bool send(std::string_view bytes);
@@ -35,7 +33,7 @@ private:
     /// False at the end of the connection or after the deadline.
     bool receiveMore(std::chrono::steady_clock::time_point deadline);
 
-    int socket;
+    TestSocket socket;
     bool ended = false;
     std::string received;
 };

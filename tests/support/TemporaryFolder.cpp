@@ -4,6 +4,8 @@
 #include <iterator>
 #include <random>
 
+#include "platform/TextEncoding.hpp"
+
 namespace Quarlen::Tests {
 
 namespace {
@@ -29,15 +31,29 @@ TemporaryFolder::~TemporaryFolder() {
 
 std::filesystem::path TemporaryFolder::write(const std::string& name,
                                              const std::string& content) const {
-    const std::filesystem::path file = folder / name;
+    const std::filesystem::path file = inside(name);
     std::filesystem::create_directories(file.parent_path());
     std::ofstream(file, std::ios::binary | std::ios::trunc) << content;
     return file;
 }
 
 std::string TemporaryFolder::read(const std::string& name) const {
-    std::ifstream file(folder / name, std::ios::binary);
+    std::ifstream file(inside(name), std::ios::binary);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+std::filesystem::path TemporaryFolder::inside(const std::string& name) const {
+    return (folder / Platform::toPath(Platform::fromUtf8(name))).make_preferred();
+}
+
+bool makeLink(const std::filesystem::path& target, const std::filesystem::path& link) {
+    std::error_code failure;
+    if (std::filesystem::is_directory(link.parent_path() / target, failure)) {
+        std::filesystem::create_directory_symlink(target, link, failure);
+    } else {
+        std::filesystem::create_symlink(target, link, failure);
+    }
+    return std::filesystem::is_symlink(link, failure);
 }
 
 } // namespace Quarlen::Tests

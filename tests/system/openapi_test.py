@@ -15,6 +15,7 @@ import sys
 import tempfile
 import time
 import unittest
+import zipfile
 
 import jsonschema
 import yaml
@@ -39,7 +40,9 @@ REQUESTS = [
     ("get", "/health", None, None, 200),
     ("put", "/update", None, "[]", 200),
     ("put", "/update", None, "[", 400),
+    ("put", "/update", None, '[{"patchName":"New.zip"}]', 200),
     ("put", "/update", None, '[{"patchName":"Missing.zip"}]', 500),
+    ("put", "/update", None, '[{"patchName":"../config/KelServer.xml"}]', 500),
     ("put", "/update", None, '{"patchName":"Missing.zip"}', 500),
     ("put", "/update", None, LARGE_BODY, 413),
     ("get", "/simulation", None, None, 200),
@@ -52,6 +55,8 @@ REQUESTS = [
     ("put", "/scripts/{BUTTON}", "/scripts/F2", "{}", 500),
     ("put", "/scripts/{BUTTON}", "/scripts/F2", LARGE_BODY, 413),
     ("put", "/sequence/abort", None, None, 200),
+    ("put", "/sequence/abort", None, LARGE_BODY, 413),
+    ("put", "/stop", None, LARGE_BODY, 413),
 ]
 # What only a failing runtime answers; the tests of the handlers hold those replies.
 NOT_PROVOKED = {
@@ -90,6 +95,9 @@ class Server:
         settings = folder / "config" / "KelServer.xml"
         settings.write_text(re.sub(r"<StartSequence>[^<]*</StartSequence>", "",
                                    settings.read_text(encoding="utf-8")), encoding="utf-8")
+        (folder / "Update").mkdir()
+        with zipfile.ZipFile(folder / "Update" / "New.zip", "w") as package:
+            package.writestr("entry", "content")
         with socket.socket() as probe:
             probe.bind(("127.0.0.1", 0))
             port = probe.getsockname()[1]
@@ -171,11 +179,22 @@ class Replies(unittest.TestCase):
         compact = json.dumps(value, sort_keys=True, separators=(",", ":"), ensure_ascii=False)
         self.assertEqual(text.decode(), compact.replace("/", "\\/"))
 
+    def check_packages(self):
+        """What the runtime has done with the packages, and what it says of those it refuses."""
+        folder = pathlib.Path(self.folder.name)
+        staged = folder / "config" / "data" / "staged" / "New.zip"
+        self.assertEqual(staged.read_bytes(), (folder / "Update" / "New.zip").read_bytes())
+        for name, cause in (("Missing.zip", "there is no regular file of this name"),
+                            ("../config/KelServer.xml", "it is not inside the update folder")):
+            _, _, text = send("put", "/update", json.dumps([{"patchName": name}]))
+            self.assertIn(cause, json.loads(text)["errorMessage"])
+
     def test_each_reply_is_as_described_and_the_stop_ends_the_program(self):
         try:
             for method, path, sent_path, body, status in REQUESTS:
                 with self.subTest(f"{method} {sent_path or path} {str(body)[:40]} -> {status}"):
                     self.check(method, path, sent_path, body, status)
+            self.check_packages()
         finally:
             began = time.monotonic()
             self.check("put", "/stop", None, None, 200)

@@ -7,6 +7,7 @@
 #include "platform/OperatingSystem.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tests/kel_cpp/runtime/RuntimeFixture.hpp"
+#include "tests/kel_cpp/update/ZipFiles.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -88,6 +89,15 @@ TEST_F(RuntimeServerTest, RefusesAnUpdatePackageThatLeavesTheUpdateFolder) {
         Platform::fromPath(folder.base() / "installation") + L"/Update/../../config/secret.zip";
     EXPECT_NE(errorOf([&] { runtime->installUpdatePackages({package}); }), L"");
     EXPECT_FALSE(std::filesystem::exists(folder.config() / "data" / "staged" / "secret.zip"));
+}
+
+TEST_F(RuntimeServerTest, StagesAnUpdatePackageOfTheUpdateFolder) {
+    const auto file =
+        Tests::writeZip(folder.base() / "installation" / "Update" / "New.zip", {"entry"});
+    auto package = std::make_shared<UpdatePackageInfo>();
+    package->packagePath = Platform::fromPath(file);
+    EXPECT_EQ(errorOf([&] { runtime->installUpdatePackages({package}); }), L"");
+    EXPECT_TRUE(std::filesystem::exists(folder.config() / "data" / "staged" / "New.zip"));
 }
 
 TEST_F(RuntimeServerTest, AnEmptyListOfUpdatePackagesIsInstalledAtOnce) {

@@ -4,6 +4,7 @@
 
 #include "kel_server_lib/rest/FacadeReference.hpp"
 #include "kel_server_lib/rest/HttpServer.hpp"
+#include "kel_server_lib/rest/HttplibInternals.hpp"
 #include "tests/kel_server_lib/rest/RestFixture.hpp"
 #include "tests/support/TraceCapture.hpp"
 
@@ -34,6 +35,28 @@ private:
     std::string word;
     std::function<void()> react;
     bool reacted = false;
+};
+
+/// Real sleeps, cut short, that can be waited for.
+class CountingClock : public ImpatientClock {
+public:
+    void sleepFor(std::chrono::milliseconds duration) override {
+        last = duration;
+        last.notify_all();
+        ImpatientClock::sleepFor(duration);
+    }
+    void waitForSleep() const { last.wait(none); }
+    [[nodiscard]] std::chrono::milliseconds lastSleep() const { return last; }
+
+private:
+    static constexpr std::chrono::milliseconds none{-1};
+    std::atomic<std::chrono::milliseconds> last{none};
+};
+
+/// Its listening socket can fail as if the system had taken it away.
+class BreakableServer : public Rest::HttpServer {
+public:
+    void breakListening() { httplib::detail::shutdown_socket(svr_sock_); }
 };
 
 using RESTServerTest = RestFixture;
@@ -163,6 +186,53 @@ TEST_F(RESTServerTest, LeavesAnotherServersFacadeAloneWhenItWasNeverStarted) {
     other.reset();
 
     EXPECT_EQ(Rest::facade(), api);
+}
+
+TEST_F(RESTServerTest, LeavesTheFacadeOfALaterServerAlone) {
+    start();
+    RestEnvironment elsewhere = environment();
+    elsewhere.port = freePort();
+    RESTServer later(stopRequested, handler, true, elsewhere);
+    ASSERT_TRUE(later.start(api));
+
+    rest.reset();
+
+    EXPECT_EQ(Rest::facade(), api);
+}
+
+TEST_F(RESTServerTest, LooksEvery200MillisecondsWhetherItServes) {
+    CountingClock counting;
+    LineWatch watch("Listening", [&] { counting.waitForSleep(); });
+    std::ostream stream(&watch);
+    Platform::Console watchedConsole(stream);
+    RestEnvironment watched{.clock = counting, .console = watchedConsole, .port = port};
+    rest = std::make_unique<RESTServer>(stopRequested, handler, true, watched);
+
+    start();
+
+    EXPECT_EQ(counting.lastSleep(), std::chrono::milliseconds(200));
+    rest.reset(); // before what it prints to
+}
+
+TEST_F(RESTServerTest, SaysSoWhenItsListeningFails) {
+    BreakableServer* breakable = nullptr;
+    RestEnvironment broken = environment();
+    broken.makeServer = [&] {
+        auto server = std::make_unique<BreakableServer>();
+        breakable = server.get();
+        return server;
+    };
+    rest = std::make_unique<RESTServer>(stopRequested, handler, true, broken);
+    start();
+    RawClient idle = connect();
+    idle.send("GET /kel/v1/health HTTP/1.1\r\n\r\n");
+    ASSERT_THAT(idle.receiveReply(), HasSubstr("200 OK"));
+
+    breakable->breakListening();
+
+    EXPECT_TRUE(idle.waitForClose());
+    EXPECT_TRUE(rest->stop());
+    EXPECT_THAT(printed(), HasSubstr("REST API server failed to stop listening in " + url + "\n"));
 }
 
 TEST_F(RESTServerTest, EndsWithItsObjectWithoutAStop) {

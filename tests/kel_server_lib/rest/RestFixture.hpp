@@ -32,6 +32,8 @@ struct HttpReply {
     }
 };
 
+constexpr const char* healthRequest = "GET /kel/v1/health HTTP/1.1\r\nHost: x\r\n\r\n";
+
 /// Sends a request on a connection of its own.
 HttpReply request(std::uint16_t port, const std::string& method, const std::string& path,
                   const std::string& body = {}, const std::string& address = "127.0.0.1");

@@ -1,4 +1,3 @@
-#include <sys/resource.h>
 #include <vector>
 
 #include "tests/kel_server_lib/rest/RestFixture.hpp"
@@ -12,17 +11,11 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-constexpr const char* healthRequest = "GET /kel/v1/health HTTP/1.1\r\nHost: x\r\n\r\n";
-
 /// What no polite client sends, and more clients than usual.
 class RestLimits : public RestFixture {
 protected:
     void SetUp() override {
-        // Both ends of every connection are in this process.
-        rlimit files{};
-        ::getrlimit(RLIMIT_NOFILE, &files);
-        files.rlim_cur = std::max<rlim_t>(files.rlim_cur, std::min<rlim_t>(files.rlim_max, 4096));
-        ::setrlimit(RLIMIT_NOFILE, &files);
+        allowConnections(1024);
         start();
     }
 
@@ -144,12 +137,30 @@ TEST_F(RestLimits, TakesABodyInChunks) {
     EXPECT_THAT(client.receiveReply(), HasSubstr("{\"status\":\"OK\"}"));
 }
 
+TEST_F(RestLimits, TakesBodiesInChunksFromManyClientsAtOnce) {
+    std::atomic<int> answered{0};
+    {
+        std::vector<std::jthread> clients;
+        for (int count = 0; count < 24; ++count) {
+            clients.emplace_back([&] {
+                RawClient client = connect();
+                client.send(putRequest("/kel/v1/simulation", "Transfer-Encoding: chunked\r\n",
+                                       "7\r\n{\"enabl\r\n5\r\ne\":1}\r\n0\r\n\r\n"));
+                answered += client.receiveReply().starts_with("HTTP/1.1 200 OK\r\n") ? 1 : 0;
+            });
+        }
+    }
+
+    EXPECT_EQ(answered, 24);
+    EXPECT_TRUE(servesAFurtherClient());
+}
+
 TEST_F(RestLimits, RefusesATransferEncodingThatItDoesNotKnow) {
     RawClient client = connect();
     client.send(putRequest("/kel/v1/stop", "Transfer-Encoding: gzip\r\n", healthRequest));
 
     EXPECT_THAT(client.receiveReply(), StartsWith("HTTP/1.1 501 Not Implemented\r\n"));
-    EXPECT_TRUE(client.waitForClose());
+    EXPECT_TRUE(client.waitForClose(milliseconds(3000)));
     EXPECT_FALSE(stopRequested);
 }
 
@@ -175,6 +186,48 @@ TEST_F(RestLimits, RefusesALargerBodyInChunks) {
     client.send("\r\n0\r\n\r\n");
 
     EXPECT_THAT(client.receiveReply(), StartsWith("HTTP/1.1 413 "));
+}
+
+TEST_F(RestLimits, TellsAClientThatIsStillSendingThatItsBodyIsTooLarge) {
+    const std::size_t length = std::size_t{20} * 1024 * 1024;
+    RawClient client = connect();
+    client.send(
+        putRequest("/kel/v1/tracing", "Content-Length: " + std::to_string(length) + "\r\n"));
+    client.send(std::string(length, ' '));
+
+    EXPECT_THAT(client.receiveReply(), StartsWith("HTTP/1.1 413 "));
+    EXPECT_TRUE(client.waitForClose(milliseconds(3000)));
+}
+
+class NamedBody : public RestLimits, public testing::WithParamInterface<const char*> {};
+
+TEST_P(NamedBody, IsJsonWhateverTheClientCallsIt) {
+    const std::string body = R"({"tracing":true,"x":")" + std::string(20'000, 'x') + "\"}";
+    RawClient client = connect();
+    client.send(putRequest("/kel/v1/tracing",
+                           std::string(GetParam()) +
+                               "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n",
+                           body));
+
+    EXPECT_THAT(client.receiveReply(), HasSubstr("{\"status\":\"OK\"}"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Headers, NamedBody,
+                         testing::Values("Content-Type: application/json; charset=utf-8",
+                                         "Content-Type: application/x-www-form-urlencoded",
+                                         "Content-Type: multipart/form-data; boundary=x",
+                                         "Content-Encoding: gzip", "Content-Encoding: br"));
+
+TEST_F(RestLimits, EndsAConnectionWithItsHundredthReply) {
+    RawClient client = connect();
+    for (int count = 1; count < 100; ++count) {
+        client.send(healthRequest);
+        ASSERT_THAT(client.receiveReply(), HasSubstr("\r\nKeep-Alive: timeout=3600, max=100\r\n"));
+    }
+    client.send(healthRequest);
+
+    EXPECT_THAT(client.receiveReply(), HasSubstr("\r\nConnection: close\r\n"));
+    EXPECT_TRUE(client.waitForClose());
 }
 
 TEST_F(RestLimits, RoutesTheLongestTargetThatItTakes) {

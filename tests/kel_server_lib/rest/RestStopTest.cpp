@@ -12,7 +12,6 @@ namespace {
 using std::chrono::milliseconds;
 using testing::HasSubstr;
 
-constexpr const char* healthRequest = "GET /kel/v1/health HTTP/1.1\r\nHost: x\r\n\r\n";
 constexpr milliseconds longestStop{2000};
 
 /// The end of the server while clients still want something of it.

@@ -43,6 +43,11 @@ protected:
     std::atomic<int> done{0};
 };
 
+TEST(WorkerLimits, AreThoseOfTheServer) {
+    EXPECT_EQ(WorkerLimits{}.mostWorkers, 512U);
+    EXPECT_EQ(WorkerLimits{}.idleTime, std::chrono::seconds(5));
+}
+
 TEST_F(WorkerPoolTest, HasNoWorkersBeforeTheFirstTask) {
     const WorkerPool pool;
 

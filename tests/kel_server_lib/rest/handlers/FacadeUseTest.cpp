@@ -11,7 +11,7 @@ TEST_F(FacadeUse, KeepsTheFacadeThroughACallDuringWhichItIsReplaced) {
     const std::weak_ptr<RecordingKelApi> former = api;
     bool heldDuringTheCall = false;
     api->during("getInterfaceSettings", [&] {
-        Rest::setFacade(std::make_shared<RecordingKelApi>());
+        Rest::setFacade(std::make_shared<RecordingKelApi>(), this);
         heldDuringTheCall = former.use_count() > 1;
     });
 

@@ -18,12 +18,12 @@ HandlerFixture::HandlerFixture() {
                             .console = console,
                             .devices = devices,
                             .configPath = StdUtil::PathString(folder.path() / "config")});
-    Rest::setFacade(api);
+    Rest::setFacade(api, this);
     Rest::addRoutes(routes, {&stopRequested, handler});
 }
 
 HandlerFixture::~HandlerFixture() {
-    Rest::setFacade(nullptr);
+    Rest::releaseFacade(this);
 }
 
 HandlerReply HandlerFixture::call(const std::string& route, const std::string& body) {

@@ -27,7 +27,9 @@ TEST_F(StatusHandlers, TellsWhereTheServerKeepsItsFiles) {
     api->pathSettings->reportsPath = L"reports";
     std::string ownPath =
         Platform::toUtf8(StdUtil::SystemInformation::getInstallationPath().wstr());
-    for (std::size_t at = 0; (at = ownPath.find('/', at)) != std::string::npos; at += 2) {
+    // Both separators are escaped in JSON: as "\/" and as "\\".
+    for (std::size_t at = 0; (at = ownPath.find_first_of("/\\", at)) != std::string::npos;
+         at += 2) {
         ownPath.insert(at, "\\");
     }
 

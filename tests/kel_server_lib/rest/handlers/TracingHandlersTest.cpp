@@ -36,13 +36,31 @@ TEST_F(TracingHandlers, SwitchesInTheGivenOrder) {
                             "getProjectPath()", "setProjectPath()", "commitProjectPath()"));
 }
 
-TEST_F(TracingHandlers, SwitchesAllThreeFlags) {
-    call("put/tracing", R"({"tracing":true})");
+struct Switch {
+    const char* body;
+    bool on;
+};
 
-    EXPECT_TRUE(api->serverSettings->optionTracing);
-    EXPECT_TRUE(api->pathSettings->tracing);
-    EXPECT_TRUE(api->pathSettings->tracingSecondary);
+class TracingValue : public TracingHandlers, public testing::WithParamInterface<Switch> {};
+
+TEST_P(TracingValue, IsGivenToAllThreeFlags) {
+    api->serverSettings->optionTracing = !GetParam().on;
+    api->pathSettings->tracing = !GetParam().on;
+    api->pathSettings->tracingSecondary = !GetParam().on;
+
+    call("put/tracing", GetParam().body);
+
+    EXPECT_EQ(api->serverSettings->optionTracing, GetParam().on);
+    EXPECT_EQ(api->pathSettings->tracing, GetParam().on);
+    EXPECT_EQ(api->pathSettings->tracingSecondary, GetParam().on);
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Truth, TracingValue,
+    testing::Values(Switch{R"({"tracing":true})", true}, Switch{R"({"tracing":1})", true},
+                    Switch{R"({"tracing":"no"})", true}, Switch{R"({"tracing":false})", false},
+                    Switch{R"({"tracing":0})", false}, Switch{R"({"tracing":null})", false},
+                    Switch{R"({"tracing":""})", false}));
 
 TEST_F(TracingHandlers, TellsWhatWasSwitched) {
     call("put/tracing", R"({"tracing":true})");

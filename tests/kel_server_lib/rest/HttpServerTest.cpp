@@ -1,0 +1,85 @@
+#include "kel_server_lib/rest/HttpServer.hpp"
+
+#include <future>
+#include <stdexcept>
+#include <thread>
+
+#include "tests/kel_server_lib/rest/RestFixture.hpp"
+
+namespace Quarlen::Tests {
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+/// The HTTP server without the API.
+class HttpServerTest : public testing::Test {
+protected:
+    ~HttpServerTest() override {
+        server.stopServing();
+        if (listener.joinable()) {
+            listener.join();
+        }
+    }
+
+    void start() {
+        ASSERT_TRUE(server.bind_to_port("127.0.0.1", port));
+        listener = std::thread([this] { server.listen_after_bind(); });
+        server.wait_until_ready();
+    }
+
+    /// Tells how each connection is set up and serves none.
+    class Witness : public Rest::HttpServer {
+    public:
+        std::promise<int> noDelay;
+
+    private:
+        bool process_and_close_socket(socket_t socket) override {
+            int on = 0;
+            socklen_t size = sizeof on;
+            ::getsockopt(socket, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<char*>(&on), &size);
+            httplib::detail::close_socket(socket);
+            noDelay.set_value(on);
+            return true;
+        }
+    };
+
+    const std::uint16_t port = freePort();
+    Rest::HttpServer server;
+    std::thread listener;
+};
+
+TEST_F(HttpServerTest, SendsNothingOfAReplyThatFailsAfterItsBodyWasSet) {
+    server.Get("/half", [](const httplib::Request&, httplib::Response& response) {
+        response.set_header("X-Half", "told");
+        response.set_content("half a reply", "text/plain");
+        throw std::runtime_error("secret");
+    });
+    start();
+    RawClient client(port);
+    client.send("GET /half HTTP/1.1\r\nHost: x\r\n\r\n");
+    const std::string reply = client.receiveReply();
+
+    EXPECT_THAT(reply, testing::StartsWith("HTTP/1.1 500 Internal Server Error\r\n"));
+    EXPECT_THAT(reply, HasSubstr("Content-Length: 0\r\n"));
+    EXPECT_THAT(reply, Not(HasSubstr("half")));
+    EXPECT_THAT(reply, Not(HasSubstr("X-Half")));
+    EXPECT_THAT(reply, Not(HasSubstr("secret")));
+}
+
+TEST_F(HttpServerTest, SendsEachReplyAtOnce) {
+    Witness witness;
+    ASSERT_TRUE(witness.bind_to_port("127.0.0.1", port));
+    listener = std::thread([&] { witness.listen_after_bind(); });
+    RawClient client(port);
+
+    EXPECT_NE(witness.noDelay.get_future().get(), 0);
+
+    witness.stopServing();
+    listener.join();
+}
+
+} // namespace
+
+} // namespace Quarlen::Tests

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace Quarlen::Tests {
+
+/// A TCP socket of the system, IPv4. Failures throw `std::system_error` unless said otherwise.
+class TestSocket {
+public:
+    TestSocket();
+    TestSocket(const TestSocket&) = delete;
+    TestSocket& operator=(const TestSocket&) = delete;
+    TestSocket(TestSocket&& other) noexcept;
+    ~TestSocket();
+
+    void connect(const std::string& address, std::uint16_t port);
+    /// Takes a port of the loopback interface that the system chooses.
+    void bindToLoopback();
+    void listen();
+    [[nodiscard]] std::uint16_t port() const;
+
+    /// False when the other side does not take it any more.
+    bool send(std::string_view bytes);
+    /// How many bytes have come; 0 at the end of the connection, which an error is, too.
+    std::size_t receive(char* target, std::size_t size);
+    /// True when something can be received, the end of the connection included.
+    [[nodiscard]] bool waitForData(std::chrono::milliseconds deadline) const;
+
+private:
+    /// The system's handle: a file descriptor or a SOCKET; -1 for none.
+    std::intptr_t handle;
+};
+
+/// Lets the process have so many connections, both ends of each, where the system counts them.
+void allowConnections(std::size_t count);
+
+} // namespace Quarlen::Tests
