@@ -1,5 +1,6 @@
 #include "kel_server_lib/devices/StatusLed.hpp"
 
+#include <algorithm>
 #include <filesystem>
 
 #include <gtest/gtest.h>
@@ -38,27 +39,44 @@ TEST_F(SetLed, LeavesNothingOfALongerNumber) {
     EXPECT_EQ(shown(), "0 80 0");
 }
 
-TEST_F(SetLed, WritesNothingWhenOneFileIsMissing) {
-    std::filesystem::remove(folder.path() / "2.blue/brightness");
-
-    setLed(prefix(), {1, 2, 3});
-
-    EXPECT_EQ(shown(), "7 7 ");
-}
-
-TEST_F(SetLed, CreatesNoFile) {
-    const std::filesystem::path blue = folder.path() / "2.blue/brightness";
-    std::filesystem::remove(blue);
-
-    setLed(prefix(), {1, 2, 3});
-
-    EXPECT_FALSE(std::filesystem::exists(blue));
-}
-
 TEST_F(SetLed, IsSilentWithoutAnyDevice) {
     setLed((folder.path() / "nowhere/2.").string(), {1, 2, 3});
 
     EXPECT_EQ(shown(), "7 7 7");
 }
+
+class SetLedWithoutOneFile : public SetLed, public testing::WithParamInterface<const char*> {
+protected:
+    [[nodiscard]] std::filesystem::path file() const {
+        return folder.path() / (std::string("2.") + GetParam()) / "brightness";
+    }
+    /// The other two show what they did before.
+    [[nodiscard]] bool othersAreAsBefore() const {
+        const std::string all = shown();
+        return std::count(all.begin(), all.end(), '7') == 2 && all.size() == 4;
+    }
+};
+
+TEST_P(SetLedWithoutOneFile, WritesAndCreatesNothing) {
+    std::filesystem::remove(file());
+
+    setLed(prefix(), {1, 2, 3});
+
+    EXPECT_FALSE(std::filesystem::exists(file()));
+    EXPECT_TRUE(othersAreAsBefore()) << shown();
+}
+
+TEST_P(SetLedWithoutOneFile, WritesNothingWhenItCannotBeOpened) {
+    std::filesystem::remove(file());
+    std::filesystem::create_directory(file());
+
+    setLed(prefix(), {1, 2, 3});
+
+    std::filesystem::remove(file());
+    EXPECT_TRUE(othersAreAsBefore()) << shown();
+}
+
+INSTANTIATE_TEST_SUITE_P(Colours, SetLedWithoutOneFile, testing::Values("red", "green", "blue"),
+                         [](const auto& test) { return std::string(test.param); });
 
 } // namespace Quarlen::Tests

@@ -1,0 +1,46 @@
+#include "platform/ExistingFile.hpp"
+
+#include <algorithm>
+#include <windows.h>
+
+namespace Quarlen::Platform {
+namespace {
+
+constexpr std::size_t largestWrite = 1U << 30U;
+
+class Handle : public ExistingFile {
+public:
+    explicit Handle(HANDLE handle) : handle(handle) {}
+    Handle(const Handle&) = delete;
+    Handle& operator=(const Handle&) = delete;
+    ~Handle() override { ::CloseHandle(handle); }
+
+    bool replaceContent(std::string_view content) override {
+        // The position is the file's beginning. What cannot be shortened has nothing that would be
+        // left over.
+        ::SetEndOfFile(handle);
+        while (!content.empty()) {
+            const auto portion = static_cast<DWORD>(std::min(content.size(), largestWrite));
+            DWORD written = 0;
+            if (::WriteFile(handle, content.data(), portion, &written, nullptr) == 0) {
+                return false;
+            }
+            content.remove_prefix(written);
+        }
+        return true;
+    }
+
+private:
+    HANDLE handle;
+};
+
+} // namespace
+
+std::unique_ptr<ExistingFile> ExistingFile::open(const std::filesystem::path& file) {
+    const HANDLE handle =
+        ::CreateFileW(file.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    return handle == INVALID_HANDLE_VALUE ? nullptr : std::make_unique<Handle>(handle);
+}
+
+} // namespace Quarlen::Platform
