@@ -104,6 +104,36 @@ TEST_F(ConcurrentRuns, AbortDuringAJobLetsTheWalkGoOn) {
     EXPECT_EQ(ledColour(), "0 255 0");
 }
 
+TEST_F(ConcurrentRuns, AnAbortBetweenTwoFlashItemsWaitsForTheNextItemsJob) {
+    writeScript("B.xml", "<FlashingAction><Item>One</Item><Item>Two</Item></FlashingAction>");
+    std::jthread abort;
+    std::atomic<bool> abortEnded{false};
+    bool abortEndedBeforeTheJob = true;
+    api->during("getFlashInfo(Two)", [&] {
+        abort = std::jthread([&] {
+            handler.abortSequence(api);
+            abortEnded = true;
+        });
+        while (api->count("cancelJobs(7)") == 0) {
+            std::this_thread::yield();
+        }
+    });
+    api->flashJob = [&](auto& callback) {
+        for (int turn = 0; turn < 1000 && !abortEnded; ++turn) {
+            std::this_thread::yield();
+        }
+        abortEndedBeforeTheJob = abortEnded;
+        callback.report({}, 0, nullptr, true);
+    };
+
+    handler.runSequence(L"B.xml", api);
+    abort.join();
+
+    EXPECT_EQ(api->count("executeFlashSessions(Two, 0)"), 1U);
+    EXPECT_EQ(api->count("cancelJobs(7)"), 1U);
+    EXPECT_FALSE(abortEndedBeforeTheJob);
+}
+
 TEST_F(ConcurrentRuns, DestructionWaitsForTheRunOfAButton) {
     holdHandOverF1Sensor();
     std::latch running(1);

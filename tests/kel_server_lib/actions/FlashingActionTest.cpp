@@ -90,6 +90,32 @@ TEST_F(FlashingAction, ShowsTheLatestProgressOnceInEveryHundredMilliseconds) {
                                         "setServerStatus(Idle)"));
 }
 
+TEST_F(FlashingAction, WaitsInEveryPassWhetherSomethingWasReportedOrNot) {
+    Callback* job = nullptr;
+    api->flashJob = [&](Callback& callback) {
+        job = &callback;
+        job->report({progress(10, L"S1")}, 0, nullptr, false);
+    };
+    std::vector<std::size_t> sleepsAtStatus;
+    // The next result is there as soon as the last one is shown.
+    for (const char* const shown : {"10", "20"}) {
+        api->during("setServerStatus(" + std::string(shown) + "% of Flashsession S1 done)", [&] {
+            sleepsAtStatus.push_back(clock.sleeps().size());
+            job->report({progress(sleepsAtStatus.size() == 1 ? 20 : 30, L"S1")}, 0, nullptr, false);
+        });
+    }
+    clock.onSleep([&](auto) {
+        if (clock.sleeps().size() == 5) {
+            job->report({}, 0, nullptr, true);
+        }
+    });
+
+    EXPECT_TRUE(run({L"Item"}));
+
+    EXPECT_THAT(sleepsAtStatus, ElementsAre(0U, 1U));
+    EXPECT_THAT(clock.sleeps(), ElementsAre(100ms, 100ms, 100ms, 100ms, 100ms));
+}
+
 TEST_F(FlashingAction, WritesProgressWithoutLeadingZeros) {
     Callback* job = nullptr;
     api->flashJob = [&](Callback& callback) {
@@ -159,6 +185,25 @@ TEST_F(FlashingAction, OnlyTheLastResultsErrorIsShown) {
 
     EXPECT_THAT(statuses(),
                 ElementsAre("setServerStatus(Running flashing action)", "setServerStatus(Idle)"));
+}
+
+TEST_F(FlashingAction, AnErrorThatTheProgressLoopTakesIsShownAsProgressOnly) {
+    // The job's end follows its last result a moment later: the loop is between the two.
+    Callback* job = nullptr;
+    api->flashJob = [&](Callback& callback) {
+        job = &callback;
+        const auto result = failure(L"no memory");
+        result->progress = 30;
+        result->sessionName = L"S1";
+        job->report({result}, 0, nullptr, false);
+    };
+    clock.onSleep([&](auto) { job->report({}, 0, nullptr, true); });
+
+    EXPECT_TRUE(run({L"Item"}));
+
+    EXPECT_THAT(statuses(), ElementsAre("setServerStatus(Running flashing action)",
+                                        "setServerStatus(30% of Flashsession S1 done)",
+                                        "setServerStatus(Idle)"));
 }
 
 TEST_F(FlashingAction, AStopDuringTheSecondItemSkipsTheThird) {

@@ -162,16 +162,49 @@ TEST_F(ButtonWorker, AfterARunTheNextTenReadingsFormTheBackground) {
     EXPECT_EQ(api->count("setServerStatus(Running sequence: A.xml)"), 1U);
 }
 
-TEST_F(ButtonWorker, WhileTheOtherButtonRunsAHandChangesNoLedAndStartsNothing) {
-    handler.f2.busy = true;
-    afterPass(10, [this] { writeF1Sensor("9000\n"); });
-    afterPass(30, [this] { writeF1Sensor("1000\n"); });
+/// Each of the two, with the other one beside it.
+class EachButtonWorker : public ButtonWorker, public testing::WithParamInterface<int> {
+protected:
+    void writeOwnSensor(const std::string& content) {
+        GetParam() == 1 ? writeF1Sensor(content) : writeF2Sensor(content);
+    }
+    [[nodiscard]] ButtonSlot& other() { return GetParam() == 1 ? handler.f2 : handler.f1; }
+};
 
-    watch(1, 32);
+TEST_P(EachButtonWorker, WhileTheOtherButtonRunsAHandChangesNoLedAndStartsNothing) {
+    other().busy = true;
+    afterPass(10, [this] { writeOwnSensor("9000\n"); });
+    afterPass(30, [this] { writeOwnSensor("1000\n"); });
+
+    watch(GetParam(), 32);
 
     EXPECT_THAT(colours, Each(std::string("- - -")));
     EXPECT_THAT(statuses(), IsEmpty());
 }
+
+TEST_P(EachButtonWorker, TenNearReadingsStartNothing) {
+    afterPass(10, [this] { writeOwnSensor("9000\n"); });
+    afterPass(20, [this] { writeOwnSensor("1000\n"); });
+
+    watch(GetParam(), 32);
+
+    EXPECT_THAT(statuses(), IsEmpty());
+    EXPECT_EQ(colours.back(), "255 255 255");
+}
+
+TEST_P(EachButtonWorker, ItsOwnRunDoesNotMakeTheOtherOneBusy) {
+    afterPass(10, [this] { writeOwnSensor("9000\n"); });
+    bool otherBusyInRun = true;
+    api->during("setServerStatus", [&] { otherBusyInRun = other().busy; });
+
+    watch(GetParam(), 21);
+
+    EXPECT_FALSE(otherBusyInRun);
+    EXPECT_THAT(statuses(), SizeIs(2));
+}
+
+INSTANTIATE_TEST_SUITE_P(Buttons, EachButtonWorker, testing::Values(1, 2),
+                         [](const auto& test) { return "F" + std::to_string(test.param); });
 
 TEST_F(ButtonWorker, PassesOverAReadThatFails) {
     afterPass(2, [this] { writeF1Sensor(""); });

@@ -138,7 +138,8 @@ TEST_F(ProximityBaselineTest, AfterARestartTheNextTenReadingsFormTheBackgroundHa
 
     EXPECT_THAT(take(10, 9000), Each(nothing));
     EXPECT_EQ(baseline.take(9000, {}), far);
-    EXPECT_EQ(baseline.take(11999, {}), far);
+    EXPECT_EQ(baseline.take(12000, {}), handNear);
+    EXPECT_EQ(baseline.take(11999, {}), handGone);
 }
 
 TEST_F(ProximityBaselineTest, ReadingsAtTheLimitsDoNotOverflow) {
