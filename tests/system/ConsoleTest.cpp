@@ -14,9 +14,9 @@ using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
 using Tests::Process;
+using Tests::prompt;
 using Tests::Stdio;
 
-constexpr const char* prompt = "Enter 'q' and Enter to exit\n";
 /// Longer than the second that a stop takes at the most.
 constexpr milliseconds longerThanAStop{1600};
 

@@ -9,6 +9,9 @@
 
 namespace Quarlen::Tests {
 
+/// What the program prints once it takes keys.
+inline constexpr const char* prompt = "Enter 'q' and Enter to exit\n";
+
 /// A copy of the built program in a folder of its own, with the folder "config" beside it, as
 /// people install it. The folder is removed at the end.
 class InstalledServer {

@@ -13,9 +13,8 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::StartsWith;
 using Tests::Process;
+using Tests::prompt;
 using Tests::Stdio;
-
-constexpr const char* prompt = "Enter 'q' and Enter to exit\n";
 
 /// The real program with good and bad configurations.
 class Start : public testing::Test {
