@@ -14,6 +14,9 @@ namespace {
 
 constexpr std::size_t longestPath = 32768;
 constexpr std::size_t largestWrite = 1024 * 1024;
+/// Milliseconds; a second in all.
+constexpr DWORD waitForReaders = 5;
+constexpr int mostAttempts = 200;
 
 struct HandleClose {
     void operator()(void* handle) const noexcept { ::CloseHandle(handle); }
@@ -47,6 +50,13 @@ std::filesystem::path followLinks(const std::filesystem::path& file) {
         handle.get(), path.data(), static_cast<DWORD>(path.size()), FILE_NAME_NORMALIZED);
     path.resize(length < path.size() ? length : 0);
     return path.empty() ? file : std::filesystem::path(path);
+}
+
+/// A file that somebody reads cannot be replaced here unless the reader has allowed it, and most do
+/// not: this program's own readers, virus scanners.
+bool isInUse(DWORD failure) {
+    return failure == ERROR_SHARING_VIOLATION || failure == ERROR_UNABLE_TO_REMOVE_REPLACED ||
+           failure == ERROR_ACCESS_DENIED;
 }
 
 std::wstring uniqueName() {
@@ -87,14 +97,32 @@ public:
     void moveOverTarget() {
         check(::FlushFileBuffers(handle.get()));
         handle.reset();
-        const bool exists = ::GetFileAttributesW(target.c_str()) != INVALID_FILE_ATTRIBUTES;
-        // Replacing keeps the target's permissions; it needs a target.
-        check(exists ? ::ReplaceFileW(target.c_str(), path.c_str(), nullptr, 0, nullptr, nullptr)
-                     : ::MoveFileExW(path.c_str(), target.c_str(), MOVEFILE_WRITE_THROUGH));
+        DWORD failure = move();
+        for (int attempt = 0; isInUse(failure) && attempt < mostAttempts; ++attempt) {
+            ::Sleep(waitForReaders);
+            failure = move();
+        }
+        if (failure != ERROR_SUCCESS) {
+            fail(failure, target);
+        }
         path.clear();
     }
 
 private:
+    /// One attempt; the cause of its failure.
+    [[nodiscard]] DWORD move() const {
+        const DWORD attributes = ::GetFileAttributesW(target.c_str());
+        const bool exists = attributes != INVALID_FILE_ATTRIBUTES;
+        if (exists && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+            return ERROR_ALREADY_EXISTS;
+        }
+        // Replacing keeps the target's permissions; it needs a target.
+        const BOOL moved =
+            exists ? ::ReplaceFileW(target.c_str(), path.c_str(), nullptr, 0, nullptr, nullptr)
+                   : ::MoveFileExW(path.c_str(), target.c_str(), MOVEFILE_WRITE_THROUGH);
+        return moved != 0 ? ERROR_SUCCESS : ::GetLastError();
+    }
+
     void check(BOOL succeeded) const {
         if (succeeded == 0) {
             fail(::GetLastError(), target);

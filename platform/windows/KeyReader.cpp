@@ -1,26 +1,31 @@
 #include "platform/KeyReader.hpp"
 
-#include <conio.h>
-#include <cwchar>
 #include <windows.h>
 
 namespace Quarlen::Platform {
 namespace {
 
-/// What the console gives as the first of two values for a function or arrow key.
-constexpr wint_t extendedKey = 0xE0;
-
-/// The console needs no change of mode: its key input neither echoes nor waits for Enter.
+/// Reads as `_getch` does, without echo and without waiting for Enter, but the keys themselves: its
+/// 0 and 0xE0 in front of a function key's code are letters as well, and Alt+F10 has the code of
+/// "q".
 class ConsoleKeys final : public KeyReader {
 public:
+    explicit ConsoleKeys(HANDLE input) : input(input) {}
+
     std::optional<int> readKey() override {
-        const wint_t key = ::_getwch();
-        if (key == 0 || key == extendedKey) {
-            ::_getwch(); // the key's code, which must not be taken for a letter
-            return 0;
+        INPUT_RECORD record{};
+        DWORD count = 0;
+        while (::ReadConsoleInputW(input, &record, 1, &count) != 0 && count == 1) {
+            const KEY_EVENT_RECORD& key = record.Event.KeyEvent;
+            if (record.EventType == KEY_EVENT && key.bKeyDown != 0 && key.uChar.UnicodeChar != 0) {
+                return static_cast<int>(key.uChar.UnicodeChar);
+            }
         }
-        return key == WEOF ? std::nullopt : std::optional<int>(static_cast<int>(key));
+        return std::nullopt;
     }
+
+private:
+    HANDLE input;
 };
 
 /// Standard input from a file or a pipe, or none at all.
@@ -47,7 +52,7 @@ std::unique_ptr<KeyReader> openConsoleKeys() {
     const HANDLE input = ::GetStdHandle(STD_INPUT_HANDLE);
     DWORD mode = 0;
     if (::GetConsoleMode(input, &mode) != 0) {
-        return std::make_unique<ConsoleKeys>();
+        return std::make_unique<ConsoleKeys>(input);
     }
     return std::make_unique<RedirectedKeys>(input);
 }

@@ -10,7 +10,7 @@ namespace {
 
 /// With the separator of every platform.
 std::wstring generic(const PathString& path) {
-    return Quarlen::Platform::fromPath(path.path().generic_string());
+    return Quarlen::Platform::fromPath(path.path().generic_wstring());
 }
 
 TEST(PathString, IsEmptyWithoutAText) {

@@ -26,13 +26,14 @@ protected:
 };
 
 TEST_F(ProjectStore, ListsFoldersWithAProjectFileInByteOrder) {
-    for (const auto* name : {"b", "B", "a", "\xC3\xA4", "z"})
+    // Not every file system tells "B" from "b".
+    for (const auto* name : {"b", "C", "a", "\xC3\xA4", "z"})
         addProject(name);
     (void)folder.write("project.xml", "<Project/>");
     std::filesystem::create_directories(folder.path() / "empty");
     std::filesystem::create_directories(folder.path() / "odd" / "project.xml");
 
-    EXPECT_THAT(listProjects(folder.path()), ElementsAre(L"B", L"a", L"b", L"z", L"\u00E4"));
+    EXPECT_THAT(listProjects(folder.path()), ElementsAre(L"C", L"a", L"b", L"z", L"\u00E4"));
 }
 
 TEST_F(ProjectStore, ListsProjectsWhoseFileIsWrong) {
@@ -50,7 +51,9 @@ TEST_F(ProjectStore, HasNoProjectsWithoutAFolder) {
 
 TEST_F(ProjectStore, NamesAFolderThatCannotBeRead) {
     const auto loop = folder.path() / "loop";
-    std::filesystem::create_directory_symlink(loop, loop);
+    if (!Tests::makeLink(loop, loop)) {
+        GTEST_SKIP() << Tests::noLinks;
+    }
 
     EXPECT_THAT(messageOf([&] { (void)listProjects(loop); }), HasSubstr("loop: cannot be read: "));
 }

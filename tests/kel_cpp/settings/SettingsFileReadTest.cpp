@@ -19,7 +19,7 @@ protected:
     }
 
     [[nodiscard]] std::wstring inFolder(const char* path) const {
-        return Platform::fromPath(folder.path() / path);
+        return Platform::fromPath(folder.inside(path));
     }
 
     Tests::TemporaryFolder folder;

@@ -55,7 +55,9 @@ TEST_F(WritingKelServerXml, KeepsTheTracingOfBothRecordsInOneAttribute) {
 TEST_F(WritingKelServerXml, WritesNothingWhenNothingHasChanged) {
     given("<KelServer><Tracing enabled='1'/></KelServer>");
     const auto before = settings();
-    const auto time = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
+    // Whole seconds are what every system keeps.
+    const auto time = std::chrono::floor<std::chrono::seconds>(
+        std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
     std::filesystem::last_write_time(folder.path() / "KelServer.xml", time);
 
     file.writeServerSettings(before.serverSettings);

@@ -6,6 +6,7 @@
 #include "kel_cpp/RuntimeError.hpp"
 #include "kel_cpp/settings/SettingsReader.hpp"
 #include "kel_cpp/settings/XmlEditing.hpp"
+#include "platform/TextEncoding.hpp"
 
 namespace Quarlen::Kel_cpp {
 namespace {
@@ -29,7 +30,7 @@ bool isReadAndEdited(const std::string& text) {
         const auto settings = SettingsReader::read(editor.file(), "/folder");
         EXPECT_TRUE(settings.paths.tracing) << text;
         EXPECT_EQ(settings.serverSettings.brokerUrl, L"new <url>") << text;
-        EXPECT_EQ(settings.paths.projectsPath, L"/p") << text;
+        EXPECT_EQ(Platform::toPath(settings.paths.projectsPath), Platform::toPath(L"/p")) << text;
         return true;
     } catch (const KelApiException& exception) {
         EXPECT_EQ(exception.code(), static_cast<std::int32_t>(ErrorCode::Configuration)) << text;

@@ -13,7 +13,7 @@ protected:
         return locateScript(StdUtil::PathString(folder.path()), name);
     }
     [[nodiscard]] StdUtil::PathString inFolder(const std::string& name) const {
-        return StdUtil::PathString(folder.path() / name);
+        return StdUtil::PathString(folder.inside(name));
     }
 
     TemporaryFolder folder;
@@ -66,7 +66,7 @@ TEST_F(LocateScript, JoinsAMissingAbsoluteNameToTheScriptsFolder) {
     const ScriptFile script = locate(L"/nowhere/Gone.xml");
 
     EXPECT_FALSE(script.found);
-    EXPECT_EQ(script.path, inFolder("KelServerScripts/nowhere/Gone.xml"));
+    EXPECT_EQ(script.path.path(), inFolder("KelServerScripts/nowhere/Gone.xml").path());
 }
 
 TEST_F(LocateScript, DoesNotTakeAFolderForAScript) {

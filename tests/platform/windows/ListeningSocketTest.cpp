@@ -1,0 +1,68 @@
+#include "platform/ListeningSocket.hpp"
+
+#include <winsock2.h>
+
+#include <gtest/gtest.h>
+
+#include "platform/SystemPaths.hpp"
+
+using namespace Quarlen::Platform;
+
+namespace {
+
+class ListeningSocket : public testing::Test {
+protected:
+    ListeningSocket() {
+        WSADATA data{};
+        ::WSAStartup(MAKEWORD(2, 2), &data);
+        first = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+        second = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+    }
+    ~ListeningSocket() override {
+        ::closesocket(first);
+        ::closesocket(second);
+        ::WSACleanup();
+    }
+    ListeningSocket(const ListeningSocket&) = delete;
+    ListeningSocket& operator=(const ListeningSocket&) = delete;
+
+    /// Port 0 is one that the system chooses.
+    static bool bind(SOCKET socket, u_short port) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = port;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        return ::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    }
+    /// In the byte order of the network.
+    static u_short portOf(SOCKET socket) {
+        sockaddr_in address{};
+        int size = sizeof address;
+        ::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size);
+        return address.sin_port;
+    }
+
+    SOCKET first = INVALID_SOCKET;
+    SOCKET second = INVALID_SOCKET;
+};
+
+TEST_F(ListeningSocket, IsNotSharedWithAnotherThatClaimsItsAddress) {
+    claimAddress(static_cast<std::intptr_t>(first));
+    claimAddress(static_cast<std::intptr_t>(second));
+    ASSERT_TRUE(bind(first, 0));
+    ASSERT_EQ(::listen(first, 1), 0);
+
+    EXPECT_FALSE(bind(second, portOf(first)));
+}
+
+TEST_F(ListeningSocket, IsNotSharedWithAnotherThatWouldShareIt) {
+    claimAddress(static_cast<std::intptr_t>(first));
+    const BOOL on = TRUE;
+    ::setsockopt(second, SOL_SOCKET, SO_REUSEADDR, reinterpret_cast<const char*>(&on), sizeof on);
+    ASSERT_TRUE(bind(first, 0));
+    ASSERT_EQ(::listen(first, 1), 0);
+
+    EXPECT_FALSE(bind(second, portOf(first)));
+}
+
+} // namespace
