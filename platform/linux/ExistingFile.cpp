@@ -7,12 +7,12 @@
 namespace Quarlen::Platform {
 namespace {
 
-class Descriptor : public ExistingFile {
+class WritableFile : public ExistingFile {
 public:
-    explicit Descriptor(int number) : number(number) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() override { ::close(number); }
+    explicit WritableFile(int number) : number(number) {}
+    WritableFile(const WritableFile&) = delete;
+    WritableFile& operator=(const WritableFile&) = delete;
+    ~WritableFile() override { ::close(number); }
 
     bool replaceContent(std::string_view content) override {
         // What cannot be shortened has nothing that would be left over.
@@ -35,7 +35,7 @@ private:
 
 std::unique_ptr<ExistingFile> ExistingFile::open(const std::filesystem::path& file) {
     const int descriptor = ::open(file.c_str(), O_WRONLY | O_CLOEXEC);
-    return descriptor < 0 ? nullptr : std::make_unique<Descriptor>(descriptor);
+    return descriptor < 0 ? nullptr : std::make_unique<WritableFile>(descriptor);
 }
 
 } // namespace Quarlen::Platform

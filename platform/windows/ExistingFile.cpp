@@ -6,16 +6,15 @@
 namespace Quarlen::Platform {
 namespace {
 
-constexpr std::size_t largestWrite = 1U << 30U;
-
-class Handle : public ExistingFile {
+class WritableFile : public ExistingFile {
 public:
-    explicit Handle(HANDLE handle) : handle(handle) {}
-    Handle(const Handle&) = delete;
-    Handle& operator=(const Handle&) = delete;
-    ~Handle() override { ::CloseHandle(handle); }
+    explicit WritableFile(HANDLE handle) : handle(handle) {}
+    WritableFile(const WritableFile&) = delete;
+    WritableFile& operator=(const WritableFile&) = delete;
+    ~WritableFile() override { ::CloseHandle(handle); }
 
     bool replaceContent(std::string_view content) override {
+        constexpr std::size_t largestWrite = 1U << 30U;
         // The position is the file's beginning. What cannot be shortened has nothing that would be
         // left over.
         ::SetEndOfFile(handle);
@@ -40,7 +39,7 @@ std::unique_ptr<ExistingFile> ExistingFile::open(const std::filesystem::path& fi
     const HANDLE handle =
         ::CreateFileW(file.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                       OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    return handle == INVALID_HANDLE_VALUE ? nullptr : std::make_unique<Handle>(handle);
+    return handle == INVALID_HANDLE_VALUE ? nullptr : std::make_unique<WritableFile>(handle);
 }
 
 } // namespace Quarlen::Platform
