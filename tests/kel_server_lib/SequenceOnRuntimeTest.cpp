@@ -27,6 +27,9 @@ constexpr const char* connectToTheVehicle =
 constexpr const char* slow = "<ExecuteAction command='Otx_Slow'/>";
 constexpr const char* readIdent = "<ExecuteAction command='Otx_ReadIdent'/>";
 
+/// Before the slow procedure would end by itself, however busy the machine is.
+constexpr std::chrono::seconds soon{8};
+
 /// Real time, but nobody waits long between two looks.
 class HurriedClock : public Platform::Clock {
 public:
@@ -114,9 +117,11 @@ TEST_F(SequenceOnRuntime, ACancelDuringAProcedureEndsTheRun) {
     waitForAJob();
     bool handled = false;
 
+    const auto begin = hurried.now();
     handler->cancelSequence(runtime, nullptr, handled);
     run.join();
 
+    EXPECT_LT(hurried.now() - begin, soon);
     EXPECT_TRUE(handled);
     EXPECT_EQ(runs(traces, L"Otx_ReadIdent"), 0);
     EXPECT_EQ(handler->currentJobId, 0U);
@@ -145,9 +150,11 @@ TEST_F(SequenceOnRuntime, AnAbortDuringAProcedureLetsTheWalkGoOn) {
     auto run = runOnAThread(L"Slow.xml");
     waitForAJob();
 
+    const auto begin = hurried.now();
     handler->abortSequence(runtime);
     run.join();
 
+    EXPECT_LT(hurried.now() - begin, soon);
     EXPECT_THAT(traces.texts(), Contains(L"<- runExecuteAction"));
     EXPECT_EQ(std::ranges::count(traces.texts(), L"-> runSelectAction"), 2);
     EXPECT_THAT(ledColour(), AnyOf(green, red));
