@@ -8,7 +8,8 @@
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
-#include <utility>
+
+#include "platform/linux/Descriptor.hpp"
 
 namespace Quarlen::Platform {
 namespace {
@@ -23,26 +24,6 @@ constexpr mode_t permissionBits = 07777;
 [[noreturn]] void fail(int cause, const std::filesystem::path& file) {
     throw std::system_error(cause, std::generic_category(), "cannot write " + file.native());
 }
-
-class Descriptor {
-public:
-    explicit Descriptor(int number) : number(number) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() { close(); }
-
-    [[nodiscard]] int get() const noexcept { return number; }
-    [[nodiscard]] bool isOpen() const noexcept { return number >= 0; }
-
-    /// The error number, 0 for success.
-    int close() noexcept {
-        const int closing = std::exchange(number, -1);
-        return closing < 0 || ::close(closing) == 0 ? 0 : errno;
-    }
-
-private:
-    int number;
-};
 
 /// What a new file takes over from the one that it replaces.
 struct Replaced {
@@ -91,32 +72,23 @@ public:
         }
     }
 
-    void write(std::string_view content) {
-        while (!content.empty()) {
-            const ssize_t written = ::write(descriptor.get(), content.data(), content.size());
-            if (written >= 0) {
-                content.remove_prefix(static_cast<std::size_t>(written));
-            } else if (errno != EINTR) {
-                fail(errno, target);
-            }
-        }
-    }
+    void write(std::string_view content) { checkError(descriptor.writeAll(content)); }
 
     void moveOverTarget() {
-        check(::fsync(descriptor.get()));
-        if (const int error = descriptor.close(); error != 0) {
-            fail(error, target);
-        }
+        checkError(descriptor.flush());
+        checkError(descriptor.close());
         check(::rename(path.c_str(), target.c_str()));
         path.clear();
     }
 
 private:
-    void check(int result) const {
-        if (result != 0) {
-            fail(errno, target);
+    void checkError(int error) const {
+        if (error != 0) {
+            fail(error, target);
         }
     }
+
+    void check(int result) const { checkError(result == 0 ? 0 : errno); }
 
     static std::string uniqueName() {
         static std::atomic<unsigned int> counter{0};
@@ -161,7 +133,7 @@ void flushFolderOf(const std::filesystem::path& file) {
     const std::filesystem::path folder = file.has_parent_path() ? file.parent_path() : ".";
     const Descriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (descriptor.isOpen()) {
-        ::fsync(descriptor.get());
+        static_cast<void>(descriptor.flush());
     }
 }
 

@@ -3,17 +3,14 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <system_error>
-#include <unistd.h>
+
+#include "platform/linux/Descriptor.hpp"
 
 namespace Quarlen::Platform {
 
 void flushFile(const std::filesystem::path& file) {
-    const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) {
-        throw std::system_error(errno, std::generic_category());
-    }
-    const int failure = ::fsync(descriptor) == 0 ? 0 : errno;
-    ::close(descriptor);
+    const Descriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    const int failure = descriptor.isOpen() ? descriptor.flush() : errno;
     if (failure != 0) {
         throw std::system_error(failure, std::generic_category());
     }

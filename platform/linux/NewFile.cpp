@@ -5,61 +5,50 @@
 #include <system_error>
 #include <unistd.h>
 
+#include "platform/linux/Descriptor.hpp"
+
 namespace Quarlen::Platform {
 namespace {
 
 constexpr mode_t readableByAll = 0644;
 
-/// Closes the descriptor; removes the file unless it was finished.
+void check(int error) {
+    if (error != 0) {
+        throw std::system_error(error, std::generic_category());
+    }
+}
+
+/// Removes the file unless it was finished.
 class UnfinishedFile {
 public:
-    UnfinishedFile(const std::filesystem::path& file, int descriptor)
-        : file(file), descriptor(descriptor) {}
+    explicit UnfinishedFile(const std::filesystem::path& file) : file(file) {}
     UnfinishedFile(const UnfinishedFile&) = delete;
     UnfinishedFile& operator=(const UnfinishedFile&) = delete;
     ~UnfinishedFile() {
-        ::close(descriptor);
         if (!finished) {
             ::unlink(file.c_str());
         }
     }
 
-    void write(std::string_view content) const {
-        while (!content.empty()) {
-            const ssize_t written = ::write(descriptor, content.data(), content.size());
-            if (written < 0 && errno != EINTR) {
-                throw std::system_error(errno, std::generic_category());
-            }
-            content.remove_prefix(written < 0 ? 0 : static_cast<std::size_t>(written));
-        }
-    }
-
-    void finish() {
-        if (::fsync(descriptor) != 0) {
-            throw std::system_error(errno, std::generic_category());
-        }
-        finished = true;
-    }
+    void finish() { finished = true; }
 
 private:
     const std::filesystem::path& file;
-    int descriptor;
     bool finished = false;
 };
 
 } // namespace
 
 bool createNewFile(const std::filesystem::path& file, std::string_view content) {
-    const int descriptor =
-        ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, readableByAll);
-    if (descriptor < 0 && errno == EEXIST) {
+    const Descriptor descriptor(
+        ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, readableByAll));
+    if (!descriptor.isOpen() && errno == EEXIST) {
         return false;
     }
-    if (descriptor < 0) {
-        throw std::system_error(errno, std::generic_category());
-    }
-    UnfinishedFile created(file, descriptor);
-    created.write(content);
+    check(descriptor.isOpen() ? 0 : errno);
+    UnfinishedFile created(file);
+    check(descriptor.writeAll(content));
+    check(descriptor.flush());
     created.finish();
     return true;
 }

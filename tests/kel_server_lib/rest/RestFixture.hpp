@@ -19,7 +19,7 @@
 
 namespace Quarlen::Tests {
 
-/// A reply as a client sees it. Without a reply the status is 0.
+/// A reply as a client sees it. Without a reply the status is 0 and the reason says why.
 struct HttpReply {
     int status = 0;
     std::string reason;

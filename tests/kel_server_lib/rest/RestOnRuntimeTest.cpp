@@ -154,9 +154,9 @@ TEST_F(RestOnRuntime, ServesTwoHundredClientsWhileSequencesRun) {
                     mixedRequests[(client + 3 * step) % mixedRequests.size()];
                 // There is one selected project: it may be somebody else's just then.
                 const bool selects = std::string_view(path).ends_with("/otx");
-                EXPECT_THAT(request(port, method, path, body).status,
-                            AnyOf(status, selects ? 500 : status))
-                    << method << ' ' << path;
+                const HttpReply reply = request(port, method, path, body);
+                EXPECT_THAT(reply.status, AnyOf(status, selects ? 500 : status))
+                    << method << ' ' << path << ": " << reply.reason;
             }
         });
     }

@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr int patienceMilliseconds = 20'000;
+constexpr int patienceMilliseconds = 60'000;
 
 bool sameModes(const termios& left, const termios& right) {
     return left.c_iflag == right.c_iflag && left.c_oflag == right.c_oflag &&
