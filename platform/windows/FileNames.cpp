@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
 #include <string>
 #include <string_view>
-#include <windows.h>
 
 namespace Quarlen::Platform {
 namespace {
@@ -17,18 +17,24 @@ constexpr std::array<std::wstring_view, 4> devices{L"CON", L"PRN", L"AUX", L"NUL
 /// Devices that carry a number from 1 to 9.
 constexpr std::array<std::wstring_view, 2> numberedDevices{L"COM", L"LPT"};
 
+/// The devices' names are plain ASCII.
+bool isOneOf(std::span<const std::wstring_view> names, std::wstring_view name) {
+    const auto sameLetter = [](wchar_t letter, wchar_t capital) {
+        return letter == capital ||
+               (letter >= L'a' && letter <= L'z' && letter - L'a' + L'A' == capital);
+    };
+    return std::any_of(names.begin(), names.end(), [&](std::wstring_view each) {
+        return std::equal(name.begin(), name.end(), each.begin(), each.end(), sameLetter);
+    });
+}
+
 bool isDeviceName(std::wstring_view name) {
-    std::wstring stem(name.substr(0, name.find(L'.')));
+    std::wstring_view stem = name.substr(0, name.find(L'.'));
     while (stem.ends_with(L' ')) {
-        stem.pop_back();
+        stem.remove_suffix(1);
     }
-    ::CharUpperBuffW(stem.data(), static_cast<DWORD>(stem.size()));
-    if (stem.size() == 4 && stem.back() >= L'1' && stem.back() <= L'9') {
-        stem.pop_back();
-        return std::find(numberedDevices.begin(), numberedDevices.end(), stem) !=
-               numberedDevices.end();
-    }
-    return std::find(devices.begin(), devices.end(), stem) != devices.end();
+    const bool numbered = stem.size() == 4 && stem.back() >= L'1' && stem.back() <= L'9';
+    return isOneOf(devices, stem) || (numbered && isOneOf(numberedDevices, stem.substr(0, 3)));
 }
 
 bool isAllowed(wchar_t letter) {
