@@ -1,16 +1,20 @@
 #include "std_util/PathString.hpp"
 
-#include <gtest/gtest.h>
+#include <algorithm>
+#include <filesystem>
 
-#include "platform/TextEncoding.hpp"
+#include <gtest/gtest.h>
 
 using namespace StdUtil;
 
 namespace {
 
-/// With the separator of every platform.
+/// With the separator that every platform takes.
 std::wstring generic(const PathString& path) {
-    return Quarlen::Platform::fromPath(path.path().generic_wstring());
+    std::wstring text = path.wstr();
+    std::replace(text.begin(), text.end(),
+                 static_cast<wchar_t>(std::filesystem::path::preferred_separator), L'/');
+    return text;
 }
 
 TEST(PathString, IsEmptyWithoutAText) {
@@ -22,10 +26,8 @@ TEST(PathString, JoinsComponentsWithTheSeparatorOfThePlatform) {
     PathString path(L"config");
     path.append(L"KelServerScripts").append(L"Demo.xml");
     std::wstring expected = L"config/KelServerScripts/Demo.xml";
-    for (wchar_t& letter : expected) {
-        letter = letter == L'/' ? static_cast<wchar_t>(std::filesystem::path::preferred_separator)
-                                : letter;
-    }
+    std::replace(expected.begin(), expected.end(), L'/',
+                 static_cast<wchar_t>(std::filesystem::path::preferred_separator));
     EXPECT_EQ(path.wstr(), expected);
 }
 

@@ -4,8 +4,8 @@
 
 #include "kel_server_lib/rest/FacadeReference.hpp"
 #include "kel_server_lib/rest/HttpServer.hpp"
-#include "platform/OperatingSystem.hpp"
 #include "kel_server_lib/rest/HttplibInternals.hpp"
+#include "platform/OperatingSystem.hpp"
 #include "tests/kel_server_lib/rest/RestFixture.hpp"
 #include "tests/support/TraceCapture.hpp"
 

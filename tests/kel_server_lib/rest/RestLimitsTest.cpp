@@ -144,8 +144,8 @@ TEST_F(RestLimits, TakesBodiesInChunksFromManyClientsAtOnce) {
         for (int count = 0; count < 24; ++count) {
             clients.emplace_back([&] {
                 RawClient client = connect();
-                client.send(putRequest("/kel/v1/simulation", "Transfer-Encoding: chunked\r\n",
-                                       "7\r\n{\"enabl\r\n5\r\ne\":1}\r\n0\r\n\r\n"));
+                client.send(putRequest("/kel/v1/update", "Transfer-Encoding: chunked\r\n",
+                                       "1\r\n[\r\n1\r\n]\r\n0\r\n\r\n"));
                 answered += client.receiveReply().starts_with("HTTP/1.1 200 OK\r\n") ? 1 : 0;
             });
         }

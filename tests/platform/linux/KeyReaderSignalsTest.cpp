@@ -49,6 +49,7 @@ TEST(EndingSignal, RestoresTheTerminalOfAProgramThatAbortsItself) {
 TEST(EndingSignal, StillComesFromTheKeyboard) {
     TerminalChild child(showKeys, TerminalChild::Session::Own);
     child.waitForOutput("ready");
+    child.waitUntilItWaits();
     child.type("\x03"); // Ctrl-C
     const int status = child.waitForEnd();
     EXPECT_TRUE(WIFSIGNALED(status));

@@ -1,5 +1,6 @@
 #include "tests/platform/linux/TerminalChild.hpp"
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -7,10 +8,13 @@
 #include <poll.h>
 #include <pty.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 #include <utmp.h>
 
 #include <gtest/gtest.h>
+
+#include "tests/platform/linux/KeyReaderBodies.hpp"
 
 namespace {
 
@@ -90,7 +94,16 @@ void TerminalChild::hangUp() {
     }
 }
 
+void TerminalChild::waitUntilItWaits() const {
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(patienceMilliseconds);
+    while (stateOf(child) == 'R' && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::yield();
+    }
+}
+
 void TerminalChild::send(int signal) const {
+    waitUntilItWaits();
     EXPECT_EQ(::kill(child, signal), 0);
 }
 
