@@ -8,6 +8,11 @@ if(NOT EXISTS "${windows_sources}/cpp-httplib/httplib.h")
     message(FATAL_ERROR "The libraries for Windows are missing; run scripts/setup")
 endif()
 
+if(MINGW)
+    # What scripts/edit-libstdcxx-for-windows says.
+    include_directories(SYSTEM BEFORE "${windows_sources}/libstdc++")
+endif()
+
 # add_foreign_library(name ALIAS target SOURCES pattern... INCLUDE folder...): without our warnings.
 function(add_foreign_library name)
     cmake_parse_arguments(ARG "" "ALIAS" "SOURCES;INCLUDE" ${ARGN})

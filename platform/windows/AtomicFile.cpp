@@ -14,9 +14,9 @@ namespace {
 
 constexpr std::size_t longestPath = 32768;
 constexpr std::size_t largestWrite = 1024 * 1024;
-/// Milliseconds; a second in all.
-constexpr DWORD waitForReaders = 5;
-constexpr int mostAttempts = 200;
+/// Milliseconds.
+constexpr DWORD betweenAttempts = 1;
+constexpr ULONGLONG longestWaitForReaders = 5000;
 
 struct HandleClose {
     void operator()(void* handle) const noexcept { ::CloseHandle(handle); }
@@ -98,8 +98,9 @@ public:
         check(::FlushFileBuffers(handle.get()));
         handle.reset();
         DWORD failure = move();
-        for (int attempt = 0; isInUse(failure) && attempt < mostAttempts; ++attempt) {
-            ::Sleep(waitForReaders);
+        const ULONGLONG end = ::GetTickCount64() + longestWaitForReaders;
+        while (isInUse(failure) && ::GetTickCount64() < end) {
+            ::Sleep(betweenAttempts);
             failure = move();
         }
         if (failure != ERROR_SUCCESS) {

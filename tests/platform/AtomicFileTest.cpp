@@ -1,6 +1,7 @@
 #include "platform/AtomicFile.hpp"
 
 #include <atomic>
+#include <chrono>
 #include <fstream>
 #include <iterator>
 #include <system_error>
@@ -86,6 +87,7 @@ TEST_F(AtomicFile, ShowsReadersTheOldOrTheNewContentButNoMixture) {
     });
     int mixtures = 0;
     while (!done) {
+        std::this_thread::sleep_for(std::chrono::microseconds(100)); // a file is not always read
         std::ifstream reader(file, std::ios::binary);
         if (!reader) {
             continue; // in the moment of the exchange Windows may refuse a reader

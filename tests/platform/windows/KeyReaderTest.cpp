@@ -1,6 +1,7 @@
 #include "platform/KeyReader.hpp"
 
 #include <array>
+#include <cstdlib>
 #include <string_view>
 #include <windows.h>
 
@@ -75,6 +76,7 @@ HANDLE openConsoleInput() {
 TEST(KeyReader, ReadsTheLettersOfAConsoleAndNoFunctionKeys) {
     const HANDLE console = openConsoleInput();
     if (console == INVALID_HANDLE_VALUE) {
+        ASSERT_EQ(std::getenv("KEL_TEST_CONSOLE"), nullptr) << "the promised console is not there";
         GTEST_SKIP() << "there is no console here and none can be made";
     }
     const StandardInput input(console);
