@@ -73,8 +73,8 @@ function(kel_add_library name)
 endfunction()
 
 # kel_add_test(name SOURCES file... LIBRARIES target... [PROPERTIES name value...]): one test program,
-# its cases in CTest with these properties.
-# Where an emulator runs it the program as a whole is one test.
+# its cases in CTest with these properties. Under an emulator or a sanitizer, where a start takes
+# longer than most cases, the program as a whole is one test.
 function(kel_add_test name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES;PROPERTIES" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
@@ -83,8 +83,7 @@ function(kel_add_test name)
     # A folder of programs alone: tests make a folder "config" beside themselves.
     set_target_properties(${name} PROPERTIES
         RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/test-programs")
-    if(CMAKE_CROSSCOMPILING)
-        # A start under an emulator takes longer than most cases: one for all of them.
+    if(CMAKE_CROSSCOMPILING OR KEL_SANITIZERS)
         add_test(NAME ${name} COMMAND ${name})
         set_tests_properties(${name} PROPERTIES TIMEOUT 600 ${ARG_PROPERTIES})
     else()
