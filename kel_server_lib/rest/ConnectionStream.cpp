@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include "kel_server_lib/rest/HttplibInternals.hpp"
 
@@ -47,8 +48,11 @@ ConnectionStream::ConnectionStream(socket_t connection, const std::atomic<bool>&
 }
 
 bool ConnectionStream::waitForRequest(milliseconds idleTime) {
-    if (!is_readable() && !waitUntil(steady_clock::now() + idleTime, readableWithin)) {
-        return false;
+    if (!is_readable()) {
+        hasArrived = waitUntil(steady_clock::now() + idleTime, readableWithin);
+        if (!hasArrived) {
+            return false;
+        }
     }
     requestStart = steady_clock::now();
     return true;
@@ -89,7 +93,7 @@ bool ConnectionStream::is_peer_alive() const {
 }
 
 ssize_t ConnectionStream::refill() {
-    if (!wait_readable()) {
+    if (!std::exchange(hasArrived, false) && !wait_readable()) {
         error_ = httplib::Error::Timeout;
         return -1;
     }

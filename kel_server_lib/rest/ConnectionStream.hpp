@@ -67,6 +67,8 @@ private:
     /// Set by the first write during a stop.
     std::optional<Time> lastWrite;
     bool ignoresInput = false;
+    /// The wait for a request has seen its first bytes, and nobody has taken them yet.
+    bool hasArrived = false;
     std::array<char, 4096> buffer;
     std::size_t next = 0;
     std::size_t end = 0;
