@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs the program with --REST and holds each of its replies against docs/openapi.yaml.
 
-usage: openapi_test.py PROGRAM EXAMPLE_CONFIG OPENAPI_FILE
+usage: openapi_test.py PROGRAM EXAMPLE_CONFIG OPENAPI_FILE [EMULATOR]
 """
 
 import http.client
@@ -23,6 +23,7 @@ import yaml
 PORT = 8011
 PREFIX = "/kel/v1"
 PROGRAM, EXAMPLES, OPENAPI = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
+EMULATOR = sys.argv[4:5]
 DOCUMENT = yaml.safe_load(OPENAPI.read_text(encoding="utf-8"))
 LARGE_BODY = " " * (1024 * 1024 + 1)
 
@@ -90,7 +91,7 @@ class Server:
     """The program in a copy of its folder, stopped through its own API."""
 
     def __init__(self, folder):
-        shutil.copy2(PROGRAM, folder / "kel_server")
+        shutil.copy2(PROGRAM, folder)
         shutil.copytree(EXAMPLES, folder / "config")
         settings = folder / "config" / "KelServer.xml"
         settings.write_text(re.sub(r"<StartSequence>[^<]*</StartSequence>", "",
@@ -102,7 +103,7 @@ class Server:
             probe.bind(("127.0.0.1", 0))
             port = probe.getsockname()[1]
         self.process = subprocess.Popen(
-            [folder / "kel_server", "127.0.0.1", str(port), "--REST", "--non_interactive"],
+            [*EMULATOR, folder / PROGRAM.name, "127.0.0.1", str(port), "--REST", "--non_interactive"],
             cwd=folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
         for line in self.process.stdout:
             if line.startswith(b"REST server started"):

@@ -1,0 +1,233 @@
+#!/usr/bin/env python3
+"""Runs the Windows program as people do: its console, its exit codes, its sequence, its signs of life.
+
+usage: program_test.py PROGRAM EXAMPLE_CONFIG FLASH_DATA [EMULATOR]
+"""
+
+import os
+import pathlib
+import pty
+import re
+import shutil
+import socket
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import unittest
+
+PROGRAM, EXAMPLES, FLASH_DATA = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
+EMULATOR = sys.argv[4:5]
+PATIENCE = 30
+READY = b"server device: Windows\n"
+# Not flushed: behind a pipe it comes with the next line.
+PROMPT = b"Enter 'q' and Enter to exit\n"
+GOODBYE = b"Shutting down kel_server\n"
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return str(probe.getsockname()[1])
+
+
+class Running:
+    """A started program and what it has printed so far."""
+
+    def __init__(self, folder, arguments):
+        self.process = subprocess.Popen([*EMULATOR, folder / PROGRAM.name, *arguments], cwd=folder,
+                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        self.output = b""
+        self.news = threading.Condition()
+        self.reader = threading.Thread(target=self.read)
+        self.reader.start()
+
+    def read(self):
+        while piece := os.read(self.process.stdout.fileno(), 4096):
+            with self.news:
+                self.output += piece
+                self.news.notify_all()
+
+    def wait_for(self, text):
+        with self.news:
+            if not self.news.wait_for(lambda: text in self.output, PATIENCE):
+                raise AssertionError(f"no {text!r} in {self.output!r}")
+
+    def type(self, keys):
+        self.process.stdin.write(keys)
+        self.process.stdin.flush()
+
+    def end(self):
+        """The exit code; the program is not left behind, whatever happened."""
+        try:
+            return self.process.wait(PATIENCE)
+        finally:
+            self.process.kill()
+            self.process.wait()
+            self.reader.join()
+            self.process.stdin.close()
+            self.process.stdout.close()
+
+
+class WindowsProgram(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(prefix="kel_server \u00fc ")
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        shutil.copy2(PROGRAM, self.folder)
+        (self.folder / "config").mkdir()
+        self.configure("")
+
+    def configure(self, elements):
+        self.write("KelServer.xml", f"<KelServer>\n{elements}\n</KelServer>\n")
+
+    def write(self, name, text):
+        (self.folder / "config" / name).write_text(text, encoding="utf-8", newline="")
+
+    def start(self, *arguments):
+        return Running(self.folder, arguments)
+
+    def run_to_end(self, *arguments):
+        program = self.start(*arguments)
+        code = program.end()
+        return code, program.output
+
+    def test_stops_at_q_and_prints_its_lines_in_order(self):
+        port = free_port()
+        program = self.start("127.0.0.1", port)
+        program.wait_for(READY)
+        program.type(b"Qxq")
+        self.assertEqual(program.end(), 0)
+        self.assertRegex(program.output.decode(), re.compile(
+            rf"^server address: 127\.0\.0\.1:{port}\nproject path: [^\n]+\nserver version: [^\n]+\n"
+            r"cos version: [^\n]*\nserver device: Windows\nEnter 'q' and Enter to exit\n"
+            r"Shutting down kel_server\n$"))
+
+    def test_goes_on_at_an_upper_case_q_and_at_the_end_of_its_input(self):
+        program = self.start("127.0.0.1", free_port())
+        program.wait_for(READY)
+        program.type(b"Q")
+        program.process.stdin.close()
+        with self.assertRaises(subprocess.TimeoutExpired):
+            program.process.wait(1.6)
+        program.process.kill()
+        program.end()
+        self.assertNotIn(GOODBYE, program.output)
+
+    def test_takes_a_key_from_a_console_without_enter(self):
+        port = free_port()
+        screen, terminal = pty.openpty()
+        process = subprocess.Popen([*EMULATOR, self.folder / PROGRAM.name, "127.0.0.1", port],
+                                   cwd=self.folder, stdin=terminal, stdout=terminal,
+                                   env={**os.environ, "TERM": "xterm"}, start_new_session=True)
+        os.close(terminal)
+        shown = b""
+        deadline = time.monotonic() + PATIENCE
+        while b"to exit" not in shown and time.monotonic() < deadline:
+            shown += os.read(screen, 4096)
+        os.write(screen, b"q")
+        drain = threading.Thread(target=self.drain, args=(screen,))
+        drain.start()
+        self.assertEqual(process.wait(PATIENCE), 0)
+        drain.join()
+        os.close(screen)
+
+    @staticmethod
+    def drain(screen):
+        try:
+            while os.read(screen, 4096):
+                pass
+        except OSError:
+            pass  # the other side is gone
+
+    def test_ignores_keys_when_it_is_not_interactive(self):
+        program = self.start("127.0.0.1", free_port(), "--non_interactive")
+        program.wait_for(READY)
+        program.type(b"q")
+        with self.assertRaises(subprocess.TimeoutExpired):
+            program.process.wait(1.6)
+        program.process.kill()
+        program.end()
+        self.assertNotIn(PROMPT, program.output)
+
+    def test_waits_two_seconds_before_a_delayed_start(self):
+        began = time.monotonic()
+        program = self.start("127.0.0.1", free_port(), "--delayedStart")
+        program.wait_for(b"server address: ")
+        self.assertGreaterEqual(time.monotonic() - began, 2)
+        program.type(b"q")
+        self.assertEqual(program.end(), 0)
+        self.assertTrue(program.output.startswith(
+            b"starting server with a 2sec delay (from restart request)\n"))
+
+    def test_starts_the_sovd_server(self):
+        program = self.start("127.0.0.1", free_port(), "--sovd")
+        program.wait_for(READY)
+        program.type(b"q")
+        self.assertEqual(program.end(), 0)
+        self.assertIn(b"\nSOVD server started\n", program.output)
+
+    def test_prints_the_usage_text_with_the_line_ends_that_it_has(self):
+        self.write("KelServer.xml", "no configuration")
+        code, output = self.run_to_end("--help")
+        self.assertEqual(code, 0)
+        self.assertTrue(output.startswith(b"Usage: \n "), output)
+        self.assertIn(b"add the following to the KelServer.xml\r\n <ServerAddresses >\r\n", output)
+        self.assertTrue(output.endswith(b"(possible after restart)\n"), output)
+        self.assertEqual(output.count(b"\r\n"), output.count(b"\r"))
+        self.assertNotIn(b"\r\r", output)
+
+    def test_ends_with_one_without_any_address(self):
+        code, output = self.run_to_end()
+        self.assertEqual(code, 1)
+        self.assertTrue(output.startswith(
+            b"Missing ServerAddresses configuration in kelServer.xml and also address is not given as "
+            b"parameter to application\nUsage: \n"), output)
+        self.assertTrue(output.endswith(GOODBYE), output)
+
+    def test_ends_with_two_and_names_the_place_in_a_broken_configuration(self):
+        self.write("KelServer.xml", "<KelServer>\n  <ServerAddresses>\n</KelServer>\n")
+        code, output = self.run_to_end("127.0.0.1")
+        self.assertEqual(code, 2)
+        text = output.decode()
+        self.assertTrue(text.startswith("Exception caught: "), text)
+        self.assertIn("\u00fc", text)
+        self.assertIn("KelServer.xml:3:3: ", text)
+        self.assertIn(" code: ", text)
+
+    def test_ends_with_two_and_names_address_and_cause_when_the_port_is_taken(self):
+        with socket.socket() as taken:
+            taken.bind(("127.0.0.1", 0))
+            taken.listen()
+            port = str(taken.getsockname()[1])
+            code, output = self.run_to_end("127.0.0.1", port)
+        self.assertEqual(code, 2)
+        self.assertIn(f"127.0.0.1:{port}", output.decode())
+
+    def test_does_not_share_its_port_with_a_second_instance(self):
+        port = free_port()
+        first = self.start("127.0.0.1", port)
+        first.wait_for(READY)
+        code, output = self.run_to_end("127.0.0.1", port)
+        first.type(b"q")
+        self.assertEqual(first.end(), 0)
+        self.assertEqual(code, 2)
+        self.assertIn(f"127.0.0.1:{port}", output.decode())
+
+    def test_runs_the_example_sequence_and_writes_a_report(self):
+        shutil.copytree(EXAMPLES, self.folder / "config", dirs_exist_ok=True)
+        shutil.copytree(FLASH_DATA, self.folder / "config" / "data" / "flashdata")
+        program = self.start("127.0.0.1", free_port())
+        program.wait_for(READY)
+        program.type(b"q")
+        self.assertEqual(program.end(), 0)
+        self.assertIn(b"\nRunning start sequence: Demo.xml\n", program.output)
+        self.assertNotIn(b"Exception caught", program.output)
+        reports = list((self.folder / "config" / "reports").iterdir())
+        self.assertEqual(len(reports), 1)
+        self.assertIn("WKLDEMO0000000042", reports[0].read_text(encoding="utf-8"))
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
