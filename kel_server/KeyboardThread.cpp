@@ -1,7 +1,8 @@
 #include "kel_server/KeyboardThread.hpp"
 
-#include <thread>
 #include <utility>
+
+#include "platform/DetachedThread.hpp"
 
 namespace Quarlen {
 
@@ -24,9 +25,10 @@ void startKeyboardThread(std::shared_ptr<std::atomic<bool>> stopRequested,
     auto keys = openKeys();
     // The text brings its own line end; Enter is not needed, whatever it says.
     console.text("Enter 'q' and Enter to exit\n");
-    std::thread([keys = std::move(keys), stopRequested = std::move(stopRequested)] {
-        waitForStopKey(*keys, *stopRequested);
-    }).detach();
+    Platform::startDetachedThread(
+        [keys = std::shared_ptr(std::move(keys)), stopRequested = std::move(stopRequested)] {
+            waitForStopKey(*keys, *stopRequested);
+        });
 }
 
 } // namespace Quarlen
