@@ -18,7 +18,11 @@ add_library(kel_settings INTERFACE)
 target_include_directories(kel_settings INTERFACE "${PROJECT_SOURCE_DIR}")
 target_link_libraries(kel_settings INTERFACE Threads::Threads)
 if(MSVC)
-    target_compile_options(kel_settings INTERFACE /W4 /WX /utf-8 /permissive-)
+    # A constructor's parameter may have its member's name. The other compiler's linker gets its stack
+    # reserve from the toolchain file.
+    target_compile_options(kel_settings INTERFACE /W4 /WX /wd4458 /bigobj /utf-8 /permissive-)
+    target_compile_definitions(kel_settings INTERFACE _CRT_SECURE_NO_WARNINGS)
+    target_link_options(kel_settings INTERFACE /STACK:8388608)
 else()
     target_compile_options(kel_settings INTERFACE
         -Wall -Wextra -Wpedantic $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local> -Wconversion

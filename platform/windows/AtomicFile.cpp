@@ -53,10 +53,16 @@ std::filesystem::path followLinks(const std::filesystem::path& file) {
 }
 
 /// A file that somebody reads cannot be replaced here unless the reader has allowed it, and most do
-/// not: this program's own readers, virus scanners.
+/// not: this program's own readers, virus scanners. Where only the old file went away, the next
+/// attempt finds its place free.
 bool isInUse(DWORD failure) {
     return failure == ERROR_SHARING_VIOLATION || failure == ERROR_UNABLE_TO_REMOVE_REPLACED ||
-           failure == ERROR_ACCESS_DENIED;
+           failure == ERROR_UNABLE_TO_MOVE_REPLACEMENT ||
+           failure == ERROR_UNABLE_TO_MOVE_REPLACEMENT_2 || failure == ERROR_ACCESS_DENIED;
+}
+
+bool isMissing(const std::filesystem::path& file) {
+    return ::GetFileAttributesW(file.c_str()) == INVALID_FILE_ATTRIBUTES;
 }
 
 std::wstring uniqueName() {
@@ -80,7 +86,8 @@ public:
     NewFile& operator=(const NewFile&) = delete;
     ~NewFile() {
         handle.reset();
-        if (!path.empty()) {
+        // Never the only copy: a replacement that failed halfway has taken the target away.
+        if (!path.empty() && !(replacing && isMissing(target))) {
             ::DeleteFileW(path.c_str());
         }
     }
@@ -97,6 +104,7 @@ public:
     void moveOverTarget() {
         check(::FlushFileBuffers(handle.get()));
         handle.reset();
+        replacing = !isMissing(target);
         DWORD failure = move();
         const ULONGLONG end = ::GetTickCount64() + longestWaitForReaders;
         while (isInUse(failure) && ::GetTickCount64() < end) {
@@ -133,6 +141,7 @@ private:
     const std::filesystem::path& target;
     std::filesystem::path path;
     Handle handle;
+    bool replacing = false;
 };
 
 } // namespace

@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <cstdlib>
 #include <fcntl.h>
 #include <io.h>
 #include <iostream>
@@ -40,15 +41,22 @@ private:
     HANDLE screen;
 };
 
+/// The screen outlives the program: whoever comes next finds the encoding that was there.
+void useUtf8OnScreen() {
+    static const UINT former = ::GetConsoleOutputCP();
+    ::SetConsoleOutputCP(CP_UTF8);
+    std::atexit([] { ::SetConsoleOutputCP(former); });
+}
+
 /// UTF-8 on the screen, and no translation of line ends on the way there.
 Console* openStandardConsole() {
-    ::SetConsoleOutputCP(CP_UTF8);
     ::_setmode(::_fileno(stdout), _O_BINARY);
     const HANDLE output = ::GetStdHandle(STD_OUTPUT_HANDLE);
     DWORD mode = 0;
     if (::GetConsoleMode(output, &mode) == 0) {
         return new Console(std::cout);
     }
+    useUtf8OnScreen();
     return new Console(*new std::ostream(new ScreenBuffer(output)));
 }
 

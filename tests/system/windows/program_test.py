@@ -23,6 +23,10 @@ PATIENCE = 30
 READY = b"server device: Windows\n"
 # Not flushed: behind a pipe it comes with the next line.
 PROMPT = b"Enter 'q' and Enter to exit\n"
+OBJDUMP = "x86_64-w64-mingw32-objdump"
+SYSTEM_LIBRARIES = {f"{name}.dll" for name in (
+    "advapi32", "bcrypt", "crypt32", "iphlpapi", "kernel32", "msvcrt", "mswsock", "ole32", "rpcrt4",
+    "shell32", "shlwapi", "user32", "ws2_32")}
 GOODBYE = b"Shutting down kel_server\n"
 
 
@@ -131,6 +135,7 @@ class WindowsProgram(unittest.TestCase):
         drain.start()
         self.assertEqual(process.wait(PATIENCE), 0)
         drain.join()
+        self.assertIn("\u00fc", shown.decode(errors="replace"))
         os.close(screen)
 
     @staticmethod
@@ -214,6 +219,57 @@ class WindowsProgram(unittest.TestCase):
         self.assertEqual(first.end(), 0)
         self.assertEqual(code, 2)
         self.assertIn(f"127.0.0.1:{port}", output.decode())
+
+    def test_starts_on_every_configured_address_that_is_free(self):
+        with socket.socket() as taken:
+            taken.bind(("127.0.0.1", 0))
+            taken.listen()
+            taken_port, port = str(taken.getsockname()[1]), free_port()
+            self.configure("<ServerAddresses>" + "".join(
+                f"<ServerAddress><IpAddress>127.0.0.1</IpAddress><Port>{number}</Port></ServerAddress>"
+                for number in (taken_port, port)) + "</ServerAddresses>")
+            program = self.start()
+            program.wait_for(READY)
+            program.type(b"q")
+            self.assertEqual(program.end(), 0)
+        text = program.output.decode()
+        self.assertTrue(text.startswith(
+            f"startServer(127.0.0.1:{taken_port}) failed. Exception caught : "), text)
+        self.assertIn(f"\nserver address: 127.0.0.1:{port}\n", text)
+
+    def test_takes_the_broker_from_its_file(self):
+        port = free_port()
+        self.write("broker.txt", f"http://127.0.0.1:{port}")
+        self.configure("<ServerAddresses><ServerAddress><IpAddress>$$BROKERURL$$</IpAddress><Port>1</Port>"
+                       "</ServerAddress></ServerAddresses><BrokerUrlFile>broker.txt</BrokerUrlFile>")
+        program = self.start()
+        program.wait_for(READY)
+        program.type(b"q")
+        self.assertEqual(program.end(), 0)
+        self.assertTrue(program.output.startswith(f"server address: 127.0.0.1:{port}\n".encode()))
+
+    def test_goes_on_without_a_missing_start_sequence(self):
+        self.configure("<StartSequence>Missing.xml</StartSequence>")
+        program = self.start("127.0.0.1", free_port())
+        program.wait_for(b"Running start sequence: Missing.xml\n")
+        program.type(b"q")
+        self.assertEqual(program.end(), 0)
+
+    def test_does_nothing_for_led_and_buttons(self):
+        self.configure("<F1Sequence>Demo.xml</F1Sequence><F2Sequence>Demo.xml</F2Sequence>")
+        program = self.start("127.0.0.1", free_port())
+        program.wait_for(READY)
+        program.type(b"q")
+        self.assertEqual(program.end(), 0)
+        self.assertNotIn(b"xception", program.output)
+
+    def test_needs_no_library_that_a_bare_windows_lacks(self):
+        if shutil.which(OBJDUMP) is None:
+            self.skipTest(f"there is no {OBJDUMP} here")
+        headers = subprocess.run([OBJDUMP, "-p", PROGRAM], capture_output=True, text=True, check=True)
+        needed = {name.lower() for name in re.findall(r"DLL Name: (\S+)", headers.stdout)}
+        self.assertIn("kernel32.dll", needed)
+        self.assertLessEqual(needed, SYSTEM_LIBRARIES)
 
     def test_runs_the_example_sequence_and_writes_a_report(self):
         shutil.copytree(EXAMPLES, self.folder / "config", dirs_exist_ok=True)
