@@ -40,7 +40,7 @@ TEST(RefCounted, ChangesOwnerByMoveAndSurvivesSelfAssignment) {
     second = same;
 
     EXPECT_EQ(living, 1);
-    EXPECT_FALSE(static_cast<bool>(first)); // NOLINT(bugprone-use-after-move)
+    EXPECT_FALSE(static_cast<bool>(first)); // NOLINT(bugprone-use-after-move): asked here
     EXPECT_TRUE(static_cast<bool>(second));
 }
 
