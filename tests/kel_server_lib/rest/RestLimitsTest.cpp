@@ -193,7 +193,7 @@ TEST_F(RestLimits, TellsAClientThatIsStillSendingThatItsBodyIsTooLarge) {
     RawClient client = connect();
     client.send(
         putRequest("/kel/v1/tracing", "Content-Length: " + std::to_string(length) + "\r\n"));
-    client.send(std::string(length, ' '));
+    EXPECT_TRUE(client.send(std::string(length, ' ')));
 
     EXPECT_THAT(client.receiveReply(), StartsWith("HTTP/1.1 413 "));
     EXPECT_TRUE(client.waitForClose(milliseconds(3000)));
