@@ -4,8 +4,14 @@
 
 namespace Quarlen::Platform {
 
-/// Ends reads of a connection as if the other side had closed it; writes go on. `socket` is the
+/// From now on reads and writes of a connection fail where they would wait. `socket` is the
 /// system's handle: a file descriptor or a SOCKET.
+void neverWait(std::intptr_t socket) noexcept;
+
+/// Whether the read or write of this thread that has just failed would have waited.
+[[nodiscard]] bool wouldHaveWaited() noexcept;
+
+/// Ends reads of a connection as if the other side had closed it; writes go on.
 void stopReading(std::intptr_t socket) noexcept;
 
 /// Tells the other side that nothing more comes; reads go on.

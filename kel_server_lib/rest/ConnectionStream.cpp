@@ -1,10 +1,11 @@
 #include "kel_server_lib/rest/ConnectionStream.hpp"
 
 #include <algorithm>
-#include <cerrno>
+#include <cstdint>
 #include <utility>
 
 #include "kel_server_lib/rest/HttplibInternals.hpp"
+#include "platform/ConnectionSocket.hpp"
 
 namespace Quarlen::Rest {
 
@@ -19,10 +20,6 @@ constexpr milliseconds longestWait{500};
 
 /// What a client that takes its reply slowly gets of it once the server stops.
 constexpr milliseconds lastGrace{1000};
-
-/// More of a reply is handed to the system in pieces: it takes one of this size without waiting
-/// for the client once it says that there is room.
-constexpr std::size_t longestPiece = 16384;
 
 bool readableWithin(socket_t connection, milliseconds time) {
     return httplib::detail::select_read(connection, 0, std::chrono::microseconds(time).count()) > 0;
@@ -42,9 +39,8 @@ ConnectionStream::ConnectionStream(socket_t connection, const std::atomic<bool>&
       limits(limits),
       requestStart(steady_clock::now()),
       buffer() {
-    // The system may keep a sender waiting although it has just said that there is room.
-    httplib::detail::set_socket_opt_time(connection, SOL_SOCKET, SO_SNDTIMEO, 0,
-                                         std::chrono::microseconds(longestWait).count());
+    // Every wait is one of this class, which looks at its limits and at the stop.
+    Platform::neverWait(static_cast<std::intptr_t>(connection));
 }
 
 bool ConnectionStream::waitForRequest(milliseconds idleTime) {
@@ -131,19 +127,25 @@ ssize_t ConnectionStream::read(char* target, size_t size) {
 }
 
 ssize_t ConnectionStream::write(const char* bytes, size_t size) {
-    const Time deadline = writeDeadline();
-    while (waitUntil(deadline, writableWithin)) {
-        const ssize_t count = httplib::detail::send_socket(
-            connection, bytes, std::min(size, longestPiece), CPPHTTPLIB_SEND_FLAGS);
-        if (count >= 0 || errno != EAGAIN) {
+    const Time now = steady_clock::now();
+    const Time deadline = writeDeadline(now);
+    if (deadline <= now) {
+        return -1;
+    }
+    // There is nearly always room: asking first would be a system call more for each reply.
+    for (;;) {
+        const ssize_t count =
+            httplib::detail::send_socket(connection, bytes, size, CPPHTTPLIB_SEND_FLAGS);
+        if (count >= 0 || !Platform::wouldHaveWaited()) {
             return count;
         }
+        if (!waitUntil(deadline, writableWithin)) {
+            return -1;
+        }
     }
-    return -1;
 }
 
-ConnectionStream::Time ConnectionStream::writeDeadline() {
-    const Time now = steady_clock::now();
+ConnectionStream::Time ConnectionStream::writeDeadline(Time now) {
     if (!stopping) {
         return now + limits.write;
     }

@@ -55,7 +55,7 @@ private:
 
     [[nodiscard]] bool waitUntil(Time deadline, ReadyWithin readyWithin) const;
     /// A stop shortens it, for all that is left to write together.
-    Time writeDeadline();
+    Time writeDeadline(Time now);
     /// Zero at the end of the connection, negative at an error.
     ssize_t refill();
     ssize_t receive();

@@ -29,7 +29,8 @@ bool WorkerPool::enqueue(std::function<void()> task) {
     }
     // An idle worker that has been woken but has not run yet still counts as idle, and so do the
     // tasks that are meant for it.
-    if (tasks.size() >= idleWorkers && !startWorker()) {
+    const bool oneMoreWanted = idleWorkers <= tasks.size() + limits.spareWorkers;
+    if (oneMoreWanted && !startWorker() && idleWorkers <= tasks.size()) {
         return false;
     }
     tasks.push(std::move(task));

@@ -4,6 +4,15 @@
 
 namespace Quarlen::Platform {
 
+void neverWait(std::intptr_t socket) noexcept {
+    u_long on = 1;
+    ::ioctlsocket(static_cast<SOCKET>(socket), FIONBIO, &on);
+}
+
+bool wouldHaveWaited() noexcept {
+    return ::WSAGetLastError() == WSAEWOULDBLOCK;
+}
+
 void stopReading(std::intptr_t socket) noexcept {
     ::shutdown(static_cast<SOCKET>(socket), SD_RECEIVE);
 }

@@ -12,10 +12,13 @@ CLEAN_TREE = {
     "platform/Clock.hpp": "#pragma once\n#ifdef _WIN32\n#include <windows.h>\n#endif\n",
     "kel_server_lib/runtime/KelApi.hpp": "#pragma once\n#include <string>\nstd::string name();\n",
     "kel_server_lib/Handler.cpp": '#include "kel_server_lib/runtime/KelApi.hpp"\n',
-    "kel_server_lib/CMakeLists.txt": "add_library(kel_runtime_interface INTERFACE)\n",
+    "kel_server_lib/CMakeLists.txt": "add_library(kel_runtime_interface INTERFACE)\n"
+                                     "add_library(x Handler.cpp)\n",
+    "kel_cpp/CMakeLists.txt": "add_library(y ${PROJECT_SOURCE_DIR}/kel_cpp/Runtime.cpp)\n",
     "kel_cpp/Runtime.cpp": '#include "kel_server_lib/runtime/KelApi.hpp"\n',
     "kel_server/main.cpp": '#ifdef _WIN32\n#endif\n#include "kel_cpp/Runtime.hpp"\n',
-    "kel_server/CMakeLists.txt": "target_link_libraries(kel_server PRIVATE app kel_runtime)\n",
+    "kel_server/CMakeLists.txt": "add_executable(kel_server main.cpp)\n"
+                                 "target_link_libraries(kel_server PRIVATE app kel_runtime)\n",
 }
 
 
@@ -103,8 +106,22 @@ class CheckArchitecture(unittest.TestCase):
             self.plant("docs/a.md", f"fine\n{words}\n")
             self.expect_finding("docs/a.md:2: ")
 
+    def test_finds_a_source_that_no_build_knows(self):
+        self.plant("kel_server_lib/Forgotten.cpp", "\n")
+        self.expect_finding("kel_server_lib/Forgotten.cpp:1: no CMakeLists.txt names this source")
+        self.plant("kel_server_lib/CMakeLists.txt", "# x(Forgotten.cpp)\nadd_library(x Handler.cpp)\n")
+        self.expect_finding("kel_server_lib/Forgotten.cpp:1: no CMakeLists.txt names this source")
+
+    def test_knows_the_sources_of_both_platforms(self):
+        self.plant("platform/CMakeLists.txt", "add_library(p ${KEL_PLATFORM_FOLDER}/Clock.cpp)\n")
+        self.plant("platform/linux/Clock.cpp", "\n")
+        self.plant("platform/windows/Clock.cpp", "\n")
+        result = self.run_check("--no-compile")
+        self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
+
     def test_lists_long_files_without_failing(self):
         self.plant("config/Long.cpp", "int a;\n" * 301)
+        self.plant("config/CMakeLists.txt", "add_library(config Long.cpp)\n")
         result = self.run_check("--no-compile")
         self.assertEqual(result.returncode, 0)
         self.assertIn("301 config/Long.cpp", result.stdout)

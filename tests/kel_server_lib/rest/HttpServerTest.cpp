@@ -1,7 +1,10 @@
 #include "kel_server_lib/rest/HttpServer.hpp"
 
+#include <algorithm>
 #include <future>
+#include <memory>
 #include <stdexcept>
+#include <string>
 #include <thread>
 
 #include "tests/kel_server_lib/rest/RestFixture.hpp"
@@ -78,6 +81,40 @@ TEST_F(HttpServerTest, SendsEachReplyAtOnce) {
 
     witness.stopServing();
     listener.join();
+}
+
+TEST_F(HttpServerTest, SendsALargeReplyInWholeToAClientThatTakesItLate) {
+    const std::string body(20'000'000, 'x');
+    std::promise<void> answered;
+    server.Get("/large", [&](const httplib::Request&, httplib::Response& response) {
+        response.set_content(body, "text/plain");
+        answered.set_value();
+    });
+    start();
+    RawClient client(port);
+    client.send("GET /large HTTP/1.1\r\nHost: x\r\n\r\n");
+    answered.get_future().get();
+
+    EXPECT_TRUE(client.receiveReply().ends_with("\r\n\r\n" + body));
+}
+
+TEST_F(HttpServerTest, ClosesTheConnectionOfAClientThatDoesNotTakeItsReply) {
+    std::promise<void> ended;
+    server.set_write_timeout(std::chrono::milliseconds(20));
+    server.Get("/large", [&](const httplib::Request&, httplib::Response& response) {
+        const std::shared_ptr<void> guard(nullptr, [&](void*) { ended.set_value(); });
+        response.set_content_provider(
+            20'000'000, "text/plain",
+            [guard](std::size_t, std::size_t length, httplib::DataSink& sink) {
+                const std::string piece(std::min<std::size_t>(length, 1'000'000), 'x');
+                return sink.write(piece.data(), piece.size());
+            });
+    });
+    start();
+    RawClient client(port);
+    client.send("GET /large HTTP/1.1\r\nHost: x\r\n\r\n");
+
+    EXPECT_EQ(ended.get_future().wait_for(RawClient::patience), std::future_status::ready);
 }
 
 } // namespace

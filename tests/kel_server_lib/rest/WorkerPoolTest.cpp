@@ -45,6 +45,7 @@ protected:
 
 TEST(WorkerLimits, AreThoseOfTheServer) {
     EXPECT_EQ(WorkerLimits{}.mostWorkers, 512U);
+    EXPECT_EQ(WorkerLimits{}.spareWorkers, 32U);
     EXPECT_EQ(WorkerLimits{}.idleTime, std::chrono::seconds(5));
 }
 
@@ -93,7 +94,7 @@ TEST_F(WorkerPoolTest, TakesTasksAgainOnceAWorkerIsFree) {
 }
 
 TEST_F(WorkerPoolTest, UsesIdleWorkersAgain) {
-    WorkerPool pool({.idleTime = std::chrono::hours(1)});
+    WorkerPool pool({.spareWorkers = 0, .idleTime = std::chrono::hours(1)});
     open();
     for (int count = 1; count <= 50; ++count) {
         ASSERT_TRUE(enqueueHeld(pool));
@@ -102,6 +103,29 @@ TEST_F(WorkerPoolTest, UsesIdleWorkersAgain) {
 
     // The one that has just ended its task may not count as idle yet when the next arrives.
     EXPECT_LE(pool.workerCount(), 3U);
+}
+
+TEST_F(WorkerPoolTest, KeepsSpareWorkersReadyWhileTasksCome) {
+    WorkerPool pool({.spareWorkers = 5, .idleTime = std::chrono::hours(1)});
+    open();
+    for (int count = 1; count <= 50; ++count) {
+        ASSERT_TRUE(enqueueHeld(pool));
+        ASSERT_TRUE(eventually([&] { return done == count; }));
+    }
+
+    EXPECT_GE(pool.workerCount(), 6U);
+    EXPECT_LE(pool.workerCount(), 8U);
+}
+
+TEST_F(WorkerPoolTest, SparesTakeTasksAtTheLimit) {
+    WorkerPool pool({.mostWorkers = 2, .spareWorkers = 5, .idleTime = std::chrono::hours(1)});
+    open();
+    for (int count = 1; count <= 10; ++count) {
+        ASSERT_TRUE(eventually([&] { return enqueueHeld(pool); }));
+    }
+
+    EXPECT_TRUE(eventually([this] { return done == 10; })) << done;
+    EXPECT_EQ(pool.workerCount(), 2U);
 }
 
 TEST_F(WorkerPoolTest, ShrinksToNothingWhenItIsIdle) {
