@@ -95,3 +95,9 @@ function(kel_add_test name)
         gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120 ${ARG_PROPERTIES})
     endif()
 endfunction()
+
+# kel_skip_test(name reason): a test that cannot run on this platform still shows in CTest's list.
+function(kel_skip_test name reason)
+    add_test(NAME ${name} COMMAND "${CMAKE_COMMAND}" -E echo "skipped: ${reason}")
+    set_tests_properties(${name} PROPERTIES SKIP_REGULAR_EXPRESSION "^skipped: ")
+endfunction()

@@ -3,14 +3,8 @@
 #include <array>
 #include <cstddef>
 
-// The socket headers must come before everything that uses their types.
-// clang-format off
-#include <winsock2.h>
-#include <ws2tcpip.h>
-#include <iphlpapi.h>
-// clang-format on
-
 #include "platform/TextEncoding.hpp"
+#include "platform/windows/AdapterList.hpp"
 
 namespace Quarlen::Platform {
 namespace {
@@ -23,14 +17,14 @@ constexpr std::size_t addressTextSize = 100;
 using AdapterMemory = std::vector<IP_ADAPTER_ADDRESSES>;
 
 /// Empty when the system does not give the list.
-AdapterMemory readAdapters() {
+AdapterMemory readAdapters(const AdapterQuery& query) {
     ULONG size = 0;
-    if (::GetAdaptersAddresses(family, flags, nullptr, nullptr, &size) != ERROR_BUFFER_OVERFLOW) {
+    if (query(nullptr, &size) != ERROR_BUFFER_OVERFLOW) {
         return {};
     }
     AdapterMemory memory(size / sizeof(IP_ADAPTER_ADDRESSES) + 1);
     size = static_cast<ULONG>(memory.size() * sizeof(IP_ADAPTER_ADDRESSES));
-    if (::GetAdaptersAddresses(family, flags, nullptr, memory.data(), &size) != NO_ERROR) {
+    if (query(memory.data(), &size) != NO_ERROR) {
         return {};
     }
     return memory;
@@ -66,14 +60,20 @@ NetworkAdapter convert(const IP_ADAPTER_ADDRESSES& adapter) {
 
 } // namespace
 
-std::vector<NetworkAdapter> networkAdapters() {
-    const AdapterMemory memory = readAdapters();
+std::vector<NetworkAdapter> adaptersFrom(const AdapterQuery& query) {
+    const AdapterMemory memory = readAdapters(query);
     std::vector<NetworkAdapter> adapters;
     const IP_ADAPTER_ADDRESSES* adapter = memory.empty() ? nullptr : memory.data();
     for (; adapter != nullptr; adapter = adapter->Next) {
         adapters.push_back(convert(*adapter));
     }
     return adapters;
+}
+
+std::vector<NetworkAdapter> networkAdapters() {
+    return adaptersFrom([](IP_ADAPTER_ADDRESSES* list, ULONG* size) {
+        return ::GetAdaptersAddresses(family, flags, nullptr, list, size);
+    });
 }
 
 } // namespace Quarlen::Platform

@@ -16,6 +16,7 @@ import tempfile
 import threading
 import time
 import unittest
+import urllib.request
 
 PROGRAM, EXAMPLES, FLASH_DATA = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
 EMULATOR = sys.argv[4:5]
@@ -28,6 +29,8 @@ SYSTEM_LIBRARIES = {f"{name}.dll" for name in (
     "advapi32", "bcrypt", "crypt32", "iphlpapi", "kernel32", "msvcrt", "mswsock", "ole32", "rpcrt4",
     "shell32", "shlwapi", "user32", "ws2_32")}
 GOODBYE = b"Shutting down kel_server\n"
+REST_ADDRESS = "http://localhost:8011"
+REST_READY = b"REST server started\n"
 
 
 def free_port():
@@ -74,7 +77,9 @@ class Running:
             self.process.stdout.close()
 
 
-class WindowsProgram(unittest.TestCase):
+class InstalledProgram(unittest.TestCase):
+    """The program in a folder of its own."""
+
     def setUp(self):
         folder = tempfile.TemporaryDirectory(prefix="kel_server \u00fc ")
         self.addCleanup(folder.cleanup)
@@ -97,6 +102,8 @@ class WindowsProgram(unittest.TestCase):
         code = program.end()
         return code, program.output
 
+
+class WindowsProgram(InstalledProgram):
     def test_stops_at_q_and_prints_its_lines_in_order(self):
         port = free_port()
         program = self.start("127.0.0.1", port)
@@ -182,6 +189,18 @@ class WindowsProgram(unittest.TestCase):
         self.assertTrue(output.endswith(b"(possible after restart)\n"), output)
         self.assertEqual(output.count(b"\r\n"), output.count(b"\r"))
         self.assertNotIn(b"\r\r", output)
+
+    def test_survives_a_reader_that_goes_away(self):
+        process = subprocess.Popen(
+            [*EMULATOR, self.folder / PROGRAM.name, "127.0.0.1", free_port()], cwd=self.folder,
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        self.addCleanup(process.kill)
+        while process.stdout.readline() != READY:
+            self.assertIsNone(process.poll())
+        process.stdout.close()
+        process.stdin.write(b"q")
+        process.stdin.close()
+        self.assertEqual(process.wait(PATIENCE), 0)
 
     def test_ends_with_one_without_any_address(self):
         code, output = self.run_to_end()
@@ -283,6 +302,58 @@ class WindowsProgram(unittest.TestCase):
         reports = list((self.folder / "config" / "reports").iterdir())
         self.assertEqual(len(reports), 1)
         self.assertIn("WKLDEMO0000000042", reports[0].read_text(encoding="utf-8"))
+
+
+class RestApi(InstalledProgram):
+    """On its own port, of which there is one."""
+
+    def launch(self):
+        program = self.start("127.0.0.1", free_port(), "--REST", "--non_interactive")
+        program.wait_for(REST_READY)
+        return program
+
+    @staticmethod
+    def ask(method, path):
+        request = urllib.request.Request(f"http://127.0.0.1:8011/kel/v1/{path}", method=method)
+        with urllib.request.urlopen(request, timeout=PATIENCE) as reply:
+            return reply.read()
+
+    def stop(self, program):
+        self.assertEqual(self.ask("PUT", "stop"), b'{"status":"OK"}')
+        self.assertEqual(program.end(), 0)
+
+    def test_ends_the_program_at_put_stop(self):
+        program = self.launch()
+        self.stop(program)
+        self.assertTrue(program.output.decode().endswith(
+            f"server device: Windows\nREST API Listening in {REST_ADDRESS}\nREST server started\n"
+            f"Shutting down kel_server\nREST API stop listening in {REST_ADDRESS}\n"), program.output)
+
+    def test_is_not_shared_by_a_second_instance_that_goes_on_without_it(self):
+        first, second = self.launch(), self.launch()
+        try:
+            self.assertIn(f"\nREST API server failed to stop listening in {REST_ADDRESS}\n",
+                          second.output.decode())
+            self.stop(first)
+            with self.assertRaises(subprocess.TimeoutExpired):
+                second.process.wait(1.6)
+        finally:
+            second.process.kill()
+            second.end()
+
+    def test_can_be_started_again_at_once(self):
+        for _ in range(3):
+            program = self.launch()
+            self.assertNotIn(b"failed", program.output)
+            self.stop(program)
+
+    def test_keeps_every_trace_up_to_its_normal_end(self):
+        self.configure('<Tracing enabled="true" level="3"/>')
+        self.stop(self.launch())
+        traces = (self.folder / "config" / "traces" / "kel_server.log").read_text(encoding="utf-8")
+        self.assertIn("RESTServer:256 REST API Request: PUT /kel/v1/stop\\n\n", traces)
+        self.assertIn(f"RESTServer:288 REST server stop listening on {REST_ADDRESS}\\n\n", traces)
+        self.assertIn("<- cancelSequence", traces)
 
 
 if __name__ == "__main__":
