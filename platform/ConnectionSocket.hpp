@@ -1,8 +1,12 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace Quarlen::Platform {
+
+/// How many connections the process can have at a time, with everything else that it opens.
+[[nodiscard]] std::size_t socketLimit() noexcept;
 
 /// From now on reads and writes of a connection fail where they would wait. `socket` is the
 /// system's handle: a file descriptor or a SOCKET.

@@ -1,5 +1,6 @@
 #include "kel_server_lib/rest/HttpServer.hpp"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
@@ -115,12 +116,20 @@ private:
     socket_t socket;
 };
 
+/// A process that has no descriptor left cannot even accept a connection to refuse it, and the
+/// library tries again at once. Half of them is for all the rest of the program.
+WorkerLimits workerLimits() {
+    WorkerLimits limits;
+    limits.mostWorkers = std::min(limits.mostWorkers, Platform::socketLimit() / 2);
+    return limits;
+}
+
 /// Tells the server when its listening has ended, for whatever reason, before it waits for those
 /// who serve connections.
 class ListenersPool : public WorkerPool {
 public:
     explicit ListenersPool(std::function<void()> onListeningEnded)
-        : onListeningEnded(std::move(onListeningEnded)) {}
+        : WorkerPool(workerLimits()), onListeningEnded(std::move(onListeningEnded)) {}
 
     void shutdown() override {
         onListeningEnded();

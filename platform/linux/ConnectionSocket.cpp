@@ -1,10 +1,20 @@
 #include "platform/ConnectionSocket.hpp"
 
 #include <cerrno>
+#include <limits>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 
 namespace Quarlen::Platform {
+
+std::size_t socketLimit() noexcept {
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY) {
+        return std::numeric_limits<std::size_t>::max();
+    }
+    return limit.rlim_cur;
+}
 
 void neverWait(std::intptr_t socket) noexcept {
     int on = 1;

@@ -1,8 +1,14 @@
 #include "platform/ConnectionSocket.hpp"
 
+#include <limits>
 #include <winsock2.h>
 
 namespace Quarlen::Platform {
+
+/// Memory is the only limit there.
+std::size_t socketLimit() noexcept {
+    return (std::numeric_limits<std::size_t>::max)();
+}
 
 void neverWait(std::intptr_t socket) noexcept {
     u_long on = 1;

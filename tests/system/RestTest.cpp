@@ -1,4 +1,6 @@
+#include <string>
 #include <system_error>
+#include <vector>
 
 #include <gmock/gmock.h>
 
@@ -108,6 +110,28 @@ TEST_F(RestApi, KeepsEveryTraceUpToItsNormalEnd) {
                                HasSubstr("RESTServer:288 REST server stop listening on "
                                          "http://localhost:8011\\n\n"),
                                HasSubstr("<- cancelSequence")));
+}
+
+TEST_F(RestApi, ClosesConnectionsAtOnceBeforeDescriptorsRunOut) {
+    constexpr int descriptors = 64;
+    Process process(
+        {.program = "/bin/sh",
+         .arguments = {"-c", "ulimit -n " + std::to_string(descriptors) + "; exec \"$0\" \"$@\"",
+                       server.program().string(), "127.0.0.1", port, "--REST", "--non_interactive"},
+         .stdio = Stdio::Pipes});
+    waitForRest(process);
+    std::vector<RawClient> served;
+    for (int count = 0; count < descriptors / 2; ++count) {
+        served.emplace_back(restPort);
+        served.back().send("GET /kel/v1/health HTTP/1.1\r\nHost: localhost\r\n\r\n");
+        ASSERT_THAT(served.back().receiveReply(), HasSubstr("200 OK")) << count;
+    }
+    RawClient oneMore(restPort);
+
+    EXPECT_TRUE(oneMore.waitForClose());
+
+    served.front().send("PUT /kel/v1/stop HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    EXPECT_EQ(process.waitForExit(), 0);
 }
 
 } // namespace
