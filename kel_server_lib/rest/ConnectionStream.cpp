@@ -18,8 +18,12 @@ using std::chrono::steady_clock;
 /// socket; this is for systems where that does not end a wait that has begun.
 constexpr milliseconds longestWait{500};
 
-/// What a client that takes its reply slowly gets of it once the server stops.
-constexpr milliseconds lastGrace{1000};
+/// What a client that sends without an end or takes its reply slowly gets once the server stops.
+constexpr milliseconds lastGrace{500};
+
+/// A system that has room for a byte may take any number of them; its memory is not the place for
+/// all of a large reply.
+constexpr std::size_t longestPiece = std::size_t{64} * 1024;
 
 bool readableWithin(socket_t connection, milliseconds time) {
     return httplib::detail::select_read(connection, 0, std::chrono::microseconds(time).count()) > 0;
@@ -89,7 +93,10 @@ bool ConnectionStream::is_peer_alive() const {
 }
 
 ssize_t ConnectionStream::refill() {
-    if (!std::exchange(hasArrived, false) && !wait_readable()) {
+    const Time deadline = beforeTheEnd(requestStart + limits.request);
+    const bool isThere =
+        std::exchange(hasArrived, false) || (!ignoresInput && waitUntil(deadline, readableWithin));
+    if (!isThere) {
         error_ = httplib::Error::Timeout;
         return -1;
     }
@@ -110,7 +117,7 @@ ssize_t ConnectionStream::receive() {
 
 void ConnectionStream::discardInput(milliseconds longest) {
     const Time deadline = steady_clock::now() + longest;
-    while (waitUntil(deadline, readableWithin) && receive() > 0) {
+    while (waitUntil(beforeTheEnd(deadline), readableWithin) && receive() > 0) {
     }
 }
 
@@ -128,14 +135,14 @@ ssize_t ConnectionStream::read(char* target, size_t size) {
 
 ssize_t ConnectionStream::write(const char* bytes, size_t size) {
     const Time now = steady_clock::now();
-    const Time deadline = writeDeadline(now);
+    const Time deadline = beforeTheEnd(now + limits.write);
     if (deadline <= now) {
         return -1;
     }
     // There is nearly always room: asking first would be a system call more for each reply.
     for (;;) {
-        const ssize_t count =
-            httplib::detail::send_socket(connection, bytes, size, CPPHTTPLIB_SEND_FLAGS);
+        const ssize_t count = httplib::detail::send_socket(
+            connection, bytes, std::min(size, longestPiece), CPPHTTPLIB_SEND_FLAGS);
         if (count >= 0 || !Platform::wouldHaveWaited()) {
             return count;
         }
@@ -145,12 +152,12 @@ ssize_t ConnectionStream::write(const char* bytes, size_t size) {
     }
 }
 
-ConnectionStream::Time ConnectionStream::writeDeadline(Time now) {
+ConnectionStream::Time ConnectionStream::beforeTheEnd(Time deadline) {
     if (!stopping) {
-        return now + limits.write;
+        return deadline;
     }
-    lastWrite = lastWrite.value_or(now + lastGrace);
-    return std::min(*lastWrite, now + limits.write);
+    theEnd = theEnd.value_or(steady_clock::now() + lastGrace);
+    return std::min(deadline, *theEnd);
 }
 
 void ConnectionStream::get_remote_ip_and_port(std::string& address, int& port) const {

@@ -24,7 +24,7 @@ public:
     };
 
     /// The socket stays the caller's. Once `stopping` is true the stream waits neither for bytes
-    /// nor for the client to take any.
+    /// nor for the client to take any, and soon ends a client that keeps it busy.
     ConnectionStream(socket_t connection, const std::atomic<bool>& stopping, TimeLimits limits);
 
     /// Waits for the first byte of the next request and starts its time limit. False when nothing
@@ -54,8 +54,8 @@ private:
     using ReadyWithin = bool (*)(socket_t, std::chrono::milliseconds);
 
     [[nodiscard]] bool waitUntil(Time deadline, ReadyWithin readyWithin) const;
-    /// A stop shortens it, for all that is left to write together.
-    Time writeDeadline(Time now);
+    /// A stop shortens it: all that is left to read and to write then shares one last grace.
+    Time beforeTheEnd(Time deadline);
     /// Zero at the end of the connection, negative at an error.
     ssize_t refill();
     ssize_t receive();
@@ -64,8 +64,8 @@ private:
     const std::atomic<bool>& stopping;
     const TimeLimits limits;
     Time requestStart;
-    /// Set by the first write during a stop.
-    std::optional<Time> lastWrite;
+    /// Set by the first use during a stop.
+    std::optional<Time> theEnd;
     bool ignoresInput = false;
     /// The wait for a request has seen its first bytes, and nobody has taken them yet.
     bool hasArrived = false;

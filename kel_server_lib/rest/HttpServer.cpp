@@ -95,7 +95,7 @@ void answerUnhandledException(const Request& /*request*/, Response& response,
     response.headers.clear();
 }
 
-/// Keeps a set member for the life of a connection.
+/// Keeps a socket in a set for its own life.
 class Registration {
 public:
     Registration(std::mutex& mutex, std::set<socket_t>& sockets, socket_t socket)
@@ -181,8 +181,8 @@ void HttpServer::endConnections() {
     // After a failure the library has closed the socket and keeps its number, which may be somebody
     // else's soon.
     svr_sock_ = INVALID_SOCKET;
-    const std::lock_guard lock(connectionsMutex);
-    for (const socket_t socket : connections) {
+    const std::lock_guard lock(idleMutex);
+    for (const socket_t socket : idleConnections) {
         stopReading(socket);
     }
 }
@@ -200,10 +200,6 @@ bool HttpServer::process_and_close_socket(socket_t socket) {
 }
 
 bool HttpServer::serveConnection(socket_t socket) {
-    const Registration registration(connectionsMutex, connections, socket);
-    if (stopping) {
-        stopReading(socket);
-    }
     ConnectionStream stream(socket, stopping,
                             {.request = timeLimit(read_timeout_sec_, read_timeout_usec_),
                              .write = timeLimit(write_timeout_sec_, write_timeout_usec_)});
@@ -218,6 +214,14 @@ bool HttpServer::serveConnection(socket_t socket) {
     return served;
 }
 
+bool HttpServer::waitForRequest(ConnectionStream& stream) {
+    const Registration registration(idleMutex, idleConnections, stream.socket());
+    if (stopping) {
+        stopReading(stream.socket());
+    }
+    return stream.waitForRequest(std::chrono::seconds(keep_alive_timeout_sec_));
+}
+
 bool HttpServer::serveRequests(ConnectionStream& stream) {
     std::string clientAddress;
     std::string ownAddress;
@@ -225,10 +229,8 @@ bool HttpServer::serveRequests(ConnectionStream& stream) {
     int ownPort = 0;
     stream.get_remote_ip_and_port(clientAddress, clientPort);
     stream.get_local_ip_and_port(ownAddress, ownPort);
-    const std::chrono::seconds idleTime(keep_alive_timeout_sec_);
     bool answered = false;
-    for (std::size_t left = keep_alive_max_count_; left > 0 && stream.waitForRequest(idleTime);
-         --left) {
+    for (std::size_t left = keep_alive_max_count_; left > 0 && waitForRequest(stream); --left) {
         bool closed = false;
         answered = process_request(stream, clientAddress, clientPort, ownAddress, ownPort,
                                    left == 1 || stopping, closed, settleBody);

@@ -13,7 +13,8 @@ class ConnectionStream;
 
 /// The HTTP library's server with this product's limits:
 /// - a port that somebody else serves cannot be bound, a restart while old connections linger can;
-/// - every open connection has a worker, up to 512; a connection beyond is closed at once;
+/// - every open connection has a worker, up to 512 or half of the descriptors that the process may
+///   have; a connection beyond is closed at once;
 /// - a client that does not finish its request within the read time-out loses its connection, also
 ///   when it keeps sending a byte now and then;
 /// - bodies over 1 MiB are answered 413, request targets over the library's configured length 414;
@@ -35,12 +36,16 @@ private:
     bool process_and_close_socket(socket_t socket) override;
     bool serveConnection(socket_t socket);
     bool serveRequests(ConnectionStream& stream);
+    bool waitForRequest(ConnectionStream& stream);
     void announceEnd(httplib::Response& response) const;
     void endConnections();
 
     std::atomic<bool> stopping{false};
-    std::mutex connectionsMutex;
-    std::set<socket_t> connections;
+    std::mutex idleMutex;
+    /// Those that wait for a request: a stop ends their reading. It would make the system drop what
+    /// the other ones receive, and a client in the middle of its body would notice only minutes
+    /// later.
+    std::set<socket_t> idleConnections;
 };
 
 } // namespace Quarlen::Rest

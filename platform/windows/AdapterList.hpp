@@ -14,8 +14,9 @@
 
 namespace Quarlen::Platform {
 
-/// `GetAdaptersAddresses` for the IPv4 adapters: a null list asks for the size in bytes.
-using AdapterQuery = std::function<ULONG(IP_ADAPTER_ADDRESSES* list, ULONG* size)>;
+/// `GetAdaptersAddresses`: a null list asks for the size in bytes.
+using AdapterQuery = std::function<ULONG(ULONG family, ULONG flags, void* reserved,
+                                         IP_ADAPTER_ADDRESSES* list, ULONG* size)>;
 
 /// The adapters in the system's order; none when either of the two calls fails.
 std::vector<NetworkAdapter> adaptersFrom(const AdapterQuery& query);

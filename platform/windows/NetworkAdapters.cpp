@@ -19,12 +19,12 @@ using AdapterMemory = std::vector<IP_ADAPTER_ADDRESSES>;
 /// Empty when the system does not give the list.
 AdapterMemory readAdapters(const AdapterQuery& query) {
     ULONG size = 0;
-    if (query(nullptr, &size) != ERROR_BUFFER_OVERFLOW) {
+    if (query(family, flags, nullptr, nullptr, &size) != ERROR_BUFFER_OVERFLOW) {
         return {};
     }
     AdapterMemory memory(size / sizeof(IP_ADAPTER_ADDRESSES) + 1);
     size = static_cast<ULONG>(memory.size() * sizeof(IP_ADAPTER_ADDRESSES));
-    if (query(memory.data(), &size) != NO_ERROR) {
+    if (query(family, flags, nullptr, memory.data(), &size) != NO_ERROR) {
         return {};
     }
     return memory;
@@ -71,9 +71,7 @@ std::vector<NetworkAdapter> adaptersFrom(const AdapterQuery& query) {
 }
 
 std::vector<NetworkAdapter> networkAdapters() {
-    return adaptersFrom([](IP_ADAPTER_ADDRESSES* list, ULONG* size) {
-        return ::GetAdaptersAddresses(family, flags, nullptr, list, size);
-    });
+    return adaptersFrom(::GetAdaptersAddresses);
 }
 
 } // namespace Quarlen::Platform

@@ -27,8 +27,12 @@ protected:
     }
 
     std::vector<NetworkAdapter> read() {
-        return adaptersFrom([this](IP_ADAPTER_ADDRESSES* list, ULONG* size) -> ULONG {
+        return adaptersFrom([this](ULONG family, ULONG flags, void* reserved,
+                                   IP_ADAPTER_ADDRESSES* list, ULONG* size) -> ULONG {
             ++queries;
+            EXPECT_EQ(family, ULONG{AF_INET});
+            EXPECT_EQ(flags, ULONG{GAA_FLAG_INCLUDE_PREFIX});
+            EXPECT_EQ(reserved, nullptr);
             if (list == nullptr) {
                 *size = neededSize;
                 return sizeResult;

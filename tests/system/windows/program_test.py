@@ -4,6 +4,7 @@
 usage: program_test.py PROGRAM EXAMPLE_CONFIG FLASH_DATA [EMULATOR]
 """
 
+import http.client
 import os
 import pathlib
 import pty
@@ -16,7 +17,6 @@ import tempfile
 import threading
 import time
 import unittest
-import urllib.request
 
 PROGRAM, EXAMPLES, FLASH_DATA = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
 EMULATOR = sys.argv[4:5]
@@ -47,7 +47,7 @@ class Running:
                                         stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         self.output = b""
         self.news = threading.Condition()
-        self.reader = threading.Thread(target=self.read)
+        self.reader = threading.Thread(target=self.read, daemon=True)
         self.reader.start()
 
     def read(self):
@@ -95,7 +95,9 @@ class InstalledProgram(unittest.TestCase):
         (self.folder / "config" / name).write_text(text, encoding="utf-8", newline="")
 
     def start(self, *arguments):
-        return Running(self.folder, arguments)
+        program = Running(self.folder, arguments)
+        self.addCleanup(program.process.kill)
+        return program
 
     def run_to_end(self, *arguments):
         program = self.start(*arguments)
@@ -314,9 +316,12 @@ class RestApi(InstalledProgram):
 
     @staticmethod
     def ask(method, path):
-        request = urllib.request.Request(f"http://127.0.0.1:8011/kel/v1/{path}", method=method)
-        with urllib.request.urlopen(request, timeout=PATIENCE) as reply:
-            return reply.read()
+        connection = http.client.HTTPConnection("127.0.0.1", 8011, timeout=PATIENCE)
+        try:
+            connection.request(method, f"/kel/v1/{path}")
+            return connection.getresponse().read()
+        finally:
+            connection.close()
 
     def stop(self, program):
         self.assertEqual(self.ask("PUT", "stop"), b'{"status":"OK"}')
@@ -331,15 +336,13 @@ class RestApi(InstalledProgram):
 
     def test_is_not_shared_by_a_second_instance_that_goes_on_without_it(self):
         first, second = self.launch(), self.launch()
-        try:
-            self.assertIn(f"\nREST API server failed to stop listening in {REST_ADDRESS}\n",
-                          second.output.decode())
-            self.stop(first)
-            with self.assertRaises(subprocess.TimeoutExpired):
-                second.process.wait(1.6)
-        finally:
-            second.process.kill()
-            second.end()
+        self.assertIn(f"\nREST API server failed to stop listening in {REST_ADDRESS}\n",
+                      second.output.decode())
+        self.stop(first)
+        with self.assertRaises(subprocess.TimeoutExpired):
+            second.process.wait(1.6)
+        second.process.kill()
+        second.end()
 
     def test_can_be_started_again_at_once(self):
         for _ in range(3):
