@@ -23,17 +23,20 @@ WorkerPool::~WorkerPool() {
 
 bool WorkerPool::enqueue(std::function<void()> task) {
     joinEnded();
-    const std::lock_guard lock(mutex);
-    if (stopping) {
-        return false;
+    {
+        const std::lock_guard lock(mutex);
+        if (stopping) {
+            return false;
+        }
+        // An idle worker that has been woken but has not run yet still counts as idle, and so do
+        // the tasks that are meant for it.
+        const bool oneMoreWanted = idleWorkers <= tasks.size() + limits.spareWorkers;
+        if (oneMoreWanted && !startWorker() && idleWorkers <= tasks.size()) {
+            return false;
+        }
+        tasks.push(std::move(task));
     }
-    // An idle worker that has been woken but has not run yet still counts as idle, and so do the
-    // tasks that are meant for it.
-    const bool oneMoreWanted = idleWorkers <= tasks.size() + limits.spareWorkers;
-    if (oneMoreWanted && !startWorker() && idleWorkers <= tasks.size()) {
-        return false;
-    }
-    tasks.push(std::move(task));
+    // Not under the lock, which the woken worker would find taken and sleep again.
     wakeUp.notify_one();
     return true;
 }
