@@ -8,7 +8,7 @@ namespace Config {
 
 /// Intrusive reference count; an object starts with none and is deleted when the last `Ref` goes.
 /// The destructor is protected, so that nobody else deletes one.
-// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor)
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): it deletes itself through this base
 class RefCounted {
 public:
     RefCounted() = default;

@@ -42,7 +42,8 @@ void refuseOnThreadOf(const ButtonSlot& slot, const wchar_t* buttonName) {
 ServerHandlerSequence::ServerHandlerSequence(SequenceEnvironment environment)
     : environment(std::move(environment)) {}
 
-ServerHandlerSequence::~ServerHandlerSequence() { // NOLINT(bugprone-exception-escape)
+// NOLINTNEXTLINE(bugprone-exception-escape): on a button's thread that ends the program, as meant
+ServerHandlerSequence::~ServerHandlerSequence() {
     stopScriptThreads();
 }
 

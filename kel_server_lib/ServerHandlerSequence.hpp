@@ -46,7 +46,8 @@ public:
     ServerHandlerSequence& operator=(const ServerHandlerSequence&) = delete;
     /// Stops the button threads; a sequence that one of them runs is waited for. On one of these
     /// threads there is no way out but to end the program.
-    ~ServerHandlerSequence() override; // NOLINT(bugprone-exception-escape)
+    // NOLINTNEXTLINE(bugprone-exception-escape): on a button's thread that ends the program
+    ~ServerHandlerSequence() override;
 
     void onNotification0(std::uint64_t code, std::shared_ptr<Kel_cpp::Record> first,
                          std::shared_ptr<Kel_cpp::Record> second) override;

@@ -9,9 +9,10 @@ namespace StdUtil {
 class PathString {
 public:
     PathString() = default;
-    // Implicit, because a text is what a path is for everybody who calls this library.
-    PathString(std::wstring text);   // NOLINT(google-explicit-constructor)
-    PathString(const wchar_t* text); // NOLINT(google-explicit-constructor)
+    // NOLINTBEGIN(google-explicit-constructor): for all who call this library a path is a text
+    PathString(std::wstring text);
+    PathString(const wchar_t* text);
+    // NOLINTEND(google-explicit-constructor)
     explicit PathString(const std::filesystem::path& path);
 
     /// Joins a component with the platform's separator. A component that is absolute replaces

@@ -14,8 +14,7 @@ namespace Quarlen::Kel_cpp {
 /// What one service of a simulated control unit makes of a request: its positive response, or the
 /// reason of its refusal.
 struct ServiceReply {
-    // Both conversions are meant: a service returns its bytes or its response code.
-    // NOLINTBEGIN(google-explicit-constructor)
+    // NOLINTBEGIN(google-explicit-constructor): a service returns its bytes or its response code
     ServiceReply(Uds::Bytes positive) : response(std::move(positive)) {}
     ServiceReply(Uds::Nrc code) : refusal(code) {}
     // NOLINTEND(google-explicit-constructor)

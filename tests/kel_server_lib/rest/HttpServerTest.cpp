@@ -1,6 +1,7 @@
 #include "kel_server_lib/rest/HttpServer.hpp"
 
 #include <algorithm>
+#include <chrono>
 #include <future>
 #include <memory>
 #include <stdexcept>
@@ -117,6 +118,30 @@ TEST_F(HttpServerTest, ClosesTheConnectionOfAClientThatDoesNotTakeItsReply) {
     // The library's own limit would be five seconds.
     EXPECT_EQ(ended.get_future().wait_for(std::chrono::seconds(4)), std::future_status::ready);
     EXPECT_TRUE(client.waitForClose());
+}
+
+/// Chunks of one byte: the body stays below its limit for long while its bytes never pause.
+TEST_F(HttpServerTest, StopsAlthoughAClientSendsItsBodyWithoutAnEnd) {
+    server.set_read_timeout(std::chrono::seconds(20));
+    server.Put("/body", [](const httplib::Request&, httplib::Response&) {});
+    start();
+    RawClient client(port);
+    client.send("PUT /body HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n");
+    const std::string chunk = "1;" + std::string(16'000, 'x') + "\r\n \r\n";
+    // More than the system keeps on the way: the server is in the middle of the body.
+    for (int count = 0; count < 1000; ++count) {
+        ASSERT_TRUE(client.send(chunk));
+    }
+    auto sending = std::async(std::launch::async, [&] {
+        while (client.send(chunk)) {
+        }
+    });
+    const auto begin = std::chrono::steady_clock::now();
+    server.stopServing();
+    listener.join();
+
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
+    EXPECT_EQ(sending.wait_for(RawClient::patience), std::future_status::ready);
 }
 
 } // namespace

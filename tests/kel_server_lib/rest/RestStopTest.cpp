@@ -98,25 +98,6 @@ TEST_F(RestStop, EndsAClientThatSendsWithoutReadingAnything) {
     EXPECT_LT(stop(), longestStop);
 }
 
-/// Chunks of one byte: the body stays below its limit for long while its bytes never pause.
-TEST_F(RestStop, EndsAClientThatSendsItsBodyWithoutAnEnd) {
-    RawClient client = connect();
-    client.send("PUT /kel/v1/tracing HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n");
-    std::promise<void> underWay;
-    auto sending = std::async(std::launch::async, [&] {
-        const std::string chunk = "1;" + std::string(16'000, 'x') + "\r\n \r\n";
-        for (int count = 0; client.send(chunk); ++count) {
-            if (count == 10) {
-                underWay.set_value();
-            }
-        }
-    });
-    underWay.get_future().get();
-
-    EXPECT_LT(stop(), longestStop);
-    EXPECT_EQ(sending.wait_for(RawClient::patience), std::future_status::ready);
-}
-
 TEST_F(RestStop, EndsAClientThatDoesNotTakeItsLargeReply) {
     api->projectDetails->vehicleInformations = {L"A"};
     auto object = std::make_shared<Kel_cpp::ProjectObject>();

@@ -37,6 +37,15 @@ protected:
 
     void open() { opener.set_value(); }
 
+    /// Tasks that do not wait at the gate.
+    void runOneAfterTheOther(WorkerPool& pool, int tasks) {
+        open();
+        for (int count = 1; count <= tasks; ++count) {
+            ASSERT_TRUE(enqueueHeld(pool));
+            ASSERT_TRUE(eventually([&] { return done == count; }));
+        }
+    }
+
     std::promise<void> opener;
     std::shared_future<void> gate = opener.get_future().share();
     std::atomic<int> running{0};
@@ -95,11 +104,7 @@ TEST_F(WorkerPoolTest, TakesTasksAgainOnceAWorkerIsFree) {
 
 TEST_F(WorkerPoolTest, UsesIdleWorkersAgain) {
     WorkerPool pool({.spareWorkers = 0, .idleTime = std::chrono::hours(1)});
-    open();
-    for (int count = 1; count <= 50; ++count) {
-        ASSERT_TRUE(enqueueHeld(pool));
-        ASSERT_TRUE(eventually([&] { return done == count; }));
-    }
+    runOneAfterTheOther(pool, 50);
 
     // The one that has just ended its task may not count as idle yet when the next arrives.
     EXPECT_LE(pool.workerCount(), 3U);
@@ -107,11 +112,7 @@ TEST_F(WorkerPoolTest, UsesIdleWorkersAgain) {
 
 TEST_F(WorkerPoolTest, KeepsSpareWorkersReadyWhileTasksCome) {
     WorkerPool pool({.spareWorkers = 5, .idleTime = std::chrono::hours(1)});
-    open();
-    for (int count = 1; count <= 50; ++count) {
-        ASSERT_TRUE(enqueueHeld(pool));
-        ASSERT_TRUE(eventually([&] { return done == count; }));
-    }
+    runOneAfterTheOther(pool, 50);
 
     EXPECT_GE(pool.workerCount(), 6U);
     EXPECT_LE(pool.workerCount(), 8U);

@@ -1,8 +1,7 @@
 #include "platform/windows/AdapterList.hpp"
 
-#include <algorithm>
 #include <array>
-#include <cstddef>
+#include <vector>
 
 #include <gtest/gtest.h>
 

@@ -9,6 +9,7 @@ import os
 import pathlib
 import pty
 import re
+import select
 import shutil
 import socket
 import subprocess
@@ -99,6 +100,20 @@ class InstalledProgram(unittest.TestCase):
         self.addCleanup(program.process.kill)
         return program
 
+    def run_until_q(self, *arguments, ready=READY):
+        """What it has printed when a key has ended it."""
+        program = self.start(*arguments)
+        program.wait_for(ready)
+        program.type(b"q")
+        self.assertEqual(program.end(), 0)
+        return program.output
+
+    def expect_still_running(self, program):
+        with self.assertRaises(subprocess.TimeoutExpired):
+            program.process.wait(1.6)
+        program.process.kill()
+        program.end()
+
     def run_to_end(self, *arguments):
         program = self.start(*arguments)
         code = program.end()
@@ -122,10 +137,7 @@ class WindowsProgram(InstalledProgram):
         program.wait_for(READY)
         program.type(b"Q")
         program.process.stdin.close()
-        with self.assertRaises(subprocess.TimeoutExpired):
-            program.process.wait(1.6)
-        program.process.kill()
-        program.end()
+        self.expect_still_running(program)
         self.assertNotIn(GOODBYE, program.output)
 
     def test_takes_a_key_from_a_console_without_enter(self):
@@ -137,7 +149,8 @@ class WindowsProgram(InstalledProgram):
         os.close(terminal)
         shown = b""
         deadline = time.monotonic() + PATIENCE
-        while b"to exit" not in shown and time.monotonic() < deadline:
+        while b"to exit" not in shown:
+            self.assertTrue(select.select([screen], [], [], deadline - time.monotonic())[0], shown)
             shown += os.read(screen, 4096)
         os.write(screen, b"q")
         drain = threading.Thread(target=self.drain, args=(screen,))
@@ -159,10 +172,7 @@ class WindowsProgram(InstalledProgram):
         program = self.start("127.0.0.1", free_port(), "--non_interactive")
         program.wait_for(READY)
         program.type(b"q")
-        with self.assertRaises(subprocess.TimeoutExpired):
-            program.process.wait(1.6)
-        program.process.kill()
-        program.end()
+        self.expect_still_running(program)
         self.assertNotIn(PROMPT, program.output)
 
     def test_waits_two_seconds_before_a_delayed_start(self):
@@ -176,11 +186,8 @@ class WindowsProgram(InstalledProgram):
             b"starting server with a 2sec delay (from restart request)\n"))
 
     def test_starts_the_sovd_server(self):
-        program = self.start("127.0.0.1", free_port(), "--sovd")
-        program.wait_for(READY)
-        program.type(b"q")
-        self.assertEqual(program.end(), 0)
-        self.assertIn(b"\nSOVD server started\n", program.output)
+        output = self.run_until_q("127.0.0.1", free_port(), "--sovd")
+        self.assertIn(b"\nSOVD server started\n", output)
 
     def test_prints_the_usage_text_with_the_line_ends_that_it_has(self):
         self.write("KelServer.xml", "no configuration")
@@ -249,11 +256,7 @@ class WindowsProgram(InstalledProgram):
             self.configure("<ServerAddresses>" + "".join(
                 f"<ServerAddress><IpAddress>127.0.0.1</IpAddress><Port>{number}</Port></ServerAddress>"
                 for number in (taken_port, port)) + "</ServerAddresses>")
-            program = self.start()
-            program.wait_for(READY)
-            program.type(b"q")
-            self.assertEqual(program.end(), 0)
-        text = program.output.decode()
+            text = self.run_until_q().decode()
         self.assertTrue(text.startswith(
             f"startServer(127.0.0.1:{taken_port}) failed. Exception caught : "), text)
         self.assertIn(f"\nserver address: 127.0.0.1:{port}\n", text)
@@ -263,26 +266,17 @@ class WindowsProgram(InstalledProgram):
         self.write("broker.txt", f"http://127.0.0.1:{port}")
         self.configure("<ServerAddresses><ServerAddress><IpAddress>$$BROKERURL$$</IpAddress><Port>1</Port>"
                        "</ServerAddress></ServerAddresses><BrokerUrlFile>broker.txt</BrokerUrlFile>")
-        program = self.start()
-        program.wait_for(READY)
-        program.type(b"q")
-        self.assertEqual(program.end(), 0)
-        self.assertTrue(program.output.startswith(f"server address: 127.0.0.1:{port}\n".encode()))
+        output = self.run_until_q()
+        self.assertTrue(output.startswith(f"server address: 127.0.0.1:{port}\n".encode()))
 
     def test_goes_on_without_a_missing_start_sequence(self):
         self.configure("<StartSequence>Missing.xml</StartSequence>")
-        program = self.start("127.0.0.1", free_port())
-        program.wait_for(b"Running start sequence: Missing.xml\n")
-        program.type(b"q")
-        self.assertEqual(program.end(), 0)
+        self.run_until_q("127.0.0.1", free_port(), ready=b"Running start sequence: Missing.xml\n")
 
     def test_does_nothing_for_led_and_buttons(self):
         self.configure("<F1Sequence>Demo.xml</F1Sequence><F2Sequence>Demo.xml</F2Sequence>")
-        program = self.start("127.0.0.1", free_port())
-        program.wait_for(READY)
-        program.type(b"q")
-        self.assertEqual(program.end(), 0)
-        self.assertNotIn(b"xception", program.output)
+        output = self.run_until_q("127.0.0.1", free_port())
+        self.assertNotIn(b"xception", output)
 
     def test_needs_no_library_that_a_bare_windows_lacks(self):
         if shutil.which(OBJDUMP) is None:
@@ -295,12 +289,9 @@ class WindowsProgram(InstalledProgram):
     def test_runs_the_example_sequence_and_writes_a_report(self):
         shutil.copytree(EXAMPLES, self.folder / "config", dirs_exist_ok=True)
         shutil.copytree(FLASH_DATA, self.folder / "config" / "data" / "flashdata")
-        program = self.start("127.0.0.1", free_port())
-        program.wait_for(READY)
-        program.type(b"q")
-        self.assertEqual(program.end(), 0)
-        self.assertIn(b"\nRunning start sequence: Demo.xml\n", program.output)
-        self.assertNotIn(b"Exception caught", program.output)
+        output = self.run_until_q("127.0.0.1", free_port())
+        self.assertIn(b"\nRunning start sequence: Demo.xml\n", output)
+        self.assertNotIn(b"Exception caught", output)
         reports = list((self.folder / "config" / "reports").iterdir())
         self.assertEqual(len(reports), 1)
         self.assertIn("WKLDEMO0000000042", reports[0].read_text(encoding="utf-8"))
@@ -339,10 +330,7 @@ class RestApi(InstalledProgram):
         self.assertIn(f"\nREST API server failed to stop listening in {REST_ADDRESS}\n",
                       second.output.decode())
         self.stop(first)
-        with self.assertRaises(subprocess.TimeoutExpired):
-            second.process.wait(1.6)
-        second.process.kill()
-        second.end()
+        self.expect_still_running(second)
 
     def test_can_be_started_again_at_once(self):
         for _ in range(3):
