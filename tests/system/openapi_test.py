@@ -25,6 +25,7 @@ PREFIX = "/kel/v1"
 PROGRAM, EXAMPLES, OPENAPI = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
 EMULATOR = sys.argv[4:5]
 DOCUMENT = yaml.safe_load(OPENAPI.read_text(encoding="utf-8"))
+PROJECT = "Car_DEMO0000000042"
 LARGE_BODY = " " * (1024 * 1024 + 1)
 
 # Method, path as documented, path as sent, body, expected status.
@@ -34,7 +35,7 @@ REQUESTS = [
     ("put", "/tracing", None, '{"tracing":true}', 200),
     ("put", "/tracing", None, "{", 400),
     ("put", "/tracing", None, "[1]", 500),
-    ("get", "/projects/{PROJECTNAME}/otx", "/projects/Car_DEMO0000000042/otx", None, 200),
+    ("get", "/projects/{PROJECTNAME}/otx", f"/projects/{PROJECT}/otx", None, 200),
     ("get", "/projects/{PROJECTNAME}/otx", "/projects/Nowhere/otx", None, 500),
     ("get", "/version", None, None, 200),
     ("get", "/health", None, None, 200),
@@ -59,7 +60,12 @@ NOT_PROVOKED = {
     ("get", "/simulation", 500), ("put", "/sequence/abort", 500),
 }
 # Refused before a route sees them, on each of the routes.
-REFUSED = (400, 413, 414, 501)
+REFUSED = (400, 404, 413, 414, 501)
+STATUS_OK = b'{"status":"OK"}'
+LONGEST_TARGET = 2048
+LONGEST_HEADER_LINE = 8192
+LONGEST_REQUEST_LINE = 32768
+MOST_HEADER_LINES = 100
 
 
 def resolved(node):
@@ -86,12 +92,13 @@ def check_schema(value, schema):
 class Server:
     """The program in a copy of its folder, stopped through its own API."""
 
-    def __init__(self, folder):
+    def __init__(self, folder, keeps_start_sequence=False):
         shutil.copy2(PROGRAM, folder)
         shutil.copytree(EXAMPLES, folder / "config")
-        settings = folder / "config" / "KelServer.xml"
-        settings.write_text(re.sub(r"<StartSequence>[^<]*</StartSequence>", "",
-                                   settings.read_text(encoding="utf-8")), encoding="utf-8")
+        if not keeps_start_sequence:
+            settings = folder / "config" / "KelServer.xml"
+            settings.write_text(re.sub(r"<StartSequence>[^<]*</StartSequence>", "",
+                                       settings.read_text(encoding="utf-8")), encoding="utf-8")
         (folder / "Update").mkdir()
         with zipfile.ZipFile(folder / "Update" / "New.zip", "w") as package:
             package.writestr("entry", "content")
@@ -116,9 +123,9 @@ class Server:
         return self.process.wait()
 
 
-def send(method, path, body, header=""):
+def send(method, path, body, header="", host="localhost"):
     """`header` is a line that may be none that a client should send."""
-    lines = [f"{method.upper()} {PREFIX}{path} HTTP/1.1", "Host: localhost"]
+    lines = [f"{method.upper()} {PREFIX}{path} HTTP/1.1", f"Host: {host}"]
     if header:
         lines.append(header)
     if body is not None:
@@ -158,7 +165,8 @@ class Document(unittest.TestCase):
                       for status in operation["responses"]}
         provoked = {(method, path, status) for method, path, _, _, status in REQUESTS}
         refused = {(method, path, status) for path, operations in PATHS.items()
-                   for method in operations for status in REFUSED}
+                   for method in operations
+                   for status in REFUSED + ((416,) if method == "get" else ())}
         self.assertEqual(documented, provoked | refused | NOT_PROVOKED | {("put", "/stop", 200)})
 
 
@@ -183,21 +191,64 @@ class Replies(unittest.TestCase):
         self.assertEqual(text.decode(), compact.replace("/", "\\/"))
 
     def check_refusals(self, method, path):
-        sent_path = path.replace("{PROJECTNAME}", "P").replace("{BUTTON}", "F1")
+        sent_path = path.replace("{PROJECTNAME}", PROJECT).replace("{BUTTON}", "F1")
         self.check(method, path, sent_path, None, 400, ": no name")
+        self.check(method, path, sent_path + "/", None, 404)
         self.check(method, path, sent_path, LARGE_BODY, 413)
         self.check(method, path, sent_path + "?" + "x" * 2048, None, 414)
         self.check(method, path, sent_path, None, 501, "Transfer-Encoding: gzip")
+        if method == "get":
+            self.assertEqual(send(method, sent_path, None, "Range: bytes=100000-")[0], 416)
 
     def check_packages(self):
         """What the runtime has done with the packages, and what it says of those it refuses."""
         folder = pathlib.Path(self.folder.name)
         staged = folder / "config" / "data" / "staged" / "New.zip"
         self.assertEqual(staged.read_bytes(), (folder / "Update" / "New.zip").read_bytes())
-        for name, cause in (("Missing.zip", "there is no regular file of this name"),
-                            ("../config/KelServer.xml", "it is not inside the update folder")):
-            _, _, text = send("put", "/update", json.dumps([{"patchName": name}]))
-            self.assertIn(cause, json.loads(text)["errorMessage"])
+        _, _, text = send("put", "/update", '[{"patchName":"../config/KelServer.xml"}]')
+        self.assertIn("it is not inside the update folder", json.loads(text)["errorMessage"])
+
+    def check_error_example(self, response, example, reply):
+        """The document's example is what the runtime sends, but for the folder and its spelling."""
+        example = DOCUMENT["components"]["responses"][response]["content"]["application/json"][
+            "examples"][example]["value"]
+        own_path = json.loads(send("get", "/configurations", None)[2])["ownPath"]
+        sent = json.loads(reply[2])
+        self.assertEqual(sent["errorCode"], example["errorCode"])
+        self.assertEqual(sent["errorMessage"].replace(own_path, "/opt/kel_server").replace("\\", "/"),
+                         example["errorMessage"])
+
+    def check_error_examples(self):
+        self.check_error_example("RuntimeFailure", "noProject",
+                                 send("get", "/projects/Nowhere/otx", None))
+        self.check_error_example("RuntimeFailureOrUnhandled", "noPackage",
+                                 send("put", "/update", '[{"patchName":"Missing.zip"}]'))
+
+    def check_limits(self):
+        """What the document's text says of methods and sizes, on both sides of each limit."""
+        def status(*arguments, **more):
+            return send(*arguments, **more)[0]
+        room = LONGEST_TARGET - len(f"{PREFIX}/health?")
+        self.assertEqual(status("get", "/health?" + "x" * room, None), 200)
+        self.assertEqual(status("get", "/health?" + "x" * (room + 1), None), 414)
+        room = LONGEST_HEADER_LINE - len("X: \r\n")
+        self.assertEqual(status("get", "/health", None, "X: " + "x" * room), 200)
+        self.assertEqual(status("get", "/health", None, "X: " + "x" * (room + 1)), 400)
+        lines = ["X: x"] * (MOST_HEADER_LINES - 1)
+        self.assertEqual(status("get", "/health", None, "\r\n".join(lines)), 200)
+        self.assertEqual(status("get", "/health", None, "\r\n".join([*lines, "X: x"])), 400)
+        self.assertEqual(status("put", "/update", "[]" + LARGE_BODY[3:]), 200)
+        with self.assertRaises((http.client.HTTPException, OSError)):
+            send("get", "/health?" + "x" * LONGEST_REQUEST_LINE, None)
+        with self.assertRaises(OSError):
+            socket.create_connection(("::1", PORT), timeout=30)
+        for method, expected in (("head", 200), ("post", 404), ("delete", 404), ("patch", 404),
+                                 ("options", 404), ("put", 404), ("trace", 400), ("no", 400)):
+            self.assertEqual((method, status(method, "/health", None)), (method, expected))
+        self.assertEqual(status("get", "/projects/a%2Fb/otx", None), 404)
+
+    def check_ranges(self):
+        self.assertEqual(send("get", "/health", None, "Range: bytes=0-3")[::2], (200, STATUS_OK))
 
     def test_each_reply_is_as_described_and_the_stop_ends_the_program(self):
         try:
@@ -208,12 +259,25 @@ class Replies(unittest.TestCase):
                 for method in operations:
                     with self.subTest(f"{method} {path}, refused"):
                         self.check_refusals(method, path)
-            self.check_packages()
+            for check in (self.check_packages, self.check_error_examples, self.check_limits,
+                          self.check_ranges):
+                with self.subTest(check.__name__):
+                    check()
         finally:
             began = time.monotonic()
             self.check("put", "/stop", None, None, 200)
             self.assertEqual(self.server.end(), 0)
         self.assertLess(time.monotonic() - began, 30)
+
+
+class StopDuringTheStartSequence(unittest.TestCase):
+    def test_lets_the_sequence_end_first(self):
+        with tempfile.TemporaryDirectory() as name:
+            folder = pathlib.Path(name)
+            server = Server(folder, keeps_start_sequence=True)
+            self.assertEqual(send("put", "/stop", None)[0], 200)
+            self.assertEqual(server.end(), 0)
+            self.assertEqual(len([*(folder / "config" / "reports").rglob("*.html")]), 1)
 
 
 if __name__ == "__main__":
