@@ -7,21 +7,17 @@ usage: openapi_test.py PROGRAM EXAMPLE_CONFIG OPENAPI_FILE [EMULATOR]
 import http.client
 import json
 import pathlib
-import re
-import shutil
 import socket
-import subprocess
 import sys
 import tempfile
 import time
 import unittest
-import zipfile
 
 import jsonschema
 import yaml
 
-PORT = 8011
-PREFIX = "/kel/v1"
+from rest_program import PORT, PREFIX, Server, send
+
 PROGRAM, EXAMPLES, OPENAPI = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
 EMULATOR = sys.argv[4:5]
 DOCUMENT = yaml.safe_load(OPENAPI.read_text(encoding="utf-8"))
@@ -89,54 +85,6 @@ def check_schema(value, schema):
     jsonschema.validate(value, schema, cls=jsonschema.Draft202012Validator)
 
 
-class Server:
-    """The program in a copy of its folder, stopped through its own API."""
-
-    def __init__(self, folder, keeps_start_sequence=False):
-        shutil.copy2(PROGRAM, folder)
-        shutil.copytree(EXAMPLES, folder / "config")
-        if not keeps_start_sequence:
-            settings = folder / "config" / "KelServer.xml"
-            settings.write_text(re.sub(r"<StartSequence>[^<]*</StartSequence>", "",
-                                       settings.read_text(encoding="utf-8")), encoding="utf-8")
-        (folder / "Update").mkdir()
-        with zipfile.ZipFile(folder / "Update" / "New.zip", "w") as package:
-            package.writestr("entry", "content")
-        with socket.socket() as probe:
-            probe.bind(("127.0.0.1", 0))
-            port = probe.getsockname()[1]
-        self.process = subprocess.Popen(
-            [*EMULATOR, folder / PROGRAM.name, "127.0.0.1", str(port), "--REST", "--non_interactive"],
-            cwd=folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
-        for line in self.process.stdout:
-            if line.startswith(b"REST server started"):
-                return
-        raise AssertionError("the server ended early")
-
-    def end(self):
-        self.process.stdout.close()
-        if self.process.poll() is None:
-            try:
-                return self.process.wait(timeout=60)
-            except subprocess.TimeoutExpired:
-                self.process.kill()
-        return self.process.wait()
-
-
-def send(method, path, body, header="", host="localhost"):
-    """`header` is a line that may be none that a client should send."""
-    lines = [f"{method.upper()} {PREFIX}{path} HTTP/1.1", f"Host: {host}"]
-    if header:
-        lines.append(header)
-    if body is not None:
-        lines.append(f"Content-Length: {len(body.encode())}")
-    with socket.create_connection(("localhost", PORT), timeout=30) as connection:
-        connection.sendall(("\r\n".join(lines) + "\r\n\r\n" + (body or "")).encode())
-        reply = http.client.HTTPResponse(connection, method=method.upper())
-        reply.begin()
-        return reply.status, reply.getheader("Content-Type"), reply.read()
-
-
 class Document(unittest.TestCase):
     def test_every_example_fits_its_schema(self):
         checked = 0
@@ -153,6 +101,27 @@ class Document(unittest.TestCase):
     def test_every_schema_is_one(self):
         for schema in DOCUMENT["components"]["schemas"].values():
             jsonschema.Draft202012Validator.check_schema(schema)
+
+    def test_every_member_and_parameter_has_a_type(self):
+        def members(node):
+            if isinstance(node, list):
+                for item in node:
+                    yield from members(item)
+            elif isinstance(node, dict):
+                yield from node.get("properties", {}).items()
+                if "schema" in node:
+                    yield node.get("name", "schema"), node["schema"]
+                for value in node.values():
+                    yield from members(value)
+        found = [*members(PATHS)]
+        self.assertGreater(len(found), 50)
+        self.assertEqual([name for name, schema in found if "type" not in schema], [])
+
+    def test_what_is_sent_fits_its_schema_unless_it_is_refused(self):
+        for method, path, _, body, status in REQUESTS:
+            if body is not None and status == 200:
+                media = PATHS[path][method]["requestBody"]["content"]["application/json"]
+                check_schema(json.loads(body), media["schema"])
 
     def test_the_twelve_routes_are_described(self):
         routes = {(method, path) for path, operations in PATHS.items() for method in operations}
@@ -174,7 +143,7 @@ class Replies(unittest.TestCase):
     def setUp(self):
         self.folder = tempfile.TemporaryDirectory()
         self.addCleanup(self.folder.cleanup)
-        self.server = Server(pathlib.Path(self.folder.name))
+        self.server = Server(pathlib.Path(self.folder.name), PROGRAM, EXAMPLES, EMULATOR)
 
     def check(self, method, path, sent_path, body, expected, header=""):
         status, content_type, text = send(method, sent_path or path, body, header)
@@ -274,7 +243,7 @@ class StopDuringTheStartSequence(unittest.TestCase):
     def test_lets_the_sequence_end_first(self):
         with tempfile.TemporaryDirectory() as name:
             folder = pathlib.Path(name)
-            server = Server(folder, keeps_start_sequence=True)
+            server = Server(folder, PROGRAM, EXAMPLES, EMULATOR, keeps_start_sequence=True)
             self.assertEqual(send("put", "/stop", None)[0], 200)
             self.assertEqual(server.end(), 0)
             self.assertEqual(len([*(folder / "config" / "reports").rglob("*.html")]), 1)
