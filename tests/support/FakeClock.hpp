@@ -1,8 +1,11 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
+#include <limits>
 #include <mutex>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -21,6 +24,9 @@ public:
         std::function<void(Milliseconds)> hook;
         {
             const std::lock_guard lock(mutex);
+            if (sleepLog.size() == sleepLimit) {
+                throw std::runtime_error("a wait did not end: more sleeps than the test allows");
+            }
             current += duration;
             sleepLog.push_back(duration);
             hook = sleepHook;
@@ -48,6 +54,13 @@ public:
         sleepHook = std::move(hook);
     }
 
+    /// Every sleep after this many throws, so that a loop that would wait for ever fails its test.
+    /// For tests in which only the test's own thread sleeps.
+    void limitSleeps(std::size_t count) {
+        const std::lock_guard lock(mutex);
+        sleepLimit = count;
+    }
+
     /// All sleeps so far, in order.
     [[nodiscard]] std::vector<Milliseconds> sleeps() const {
         const std::lock_guard lock(mutex);
@@ -67,6 +80,7 @@ private:
     mutable std::mutex mutex;
     TimePoint current{std::chrono::hours(1)};
     std::vector<Milliseconds> sleepLog;
+    std::size_t sleepLimit = std::numeric_limits<std::size_t>::max();
     std::function<void(Milliseconds)> sleepHook;
 };
 

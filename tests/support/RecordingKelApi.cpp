@@ -1,70 +1,36 @@
 #include "tests/support/RecordingKelApi.hpp"
 
 #include <algorithm>
-#include <iterator>
+#include <stdexcept>
 #include <utility>
 
-#include "platform/TextEncoding.hpp"
+#include "tests/support/CallText.hpp"
 
 namespace Quarlen::Tests {
 
 using namespace Kel_cpp;
-using Platform::toUtf8;
 
 namespace {
 
-std::string joined(const std::vector<std::string>& texts) {
-    std::string all;
-    for (const std::string& text : texts) {
-        all += (all.empty() ? "" : ", ") + text;
+/// What is handed in counts as it is at the moment of the call, whatever the caller does with its
+/// record afterwards.
+template <class Settings>
+std::shared_ptr<Settings> copyOf(const std::shared_ptr<Settings>& settings) {
+    return settings ? std::make_shared<Settings>(*settings) : nullptr;
+}
+
+std::shared_ptr<InterfaceSettings> copyOf(const std::shared_ptr<InterfaceSettings>& settings) {
+    if (!settings) {
+        return nullptr;
     }
-    return all;
-}
-
-template <class List, class ToText>
-std::string joined(const List& list, ToText toText) {
-    std::vector<std::string> texts;
-    std::transform(list.begin(), list.end(), std::back_inserter(texts), toText);
-    return joined(texts);
-}
-
-std::string joined(const std::vector<std::wstring>& texts) {
-    return joined(texts, [](const std::wstring& text) { return toUtf8(text); });
-}
-
-std::string joined(const std::vector<std::uint64_t>& numbers) {
-    return joined(numbers, [](std::uint64_t number) { return std::to_string(number); });
-}
-
-std::string hexBytes(const std::vector<std::uint8_t>& bytes) {
-    static constexpr char digits[] = "0123456789ABCDEF";
-    std::string text;
-    for (const std::uint8_t byte : bytes) {
-        text += ' ';
-        text += digits[byte >> 4U];
-        text += digits[byte & 0x0FU];
+    auto copy = std::make_shared<InterfaceSettings>(*settings);
+    for (auto& group : copy->groups) {
+        group = std::make_shared<InterfaceGroup>(*group);
+        for (auto& entry : group->interfaces) {
+            entry = std::make_shared<InterfaceEntry>(*entry);
+        }
     }
-    return text;
-}
-
-std::string joined(const RecordList<ServiceInput>& inputs) {
-    return joined(inputs, [](const std::shared_ptr<ServiceInput>& input) {
-        return toUtf8(input->serviceName) + hexBytes(input->requestBytes);
-    });
-}
-
-/// ", a, b" or nothing, to follow a first argument.
-std::string rest(const std::string& arguments) {
-    return arguments.empty() ? arguments : ", " + arguments;
-}
-
-template <class Callback>
-void runJob(const std::function<void(Callback&)>& job, Callback& callback) {
-    if (job) {
-        job(callback);
-    } else {
-        callback.report({}, 0, nullptr, true);
-    }
+    return copy;
 }
 
 } // namespace
@@ -105,6 +71,10 @@ void RecordingKelApi::throwIn(const std::string& call, const std::wstring& messa
     during(call, [message, code] { throw KelApiException(message, code); });
 }
 
+void RecordingKelApi::throwOtherIn(const std::string& call, const std::string& message) {
+    during(call, [message] { throw std::runtime_error(message); });
+}
+
 void RecordingKelApi::record(const std::string& operation, const std::string& arguments) {
     const std::string call = operation + '(' + arguments + ')';
     {
@@ -128,10 +98,17 @@ std::vector<RecordingKelApi::Hook> RecordingKelApi::hooksFor(const std::string& 
     return found;
 }
 
-template <class Value>
-void RecordingKelApi::keep(Value& place, Value value) {
-    const std::lock_guard lock(mutex);
-    place = std::move(value);
+template <class Settings>
+void RecordingKelApi::takeOver(std::shared_ptr<Settings>& place, std::shared_ptr<Settings> settings,
+                               const std::string& operation) {
+    const std::shared_ptr<Settings> former = place;
+    keep(place, settings);
+    try {
+        record(operation, settings ? "" : "none");
+    } catch (...) {
+        keep(place, former);
+        throw;
+    }
 }
 
 void RecordingKelApi::initialize() {
@@ -139,17 +116,17 @@ void RecordingKelApi::initialize() {
 }
 
 std::wstring RecordingKelApi::startServer(const std::wstring& address) {
-    record("startServer", toUtf8(address));
+    record("startServer", CallText::text(address));
     return startedAddress ? startedAddress(address) : address;
 }
 
 void RecordingKelApi::stopServer(const std::wstring& address) {
-    record("stopServer", toUtf8(address));
+    record("stopServer", CallText::text(address));
 }
 
 std::shared_ptr<ProjectDetails>
 RecordingKelApi::getProjectDetails(const std::wstring& projectName) {
-    record("getProjectDetails", toUtf8(projectName));
+    record("getProjectDetails", CallText::text(projectName));
     return projectDetails;
 }
 
@@ -160,42 +137,11 @@ void RecordingKelApi::commitServerSettings() {
 void RecordingKelApi::getProjectObjects(RecordList<ProjectObject>& objects,
                                         const std::wstring& kind, const std::wstring& filter,
                                         std::shared_ptr<Record> context, std::uint32_t flags) {
-    record("getProjectObjects", toUtf8(kind) + ", " + toUtf8(filter) + ", " +
+    record("getProjectObjects", CallText::oneOf(kind) + ", " + CallText::oneOf(filter) + ", " +
                                     (context ? "context" : "no context") + ", " +
-                                    std::to_string(flags));
+                                    std::to_string(flags) +
+                                    CallText::whenSet("objects", !objects.empty()));
     objects = projectObjects;
-}
-
-void RecordingKelApi::getFlashInfo(std::shared_ptr<FlashInfo>& info,
-                                   const std::wstring& flashItem) {
-    record("getFlashInfo", toUtf8(flashItem));
-    info = flashInfo;
-}
-
-void RecordingKelApi::getFlashSessions(RecordList<FlashSession>& sessions, const std::wstring& item,
-                                       const std::wstring& target) {
-    record("getFlashSessions", toUtf8(item) + ", " + toUtf8(target));
-    sessions = flashSessions;
-}
-
-KelApi::JobId RecordingKelApi::executeFlashSessions(const std::wstring& flashItem,
-                                                    const std::vector<std::wstring>& sessionNames,
-                                                    std::uint32_t flags,
-                                                    ExecuteFlashSessionsCallback* callback) {
-    record("executeFlashSessions",
-           toUtf8(flashItem) + rest(joined(sessionNames)) + ", " + std::to_string(flags));
-    runJob(flashJob, *callback);
-    return jobId;
-}
-
-KelApi::JobId RecordingKelApi::performQuickTest(std::shared_ptr<QuicktestConfig> config,
-                                                std::shared_ptr<DtcReadConfig> dtcConfig,
-                                                PerformQuickTestCallback* callback) {
-    keep(quicktestConfig, std::move(config));
-    keep(dtcReadConfig, std::move(dtcConfig));
-    record("performQuickTest");
-    runJob(quickTestJob, *callback);
-    return jobId;
 }
 
 void RecordingKelApi::applyInterfaceSettings() {
@@ -214,65 +160,14 @@ void RecordingKelApi::commitProjectPath() {
     record("commitProjectPath");
 }
 
-void RecordingKelApi::executeServiceSync(RecordList<ServiceResult>& results,
-                                         const std::wstring& logicalLink,
-                                         const RecordList<ServiceInput>& inputs) {
-    record("executeServiceSync", toUtf8(logicalLink) + rest(joined(inputs)));
-    results = syncServiceResults;
-}
-
-KelApi::JobId RecordingKelApi::executeService(const std::wstring& target,
-                                              const RecordList<ServiceInput>& inputs,
-                                              ExecuteServiceCallback* callback) {
-    keep(serviceInputs, inputs);
-    record("executeService", toUtf8(target) + rest(joined(inputs)));
-    runJob(serviceJob, *callback);
-    return jobId;
-}
-
-void RecordingKelApi::identifyVehicle(RecordList<IdentifiedTarget>& found, std::uint32_t flags,
-                                      std::shared_ptr<VehicleIdentification>& identification) {
-    record("identifyVehicle", std::to_string(flags));
-    found = identifiedTargets;
-    identification = std::make_shared<VehicleIdentification>();
-}
-
-void RecordingKelApi::cancelJobs(const std::vector<JobId>& jobs) {
-    record("cancelJobs", joined(jobs));
-}
-
 void RecordingKelApi::getDataFolders(RecordList<DataFolder>& folders, std::int32_t kind) {
-    record("getDataFolders", std::to_string(kind));
+    record("getDataFolders", std::to_string(kind) + CallText::whenSet("folders", !folders.empty()));
     folders = dataFolders;
-}
-
-void RecordingKelApi::createVehicleReport(std::wstring& fileName, const std::wstring& reportName,
-                                          std::shared_ptr<DtcReadConfig> dtcConfig,
-                                          const RecordList<QuickTestResult>& results,
-                                          std::shared_ptr<VehicleReportConfig> reportConfig) {
-    keep(reportDtcReadConfig, std::move(dtcConfig));
-    keep(reportResults, results);
-    keep(vehicleReportConfig, std::move(reportConfig));
-    record("createVehicleReport", toUtf8(reportName));
-    fileName = reportFileName;
 }
 
 void RecordingKelApi::setServerHandler(std::shared_ptr<ServerHandler> handler) {
     record("setServerHandler", handler ? "handler" : "none");
     keep(serverHandler, std::move(handler));
-}
-
-std::shared_ptr<UnlockSession>
-RecordingKelApi::openUnlockSession(const std::wstring& name,
-                                   const std::vector<std::wstring>& parameters) {
-    record("openUnlockSession", toUtf8(name) + rest(joined(parameters)));
-    auto session = std::make_shared<UnlockSession>();
-    session->handle = unlockHandle;
-    return session;
-}
-
-void RecordingKelApi::releaseJob(std::uint64_t handle) {
-    record("releaseJob", std::to_string(handle));
 }
 
 std::shared_ptr<DeviceInfo> RecordingKelApi::getDeviceInfo() {
@@ -282,13 +177,13 @@ std::shared_ptr<DeviceInfo> RecordingKelApi::getDeviceInfo() {
 
 void RecordingKelApi::installUpdatePackages(const RecordList<UpdatePackageInfo>& packages) {
     keep(updatePackages, packages);
-    record("installUpdatePackages",
-           joined(packages, [](const auto& package) { return toUtf8(package->packagePath); }));
+    record("installUpdatePackages", CallText::list(packages));
 }
 
 void RecordingKelApi::prepareUpdatePackages(const std::vector<std::wstring>& paths,
                                             RecordList<UpdateDescription>& descriptions) {
-    record("prepareUpdatePackages", joined(paths));
+    record("prepareUpdatePackages",
+           CallText::list(paths) + CallText::whenSet("descriptions", !descriptions.empty()));
     descriptions = updateDescriptions;
 }
 
@@ -301,7 +196,7 @@ void RecordingKelApi::stopSovdServer() {
 }
 
 void RecordingKelApi::getProjects(RecordList<ProjectEntry>& entries) {
-    record("getProjects");
+    record("getProjects", CallText::whenSet("projects", !entries.empty()));
     entries = projects;
 }
 
@@ -316,7 +211,7 @@ std::wstring RecordingKelApi::getSelectedProjectName() {
 }
 
 void RecordingKelApi::selectProject(const std::wstring& projectName) {
-    record("selectProject", toUtf8(projectName));
+    record("selectProject", CallText::text(projectName));
 }
 
 std::shared_ptr<ServerSettings> RecordingKelApi::getServerSettings() {
@@ -325,21 +220,20 @@ std::shared_ptr<ServerSettings> RecordingKelApi::getServerSettings() {
 }
 
 void RecordingKelApi::setServerSettings(std::shared_ptr<ServerSettings> settings) {
-    record("setServerSettings");
-    keep(serverSettings, std::move(settings));
+    takeOver(serverSettings, copyOf(settings), "setServerSettings");
 }
 
 void RecordingKelApi::selectVehicleInformation(const std::wstring& name) {
-    record("selectVehicleInformation", toUtf8(name));
+    record("selectVehicleInformation", CallText::text(name));
 }
 
 void RecordingKelApi::getTargets(RecordList<TargetEntry>& entries) {
-    record("getTargets");
+    record("getTargets", CallText::whenSet("targets", !entries.empty()));
     entries = targets;
 }
 
 void RecordingKelApi::getActiveConnections(RecordList<ActiveConnection>& connections) {
-    record("getActiveConnections");
+    record("getActiveConnections", CallText::whenSet("connections", !connections.empty()));
     connections = activeConnections;
 }
 
@@ -349,8 +243,7 @@ std::shared_ptr<PathSettings> RecordingKelApi::getProjectPath() {
 }
 
 void RecordingKelApi::setProjectPath(std::shared_ptr<PathSettings> settings) {
-    record("setProjectPath");
-    keep(pathSettings, std::move(settings));
+    takeOver(pathSettings, copyOf(settings), "setProjectPath");
 }
 
 std::shared_ptr<InterfaceSettings> RecordingKelApi::getInterfaceSettings() {
@@ -359,14 +252,11 @@ std::shared_ptr<InterfaceSettings> RecordingKelApi::getInterfaceSettings() {
 }
 
 void RecordingKelApi::setInterfaceSettings(std::shared_ptr<InterfaceSettings> settings) {
-    record("setInterfaceSettings");
-    keep(interfaceSettings, std::move(settings));
+    takeOver(interfaceSettings, copyOf(settings), "setInterfaceSettings");
 }
 
 void RecordingKelApi::setTargetFilters(const RecordList<TargetFilter>& filters) {
-    record("setTargetFilters", joined(filters, [](const std::shared_ptr<TargetFilter>& filter) {
-               return toUtf8(filter->name) + (filter->enabled ? "=on" : "=off");
-           }));
+    record("setTargetFilters", CallText::list(filters));
 }
 
 RecordList<ComponentVersion> RecordingKelApi::getComponentVersions() {
@@ -380,7 +270,7 @@ std::shared_ptr<ServerConfiguration> RecordingKelApi::getServerConfiguration() {
 }
 
 void RecordingKelApi::setServerStatus(const std::wstring& status) {
-    record("setServerStatus", toUtf8(status));
+    record("setServerStatus", CallText::text(status));
 }
 
 } // namespace Quarlen::Tests

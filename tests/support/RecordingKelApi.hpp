@@ -5,6 +5,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kel_server_lib/runtime/KelApi.hpp"
@@ -16,8 +17,12 @@ namespace Quarlen::Tests {
 ///
 /// A call's text is the operation's name with its input arguments, for example
 /// "selectProject(P1)", "cancelJobs(7)", "executeService(#OTX, Otx_ReadIdent)" or
-/// "setTargetFilters(ENGINE=on, BRAKES=off)"; texts are UTF-8. Calls, hooks and records may be used
-/// from any thread; set the public members before other threads call.
+/// "setTargetFilters(ENGINE=on, BRAKES=off)"; texts are UTF-8. What would read alike is told apart:
+/// an empty text in a list is `""`, a text with a comma stands in quotation marks, a null pointer
+/// is "no ...", an out argument that was not handed in empty is "... not empty". The records that
+/// were handed in are kept below, together with the callbacks of the launches; a launch without a
+/// callback is refused by an exception. Calls, hooks and records may be used from any thread; set
+/// the public members before other threads call.
 class RecordingKelApi : public Kel_cpp::KelApi {
 public:
     using Hook = std::function<void()>;
@@ -32,6 +37,8 @@ public:
     /// text ("selectProject(P1)"), after it was written down. What the hook throws the call throws.
     void during(const std::string& call, Hook hook);
     void throwIn(const std::string& call, const std::wstring& message, std::int32_t code);
+    /// As `throwIn`, with an exception that is not the facade's own: a `std::runtime_error`.
+    void throwOtherIn(const std::string& call, const std::string& message);
 
     // What the operations hand out.
     Kel_cpp::RecordList<Kel_cpp::ActiveConnection> activeConnections;
@@ -73,6 +80,9 @@ public:
     std::function<void(ExecuteServiceCallback&)> serviceJob;
 
     // What was handed in last.
+    ExecuteFlashSessionsCallback* flashCallback = nullptr;
+    PerformQuickTestCallback* quickTestCallback = nullptr;
+    ExecuteServiceCallback* serviceCallback = nullptr;
     std::shared_ptr<Kel_cpp::ServerHandler> serverHandler;
     std::shared_ptr<Kel_cpp::QuicktestConfig> quicktestConfig;
     std::shared_ptr<Kel_cpp::DtcReadConfig> dtcReadConfig;
@@ -156,8 +166,16 @@ private:
     void record(const std::string& operation, const std::string& arguments = {});
     [[nodiscard]] std::vector<Hook> hooksFor(const std::string& operation,
                                              const std::string& call) const;
+
     template <class Value>
-    void keep(Value& place, Value value);
+    void keep(Value& place, Value value) {
+        const std::lock_guard lock(mutex);
+        place = std::move(value);
+    }
+    /// The settings of a write, which hooks see already; a call that throws puts the former back.
+    template <class Settings>
+    void takeOver(std::shared_ptr<Settings>& place, std::shared_ptr<Settings> settings,
+                  const std::string& operation);
 
     mutable std::mutex mutex;
     std::vector<std::string> recorded;
