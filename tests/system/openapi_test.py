@@ -56,7 +56,7 @@ NOT_PROVOKED = {
     ("get", "/simulation", 500), ("put", "/sequence/abort", 500),
 }
 # Refused before a route sees them, on each of the routes.
-REFUSED = (400, 404, 413, 414, 501)
+REFUSED = (400, 403, 404, 413, 414, 501)
 STATUS_OK = b'{"status":"OK"}'
 LONGEST_TARGET = 2048
 LONGEST_HEADER_LINE = 8192
