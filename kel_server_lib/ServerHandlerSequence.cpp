@@ -1,10 +1,8 @@
 #include "kel_server_lib/ServerHandlerSequence.hpp"
 
 #include <chrono>
-#include <system_error>
 #include <utility>
 
-#include "kel_server_lib/devices/ButtonWorker.hpp"
 #include "kel_server_lib/sequence/SequenceRun.hpp"
 #include "kel_server_lib/sequence/SequenceTrace.hpp"
 #include "std_util/TraceHelper.hpp"
@@ -16,25 +14,10 @@ using StdUtil::TraceHelper::InfoTrace;
 namespace {
 
 constexpr std::chrono::milliseconds pollInterval{10};
-constexpr int f1Button = 1;
-constexpr int f2Button = 2;
-
 bool hasActiveConnections(Kel_cpp::KelApi& api) {
     Kel_cpp::RecordList<Kel_cpp::ActiveConnection> connections;
     api.getActiveConnections(connections);
     return !connections.empty();
-}
-
-void traceWaitForThread(const wchar_t* buttonName) {
-    InfoTrace(sequenceTraceSource, __LINE__, L"-> wait to stop %s thread", buttonName);
-}
-
-/// A thread that waited for its own end would wait for ever.
-void refuseOnThreadOf(const ButtonSlot& slot, const wchar_t* buttonName) {
-    if (slot.worker.load() == std::this_thread::get_id()) {
-        traceWaitForThread(buttonName);
-        throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur));
-    }
 }
 
 } // namespace
@@ -157,92 +140,35 @@ void ServerHandlerSequence::restartScriptThreads(const std::wstring& f1Name,
     }
 }
 
-std::wstring ServerHandlerSequence::boundScript(const ButtonSlot& slot) {
-    const auto lock = lockSlots();
-    return slot.scriptName;
-}
-
-void ServerHandlerSequence::unbindScript(ButtonSlot& slot) {
-    const auto lock = lockSlots();
-    // A thread that somebody started meanwhile keeps the script it was started with.
-    if (!slot.thread) {
-        slot.scriptName.clear();
+/// From where on stops count for a run. The end of a run within a run gives the outer one its own
+/// mark back, so that it still sees a stop that the inner one has lowered.
+class ServerHandlerSequence::StopMark {
+public:
+    explicit StopMark(ServerHandlerSequence& handler)
+        : handler(handler), ofOuterRun(handler.stopCountAtRunStart) {
+        handler.stopCountAtRunStart = handler.stopCount.load();
+        ++handler.runDepth;
     }
-}
-
-std::unique_lock<std::mutex> ServerHandlerSequence::lockSlots() {
-    refuseOnThreadOf(f1, L"F1");
-    refuseOnThreadOf(f2, L"F2");
-    return std::unique_lock(slotMutex);
-}
-
-void ServerHandlerSequence::startF1ScriptThread(const std::wstring& name, Api api) {
-    InfoTrace(sequenceTraceSource, __LINE__, L"-> start F1 script thread");
-    startScriptThread(f1, f1Button, name, std::move(api));
-}
-
-void ServerHandlerSequence::startF2ScriptThread(const std::wstring& name, Api api) {
-    InfoTrace(sequenceTraceSource, __LINE__, L"-> start F2 script thread");
-    startScriptThread(f2, f2Button, name, std::move(api));
-}
-
-void ServerHandlerSequence::startScriptThread(ButtonSlot& slot, int button,
-                                              const std::wstring& name, Api api) {
-    const auto lock = lockSlots();
-    if (slot.thread) {
-        joinScriptThread(slot);
-        clearSlot(slot);
+    StopMark(const StopMark&) = delete;
+    StopMark& operator=(const StopMark&) = delete;
+    ~StopMark() {
+        if (--handler.runDepth > 0) {
+            handler.stopCountAtRunStart = ofOuterRun;
+        }
     }
-    slot.scriptName = name;
-    slot.api = std::move(api);
-    slot.ended = false;
-    slot.thread = std::make_unique<std::thread>([this, &slot, button] {
-        slot.worker = std::this_thread::get_id();
-        buttonWorker(*this, button);
-        slot.worker = std::thread::id();
-        slot.ended = true;
-    });
-}
 
-void ServerHandlerSequence::stopScriptThreads() {
-    raiseStop();
-    const auto lock = lockSlots();
-    stopScriptThread(f1, L"F1");
-    stopScriptThread(f2, L"F2");
-    raiseStop();
-}
+private:
+    ServerHandlerSequence& handler;
+    std::uint64_t ofOuterRun;
+};
 
-void ServerHandlerSequence::stopScriptThread(ButtonSlot& slot, const wchar_t* buttonName) {
-    if (!slot.thread) {
+void ServerHandlerSequence::runSequence(const std::wstring& name, Api api,
+                                        const std::stop_token& giveUp) {
+    if (!semaphore.lockOrGiveUp(giveUp)) {
         return;
     }
-    traceWaitForThread(buttonName);
-    joinScriptThread(slot);
-    InfoTrace(sequenceTraceSource, __LINE__, L"-> start stop %s thread", buttonName);
-    clearSlot(slot);
-}
-
-void ServerHandlerSequence::clearSlot(ButtonSlot& slot) {
-    slot.thread.reset();
-    slot.api.reset();
-    slot.samples.clear();
-}
-
-// A sequence run that the thread ends with lowers the stop, so that the thread would go on
-// watching its sensor if the stop were raised only once.
-void ServerHandlerSequence::joinScriptThread(ButtonSlot& slot) {
-    while (!slot.ended) {
-        raiseStop();
-        environment.clock.sleepFor(pollInterval);
-    }
-    if (slot.thread->joinable()) {
-        slot.thread->join();
-    }
-}
-
-void ServerHandlerSequence::runSequence(const std::wstring& name, Api api) {
-    const std::lock_guard runLock(semaphore);
-    stopCountAtRunStart = stopCount.load();
+    const std::lock_guard runLock(semaphore, std::adopt_lock);
+    const StopMark mark(*this);
     SequenceRun(*this, name, std::move(api)).run();
 }
 

@@ -5,6 +5,7 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <stop_token>
 #include <string>
 #include <thread>
 
@@ -25,6 +26,8 @@ struct ButtonSlot {
     std::shared_ptr<Kel_cpp::KelApi> api;
     std::deque<std::int32_t> samples;
     std::atomic<bool> busy{false};
+    /// Tells the thread for good that it is to end, whatever becomes of the stop flag meanwhile.
+    std::stop_source endRequest;
     /// Set by the thread as its last act.
     std::atomic<bool> ended{true};
     /// The thread's identity, from its first act to its last but one.
@@ -72,8 +75,13 @@ public:
     /// Returns when both threads have ended; the stop stays raised. Throws `std::system_error`
     /// (`resource_deadlock_would_occur`) when called on one of them.
     void stopScriptThreads();
-    /// Runs a script to its end on the caller's thread, one run at a time.
-    void runSequence(const std::wstring& name, Api api);
+    /// Runs a script to its end on the caller's thread, one run at a time: whoever comes second
+    /// waits, and runs nothing when `giveUp` is requested during that wait. A run may begin
+    /// another one on its own thread.
+    void runSequence(const std::wstring& name, Api api, const std::stop_token& giveUp = {});
+    /// Makes a button busy unless one of the two is already, in one step between their threads.
+    /// Returns whether it did.
+    bool makeBusy(ButtonSlot& own);
 
     /// Returns whether a stop was raised already.
     bool raiseStop();
@@ -115,13 +123,18 @@ private:
     void stopScriptThread(ButtonSlot& slot, const wchar_t* buttonName);
     void joinScriptThread(ButtonSlot& slot);
     static void clearSlot(ButtonSlot& slot);
+    class StopMark;
     /// Throws on a button thread: whoever holds the lock may be waiting for that thread's end.
     [[nodiscard]] std::unique_lock<std::mutex> lockSlots();
 
     /// Guards the slots' threads and bindings. Never held by a button thread.
     std::mutex slotMutex;
+    /// Held while a button looks at both `busy` flags and sets its own.
+    std::mutex busyMutex;
     std::atomic<std::uint64_t> stopCount{0};
     std::atomic<std::uint64_t> stopCountAtRunStart{0};
+    /// Runs begun and not ended, each within the one before. Guarded by the run lock.
+    std::uint32_t runDepth = 0;
 };
 
 } // namespace Quarlen

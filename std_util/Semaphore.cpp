@@ -12,15 +12,47 @@ Semaphore::Semaphore(const wchar_t* name, bool shared, std::int32_t mode, bool i
 }
 
 void Semaphore::lock() {
-    criticalSection.lock();
+    std::unique_lock guard(mutex);
+    freed.wait(guard, [this] { return isFreeForCaller(); });
+    take();
 }
 
 bool Semaphore::try_lock() {
-    return criticalSection.try_lock();
+    const std::lock_guard guard(mutex);
+    if (!isFreeForCaller()) {
+        return false;
+    }
+    take();
+    return true;
+}
+
+bool Semaphore::lockOrGiveUp(const std::stop_token& giveUp) {
+    std::unique_lock guard(mutex);
+    if (!isFreeForCaller()) {
+        freed.wait(guard, giveUp, [this] { return isFreeForCaller(); });
+        if (giveUp.stop_requested()) {
+            return false;
+        }
+    }
+    take();
+    return true;
 }
 
 void Semaphore::unlock() {
-    criticalSection.unlock();
+    const std::lock_guard guard(mutex);
+    if (--depth == 0) {
+        // All are woken: one that gives up just now must not be the only one that was told.
+        freed.notify_all();
+    }
+}
+
+bool Semaphore::isFreeForCaller() const {
+    return depth == 0 || owner == std::this_thread::get_id();
+}
+
+void Semaphore::take() {
+    owner = std::this_thread::get_id();
+    ++depth;
 }
 
 } // namespace StdUtil

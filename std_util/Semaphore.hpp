@@ -1,12 +1,16 @@
 #pragma once
 
+#include <condition_variable>
 #include <cstdint>
 #include <mutex>
+#include <stop_token>
+#include <thread>
 
 namespace StdUtil {
 
 /// As far as this program uses it: an unnamed semaphore whose internal critical section serves as
-/// a lock (Lockable, so it works with `std::lock_guard`).
+/// a lock (Lockable, so it works with `std::lock_guard`). The thread that holds it may take it
+/// again, and it is free once that thread has unlocked it as often.
 class Semaphore {
 public:
     /// Only the unnamed form exists here; a name, `shared` or another mode throws
@@ -17,9 +21,19 @@ public:
     void lock();
     bool try_lock();
     void unlock();
+    /// Like `lock`, but a wait ends with false, without the lock, once `giveUp` is requested. Who
+    /// does not have to wait gets the lock in any case.
+    [[nodiscard]] bool lockOrGiveUp(const std::stop_token& giveUp);
 
 private:
-    std::mutex criticalSection;
+    [[nodiscard]] bool isFreeForCaller() const;
+    void take();
+
+    /// Guards the owner and the depth; held for moments only.
+    std::mutex mutex;
+    std::condition_variable_any freed;
+    std::thread::id owner;
+    std::uint32_t depth = 0;
 };
 
 } // namespace StdUtil

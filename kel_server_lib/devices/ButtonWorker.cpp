@@ -22,14 +22,15 @@ public:
         : handler(handler), own(own), other(other), baseline(own.samples) {}
 
     void take(std::int32_t reading) {
-        const ProximityDecision decision = baseline.take(reading, {own.busy, other.busy});
-        if (decision.colour) {
+        const ProximityDecision decision = baseline.take(reading);
+        if (decision.colour && !other.busy) {
             show(*decision.colour);
         }
         if (decision.released) {
             own.busy = false;
         }
-        if (decision.start) {
+        // The other button may have become busy while the colour was written.
+        if (decision.pressed && handler.makeBusy(own)) {
             runBoundSequence();
         }
     }
@@ -37,15 +38,12 @@ public:
 private:
     /// The button stays busy until the hand has gone.
     void runBoundSequence() {
-        own.busy = true;
         show(LedColours::running);
-        handler.runSequence(own.scriptName, own.api);
+        handler.runSequence(own.scriptName, own.api, own.endRequest.get_token());
         baseline.restart();
     }
 
-    void show(const LedColour& colour) const {
-        setLed(handler.environment.devices.ledPrefix, colour);
-    }
+    void show(const LedColour& colour) const { handler.environment.showColour(colour); }
 
     ServerHandlerSequence& handler;
     ButtonSlot& own;
@@ -62,8 +60,9 @@ void buttonWorker(ServerHandlerSequence& handler, int button) {
     if (!sensor.readLine()) {
         return;
     }
-    Button watched(handler, isF1 ? handler.f1 : handler.f2, isF1 ? handler.f2 : handler.f1);
-    while (!handler.stopRequested) {
+    ButtonSlot& own = isF1 ? handler.f1 : handler.f2;
+    Button watched(handler, own, isF1 ? handler.f2 : handler.f1);
+    while (!handler.stopRequested && !own.endRequest.stop_requested()) {
         if (const auto line = sensor.readLine()) {
             watched.take(sensorReading(*line));
         }

@@ -8,12 +8,12 @@ namespace Quarlen {
 ProximityBaseline::ProximityBaseline(std::deque<std::int32_t>& samples)
     : samples(samples), sum(std::accumulate(samples.begin(), samples.end(), std::int64_t{0})) {}
 
-ProximityDecision ProximityBaseline::take(std::int32_t reading, const ButtonsBusy& busy) {
+ProximityDecision ProximityBaseline::take(std::int32_t reading) {
     if (samples.size() < length) {
         fill(reading);
         return {};
     }
-    return isNear(reading) ? takeNear(busy) : takeFar(reading, busy);
+    return isNear(reading) ? takeNear() : takeFar(reading);
 }
 
 void ProximityBaseline::restart() {
@@ -31,9 +31,9 @@ void ProximityBaseline::fill(std::int32_t reading) {
     sum += reading;
 }
 
-ProximityDecision ProximityBaseline::takeFar(std::int32_t reading, const ButtonsBusy& busy) {
+ProximityDecision ProximityBaseline::takeFar(std::int32_t reading) {
     ProximityDecision decision;
-    if (nearCount != 0 && !busy.other) {
+    if (nearCount != 0) {
         decision.colour = LedColours::allOn;
     }
     sum -= samples.front();
@@ -44,16 +44,14 @@ ProximityDecision ProximityBaseline::takeFar(std::int32_t reading, const Buttons
     return decision;
 }
 
-ProximityDecision ProximityBaseline::takeNear(const ButtonsBusy& busy) {
+ProximityDecision ProximityBaseline::takeNear() {
     ProximityDecision decision;
     // Something left lying on the sensor for years must not wrap the count round.
     if (nearCount < std::numeric_limits<std::uint32_t>::max()) {
         ++nearCount;
     }
-    if (!busy.other) {
-        decision.colour = LedColours::handNear;
-    }
-    decision.start = nearCount > longestTouch && !busy.own && !busy.other;
+    decision.colour = LedColours::handNear;
+    decision.pressed = nearCount > longestTouch;
     return decision;
 }
 

@@ -9,18 +9,12 @@
 
 namespace Quarlen {
 
-/// Which of the two buttons runs its sequence, or has run it while the hand is still there.
-struct ButtonsBusy {
-    bool own = false;
-    bool other = false;
-};
-
 /// What one reading of a proximity sensor asks for.
 struct ProximityDecision {
-    /// The colour to show, none to leave the LED as it is.
+    /// The colour to show unless the other button is busy, none to leave the LED as it is.
     std::optional<LedColour> colour;
-    /// The hand has been held long enough: run the button's sequence.
-    bool start = false;
+    /// The hand has been held long enough: run the button's sequence unless a button is busy.
+    bool pressed = false;
     /// No hand is there: the button is not busy any more.
     bool released = false;
 
@@ -40,7 +34,7 @@ public:
     /// `samples` is the button's own list and must remain live; it may hold readings already.
     explicit ProximityBaseline(std::deque<std::int32_t>& samples);
 
-    ProximityDecision take(std::int32_t reading, const ButtonsBusy& busy);
+    ProximityDecision take(std::int32_t reading);
 
     /// After a run: the next readings form a new background, hand or not.
     void restart();
@@ -48,8 +42,8 @@ public:
 private:
     [[nodiscard]] bool isNear(std::int32_t reading) const;
     void fill(std::int32_t reading);
-    ProximityDecision takeFar(std::int32_t reading, const ButtonsBusy& busy);
-    ProximityDecision takeNear(const ButtonsBusy& busy);
+    ProximityDecision takeFar(std::int32_t reading);
+    ProximityDecision takeNear();
 
     std::deque<std::int32_t>& samples;
     /// Of the samples; wider than they are, so that no reading can overflow it.

@@ -87,14 +87,17 @@ bool runAction(ServerHandlerSequence& handler, const Api& api, const Config::Con
 
 } // namespace
 
-bool walkActions(ServerHandlerSequence& handler, const Api& api,
-                 const Config::CfxKelServerScript& script) {
-    bool success = true;
+WalkResult walkActions(ServerHandlerSequence& handler, const Api& api,
+                       const Config::CfxKelServerScript& script) {
+    WalkResult result;
     const std::uint64_t count = script.actionCount();
-    for (std::uint64_t index = 0; index < count && success && !handler.stopRaised(); ++index) {
-        success = runAction(handler, api, script.action(index));
+    for (std::uint64_t index = 0; index < count && result.success && !result.stopped; ++index) {
+        result.stopped = handler.stopRaised();
+        if (!result.stopped) {
+            result.success = runAction(handler, api, script.action(index));
+        }
     }
-    return success;
+    return result;
 }
 
 } // namespace Quarlen

@@ -5,9 +5,16 @@
 
 namespace Quarlen {
 
+struct WalkResult {
+    /// False when an action has failed.
+    bool success = true;
+    /// A stop kept an action from being begun. Whoever raised it may have lowered it again since.
+    bool stopped = false;
+};
+
 /// Carries out a script's actions in their order, up to the first that fails or until a stop is
-/// raised. False when one has failed.
-bool walkActions(ServerHandlerSequence& handler, const ServerHandlerSequence::Api& api,
-                 const Config::CfxKelServerScript& script);
+/// raised.
+WalkResult walkActions(ServerHandlerSequence& handler, const ServerHandlerSequence::Api& api,
+                       const Config::CfxKelServerScript& script);
 
 } // namespace Quarlen

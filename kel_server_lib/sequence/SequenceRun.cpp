@@ -4,8 +4,6 @@
 
 #include "config/ConfigBase.hpp"
 #include "config/ScriptObjects.hpp"
-#include "kel_server_lib/devices/StatusLed.hpp"
-#include "kel_server_lib/sequence/ActionWalk.hpp"
 #include "kel_server_lib/sequence/ScriptFile.hpp"
 #include "kel_server_lib/sequence/SequenceTrace.hpp"
 #include "platform/TextEncoding.hpp"
@@ -17,8 +15,8 @@ using StdUtil::TraceHelper::ErrorTrace;
 using StdUtil::TraceHelper::InfoTrace;
 
 SequenceRun::SequenceRun(ServerHandlerSequence& handler, std::wstring name,
-                         ServerHandlerSequence::Api api)
-    : handler(handler), name(std::move(name)), api(std::move(api)) {}
+                         ServerHandlerSequence::Api api, Walk walk)
+    : handler(handler), name(std::move(name)), api(std::move(api)), walk(std::move(walk)) {}
 
 void SequenceRun::run() {
     InfoTrace(sequenceTraceSource, __LINE__, L"-> Running sequence: %s", name.c_str());
@@ -28,7 +26,7 @@ void SequenceRun::run() {
         reportMissing(script.path);
         return;
     }
-    setLed(handler.environment.devices.ledPrefix, LedColours::running);
+    handler.environment.showColour(LedColours::running);
     end(runScript(script.path));
 }
 
@@ -47,11 +45,12 @@ SequenceRun::Outcome SequenceRun::runScript(const StdUtil::PathString& path) con
     if (script == nullptr) {
         return {};
     }
-    return {walkActions(handler, api, *script), script->resultLed};
+    return {walk(handler, api, *script), script->resultLed};
 }
 
 void SequenceRun::end(const Outcome& outcome) const {
-    if (handler.stopRaised()) {
+    // A walk that was stopped stays so, even where the stop has been lowered since.
+    if (outcome.result.stopped || handler.stopRaised()) {
         endStoppedRun();
     }
     showResult(outcome);
@@ -69,11 +68,10 @@ void SequenceRun::endStoppedRun() const {
 }
 
 void SequenceRun::showResult(const Outcome& outcome) const {
-    const std::string& prefix = handler.environment.devices.ledPrefix;
-    if (!outcome.success) {
-        setLed(prefix, LedColours::failed);
+    if (!outcome.result.success) {
+        handler.environment.showColour(LedColours::failed);
     } else if (outcome.resultLed) {
-        setLed(prefix, LedColours::succeeded);
+        handler.environment.showColour(LedColours::succeeded);
     }
 }
 

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "kel_server_lib/ServerHandlerSequence.hpp"
+#include "kel_server_lib/sequence/ActionWalk.hpp"
 #include "std_util/PathString.hpp"
 
 namespace Quarlen {
@@ -10,7 +12,12 @@ namespace Quarlen {
 /// One run of a script. The handler's run lock must be held for as long as it lives.
 class SequenceRun {
 public:
-    SequenceRun(ServerHandlerSequence& handler, std::wstring name, ServerHandlerSequence::Api api);
+    using Walk =
+        std::function<WalkResult(ServerHandlerSequence& handler, const ServerHandlerSequence::Api&,
+                                 const Config::CfxKelServerScript&)>;
+
+    SequenceRun(ServerHandlerSequence& handler, std::wstring name, ServerHandlerSequence::Api api,
+                Walk walk = walkActions);
 
     /// Status and LED tell how it went. A script that is not there only leaves a message; one that
     /// cannot be loaded or has no actions ends like a successful one.
@@ -18,7 +25,7 @@ public:
 
 private:
     struct Outcome {
-        bool success = true;
+        WalkResult result;
         bool resultLed = true;
     };
 
@@ -31,6 +38,7 @@ private:
     ServerHandlerSequence& handler;
     std::wstring name;
     ServerHandlerSequence::Api api;
+    Walk walk;
 };
 
 } // namespace Quarlen

@@ -7,7 +7,10 @@
 
 namespace Quarlen::Tests {
 
+using namespace std::chrono_literals;
+using testing::Contains;
 using testing::ElementsAre;
+using testing::Not;
 
 /// Runs, cancels, aborts and changes on threads of their own, as in the real program.
 class ConcurrentRuns : public SequenceFixture {
@@ -21,7 +24,7 @@ protected:
     /// of its own; other jobs end at once.
     void letTheFirstJobLastUntilItIsCancelled() {
         api->serviceJob = [this](Kel_cpp::KelApi::ExecuteServiceCallback& callback) {
-            if (api->count("executeService(#OTX, Two)") == 0) {
+            if (api->callsOf({"executeService"}).size() == 1) {
                 outstanding = &callback;
             } else {
                 callback.report({}, 0, nullptr, true);
@@ -37,6 +40,13 @@ protected:
 
     void waitForTheFirstJob() const {
         while (handler.currentJobId == 0) {
+            std::this_thread::yield();
+        }
+    }
+
+    /// Gives the other threads time to get to where they wait.
+    static void letOthersRun() {
+        for (int turn = 0; turn < 1000; ++turn) {
             std::this_thread::yield();
         }
     }
@@ -157,6 +167,128 @@ TEST_F(ConcurrentRuns, DestructionWaitsForTheRunOfAButton) {
     EXPECT_EQ(api->calls().back(), "setServerStatus(Idle)");
 }
 
+TEST_F(ConcurrentRuns, ARunThatWaitsDoesNotMakeTheRunningOneForgetItsStop) {
+    std::jthread second;
+    api->during("executeService(#OTX, One)", [&] {
+        handler.raiseStop();
+        handler.lowerStop();
+        api->during("executeService(#OTX, One)", nullptr);
+        std::latch calls(1);
+        second = std::jthread([&] {
+            calls.count_down();
+            handler.runSequence(L"Gone.xml", api);
+        });
+        calls.wait();
+        letOthersRun();
+    });
+
+    handler.runSequence(L"A.xml", api);
+    second.join();
+
+    EXPECT_EQ(api->count("selectProject()"), 1U);
+    EXPECT_EQ(api->count("executeService(#OTX, Two)"), 0U);
+}
+
+TEST_F(ConcurrentRuns, AStopThatIsLoweredWhileARunWaitsDoesNotCountForIt) {
+    std::latch calls(1);
+    handler.semaphore.lock();
+    std::jthread run([&] {
+        calls.count_down();
+        handler.runSequence(L"A.xml", api);
+    });
+    calls.wait();
+    letOthersRun();
+    handler.raiseStop();
+    handler.lowerStop();
+
+    handler.semaphore.unlock();
+
+    run.join();
+    EXPECT_EQ(api->count("executeService(#OTX, Two)"), 1U);
+    EXPECT_EQ(api->count("selectProject()"), 0U);
+}
+
+/// A hand over F1 starts B.xml while a client's run of A.xml is at its job, which only a cancel
+/// ends.
+class ButtonBehindARun : public ConcurrentRuns {
+protected:
+    ButtonBehindARun() {
+        writeScript("B.xml", R"(<ExecuteAction command="Three"/>)");
+        letTheFirstJobLastUntilItIsCancelled();
+        clientRun = std::jthread([this] { handler.runSequence(L"A.xml", api); });
+        waitForTheFirstJob();
+        duringLed([this](const std::string& colour) {
+            pressed = pressed || (handler.f1.busy && colour == "0 0 255");
+        });
+        holdHandOverF1Sensor();
+        handler.startF1ScriptThread(L"B.xml", api);
+        while (!pressed) {
+            std::this_thread::yield();
+        }
+    }
+
+    TraceCapture traces;
+    std::atomic<bool> pressed{false};
+    std::jthread clientRun;
+};
+
+TEST_F(ButtonBehindARun, GivesUpWhenACancelStopsItWithoutTouchingAnything) {
+    bool handled = false;
+
+    handler.cancelSequence(api, nullptr, handled);
+
+    clientRun.join();
+    EXPECT_EQ(api->count("cancelJobs(7)"), 1U);
+    EXPECT_EQ(api->count("setServerStatus(Running sequence: B.xml)"), 0U);
+    EXPECT_THAT(traces.texts(), Not(Contains(L"-> Running sequence: B.xml")));
+    EXPECT_EQ(shownColours().back(), "0 255 0");
+    EXPECT_EQ(api->count("executeService(#OTX, Two)"), 0U);
+}
+
+TEST_F(ButtonBehindARun, GivesUpAlsoWhenTheStopIsLoweredAtOnce) {
+    clock.onSleep([this](auto duration) {
+        if (duration == 10ms) {
+            handler.lowerStop();
+        }
+        std::this_thread::yield();
+    });
+
+    handler.stopScriptThreads();
+
+    EXPECT_FALSE(handler.f1.thread);
+    EXPECT_EQ(api->count("setServerStatus(Running sequence: B.xml)"), 0U);
+    handler.abortSequence(api);
+}
+
+TEST_F(ButtonBehindARun, GivesUpWhenTheButtonIsChanged) {
+    handler.changeF1Sequence(L"C.xml", api);
+
+    EXPECT_EQ(api->count("setServerStatus(Running sequence: B.xml)"), 0U);
+    EXPECT_EQ(handler.f1.scriptName, L"C.xml");
+}
+
+TEST_F(ButtonBehindARun, RunsAfterItWhenNobodyStopsIt) {
+    handler.abortSequence(api);
+    clientRun.join();
+    while (api->count("executeService(#OTX, Three)") == 0) {
+        std::this_thread::yield();
+    }
+
+    handler.stopScriptThreads();
+
+    EXPECT_EQ(api->count("executeService(#OTX, Two)"), 1U);
+}
+
+TEST_F(ButtonBehindARun, DoesNotKeepAnotherClientFromRunningAfterwards) {
+    std::jthread second([this] { handler.runSequence(L"B.xml", api); });
+    bool handled = false;
+    handler.cancelSequence(api, nullptr, handled);
+    second.join();
+    clientRun.join();
+
+    EXPECT_EQ(api->count("setServerStatus(Running sequence: B.xml)"), 1U);
+}
+
 TEST_F(ConcurrentRuns, ChangeOfAButtonDuringARunCancelsTheRun) {
     letTheFirstJobLastUntilItIsCancelled();
     std::jthread run([this] { handler.runSequence(L"A.xml", api); });
@@ -202,8 +334,7 @@ TEST_F(ConcurrentRuns, AFailureReleasesTheRunLock) {
     EXPECT_THROW(handler.runSequence(L"A.xml", api), Kel_cpp::KelApiException);
 
     EXPECT_EQ(api.use_count(), 1);
-    ASSERT_TRUE(handler.semaphore.try_lock());
-    handler.semaphore.unlock();
+    EXPECT_TRUE(runLockIsFree());
 }
 
 } // namespace Quarlen::Tests

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <mutex>
 #include <thread>
 
 namespace Quarlen::Tests {
@@ -21,10 +22,12 @@ SequenceEnvironment SequenceFixture::environment() {
     const DevicePaths devices{.ledPrefix = (folder.path() / "leds/2.").string(),
                               .f1Sensor = (folder.path() / "f1").string(),
                               .f2Sensor = (folder.path() / "f2").string()};
-    return {.clock = clock,
-            .console = console,
-            .devices = devices,
-            .configPath = StdUtil::PathString(folder.path() / "config")};
+    return {
+        .clock = clock,
+        .console = console,
+        .devices = devices,
+        .configPath = StdUtil::PathString(folder.path() / "config"),
+        .writeLed = [this](const auto& prefix, const auto& colour) { writeLed(prefix, colour); }};
 }
 
 void SequenceFixture::writeScript(const std::string& name, const std::string& actions,
@@ -49,6 +52,35 @@ void SequenceFixture::holdHandOverF1Sensor() {
         }
         std::this_thread::yield();
     });
+}
+
+void SequenceFixture::writeLed(const std::string& prefix, const LedColour& colour) {
+    const std::string text = std::to_string(colour.red) + ' ' + std::to_string(colour.green) + ' ' +
+                             std::to_string(colour.blue);
+    if (ledHook) {
+        ledHook(text);
+    }
+    {
+        const std::lock_guard lock(ledMutex);
+        ledLog.push_back(text);
+    }
+    setLed(prefix, colour);
+}
+
+SequenceFixture::Calls SequenceFixture::shownColours() const {
+    const std::lock_guard lock(ledMutex);
+    return ledLog;
+}
+
+bool SequenceFixture::runLockIsFree() {
+    bool free = false;
+    std::jthread([&] {
+        free = handler.semaphore.try_lock();
+        if (free) {
+            handler.semaphore.unlock();
+        }
+    }).join();
+    return free;
 }
 
 std::string SequenceFixture::ledColour() const {

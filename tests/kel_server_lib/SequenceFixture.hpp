@@ -1,6 +1,8 @@
 #pragma once
 
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -36,6 +38,12 @@ protected:
     [[nodiscard]] Calls statuses() const { return api->callsOf({"setServerStatus"}); }
     /// The three intensities, for example "0 0 255"; "- - -" as long as none was written.
     [[nodiscard]] std::string ledColour() const;
+    /// Every colour written so far, in order.
+    [[nodiscard]] Calls shownColours() const;
+    /// Calls `hook` in each write of the LED, before the files change, with the colour's text.
+    void duringLed(std::function<void(const std::string&)> hook) { ledHook = std::move(hook); }
+    /// False while a run holds the lock, also when the caller is within that run.
+    [[nodiscard]] bool runLockIsFree();
     [[nodiscard]] std::string printed() const { return output.str(); }
     [[nodiscard]] SequenceEnvironment environment();
 
@@ -46,6 +54,13 @@ protected:
     std::shared_ptr<RecordingKelApi> api = std::make_shared<RecordingKelApi>();
     std::unique_ptr<ServerHandlerSequence> owner;
     ServerHandlerSequence& handler;
+
+private:
+    void writeLed(const std::string& prefix, const LedColour& colour);
+
+    mutable std::mutex ledMutex;
+    Calls ledLog;
+    std::function<void(const std::string&)> ledHook;
 };
 
 } // namespace Quarlen::Tests

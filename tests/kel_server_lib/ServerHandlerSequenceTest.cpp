@@ -101,6 +101,66 @@ TEST_F(ServerHandlerSequenceTest, StartThatFailsStaysUnhandledAndPassesTheFailur
     EXPECT_EQ(api.use_count(), 1);
 }
 
+TEST_F(ServerHandlerSequenceTest, StartIsHandledOnlyAfterTheRun) {
+    writeScript("A.xml", "");
+    bool handled = false;
+    std::vector<bool> handledDuringRun;
+    api->during("setServerStatus", [&] { handledDuringRun.push_back(handled); });
+
+    handler.startSequence(L"A.xml", api, nullptr, handled);
+
+    EXPECT_THAT(handledDuringRun, ElementsAre(false, false));
+    EXPECT_TRUE(handled);
+}
+
+TEST_F(ServerHandlerSequenceTest, StartWhoseRunFailsStaysUnhandled) {
+    api->throwIn("setServerStatus", L"gone", 3);
+    bool handled = false;
+
+    EXPECT_THROW(handler.startSequence(L"A.xml", api, nullptr, handled), Kel_cpp::KelApiException);
+
+    EXPECT_FALSE(handled);
+}
+
+TEST_F(ServerHandlerSequenceTest, StartOfAMissingScriptIsHandledToo) {
+    bool handled = false;
+
+    handler.startSequence(L"Gone.xml", api, nullptr, handled);
+
+    EXPECT_TRUE(handled);
+}
+
+TEST_F(ServerHandlerSequenceTest, StartLeavesARaisedStopRaised) {
+    handler.raiseStop();
+    bool handled = false;
+
+    handler.startSequence(L"Gone.xml", api, nullptr, handled);
+
+    EXPECT_TRUE(handler.stopRequested);
+}
+
+TEST_F(ServerHandlerSequenceTest, StartRaisesNoStop) {
+    writeScript("A.xml", "");
+    bool raised = false;
+    api->during("setServerStatus", [&] { raised = raised || handler.stopRaised(); });
+    bool handled = false;
+
+    handler.startSequence(L"A.xml", api, nullptr, handled);
+
+    EXPECT_FALSE(raised || handler.stopRaised());
+}
+
+TEST_F(ServerHandlerSequenceTest, StartTracesAroundItsRun) {
+    writeScript("A.xml", "");
+    const TraceCapture traces;
+    bool handled = false;
+
+    handler.startSequence(L"A.xml", api, nullptr, handled);
+
+    EXPECT_THAT(traces.texts(), ElementsAre(L"-> startSequence", L"-> Running sequence: A.xml",
+                                            L"<- Running sequence: A.xml", L"<- startSequence"));
+}
+
 TEST_F(ServerHandlerSequenceTest, CancelWithoutConnectionsChangesOnlyTheStatus) {
     api->activeConnections.clear();
     bool handled = false;

@@ -2,11 +2,9 @@
 
 #include <chrono>
 #include <filesystem>
-#include <functional>
-#include <map>
 #include <stdexcept>
 
-#include "tests/kel_server_lib/SequenceFixture.hpp"
+#include "tests/kel_server_lib/devices/ButtonWorkerFixture.hpp"
 
 namespace Quarlen::Tests {
 
@@ -16,40 +14,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-/// Runs the worker on the test's own thread; what happens between its passes happens in the
-/// clock's sleep.
-class ButtonWorker : public SequenceFixture {
-protected:
-    ButtonWorker() {
-        handler.f1.scriptName = L"A.xml";
-        handler.f1.api = api;
-        handler.f2.scriptName = L"B.xml";
-        handler.f2.api = api;
-        writeScript("A.xml", "");
-        writeScript("B.xml", "");
-        writeF1Sensor("1000\n");
-        writeF2Sensor("1000\n");
-    }
-
-    /// Runs `what` after pass number `pass`, counted from 1.
-    void afterPass(int pass, std::function<void()> what) { plan[pass] = std::move(what); }
-
-    /// Lets the worker make this many passes and notes the LED after each.
-    void watch(int button, int passes) {
-        afterPass(passes, [this] { handler.raiseStop(); });
-        clock.onSleep([this](auto) {
-            colours.push_back(ledColour());
-            if (const auto step = plan.find(++pass); step != plan.end()) {
-                step->second();
-            }
-        });
-        buttonWorker(handler, button);
-    }
-
-    std::map<int, std::function<void()>> plan;
-    std::vector<std::string> colours;
-    int pass = 0;
-};
+using ButtonWorker = ButtonWorkerFixture;
 
 TEST_F(ButtonWorker, EndsAtOnceWithoutASensor) {
     std::filesystem::remove(folder.path() / "f1");
@@ -162,49 +127,64 @@ TEST_F(ButtonWorker, AfterARunTheNextTenReadingsFormTheBackground) {
     EXPECT_EQ(api->count("setServerStatus(Running sequence: A.xml)"), 1U);
 }
 
-/// Each of the two, with the other one beside it.
-class EachButtonWorker : public ButtonWorker, public testing::WithParamInterface<int> {
-protected:
-    void writeOwnSensor(const std::string& content) {
-        GetParam() == 1 ? writeF1Sensor(content) : writeF2Sensor(content);
-    }
-    [[nodiscard]] ButtonSlot& other() { return GetParam() == 1 ? handler.f2 : handler.f1; }
-};
+TEST_F(ButtonWorker, BecomesBusyBeforeItShowsBlueAndRunsTheScriptAfterIt) {
+    afterPass(10, [this] { writeF1Sensor("9000\n"); });
+    std::vector<bool> busyAtColour;
+    Calls statusesAtOwnBlue;
+    duringLed([&](const std::string&) {
+        busyAtColour.push_back(handler.f1.busy);
+        if (busyAtColour.size() == 12) {
+            statusesAtOwnBlue = statuses();
+        }
+    });
 
-TEST_P(EachButtonWorker, WhileTheOtherButtonRunsAHandChangesNoLedAndStartsNothing) {
-    other().busy = true;
-    afterPass(10, [this] { writeOwnSensor("9000\n"); });
-    afterPass(30, [this] { writeOwnSensor("1000\n"); });
+    watch(1, 21);
 
-    watch(GetParam(), 32);
-
-    EXPECT_THAT(colours, Each(std::string("- - -")));
-    EXPECT_THAT(statuses(), IsEmpty());
+    std::vector<bool> expected(11, false);
+    expected.insert(expected.end(), {true, true, true});
+    EXPECT_EQ(busyAtColour, expected);
+    EXPECT_THAT(statusesAtOwnBlue, IsEmpty());
+    EXPECT_EQ(shownColours()[11], "0 0 255");
 }
 
-TEST_P(EachButtonWorker, TenNearReadingsStartNothing) {
-    afterPass(10, [this] { writeOwnSensor("9000\n"); });
-    afterPass(20, [this] { writeOwnSensor("1000\n"); });
+TEST_F(ButtonWorker, RunsAScriptWithoutANameToo) {
+    handler.f1.scriptName.clear();
+    afterPass(10, [this] { writeF1Sensor("9000\n"); });
 
-    watch(GetParam(), 32);
+    watch(1, 21);
 
-    EXPECT_THAT(statuses(), IsEmpty());
-    EXPECT_EQ(colours.back(), "255 255 255");
+    EXPECT_THAT(statuses(), ElementsAre("setServerStatus(Running sequence: )"));
 }
 
-TEST_P(EachButtonWorker, ItsOwnRunDoesNotMakeTheOtherOneBusy) {
-    afterPass(10, [this] { writeOwnSensor("9000\n"); });
-    bool otherBusyInRun = true;
-    api->during("setServerStatus", [&] { otherBusyInRun = other().busy; });
+TEST_F(ButtonWorker, RunsWithTheRuntimeOfItsOwnSlot) {
+    const auto own = std::make_shared<RecordingKelApi>();
+    handler.f1.api = own;
+    afterPass(10, [this] { writeF1Sensor("9000\n"); });
 
-    watch(GetParam(), 21);
+    watch(1, 21);
 
-    EXPECT_FALSE(otherBusyInRun);
-    EXPECT_THAT(statuses(), SizeIs(2));
+    EXPECT_EQ(own->count("setServerStatus(Running sequence: A.xml)"), 1U);
+    EXPECT_THAT(api->calls(), IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Buttons, EachButtonWorker, testing::Values(1, 2),
-                         [](const auto& test) { return "F" + std::to_string(test.param); });
+TEST_F(ButtonWorker, DoesNotCatchWhatARunRaises) {
+    afterPass(10, [this] { writeF1Sensor("9000\n"); });
+    api->throwIn("setServerStatus", L"gone", 3);
+
+    EXPECT_THROW(watch(1, 30), Kel_cpp::KelApiException);
+
+    EXPECT_THAT(clock.sleeps(), SizeIs(20));
+    EXPECT_TRUE(handler.f1.busy);
+    EXPECT_THAT(handler.f1.samples, SizeIs(10));
+}
+
+TEST_F(ButtonWorker, EndsWhenItIsToldToAlsoWithoutARaisedStop) {
+    afterPass(3, [this] { handler.f1.endRequest.request_stop(); });
+
+    watch(1, 20);
+
+    EXPECT_THAT(clock.sleeps(), SizeIs(3));
+}
 
 TEST_F(ButtonWorker, PassesOverAReadThatFails) {
     afterPass(2, [this] { writeF1Sensor(""); });

@@ -14,21 +14,22 @@ using testing::ElementsAre;
 namespace {
 
 constexpr ProximityDecision nothing{};
-constexpr ProximityDecision far{.colour = {}, .start = false, .released = true};
-constexpr ProximityDecision handGone{.colour = LedColours::allOn, .start = false, .released = true};
+constexpr ProximityDecision far{.colour = {}, .pressed = false, .released = true};
+constexpr ProximityDecision handGone{
+    .colour = LedColours::allOn, .pressed = false, .released = true};
 constexpr ProximityDecision handNear{
-    .colour = LedColours::handNear, .start = false, .released = false};
-constexpr ProximityDecision press{.colour = LedColours::handNear, .start = true, .released = false};
+    .colour = LedColours::handNear, .pressed = false, .released = false};
+constexpr ProximityDecision press{
+    .colour = LedColours::handNear, .pressed = true, .released = false};
 
 } // namespace
 
 class ProximityBaselineTest : public testing::Test {
 protected:
-    std::vector<ProximityDecision> take(std::size_t count, std::int32_t reading,
-                                        const ButtonsBusy& busy = {}) {
+    std::vector<ProximityDecision> take(std::size_t count, std::int32_t reading) {
         std::vector<ProximityDecision> decisions;
         for (std::size_t index = 0; index < count; ++index) {
-            decisions.push_back(baseline.take(reading, busy));
+            decisions.push_back(baseline.take(reading));
         }
         return decisions;
     }
@@ -40,7 +41,7 @@ protected:
 TEST_F(ProximityBaselineTest, TheFirstTenReadingsOnlyFillIt) {
     std::vector<ProximityDecision> decisions;
     for (std::int32_t reading = 0; reading < 10; ++reading) {
-        decisions.push_back(baseline.take(reading * 100000, {}));
+        decisions.push_back(baseline.take(reading * 100000));
     }
 
     EXPECT_THAT(decisions, Each(nothing));
@@ -50,23 +51,23 @@ TEST_F(ProximityBaselineTest, TheFirstTenReadingsOnlyFillIt) {
 TEST_F(ProximityBaselineTest, AReadingIsNearFromTheMarginOn) {
     take(10, 1000);
 
-    EXPECT_EQ(baseline.take(3999, {}), far);
+    EXPECT_EQ(baseline.take(3999), far);
     take(10, 1000);
-    EXPECT_EQ(baseline.take(4000, {}), handNear);
+    EXPECT_EQ(baseline.take(4000), handNear);
 }
 
 TEST_F(ProximityBaselineTest, TheMeanIsTruncatedTowardsZero) {
     take(9, 0);
-    baseline.take(-19, {});
+    baseline.take(-19);
 
-    EXPECT_EQ(baseline.take(2998, {}), far);
+    EXPECT_EQ(baseline.take(2998), far);
 }
 
 TEST_F(ProximityBaselineTest, ANegativeMeanIsTruncatedTowardsZero) {
     take(9, 0);
-    baseline.take(-19, {});
+    baseline.take(-19);
 
-    EXPECT_EQ(baseline.take(2999, {}), handNear);
+    EXPECT_EQ(baseline.take(2999), handNear);
 }
 
 TEST_F(ProximityBaselineTest, FarReadingsSlideIt) {
@@ -75,7 +76,7 @@ TEST_F(ProximityBaselineTest, FarReadingsSlideIt) {
     take(3, 2000);
 
     EXPECT_THAT(samples, ElementsAre(1000, 1000, 1000, 1000, 1000, 1000, 1000, 2000, 2000, 2000));
-    EXPECT_EQ(baseline.take(4299, {}), far);
+    EXPECT_EQ(baseline.take(4299), far);
 }
 
 TEST_F(ProximityBaselineTest, NearReadingsDoNotEnterIt) {
@@ -91,15 +92,15 @@ TEST_F(ProximityBaselineTest, TenNearReadingsThenFarShowTheHandAndStartNothing) 
     take(10, 1000);
 
     EXPECT_THAT(take(10, 9000), Each(handNear));
-    EXPECT_EQ(baseline.take(1000, {}), handGone);
-    EXPECT_EQ(baseline.take(1000, {}), far);
+    EXPECT_EQ(baseline.take(1000), handGone);
+    EXPECT_EQ(baseline.take(1000), far);
 }
 
 TEST_F(ProximityBaselineTest, TheEleventhNearReadingInARowIsAPress) {
     take(10, 1000);
     take(10, 9000);
 
-    EXPECT_EQ(baseline.take(9000, {}), press);
+    EXPECT_EQ(baseline.take(9000), press);
 }
 
 TEST_F(ProximityBaselineTest, AFarReadingBetweenStartsTheCountAgain) {
@@ -110,24 +111,30 @@ TEST_F(ProximityBaselineTest, AFarReadingBetweenStartsTheCountAgain) {
     EXPECT_THAT(take(10, 9000), Each(handNear));
 }
 
-TEST_F(ProximityBaselineTest, WhileTheOtherButtonIsBusyNothingIsShownOrStarted) {
+TEST_F(ProximityBaselineTest, EveryFurtherNearReadingIsAPress) {
     take(10, 1000);
+    take(10, 9000);
 
-    EXPECT_THAT(take(20, 9000, {.own = false, .other = true}), Each(nothing));
-    EXPECT_EQ(baseline.take(1000, {.own = false, .other = true}), far);
+    EXPECT_THAT(take(5, 9000), Each(press));
 }
 
-TEST_F(ProximityBaselineTest, WhileTheButtonItselfIsBusyTheHandIsShownAndNothingStarted) {
+TEST_F(ProximityBaselineTest, APressTooEndsWithTheHandGone) {
     take(10, 1000);
+    take(11, 9000);
 
-    EXPECT_THAT(take(20, 9000, {.own = true, .other = false}), Each(handNear));
+    EXPECT_EQ(baseline.take(1000), handGone);
+    EXPECT_THAT(take(10, 9000), Each(handNear));
 }
 
-TEST_F(ProximityBaselineTest, AHandHeldOnStartsAsSoonAsTheOtherButtonIsFree) {
+TEST_F(ProximityBaselineTest, AfterARestartTheCountBeginsAgain) {
     take(10, 1000);
-    take(20, 9000, {.own = false, .other = true});
+    take(11, 9000);
 
-    EXPECT_EQ(baseline.take(9000, {}), press);
+    baseline.restart();
+
+    take(10, 1000);
+    EXPECT_THAT(take(10, 9000), Each(handNear));
+    EXPECT_EQ(baseline.take(9000), press);
 }
 
 TEST_F(ProximityBaselineTest, AfterARestartTheNextTenReadingsFormTheBackgroundHandOrNot) {
@@ -137,23 +144,23 @@ TEST_F(ProximityBaselineTest, AfterARestartTheNextTenReadingsFormTheBackgroundHa
     baseline.restart();
 
     EXPECT_THAT(take(10, 9000), Each(nothing));
-    EXPECT_EQ(baseline.take(9000, {}), far);
-    EXPECT_EQ(baseline.take(12000, {}), handNear);
-    EXPECT_EQ(baseline.take(11999, {}), handGone);
+    EXPECT_EQ(baseline.take(9000), far);
+    EXPECT_EQ(baseline.take(12000), handNear);
+    EXPECT_EQ(baseline.take(11999), handGone);
 }
 
 TEST_F(ProximityBaselineTest, ReadingsAtTheLimitsDoNotOverflow) {
     take(10, std::numeric_limits<std::int32_t>::max());
 
-    EXPECT_EQ(baseline.take(std::numeric_limits<std::int32_t>::max(), {}), far);
-    EXPECT_EQ(baseline.take(std::numeric_limits<std::int32_t>::min(), {}), far);
+    EXPECT_EQ(baseline.take(std::numeric_limits<std::int32_t>::max()), far);
+    EXPECT_EQ(baseline.take(std::numeric_limits<std::int32_t>::min()), far);
 }
 
 TEST_F(ProximityBaselineTest, GoesOnWithReadingsThatAreThereAlready) {
     samples.assign(10, 1000);
     ProximityBaseline taken(samples);
 
-    EXPECT_EQ(taken.take(4000, {}), handNear);
+    EXPECT_EQ(taken.take(4000), handNear);
 }
 
 } // namespace Quarlen::Tests

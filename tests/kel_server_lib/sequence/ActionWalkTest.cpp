@@ -1,5 +1,6 @@
 #include "kel_server_lib/sequence/ActionWalk.hpp"
 
+#include "kel_server_lib/sequence/QuicktestSettings.hpp"
 #include "tests/kel_server_lib/SequenceFixture.hpp"
 
 namespace Quarlen::Tests {
@@ -36,7 +37,8 @@ protected:
         api->dataFolders.push_back(folder);
     }
 
-    bool walk() { return walkActions(handler, api, script); }
+    /// Whether no action has failed.
+    bool walk() { return walkActions(handler, api, script).success; }
 
     Config::CfxKelServerScript script;
 };
@@ -85,6 +87,144 @@ TEST_F(WalkActions, RunsNothingWhenAStopIsRaisedAlready) {
     EXPECT_TRUE(walk());
 
     EXPECT_THAT(api->calls(), IsEmpty());
+}
+
+TEST_F(WalkActions, TellsThatAStopKeptAnActionFromBeingBegun) {
+    addExecute(L"One");
+    EXPECT_FALSE(walkActions(handler, api, script).stopped);
+
+    handler.raiseStop();
+
+    EXPECT_TRUE(walkActions(handler, api, script).stopped);
+}
+
+TEST_F(WalkActions, TellsOfNoStopWhenAllActionsHaveBeenBegun) {
+    addExecute(L"One");
+    api->during("executeService", [this] { handler.raiseStop(); });
+
+    EXPECT_FALSE(walkActions(handler, api, script).stopped);
+}
+
+TEST_F(WalkActions, TellsOfNoStopBehindAnActionThatFailed) {
+    addExecute(L"One");
+    addExecute(L"Two");
+    api->during("executeService", [this] {
+        handler.raiseStop();
+        throw Kel_cpp::KelApiException(L"gone", 3);
+    });
+
+    const WalkResult result = walkActions(handler, api, script);
+
+    EXPECT_FALSE(result.success);
+    EXPECT_FALSE(result.stopped);
+}
+
+TEST_F(WalkActions, RemembersAStopThatWasLoweredDuringAnAction) {
+    addExecute(L"One");
+    add<Config::CfxUnlockAction>().unlock = {{L"U", L"p"}};
+    api->during("executeService", [this] {
+        handler.raiseStop();
+        handler.lowerStop();
+    });
+
+    EXPECT_TRUE(walkActions(handler, api, script).stopped);
+
+    EXPECT_THAT(api->callsOf({"openUnlockSession"}), IsEmpty());
+}
+
+TEST_F(WalkActions, LooksAtTheStopBeforeEachAction) {
+    for (int count = 0; count < 3; ++count) {
+        add<Config::CfxUnlockAction>().unlock = {{L"U", L"p"}};
+    }
+    api->unlockHandle = 0;
+    api->during("openUnlockSession", [this] {
+        if (api->count("openUnlockSession(U, p)") == 2) {
+            handler.raiseStop();
+        }
+    });
+
+    EXPECT_TRUE(walk());
+
+    EXPECT_EQ(api->count("openUnlockSession(U, p)"), 2U);
+}
+
+TEST_F(WalkActions, HandsASelectActionsAutoConnectOnAsItIs) {
+    add<Config::CfxSelectAction>().project = L"P1";
+
+    EXPECT_TRUE(walk());
+
+    EXPECT_THAT(api->callsOf({"connectVehicle"}), IsEmpty());
+    EXPECT_THAT(api->callsOf({"identifyVehicle"}), ElementsAre("identifyVehicle(0)"));
+}
+
+TEST_F(WalkActions, AFailedSelectActionFailsTheScript) {
+    add<Config::CfxSelectAction>().project = L"P1";
+    addExecute(L"One");
+    api->throwIn("selectProject", L"gone", 3);
+
+    EXPECT_FALSE(walk());
+
+    EXPECT_THAT(api->callsOf({"executeService"}), IsEmpty());
+}
+
+TEST_F(WalkActions, AFailedFlashingActionFailsTheScript) {
+    add<Config::CfxFlashingAction>().items = {L"Item"};
+    addExecute(L"One");
+    api->throwIn("executeFlashSessions", L"gone", 3);
+
+    EXPECT_FALSE(walk());
+
+    EXPECT_THAT(api->callsOf({"executeService"}), IsEmpty());
+}
+
+TEST_F(WalkActions, AutoSelectReleasesNoUnlockHandle) {
+    add<Config::CfxSelectAction>().project = L"AUTO_SELECT";
+    handler.currentJobHandle = 41;
+
+    EXPECT_TRUE(walk());
+
+    EXPECT_THAT(api->callsOf({"releaseJob"}), IsEmpty());
+    EXPECT_EQ(handler.currentJobHandle, 41U);
+}
+
+TEST_F(WalkActions, ASelectActionWithoutProjectGoesOnAfterTheRelease) {
+    add<Config::CfxSelectAction>();
+    handler.currentJobHandle = 41;
+
+    EXPECT_TRUE(walk());
+
+    EXPECT_THAT(api->calls(), ElementsAre("releaseJob(41)", "setServerStatus(Selecting project )",
+                                          "selectProject()", "setServerStatus(Idle)"));
+}
+
+TEST_F(WalkActions, ASelectActionWithoutProjectReleasesNothingWhenNoHandleIsHeld) {
+    add<Config::CfxSelectAction>();
+
+    EXPECT_TRUE(walk());
+
+    EXPECT_THAT(api->callsOf({"releaseJob", "selectProject"}), ElementsAre("selectProject()"));
+}
+
+TEST_F(WalkActions, ReleasesTheSameHandleAgainInALaterSelectActionWithoutProject) {
+    add<Config::CfxSelectAction>();
+    add<Config::CfxUnlockAction>().unlock = {{L"U", L"p"}};
+    add<Config::CfxSelectAction>();
+    handler.currentJobHandle = 41;
+
+    EXPECT_TRUE(walk());
+
+    EXPECT_EQ(api->count("releaseJob(41)"), 2U);
+    EXPECT_THAT(api->callsOf({"openUnlockSession"}), IsEmpty());
+}
+
+TEST_F(WalkActions, AReleaseThatFailsPassesToTheCaller) {
+    add<Config::CfxSelectAction>();
+    handler.currentJobHandle = 41;
+    api->throwIn("releaseJob", L"gone", 3);
+
+    EXPECT_THROW(walk(), Kel_cpp::KelApiException);
+
+    EXPECT_THAT(api->callsOf({"selectProject"}), IsEmpty());
 }
 
 TEST_F(WalkActions, HandsASelectActionsTextsOn) {
@@ -238,6 +378,52 @@ TEST_F(WalkActions, AnUnlockActionWithoutDescriptionDoesNothing) {
     EXPECT_TRUE(walk());
 
     EXPECT_THAT(api->calls(), IsEmpty());
+}
+
+TEST_F(WalkActions, AFailedUnlockKeepsNeitherQuicktestNorFlashingFromRunning) {
+    add<Config::CfxQuicktestAction>().unlock = {{L"U", L"p"}};
+    auto& flashing = add<Config::CfxFlashingAction>();
+    flashing.items = {L"Item"};
+    flashing.unlock = {{L"U", L"p"}};
+    handler.currentJobHandle = 41;
+    api->throwIn("openUnlockSession", L"refused", 9);
+
+    EXPECT_TRUE(walk());
+
+    EXPECT_EQ(api->count("openUnlockSession(U, p)"), 2U);
+    EXPECT_THAT(api->callsOf({"performQuickTest", "executeFlashSessions"}),
+                ElementsAre("performQuickTest()", "executeFlashSessions(Item, 0)"));
+    EXPECT_EQ(handler.currentJobHandle, 41U);
+}
+
+TEST_F(WalkActions, AQuicktestActionHandsOnTargetsMasksAndReportType) {
+    auto& action = add<Config::CfxQuicktestAction>();
+    action.items = {L"ENGINE", L"ENGINE"};
+    action.dtcStatus = {L"TestFailed", L"ConfirmedDTC"};
+    action.vehicleReport.emplace().reportType = L"HTML";
+
+    EXPECT_TRUE(walk());
+
+    const QuicktestSettings expected = quicktestSettings(*api, action);
+    EXPECT_EQ(api->quicktestConfig->targets, expected.quicktest->targets);
+    EXPECT_EQ(api->dtcReadConfig->statusMask, expected.dtcRead->statusMask);
+    EXPECT_NE(api->dtcReadConfig->statusMask, 0U);
+    EXPECT_EQ(api->vehicleReportConfig->reportTypes, expected.report->reportTypes);
+}
+
+TEST_F(WalkActions, AFlashingActionRunsItsItemsThenTheControlUnitsOfItsTargets) {
+    auto& action = add<Config::CfxFlashingAction>();
+    action.items = {L"Item"};
+    action.targets = {{L"ENGINE", true}};
+    const auto entry = std::make_shared<Kel_cpp::TargetEntry>();
+    entry->kind = 1;
+    entry->name = L"ENGINE";
+    api->targets.push_back(entry);
+
+    EXPECT_TRUE(walk());
+
+    EXPECT_THAT(api->callsOf({"executeFlashSessions"}),
+                ElementsAre("executeFlashSessions(Item, 0)", "executeFlashSessions(ENGINE, 0)"));
 }
 
 TEST_F(WalkActions, AFailedUnlockDoesNotFailTheScript) {

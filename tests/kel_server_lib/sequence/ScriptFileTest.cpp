@@ -28,6 +28,22 @@ TEST_F(LocateScript, TakesANameThatIsAPathDirectly) {
     EXPECT_EQ(script.path.wstr(), name);
 }
 
+TEST_F(LocateScript, PrefersTheNameAsAPathToTheScriptsFolder) {
+    const auto here = folder.write("Here.xml", "x");
+    folder.write("KelServerScripts/" + here.relative_path().generic_string(), "y");
+
+    EXPECT_EQ(locate(Platform::fromPath(here)).path.wstr(), Platform::fromPath(here));
+}
+
+TEST_F(LocateScript, LooksInFoldersBelowTheScriptsFolderWhenTheNameSaysSo) {
+    folder.write("KelServerScripts/deeper/A.xml", "x");
+
+    const ScriptFile script = locate(L"deeper/A.xml");
+
+    EXPECT_TRUE(script.found);
+    EXPECT_EQ(script.path.path(), inFolder("KelServerScripts/deeper/A.xml").path());
+}
+
 TEST_F(LocateScript, LooksInTheScriptsFolder) {
     folder.write("KelServerScripts/A.xml", "x");
 

@@ -1,11 +1,14 @@
 #include "kel_server_lib/sequence/SequenceRun.hpp"
 
 #include "platform/TextEncoding.hpp"
+#include "tests/kel_server_lib/DuringTraces.hpp"
 #include "tests/kel_server_lib/SequenceFixture.hpp"
 
 namespace Quarlen::Tests {
 
+using testing::Each;
 using testing::ElementsAre;
+using testing::SizeIs;
 
 class SequenceRunTest : public SequenceFixture {
 protected:
@@ -53,8 +56,7 @@ TEST_F(SequenceRunTest, LeavesStatusAndLedAsTheyAreWhenTheScriptIsMissing) {
 TEST_F(SequenceRunTest, ReleasesTheRunLockWhenTheScriptIsMissing) {
     handler.runSequence(L"Gone.xml", api);
 
-    ASSERT_TRUE(handler.semaphore.try_lock());
-    handler.semaphore.unlock();
+    EXPECT_TRUE(runLockIsFree());
 }
 
 TEST_F(SequenceRunTest, AScriptWithoutActionsEndsIdleAndGreen) {
@@ -169,6 +171,31 @@ TEST_F(SequenceRunTest, TracesItsBeginningAndEnd) {
                 ElementsAre(L"-> Running sequence: A.xml", L"<- Running sequence: A.xml"));
 }
 
+TEST_F(SequenceRunTest, TracesBeforeItSetsItsStatus) {
+    writeScript("A.xml", "");
+    const TraceCapture traces;
+    std::vector<std::wstring> before;
+    api->during("setServerStatus(Running sequence: A.xml)", [&] { before = traces.texts(); });
+
+    handler.runSequence(L"A.xml", api);
+
+    EXPECT_THAT(before, ElementsAre(L"-> Running sequence: A.xml"));
+}
+
+TEST_F(SequenceRunTest, HoldsTheRunLockFromItsFirstTraceToItsLastStatus) {
+    writeScript("A.xml", "");
+    std::vector<bool> free;
+    api->during("setServerStatus", [&] { free.push_back(runLockIsFree()); });
+    {
+        const DuringTraces watch([&](const std::wstring&) { free.push_back(runLockIsFree()); });
+        handler.runSequence(L"A.xml", api);
+    }
+
+    EXPECT_THAT(free, SizeIs(4));
+    EXPECT_THAT(free, Each(false));
+    EXPECT_TRUE(runLockIsFree());
+}
+
 TEST_F(SequenceRunTest, AFailureOutsideAnActionPassesToTheCallerAndReleasesEverything) {
     writeScript("A.xml", "<FlashingAction/>");
     api->throwIn("getDataFolders", L"gone", 3);
@@ -176,8 +203,7 @@ TEST_F(SequenceRunTest, AFailureOutsideAnActionPassesToTheCallerAndReleasesEvery
     EXPECT_THROW(handler.runSequence(L"A.xml", api), Kel_cpp::KelApiException);
 
     EXPECT_EQ(api.use_count(), 1);
-    ASSERT_TRUE(handler.semaphore.try_lock());
-    handler.semaphore.unlock();
+    EXPECT_TRUE(runLockIsFree());
 }
 
 } // namespace Quarlen::Tests

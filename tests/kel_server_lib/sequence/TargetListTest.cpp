@@ -45,6 +45,25 @@ TEST_F(TargetList, AppendsTheControlUnitsInTheOrderReturned) {
     EXPECT_THAT(names, ElementsAre(L"A", L"ENGINE", L"BRAKES"));
 }
 
+TEST_F(TargetList, KeepsRepetitions) {
+    addTarget(1, L"ENGINE");
+    addTarget(1, L"ENGINE");
+
+    const auto names = targetList(api, {L"ENGINE", L"ENGINE"}, {{L"BRAKES", true}});
+
+    EXPECT_THAT(names, ElementsAre(L"ENGINE", L"ENGINE", L"ENGINE", L"ENGINE"));
+}
+
+TEST_F(TargetList, KeepsRepetitionsOfItsOwnItemsWithoutTargets) {
+    EXPECT_THAT(targetList(api, {L"A", L"A"}, {}), ElementsAre(L"A", L"A"));
+}
+
+TEST_F(TargetList, SetsAFilterForEachEntryAlsoForARepeatedOne) {
+    targetList(api, {}, {{L"ENGINE", true}, {L"ENGINE", false}});
+
+    EXPECT_EQ(api.calls().front(), "setTargetFilters(ENGINE=on, ENGINE=off)");
+}
+
 TEST_F(TargetList, SkipsTargetsOfOtherKinds) {
     addTarget(0, L"GROUP");
     addTarget(1, L"ENGINE");

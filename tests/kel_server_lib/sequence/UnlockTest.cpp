@@ -1,5 +1,7 @@
 #include "kel_server_lib/sequence/Unlock.hpp"
 
+#include <stdexcept>
+
 #include "tests/kel_server_lib/SequenceFixture.hpp"
 
 namespace Quarlen::Tests {
@@ -26,6 +28,17 @@ TEST_F(OpenUnlock, PrintsAFailureAndLeavesHandleAndStatusAsTheyWere) {
     EXPECT_EQ(handler.currentJobHandle, 5U);
     EXPECT_EQ(printed(), "Exception caught: refused code: 9\n");
     EXPECT_THAT(statuses(), ElementsAre());
+}
+
+TEST_F(OpenUnlock, LetsOtherExceptionsPass) {
+    handler.currentJobHandle = 5;
+    api->during("openUnlockSession", [] { throw std::runtime_error("not the runtime's own"); });
+
+    EXPECT_THROW(openUnlock(handler, api, L"U", L"p", handler.currentJobHandle),
+                 std::runtime_error);
+
+    EXPECT_EQ(handler.currentJobHandle, 5U);
+    EXPECT_EQ(printed(), "");
 }
 
 } // namespace Quarlen::Tests

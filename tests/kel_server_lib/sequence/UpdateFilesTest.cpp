@@ -69,6 +69,24 @@ TEST_F(PrepareUpdateFiles, TakesOnlyTheFirstFolderOfExactlyThatName) {
     EXPECT_EQ(api.calls().back(), "prepareUpdatePackages(first.zip)");
 }
 
+TEST_F(PrepareUpdateFiles, TakesTheFirstFolderAlsoWhenItHoldsNothing) {
+    addFolder(L"flashdata");
+    addFile(addFolder(L"flashdata"), L"second.zip");
+
+    prepareUpdateFiles(api);
+
+    EXPECT_THAT(api.calls(), ElementsAre("getDataFolders(1)"));
+}
+
+TEST_F(PrepareUpdateFiles, HandsOverNothingOfAFolderWhoseNameOnlyBeginsSo) {
+    addFile(addFolder(L"flashdata2"), L"a.zip");
+    addFile(addFolder(L"flash"), L"b.zip");
+
+    prepareUpdateFiles(api);
+
+    EXPECT_THAT(api.calls(), ElementsAre("getDataFolders(1)"));
+}
+
 TEST_F(PrepareUpdateFiles, HandsOverNothingWithoutTheFolder) {
     addFile(addFolder(L"other"), L"a.zip");
 
