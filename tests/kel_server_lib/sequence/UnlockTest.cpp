@@ -30,6 +30,12 @@ TEST_F(OpenUnlock, PrintsAFailureAndLeavesHandleAndStatusAsTheyWere) {
     EXPECT_THAT(statuses(), ElementsAre());
 }
 
+TEST_F(OpenUnlock, HandsOverOneParameterAlsoWhenItIsEmpty) {
+    openUnlock(handler, api, L"U", L"", handler.currentJobHandle);
+
+    EXPECT_THAT(api->calls(), ElementsAre("openUnlockSession(U, \"\")"));
+}
+
 TEST_F(OpenUnlock, LetsOtherExceptionsPass) {
     handler.currentJobHandle = 5;
     api->during("openUnlockSession", [] { throw std::runtime_error("not the runtime's own"); });
