@@ -35,7 +35,7 @@ protected:
 
 TEST_F(TraceFileTest, WritesTimeLevelSourceLineAndText) {
     trace(*openTraceFile(file), L"-> startSequence");
-    const std::regex expected(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} info  )"
+    const std::regex expected(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}[+-]\d\d:\d\d info  )"
                               "kel_server_lib/RESTServer:197 -> startSequence\n");
     EXPECT_TRUE(std::regex_match(folder.read("trace.log"), expected)) << folder.read("trace.log");
 }

@@ -1,0 +1,138 @@
+#include "std_util/TraceWriter.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdio>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include <spdlog/details/log_msg.h>
+#include <spdlog/sinks/rotating_file_sink.h>
+
+#include "platform/TextEncoding.hpp"
+
+namespace StdUtil {
+
+namespace Platform = Quarlen::Platform;
+
+namespace {
+
+constexpr std::size_t largestFile = std::size_t{5} * 1024 * 1024;
+/// Beside the one that is written: three files in all.
+constexpr std::size_t formerFiles = 2;
+/// The time with its offset from UTC, so that it means the same on every machine.
+constexpr const char* linePattern = "%Y-%m-%d %H:%M:%S.%e%z %-5l %v";
+
+using FileName = spdlog::filename_t;
+
+/// The C0 controls but the tab, DEL and the C1 controls, which some terminals obey as well.
+bool isControl(wchar_t letter) {
+    const auto code = static_cast<char32_t>(letter); // wchar_t is signed on some platforms
+    return (code < 0x20 && letter != L'\t') || (code >= 0x7F && code <= 0x9F);
+}
+
+std::wstring escaped(wchar_t control) {
+    if (control == L'\n' || control == L'\r') {
+        return L"\\n";
+    }
+    constexpr std::wstring_view digits = L"0123456789abcdef";
+    const auto code = static_cast<char32_t>(control);
+    return {L'\\', L'x', digits[code / 16], digits[code % 16]};
+}
+
+/// One line, and nothing in it that moves a terminal's cursor when the file is shown.
+std::wstring onOneLine(std::wstring_view text) {
+    std::wstring line;
+    line.reserve(text.size());
+    const auto end = text.end();
+    for (auto rest = text.begin(); rest != end; ++rest) {
+        const auto control = std::find_if(rest, end, isControl);
+        line.append(rest, control);
+        if (control == end) {
+            break;
+        }
+        const bool firstOfPair = *control == L'\r' && control + 1 != end && control[1] == L'\n';
+        line += firstOfPair ? L"" : escaped(*control);
+        rest = control;
+    }
+    return line;
+}
+
+/// Every line goes to the system at once: a full disk shows with the very line that it takes.
+spdlog::file_event_handlers unbuffered() {
+    spdlog::file_event_handlers handlers;
+    handlers.after_open = [](const FileName& /*file*/, std::FILE* opened) {
+        std::setvbuf(opened, nullptr, _IONBF, 0);
+    };
+    return handlers;
+}
+
+/// True for a file that was left while a line was being written.
+bool endsInsideALine(const std::filesystem::path& file) {
+    std::ifstream content(file, std::ios::binary | std::ios::ate);
+    return content && content.tellg() > 0 && content.seekg(-1, std::ios::end) &&
+           content.get() != '\n';
+}
+
+spdlog::level::level_enum levelOf(const TraceLine& line) {
+    return line.level == TraceLevel::Error ? spdlog::level::err : spdlog::level::info;
+}
+
+} // namespace
+
+TraceWriter::TraceWriter(std::filesystem::path name) : file(std::move(name)) {
+    try {
+        open();
+    } catch (const spdlog::spdlog_ex& error) {
+        throw std::runtime_error("cannot write traces: " + std::string(error.what()));
+    }
+}
+
+void TraceWriter::write(const std::vector<TimedTrace>& traces) noexcept {
+    std::size_t done = 0;
+    try {
+        open();
+        tellLost(traces.front().time);
+        for (; done < traces.size(); ++done) {
+            writeLine(traces[done]);
+        }
+    } catch (...) {
+        lost += traces.size() - done;
+        sink.reset(); // opened anew for the next traces, in whatever state this has left it
+    }
+}
+
+void TraceWriter::open() {
+    if (!sink) {
+        startsLine = endsInsideALine(file);
+        sink = std::make_shared<spdlog::sinks::rotating_file_sink_st>(
+            file.string<FileName::value_type>(), largestFile, formerFiles, false, unbuffered());
+        sink->set_pattern(startsLine ? std::string("\n") + linePattern : linePattern);
+    }
+}
+
+void TraceWriter::tellLost(std::chrono::system_clock::time_point time) {
+    if (lost > 0) {
+        writeLine({time,
+                   {TraceLevel::Error, L"std_util/TraceWriter", __LINE__,
+                    L"lines lost while the file could not be written: " + std::to_wstring(lost)}});
+        lost = 0;
+    }
+}
+
+void TraceWriter::writeLine(const TimedTrace& trace) {
+    const TraceLine& line = trace.line;
+    const std::string text = Platform::toUtf8(onOneLine(line.source)) + ":" +
+                             std::to_string(line.line) + " " +
+                             Platform::toUtf8(onOneLine(line.text));
+    sink->log({trace.time, spdlog::source_loc{}, spdlog::string_view_t(), levelOf(line),
+               spdlog::string_view_t(text)});
+    if (std::exchange(startsLine, false)) {
+        sink->set_pattern(linePattern);
+    }
+}
+
+} // namespace StdUtil
