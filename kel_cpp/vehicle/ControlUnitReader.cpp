@@ -1,7 +1,9 @@
 #include "kel_cpp/vehicle/ControlUnitReader.hpp"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
+#include <map>
 #include <set>
 #include <utility>
 
@@ -32,7 +34,7 @@ private:
     void readDtc(const pugi::xml_node& node);
     void readRoutine(const pugi::xml_node& node);
     void readFlashMemory(const pugi::xml_node& node);
-    void refuseOverlap(const pugi::xml_node& node, const FlashMemoryDescription& memory) const;
+    void checkRegion(const pugi::xml_node& node, const FlashMemoryDescription& memory);
     void readFault(const pugi::xml_node& node);
 
     [[nodiscard]] Uds::Bytes readValue(const pugi::xml_node& node) const;
@@ -63,6 +65,8 @@ private:
     std::set<std::uint16_t> identifiers;
     std::set<std::uint32_t> codes;
     std::set<std::uint16_t> routines;
+    /// By the memories' first addresses.
+    std::map<std::uint32_t, std::uint64_t> memoryEnds;
 };
 
 /// Security levels come first: the other elements refer to them wherever they stand.
@@ -151,8 +155,8 @@ void ControlUnitReader::readFlashMemory(const pugi::xml_node& node) {
         file.number(node, "blockLength", 8, std::uint64_t{1024} * 1024, 4096));
     memory.eraseDuration = readDuration(node, "eraseDuration");
     memory.securityLevel = readLevelReference(node, 1);
-    refuseOverlap(node, memory);
     unit.flashMemories.push_back(memory);
+    checkRegion(node, memory);
     if (node.attribute("softwareVersion")) {
         claim(identifiers, Uds::Did::softwareVersion, node, "softwareVersion");
         const auto version = Platform::toUtf8(file.requiredText(node, "softwareVersion"));
@@ -161,21 +165,25 @@ void ControlUnitReader::readFlashMemory(const pugi::xml_node& node) {
     }
 }
 
-void ControlUnitReader::refuseOverlap(const pugi::xml_node& node,
-                                      const FlashMemoryDescription& memory) const {
+void ControlUnitReader::checkRegion(const pugi::xml_node& node,
+                                    const FlashMemoryDescription& memory) {
     if (memory.end() > std::uint64_t{1} << 32U) {
         file.failAttribute(node, "size", L"the memory ends behind 0xFFFFFFFF, expected 32 bits");
     }
-    for (const auto& other : unit.flashMemories) {
-        if (memory.address < other.end() && other.address < memory.end()) {
-            file.failAttribute(node, "address",
-                               L"two flash memories overlap, expected separate regions");
-        }
-        if (memory.securityLevel != other.securityLevel) {
-            file.failAttribute(node, "securityLevel",
-                               L"expected the same security level for all flash memories of a "
-                               L"control unit");
-        }
+    // What was read before does not overlap, so only the neighbours on both sides can.
+    const auto above = memoryEnds.lower_bound(memory.address);
+    const bool reachesAbove = above != memoryEnds.end() && above->first < memory.end();
+    const bool reachedFromBelow =
+        above != memoryEnds.begin() && std::prev(above)->second > memory.address;
+    if (reachesAbove || reachedFromBelow) {
+        file.failAttribute(node, "address",
+                           L"two flash memories overlap, expected separate regions");
+    }
+    memoryEnds.emplace_hint(above, memory.address, memory.end());
+    if (memory.securityLevel != unit.flashMemories.front().securityLevel) {
+        file.failAttribute(node, "securityLevel",
+                           L"expected the same security level for all flash memories of a "
+                           L"control unit");
     }
 }
 

@@ -102,6 +102,14 @@ TEST_F(VehicleFileTest, ReadsAFlashMemoryAndItsFirstSoftwareVersion) {
     EXPECT_EQ(hex(unit.dataIdentifiers[0].value), "56 31");
 }
 
+TEST_F(VehicleFileTest, TakesFlashMemoriesThatTouchInAnyOrder) {
+    const auto unit = readUnit("<FlashMemory address='0x200' size='0x100' securityLevel='0'/>"
+                               "<FlashMemory address='0x300' size='0x100' securityLevel='0'/>"
+                               "<FlashMemory address='0x100' size='0x100' securityLevel='0'/>"
+                               "<FlashMemory address='0xFFFFFFFF' size='1' securityLevel='0'/>");
+    EXPECT_EQ(unit.flashMemories.size(), 4U);
+}
+
 TEST_F(VehicleFileTest, ReadsDeliberateFaults) {
     const auto unit = readUnit("<Fault request='36 05' response='7F 36 73' after='3' times='1'/>"
                                "<Fault request='36' linkLost='true'/>");
@@ -179,6 +187,22 @@ INSTANTIATE_TEST_SUITE_P(
                              "<FlashMemory address='0xC000000' size='0x4000000' securityLevel='0'/>"
                              "<FlashMemory address='0x10000000' size='1' securityLevel='0'/>")),
                 L"256 MiB"}));
+
+#define MEMORY(address, size)                                                                      \
+    "<FlashMemory address='" address "' size='" size "' securityLevel='0'/>"
+
+INSTANTIATE_TEST_SUITE_P(
+    OverlappingMemory, VehicleFileMistake,
+    testing::Values(
+        Mistake{VEHICLE(UNIT(MEMORY("0x200", "0x100") MEMORY("0x2FF", "1"))), L"overlap"},
+        Mistake{VEHICLE(UNIT(MEMORY("0x200", "0x100") MEMORY("0x100", "0x101"))), L"overlap"},
+        Mistake{VEHICLE(UNIT(MEMORY("0x200", "0x100") MEMORY("0x200", "1"))), L"overlap"},
+        Mistake{VEHICLE(UNIT(MEMORY("0x200", "0x100") MEMORY("0x100", "0x400"))), L"overlap"},
+        Mistake{VEHICLE(UNIT(MEMORY("0x200", "0x100") MEMORY("0x210", "0x10"))), L"overlap"},
+        Mistake{VEHICLE(UNIT(MEMORY("0x600", "0x100") MEMORY("0x200", "0x100")
+                                 MEMORY("0x400", "0x100") MEMORY("0x4FF", "0x10"))),
+                L"overlap"},
+        Mistake{VEHICLE(UNIT(MEMORY("0xFFFFFFFF", "2"))), L"ends behind 0xFFFFFFFF"}));
 
 INSTANTIATE_TEST_SUITE_P(
     ControlUnit, VehicleFileMistake,
