@@ -8,6 +8,7 @@
 #include "kel_cpp/jobs/FlashDownload.hpp"
 #include "kel_cpp/jobs/FlashFile.hpp"
 #include "kel_cpp/uds/UdsClient.hpp"
+#include "std_util/TraceHelper.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -99,6 +100,7 @@ void FlashJob::run(JobReport<FlashResult>& report, const std::stop_token& cancel
     } catch (...) {
         current->jobError = currentJobError(placeText(current->sessionName));
     }
+    traceEnd(current->jobError.get());
     report.finish(sessions.empty() && !current->jobError ? RecordList<FlashResult>{}
                                                          : RecordList<FlashResult>{current});
 }
@@ -138,6 +140,22 @@ void FlashJob::flashAll(JobReport<FlashResult>& report, FlashResult& current,
                                item->keyMask};
         FlashDownload(client, image, onProgress).run();
     }
+}
+
+void FlashJob::traceEnd(const FlashJobError* error) const {
+    if (error == nullptr) {
+        std::wstring names;
+        for (const auto* session : sessions) {
+            names += (names.empty() ? L"" : L", ") + inQuotes(session->name);
+        }
+        StdUtil::TraceHelper::InfoTrace(L"kel_cpp/jobs/FlashJob", __LINE__,
+                                        L"flash job ended: flash item %s, sessions %s: done",
+                                        inQuotes(item->name).c_str(), names.c_str());
+        return;
+    }
+    const std::wstring cause = error->vciServerError ? L": " + error->vciServerError->message : L"";
+    StdUtil::TraceHelper::ErrorTrace(L"kel_cpp/jobs/FlashJob", __LINE__, L"flash job ended: %s%s",
+                                     error->message.c_str(), cause.c_str());
 }
 
 std::wstring FlashJob::placeText(const std::wstring& sessionName) const {

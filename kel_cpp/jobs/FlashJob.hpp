@@ -22,7 +22,8 @@ public:
              const std::vector<std::wstring>& sessionNames, std::filesystem::path flashFolder);
 
     /// Reports each whole percent of each session; the last report carries the last session's
-    /// outcome, or no session's name where the job ended before the first one began.
+    /// outcome, or no session's name where the job ended before the first one began. Before it a
+    /// trace tells how the job ended.
     void run(JobReport<FlashResult>& report, const std::stop_token& cancel,
              Platform::Clock& clock) const;
 
@@ -33,6 +34,8 @@ private:
     [[nodiscard]] std::vector<Uds::Bytes> readFiles(FlashResult& current) const;
     void flashAll(JobReport<FlashResult>& report, FlashResult& current,
                   const std::stop_token& cancel, Platform::Clock& clock) const;
+    /// `error` is null after a success.
+    void traceEnd(const FlashJobError* error) const;
     [[nodiscard]] std::wstring placeText(const std::wstring& sessionName) const;
 
     SelectedVehicle vehicle;

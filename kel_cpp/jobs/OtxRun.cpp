@@ -6,6 +6,7 @@
 
 #include "kel_cpp/ExceptionBoundary.hpp"
 #include "kel_cpp/jobs/CancellableWait.hpp"
+#include "std_util/TraceHelper.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -67,6 +68,13 @@ std::shared_ptr<ServiceResult> judged(std::shared_ptr<ServiceResult> result,
     return result;
 }
 
+using Trace = void (*)(const wchar_t* source, int line, const wchar_t* format, ...);
+
+void traceEnd(Trace trace, const OtxProcedure& procedure, const std::wstring& outcome) {
+    trace(L"kel_cpp/jobs/OtxRun", __LINE__, L"procedure %s ended: %s",
+          inQuotes(procedure.name).c_str(), outcome.c_str());
+}
+
 } // namespace
 
 std::shared_ptr<ServiceResult> failedResult(ServiceError error, std::wstring text) {
@@ -108,20 +116,37 @@ OtxRun::OtxRun(const VehicleAccess& access, std::stop_token cancel, Platform::Cl
     : access(access), cancel(std::move(cancel)), clock(clock), onResult(onResult) {}
 
 void OtxRun::run(const OtxProcedure& procedure) {
+    try {
+        runSteps(procedure);
+    } catch (const Uds::Cancelled&) {
+        traceEnd(StdUtil::TraceHelper::InfoTrace, procedure, L"cancelled");
+        throw;
+    } catch (...) {
+        traceEnd(StdUtil::TraceHelper::ErrorTrace, procedure, L"failed, " + currentExceptionText());
+        throw;
+    }
+}
+
+void OtxRun::runSteps(const OtxProcedure& procedure) {
+    std::wstring verdict;
     std::size_t number = 0;
     for (const OtxStep& step : procedure.steps) {
         ++number;
         auto result = std::visit([this](const auto& kind) { return execute(kind); }, step);
-        const bool failed = result->error != 0;
-        if (failed) {
-            result->errorText = L"procedure " + inQuotes(procedure.name) + L", step " +
-                                std::to_wstring(number) + L": " + result->errorText;
-        }
-        onResult(std::move(result));
-        if (failed) {
+        if (result->error != 0) {
+            const std::wstring cause =
+                L"step " + std::to_wstring(number) + L": " + result->errorText;
+            result->errorText = L"procedure " + inQuotes(procedure.name) + L", " + cause;
+            traceEnd(StdUtil::TraceHelper::ErrorTrace, procedure, L"failed, " + cause);
+            onResult(std::move(result));
             return;
         }
+        if (!result->errorText.empty()) {
+            verdict = L", " + result->errorText;
+        }
+        onResult(std::move(result));
     }
+    traceEnd(StdUtil::TraceHelper::InfoTrace, procedure, L"passed" + verdict);
 }
 
 std::shared_ptr<ServiceResult> OtxRun::execute(const UdsStep& step) {

@@ -38,7 +38,8 @@ std::shared_ptr<ServiceResult> exchangeRaw(const VehicleAccess& access,
                                            const Uds::Bytes& request, const std::stop_token& cancel,
                                            Platform::Clock& clock);
 
-/// One run of one procedure, step by step; the first step that fails ends it.
+/// One run of one procedure, step by step; the first step that fails ends it. A trace tells how it
+/// ended: passed with the text of the last verdict, failed with step and cause, or cancelled.
 class OtxRun {
 public:
     /// Gets each step's result on the thread that runs.
@@ -52,6 +53,7 @@ public:
     void run(const OtxProcedure& procedure);
 
 private:
+    void runSteps(const OtxProcedure& procedure);
     [[nodiscard]] std::shared_ptr<ServiceResult> execute(const UdsStep& step);
     [[nodiscard]] std::shared_ptr<ServiceResult> execute(const WaitStep& step);
     [[nodiscard]] std::shared_ptr<ServiceResult> execute(const VerdictStep& step);

@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <string_view>
+#include <unordered_set>
 #include <utility>
 
 #include "kel_cpp/ExceptionBoundary.hpp"
 #include "kel_cpp/uds/Uds.hpp"
+#include "std_util/TraceHelper.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -28,10 +31,12 @@ std::vector<std::wstring> allNames(const VehicleInformation& information) {
     return names;
 }
 
+/// The first of several stays, so that the order does.
 std::vector<std::wstring> withoutRepetitions(const std::vector<std::wstring>& names) {
     std::vector<std::wstring> unique;
+    std::unordered_set<std::wstring_view> known;
     for (const auto& name : names) {
-        if (std::find(unique.begin(), unique.end(), name) == unique.end()) {
+        if (known.insert(name).second) {
             unique.push_back(name);
         }
     }
@@ -66,6 +71,35 @@ std::uint16_t readFaultCount(UdsClient& client, std::uint8_t mask) {
     return static_cast<std::uint16_t>(Uds::numberAt(response, 4, 2));
 }
 
+/// What one quick test comes to: for the trace, in one line.
+class Summary {
+public:
+    void add(const ControlUnitQuickTestResult& result) {
+        faults += result.faults.size();
+        if (result.errorText.empty()) {
+            ++readUnits;
+        } else {
+            failures += L"; " + inQuotes(result.name) + L": " + result.errorText;
+        }
+    }
+
+    /// An error where a control unit could not be read.
+    void trace(const std::wstring& information, std::size_t units, const wchar_t* end) const {
+        const std::wstring text = L"quick test of " + inQuotes(information) + L" " + end + L": " +
+                                  std::to_wstring(readUnits) + L" of " + std::to_wstring(units) +
+                                  L" control units read, " + std::to_wstring(faults) + L" faults" +
+                                  failures;
+        const auto write =
+            failures.empty() ? StdUtil::TraceHelper::InfoTrace : StdUtil::TraceHelper::ErrorTrace;
+        write(L"kel_cpp/jobs/QuickTest", __LINE__, L"%s", text.c_str());
+    }
+
+private:
+    std::size_t readUnits = 0;
+    std::size_t faults = 0;
+    std::wstring failures;
+};
+
 } // namespace
 
 QuickTest::QuickTest(SelectedVehicle selected, const QuicktestConfig& config, std::uint32_t mask)
@@ -76,14 +110,20 @@ QuickTest::QuickTest(SelectedVehicle selected, const QuicktestConfig& config, st
 
 void QuickTest::run(JobReport<QuickTestResult>& report, const std::stop_token& cancel,
                     Platform::Clock& clock) const {
+    Summary summary;
+    const wchar_t* end = L"ended";
     try {
         const VehicleAccess::Turn turn = vehicle.access->takeTurn(cancel);
         for (const std::wstring& name : targets) {
-            report.add(test(name, cancel, clock));
+            auto result = test(name, cancel, clock);
+            summary.add(*result);
+            report.add(std::move(result));
         }
     } catch (const Uds::Cancelled&) {
         // What was tested until then has been reported; the last report tells the end.
+        end = L"cancelled";
     }
+    summary.trace(vehicle.information->name, targets.size(), end);
     report.finish({});
 }
 

@@ -23,7 +23,8 @@ public:
     QuickTest(SelectedVehicle selected, const QuicktestConfig& config, std::uint32_t mask);
 
     /// One report for each control unit as it is done, then an empty last one. A control unit that
-    /// cannot be tested is reported with the reason.
+    /// cannot be tested is reported with the reason. Before the last report one trace tells what
+    /// the whole test came to.
     void run(JobReport<QuickTestResult>& report, const std::stop_token& cancel,
              Platform::Clock& clock) const;
 

@@ -4,6 +4,7 @@
 
 #include "kel_cpp/jobs/FlashFile.hpp"
 #include "tests/kel_cpp/runtime/FlashJobFixture.hpp"
+#include "tests/support/TraceCapture.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -38,6 +39,39 @@ TEST_F(FlashJobTest, FlashesItsSessionsOneAfterTheOther) {
     EXPECT_EQ(results.back()->sessionName, L"ENGINE_DATA");
     EXPECT_EQ(results.back()->jobError, nullptr);
     EXPECT_EQ(results.back()->progress, 100);
+}
+
+TEST_F(FlashJobTest, TracesItsEndBeforeItsLastReport) {
+    writeFlashFile("engine_app.bin", 5000);
+    writeFlashFile("engine_data.bin", 3000);
+    connect();
+    const Quarlen::Tests::TraceCapture traces;
+    flash({L"ENGINE_APP", L"ENGINE_DATA"});
+    ASSERT_EQ(traces.lines().size(), 1U);
+    EXPECT_EQ(traces.lines()[0].level, StdUtil::TraceLevel::Info);
+    EXPECT_EQ(traces.lines()[0].source, L"kel_cpp/jobs/FlashJob");
+    EXPECT_EQ(traces.lines()[0].text, L"flash job ended: flash item \"ENGINE\", sessions "
+                                      L"\"ENGINE_APP\", \"ENGINE_DATA\": done");
+}
+
+TEST_F(FlashJobTest, TracesItsFailureWithPlaceAndCauseAsAnError) {
+    connect();
+    const Quarlen::Tests::TraceCapture traces;
+    const std::wstring error = errorOfApp();
+    ASSERT_EQ(traces.lines().size(), 1U);
+    EXPECT_EQ(traces.lines()[0].level, StdUtil::TraceLevel::Error);
+    EXPECT_EQ(traces.lines()[0].text, L"flash job ended: " + error);
+}
+
+TEST_F(FlashJobTest, TracesWhatTheInterfaceSaysToo) {
+    giveEngine(R"(<Fault request="36" linkLost="true"/>)");
+    writeFlashFile("engine_app.bin", 5000);
+    connect();
+    const Quarlen::Tests::TraceCapture traces;
+    const std::wstring error = errorOfApp();
+    EXPECT_EQ(traces.texts(),
+              std::vector<std::wstring>{L"flash job ended: " + error +
+                                        L": the connection to ENGINE on UDS_CAN_ENGINE was lost"});
 }
 
 TEST_F(FlashJobTest, LeavesTheControlUnitInItsDefaultSession) {

@@ -1,8 +1,11 @@
 #include "kel_cpp/jobs/OtxRun.hpp"
 
+#include <stdexcept>
+
 #include <gtest/gtest.h>
 
 #include "tests/kel_cpp/runtime/FakeVehicle.hpp"
+#include "tests/support/TraceCapture.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -93,6 +96,68 @@ TEST_F(OtxRunTest, TellsWhatItExpectedAndWhatCame) {
     const auto results = run({UdsStep{L"L", {0x22, 0xF1, 0x90}, {0x62, {}, 0x91}, true}});
     EXPECT_NE(results.at(0)->errorText.find(L"expected 62 ?? 91 *, received 62 F1 90"),
               std::wstring::npos);
+}
+
+TEST_F(OtxRunTest, TracesAPassedProcedureWithTheTextOfItsLastVerdict) {
+    const Quarlen::Tests::TraceCapture traces;
+    run({VerdictStep{true, L"first"}, VerdictStep{true, L"all well"}, WaitStep{}});
+    ASSERT_EQ(traces.lines().size(), 1U);
+    EXPECT_EQ(traces.lines()[0].level, StdUtil::TraceLevel::Info);
+    EXPECT_EQ(traces.lines()[0].source, L"kel_cpp/jobs/OtxRun");
+    EXPECT_EQ(traces.lines()[0].text, L"procedure \"P\" ended: passed, all well");
+}
+
+TEST_F(OtxRunTest, TracesAPassedProcedureWithoutAText) {
+    const Quarlen::Tests::TraceCapture traces;
+    run({VerdictStep{true, L""}});
+    EXPECT_EQ(traces.texts(), std::vector<std::wstring>{L"procedure \"P\" ended: passed"});
+}
+
+TEST_F(OtxRunTest, TracesAFailedProcedureWithStepVerdictTextAndCauseAsAnError) {
+    const Quarlen::Tests::TraceCapture traces;
+    run({VerdictStep{true, L"well"}, VerdictStep{false, L"too cold"}, VerdictStep{}});
+    ASSERT_EQ(traces.lines().size(), 1U);
+    EXPECT_EQ(traces.lines()[0].level, StdUtil::TraceLevel::Error);
+    EXPECT_EQ(traces.lines()[0].text, L"procedure \"P\" ended: failed, step 2: verdict: too cold");
+}
+
+TEST_F(OtxRunTest, TracesAnAnswerThatWasNotExpected) {
+    const Quarlen::Tests::TraceCapture traces;
+    vehicle->answer = [](const Bytes&) { return Bytes{0x62, 0xF1, 0x90}; };
+    run({UdsStep{L"L", {0x22, 0xF1, 0x90}, {0x63}, false}});
+    EXPECT_EQ(traces.texts(),
+              std::vector<std::wstring>{L"procedure \"P\" ended: failed, step 1: expected 63, "
+                                        L"received 62 F1 90"});
+}
+
+TEST_F(OtxRunTest, HasTracedTheFailureBeforeItIsReported) {
+    const Quarlen::Tests::TraceCapture traces;
+    const VehicleAccess access(L"Fake", vehicle);
+    std::size_t tracesAtReport = 0;
+    const OtxRun::OnResult onResult = [&](auto) { tracesAtReport = traces.lines().size(); };
+    OtxRun(access, {}, clock, onResult).run({L"P", {VerdictStep{false, L""}}});
+    EXPECT_EQ(tracesAtReport, 1U);
+}
+
+TEST_F(OtxRunTest, TracesACancelledProcedureAsInformation) {
+    const Quarlen::Tests::TraceCapture traces;
+    std::stop_source cancel;
+    cancel.request_stop();
+    EXPECT_THROW(run({WaitStep{std::chrono::seconds(1)}}, cancel.get_token()), Uds::Cancelled);
+    ASSERT_EQ(traces.lines().size(), 1U);
+    EXPECT_EQ(traces.lines()[0].level, StdUtil::TraceLevel::Info);
+    EXPECT_EQ(traces.lines()[0].text, L"procedure \"P\" ended: cancelled");
+}
+
+TEST_F(OtxRunTest, TracesAProcedureThatBreaksOffWithItsCause) {
+    const Quarlen::Tests::TraceCapture traces;
+    vehicle->answer = [](const Bytes&) -> std::optional<Bytes> {
+        throw std::runtime_error("broken");
+    };
+    EXPECT_THROW(run({UdsStep{L"L", {0x3E, 0x00}, {}, false}}), std::runtime_error);
+    ASSERT_EQ(traces.lines().size(), 1U);
+    EXPECT_EQ(traces.lines()[0].level, StdUtil::TraceLevel::Error);
+    EXPECT_EQ(traces.lines()[0].text, L"procedure \"P\" ended: failed, broken");
 }
 
 TEST_F(OtxRunTest, WaitsOnTheClock) {

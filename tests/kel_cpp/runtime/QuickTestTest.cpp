@@ -4,6 +4,7 @@
 
 #include "tests/kel_cpp/runtime/RuntimeFixture.hpp"
 #include "tests/support/ReportCollector.hpp"
+#include "tests/support/TraceCapture.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -24,8 +25,10 @@ protected:
         EXPECT_TRUE(reports.waitForLast());
         reportCount = reports.reportCount();
         Results results;
+        matchingFaults = 0;
         for (const auto& result : reports.results()) {
             results.push_back(std::dynamic_pointer_cast<ControlUnitQuickTestResult>(result));
+            matchingFaults += results.back()->faults.size();
         }
         return results;
     }
@@ -40,6 +43,7 @@ protected:
     }
 
     std::size_t reportCount = 0;
+    std::size_t matchingFaults = 0;
 };
 
 } // namespace
@@ -116,6 +120,38 @@ TEST_F(QuickTestTest, TestsAControlUnitOnceHoweverOftenItIsNamed) {
     EXPECT_EQ(test({L"ENGINE", L"BRAKES", L"ENGINE"}, 0xFF).size(), 2U);
 }
 
+TEST_F(QuickTestTest, KeepsTheOrderInWhichControlUnitsAreNamedFirst) {
+    connect();
+    const auto results = test({L"GATEWAY", L"ENGINE", L"GATEWAY", L"BRAKES", L"ENGINE"}, 0xFF);
+    ASSERT_EQ(results.size(), 3U);
+    EXPECT_EQ(results[0]->name, L"GATEWAY");
+    EXPECT_EQ(results[1]->name, L"ENGINE");
+    EXPECT_EQ(results[2]->name, L"BRAKES");
+}
+
+TEST_F(QuickTestTest, TracesWhatItCameToInOneLineBeforeItsLastReport) {
+    connect();
+    const Quarlen::Tests::TraceCapture traces;
+    test({L"ENGINE", L"GATEWAY"}, 0x08);
+    ASSERT_EQ(traces.lines().size(), 1U);
+    EXPECT_EQ(traces.lines()[0].level, StdUtil::TraceLevel::Info);
+    EXPECT_EQ(traces.lines()[0].source, L"kel_cpp/jobs/QuickTest");
+    EXPECT_EQ(traces.lines()[0].text,
+              L"quick test of \"VIT_A\" ended: 2 of 2 control units read, " +
+                  std::to_wstring(matchingFaults) + L" faults");
+}
+
+TEST_F(QuickTestTest, TracesControlUnitsThatCouldNotBeReadAsAnError) {
+    connect(L"VIT_B");
+    const Quarlen::Tests::TraceCapture traces;
+    const auto results = test({L"BRAKES", L"ENGINE", L"CHASSIS"}, 0x08);
+    ASSERT_EQ(traces.lines().size(), 1U);
+    EXPECT_EQ(traces.lines()[0].level, StdUtil::TraceLevel::Error);
+    EXPECT_EQ(traces.lines()[0].text,
+              L"quick test of \"VIT_B\" ended: 1 of 3 control units read, 1 faults; \"BRAKES\": " +
+                  results.at(0)->errorText + L"; \"CHASSIS\": " + results.at(2)->errorText);
+}
+
 TEST_F(QuickTestTest, ReportsANameThatIsNoControlUnitHereAndGoesOn) {
     connect(L"VIT_B");
     const auto results = test({L"BRAKES", L"CHASSIS", L"ENGINE"}, 0xFF);
@@ -148,10 +184,14 @@ TEST_F(QuickTestTest, ACancelEndsItWithTheLastReport) {
                      "link=\"UDS_CAN_ENGINE\" responseDelay=\"900\"");
     connect();
     TestSupport::QuickTestCollector reports;
+    const Quarlen::Tests::TraceCapture traces;
     const auto job = runtime->performQuickTest(nullptr, nullptr, &reports);
     runtime->cancelJobs({job});
     ASSERT_TRUE(reports.waitForLast());
     EXPECT_TRUE(reports.results().empty());
+    EXPECT_EQ(traces.texts(),
+              std::vector<std::wstring>{L"quick test of \"VIT_A\" cancelled: 0 of 3 "
+                                        L"control units read, 0 faults"});
 }
 
 } // namespace Quarlen::Kel_cpp
