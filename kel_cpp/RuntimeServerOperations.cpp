@@ -3,6 +3,7 @@
 #include "kel_cpp/ComponentVersions.hpp"
 #include "kel_cpp/ExceptionBoundary.hpp"
 #include "kel_cpp/Runtime.hpp"
+#include "kel_cpp/network/ServerAddress.hpp"
 #include "kel_cpp/update/UpdatePackages.hpp"
 #include "kel_server_lib/runtime/ServerHandler.hpp"
 #include "platform/OperatingSystem.hpp"
@@ -32,7 +33,10 @@ SovdModel::Component component(const ProjectTarget& controlUnit) {
 } // namespace
 
 std::wstring Runtime::startServer(const std::wstring& address) {
-    return guarded(L"startServer", [&] { return server.start(address); });
+    return guarded(L"startServer", [&] {
+        requireFixedPort(address);
+        return server.start(address);
+    });
 }
 
 void Runtime::stopServer(const std::wstring& address) {

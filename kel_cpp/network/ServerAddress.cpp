@@ -26,18 +26,27 @@ bool startsWithScheme(std::wstring_view text, std::wstring_view scheme) {
            });
 }
 
+std::wstring quoted(std::wstring_view text) {
+    return L"\"" + std::wstring(text) + L"\"";
+}
+
+KelApiException portError(const std::wstring& address, std::wstring_view text) {
+    return listenError(address,
+                       L"the port is " + quoted(text) + L", expected a number from 1 to 65535");
+}
+
 std::uint16_t parsePort(const std::wstring& address, std::wstring_view text) {
     constexpr std::size_t mostDigits = 5;
     if (text.empty() || text.size() > mostDigits ||
         text.find_first_not_of(digits) != std::wstring_view::npos) {
-        throw listenError(address, L"the port must be a number up to 65535");
+        throw portError(address, text);
     }
     std::uint32_t port = 0;
     for (const wchar_t digit : text) {
         port = port * 10 + static_cast<std::uint32_t>(digit - L'0');
     }
     if (port > maximumPort) {
-        throw listenError(address, L"the port must be a number up to 65535");
+        throw portError(address, text);
     }
     return static_cast<std::uint16_t>(port);
 }
@@ -47,11 +56,18 @@ std::wstring checkedHost(const std::wstring& address, std::wstring_view host) {
         return unit <= L' ' || std::wstring_view(L":/\\?#@[]\"<>").find(unit) != std::wstring::npos;
     };
     if (host.empty()) {
-        throw listenError(address, L"the host is missing");
+        throw listenError(address,
+                          L"the host is missing; a command line names it first, before all "
+                          L"options, in UTF-8");
+    }
+    if (host.front() == L'-') {
+        throw listenError(address, L"the host " + quoted(host) +
+                                       L" starts like an option; no option is spelled so, and the "
+                                       L"host comes first");
     }
     if (std::any_of(host.begin(), host.end(), isStrange)) {
-        throw listenError(address,
-                          L"the host must be an IPv4 address, a host name or an adapter name");
+        throw listenError(address, L"the host " + quoted(host) +
+                                       L" is no IPv4 address, host name or adapter name");
     }
     return std::wstring(host);
 }
@@ -95,6 +111,14 @@ ListenAddress parseServerAddress(const std::wstring& address) {
     const std::wstring_view text = address;
     return {checkedHost(address, text.substr(0, colon)),
             parsePort(address, text.substr(colon + 1))};
+}
+
+void requireFixedPort(const std::wstring& address) {
+    if (parseServerAddress(address).port == 0) {
+        throw listenError(address,
+                          L"the port is 0, expected a number from 1 to 65535; on a command "
+                          L"line a port text that does not begin with a number counts as 0");
+    }
 }
 
 HostMeaning interpretHost(const std::wstring& host,

@@ -22,6 +22,10 @@ struct ListenAddress {
 /// `KelApiException` (code Server) that names address and cause.
 ListenAddress parseServerAddress(const std::wstring& address);
 
+/// Throws as `parseServerAddress`, and for port 0: on a port that the system chooses no client
+/// would look for the server.
+void requireFixedPort(const std::wstring& address);
+
 /// What a host stands for without asking a name server.
 struct HostMeaning {
     /// Empty when it is not known or the adapter has none.

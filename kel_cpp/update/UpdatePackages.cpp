@@ -5,6 +5,7 @@
 #include <system_error>
 #include <utility>
 
+#include "kel_cpp/PathFault.hpp"
 #include "kel_cpp/RuntimeError.hpp"
 #include "kel_cpp/update/ZipContents.hpp"
 #include "platform/FlushFile.hpp"
@@ -43,7 +44,7 @@ fs::path withoutTrailingSeparator(const fs::path& folder) {
 fs::path validPath(const std::wstring& package) {
     fs::path path = Platform::toPath(package);
     if (path.empty()) {
-        throw packageError(package, L"the path is not valid");
+        throw packageError(package, L"its path " + pathFault(package));
     }
     return path;
 }

@@ -68,27 +68,61 @@ TEST_P(BadServerAddress, IsRefusedWithAddressAndCause) {
     }
 }
 
-constexpr const wchar_t* badPort = L"the port must be a number up to 65535";
-constexpr const wchar_t* badHost =
-    L"the host must be an IPv4 address, a host name or an adapter name";
+std::wstring badPort(const std::wstring& port) {
+    return L"the port is \"" + port + L"\", expected a number from 1 to 65535";
+}
+
+std::wstring badHost(const std::wstring& host) {
+    return L"the host \"" + host + L"\" is no IPv4 address, host name or adapter name";
+}
+
+std::wstring likeAnOption(const std::wstring& host) {
+    return L"the host \"" + host +
+           L"\" starts like an option; no option is spelled so, and the host comes first";
+}
+
+constexpr const wchar_t* noHost =
+    L"the host is missing; a command line names it first, before all options, in UTF-8";
 
 INSTANTIATE_TEST_SUITE_P(
     Texts, BadServerAddress,
-    testing::Values(BadAddress{L"", L"the port is missing; expected host:port"},
-                    BadAddress{L"127.0.0.1", L"the port is missing; expected host:port"},
-                    BadAddress{L":58000", L"the host is missing"},
-                    BadAddress{L"http://", L"the host is missing"}, BadAddress{L"host:", badPort},
-                    BadAddress{L"host:65536", badPort}, BadAddress{L"host:-1", badPort},
-                    BadAddress{L"host:+80", badPort}, BadAddress{L"host: 80", badPort},
-                    BadAddress{L"host:99999999999999999999", badPort},
-                    BadAddress{L"host:8o", badPort}, BadAddress{L"host:\u0661", badPort},
-                    BadAddress{L"::1:80", badHost}, BadAddress{L"[::1]:80", badHost},
-                    BadAddress{L"my host:80", badHost}, BadAddress{L"host\n:80", badHost},
-                    BadAddress{L"http://user@host", badHost},
-                    BadAddress{L"http://host/path", badHost}, BadAddress{L"ftp://host:21", badHost},
-                    BadAddress{L"https://host", L"encrypted connections (https) are not supported"},
-                    BadAddress{L"HTTPS://host:443",
-                               L"encrypted connections (https) are not supported"}));
+    testing::Values(
+        BadAddress{L"", L"the port is missing; expected host:port"},
+        BadAddress{L"127.0.0.1", L"the port is missing; expected host:port"},
+        BadAddress{L":58000", noHost}, BadAddress{L"http://", noHost},
+        BadAddress{L"host:", badPort(L"")}, BadAddress{L"host:65536", badPort(L"65536")},
+        BadAddress{L"host:-1", badPort(L"-1")}, BadAddress{L"host:+80", badPort(L"+80")},
+        BadAddress{L"host: 80", badPort(L" 80")},
+        BadAddress{L"host:99999999999999999999", badPort(L"99999999999999999999")},
+        BadAddress{L"host:8o", badPort(L"8o")}, BadAddress{L"host:\u0661", badPort(L"\u0661")},
+        BadAddress{L"::1:80", badHost(L"::1")}, BadAddress{L"[::1]:80", badHost(L"[::1]")},
+        BadAddress{L"my host:80", badHost(L"my host")},
+        BadAddress{L"host\n:80", badHost(L"host\n")},
+        BadAddress{L"http://user@host", badHost(L"user@host")},
+        BadAddress{L"http://host/path", badHost(L"host/path")},
+        BadAddress{L"ftp://host:21", badHost(L"ftp://host")},
+        BadAddress{L"--rest:58000", likeAnOption(L"--rest")},
+        BadAddress{L"-v:127", likeAnOption(L"-v")},
+        BadAddress{L"https://host", L"encrypted connections (https) are not supported"},
+        BadAddress{L"HTTPS://host:443", L"encrypted connections (https) are not supported"}));
+
+TEST(FixedPort, IsEveryPortButZero) {
+    EXPECT_NO_THROW(requireFixedPort(L"host:1"));
+    EXPECT_NO_THROW(requireFixedPort(L"http://host"));
+    for (const wchar_t* const address : {L"host:0", L"http://host:0"}) {
+        try {
+            requireFixedPort(address);
+            ADD_FAILURE() << shown(address) << " was taken";
+        } catch (const KelApiException& error) {
+            EXPECT_EQ(error.code(), static_cast<std::int32_t>(ErrorCode::Server));
+            EXPECT_EQ(
+                error.message(),
+                L"cannot listen on \"" + std::wstring(address) +
+                    L"\": the port is 0, expected a number from 1 to 65535; on a command line "
+                    L"a port text that does not begin with a number counts as 0");
+        }
+    }
+}
 
 Platform::NetworkAdapter adapter(const std::wstring& name, const std::wstring& address) {
     Platform::NetworkAdapter made;

@@ -41,7 +41,7 @@ asio::ip::tcp::socket connectTo(asio::io_context& context, const std::wstring& a
 
 TEST_F(RuntimeServerTest, AClientOfTheServerIsAnActiveConnectionBesideTheVehicle) {
     asio::io_context context;
-    const std::wstring address = runtime->startServer(L"127.0.0.1:0");
+    const std::wstring address = runtime->startServer(L"127.0.0.1:" + std::to_wstring(freePort()));
     {
         const auto client = connectTo(context, address);
         waitForConnections(1);
@@ -56,6 +56,15 @@ TEST_F(RuntimeServerTest, AnAddressThatCannotBeUsedIsNamed) {
     EXPECT_NE(
         errorOf([&] { runtime->startServer(L"no address at all"); }).find(L"no address at all"),
         std::wstring::npos);
+}
+
+TEST_F(RuntimeServerTest, RefusesPortZeroAndListensOnNoOther) {
+    for (const wchar_t* const address : {L"127.0.0.1:0", L"localhost:00", L"http://127.0.0.1:0/"}) {
+        const std::wstring error = errorOf([&] { runtime->startServer(address); });
+        EXPECT_EQ(error.find(L"cannot listen on \"" + std::wstring(address) +
+                             L"\": the port is 0, expected a number from 1 to 65535"),
+                  0U);
+    }
 }
 
 TEST_F(RuntimeServerTest, KeepsTheStatusWithItsTime) {

@@ -159,7 +159,9 @@ TEST_F(UpdatePackages, AreRefusedWithNameAndCause) {
     EXPECT_THAT(messageFor(L"folder.zip"),
                 EndsWith(where + L"folder.zip: there is no regular file of this name"));
     EXPECT_THAT(messageFor(L"text.zip"), HasSubstr(where + L"text.zip: not a readable archive: "));
-    EXPECT_THAT(messageFor(std::wstring(L"a.zip\0b", 7)), EndsWith(L": the path is not valid"));
+    EXPECT_THAT(messageFor(std::wstring(L"a.zip\0b", 7)),
+                EndsWith(L": its path contains a null character"));
+    EXPECT_THAT(messageFor(L"a\xDC80.zip"), EndsWith(L": its path is not valid Unicode text"));
     EXPECT_THAT(messageOf([&] { stage({nullptr}); }), EndsWith(L": its record is missing"));
 }
 
@@ -250,7 +252,7 @@ TEST_F(UpdatePackages, ThatCannotBeReadAreDescribedByTheirNameAndCauseBesideTheG
     EXPECT_EQ(descriptions[0]->packagePath, Platform::fromPath(broken));
     EXPECT_THAT(descriptions[0]->entries, IsEmpty());
     EXPECT_THAT(descriptions[0]->message, StartsWith(Platform::fromPath(broken) + L": "));
-    EXPECT_THAT(descriptions[1]->message, EndsWith(L": the path is not valid"));
+    EXPECT_THAT(descriptions[1]->message, EndsWith(L": its path contains a null character"));
     EXPECT_THAT(descriptions[2]->entries, ElementsAre(L"a"));
     EXPECT_EQ(descriptions[2]->message, L"");
 }
