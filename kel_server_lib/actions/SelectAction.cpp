@@ -4,7 +4,9 @@
 #include <cstddef>
 
 #include "kel_server_lib/actions/ActionFrame.hpp"
+#include "kel_server_lib/sequence/SequenceTrace.hpp"
 #include "platform/TextEncoding.hpp"
+#include "std_util/TraceHelper.hpp"
 
 namespace Quarlen {
 
@@ -48,6 +50,14 @@ std::string vinOf(const Kel_cpp::RecordList<Kel_cpp::ServiceResult>& results) {
     return {begin, std::find(begin, data.end(), std::uint8_t{0})};
 }
 
+/// A vehicle that has not told its number is no failure.
+void traceNoMatch(const std::wstring& vin) {
+    if (!vin.empty()) {
+        StdUtil::TraceHelper::ErrorTrace(sequenceTraceSource, __LINE__,
+                                         L"no project matches the VIN %s", vin.c_str());
+    }
+}
+
 /// The steps end early where a stop is raised.
 void selectProjectAndVehicle(ServerHandlerSequence& handler, Kel_cpp::KelApi& api,
                              const std::wstring& name, const std::wstring& vehicleInformation,
@@ -86,6 +96,7 @@ std::wstring autoSelectProject(ServerHandlerSequence& handler,
                                const ServerHandlerSequence::Api& api, bool autoConnect) {
     const std::wstring vin = Platform::fromUtf8(readVin(handler, api, autoConnect));
     if (vin.size() < shortestVin) {
+        traceNoMatch(vin);
         return {};
     }
     const std::wstring key = vin.substr(manufacturerLength);
@@ -94,7 +105,11 @@ std::wstring autoSelectProject(ServerHandlerSequence& handler,
     const auto match = std::find_if(projects.begin(), projects.end(), [&key](const auto& project) {
         return project->name.find(key) != std::wstring::npos;
     });
-    return match == projects.end() ? std::wstring() : (*match)->name;
+    if (match == projects.end()) {
+        traceNoMatch(vin);
+        return {};
+    }
+    return (*match)->name;
 }
 
 std::string readVin(ServerHandlerSequence& handler, const ServerHandlerSequence::Api& api,

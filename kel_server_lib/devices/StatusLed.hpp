@@ -23,7 +23,8 @@ inline constexpr LedColour allOn{255, 255, 255};
 } // namespace LedColours
 
 /// Writes the three intensities as decimal digits. Where one of the three files cannot be opened
-/// nothing is written and nothing is reported; files are never created.
+/// nothing is written and nothing is reported; files are never created. A file that is there and
+/// cannot be written is traced, once in the life of the process.
 void setLed(const std::string& prefix, const LedColour& colour);
 
 } // namespace Quarlen

@@ -1,6 +1,8 @@
 #include "kel_server_lib/actions/SelectAction.hpp"
 
+#include "platform/TextEncoding.hpp"
 #include "tests/kel_server_lib/SequenceFixture.hpp"
+#include "tests/support/TraceCapture.hpp"
 
 namespace Quarlen::Tests {
 
@@ -105,6 +107,31 @@ TEST_F(SelectAction, ComparesLetterCase) {
     addProject(L"Car_demo0000000042");
 
     EXPECT_EQ(autoSelectProject(handler, api, true), L"");
+}
+
+TEST_F(SelectAction, TracesAVinThatNoProjectMatchesAsOneError) {
+    for (const char* const vin : {"WKLDEMO0000000042", "WKLDE"}) {
+        const TraceCapture traces;
+        answerVin(vin);
+        addProject(L"Car");
+
+        EXPECT_EQ(autoSelectProject(handler, api, true), L"");
+
+        ASSERT_EQ(traces.lines().size(), 1U);
+        EXPECT_EQ(traces.lines()[0].level, StdUtil::TraceLevel::Error);
+        EXPECT_EQ(traces.lines()[0].text, L"no project matches the VIN " + Platform::fromUtf8(vin));
+    }
+}
+
+TEST_F(SelectAction, TracesNoErrorForAProjectThatMatchesNorForAMissingVin) {
+    const TraceCapture traces;
+    addProject(L"Car_DEMO0000000042");
+
+    EXPECT_EQ(autoSelectProject(handler, api, true), L"");
+    answerVin("WKLDEMO0000000042");
+    EXPECT_NE(autoSelectProject(handler, api, true), L"");
+
+    EXPECT_THAT(traces.lines(), IsEmpty());
 }
 
 TEST_F(SelectAction, AVinOfFiveCharactersSelectsNothing) {

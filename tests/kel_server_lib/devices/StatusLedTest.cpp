@@ -5,7 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/TextEncoding.hpp"
 #include "tests/support/TemporaryFolder.hpp"
+#include "tests/support/TraceCapture.hpp"
 
 namespace Quarlen::Tests {
 
@@ -74,6 +76,30 @@ TEST_P(SetLedWithoutOneFile, WritesNothingWhenItCannotBeOpened) {
 
     std::filesystem::remove(file());
     EXPECT_TRUE(othersAreAsBefore()) << shown();
+}
+
+TEST_P(SetLedWithoutOneFile, TracesAFileThatIsThereAndCannotBeWrittenOnce) {
+    const TraceCapture traces;
+    std::filesystem::remove(file());
+    std::filesystem::create_directory(file());
+
+    setLed(prefix(), {1, 2, 3});
+    setLed(prefix(), {3, 2, 1});
+
+    ASSERT_EQ(traces.lines().size(), 1U);
+    EXPECT_EQ(traces.lines()[0].level, StdUtil::TraceLevel::Error);
+    EXPECT_EQ(traces.lines()[0].text,
+              L"the LED file " + Platform::fromUtf8(prefix() + GetParam() + "/brightness") +
+                  L" cannot be written");
+}
+
+TEST_P(SetLedWithoutOneFile, TracesNothingOfAMissingFile) {
+    const TraceCapture traces;
+    std::filesystem::remove(file());
+
+    setLed(prefix(), {1, 2, 3});
+
+    EXPECT_TRUE(traces.lines().empty());
 }
 
 INSTANTIATE_TEST_SUITE_P(Colours, SetLedWithoutOneFile, testing::Values("red", "green", "blue"),
