@@ -37,6 +37,24 @@ else()
         $<$<AND:$<CXX_COMPILER_ID:GNU>,$<NOT:$<CONFIG:Debug>>>:-Wno-stringop-overread>
         $<$<AND:$<CXX_COMPILER_ID:GNU>,$<NOT:$<CONFIG:Debug>>>:-Wno-maybe-uninitialized>)
 endif()
+# What people run makes an attacker's work harder; scripts/check-hardening reads it from the programs.
+# Sanitizers bring checks of their own that these would hide.
+if(NOT MSVC AND NOT KEL_SANITIZERS)
+    if(MINGW)
+        target_link_options(kel_settings INTERFACE
+            $<$<NOT:$<CONFIG:Debug>>:LINKER:--dynamicbase,--high-entropy-va,--nxcompat>)
+    else()
+        target_compile_options(kel_settings INTERFACE
+            $<$<NOT:$<CONFIG:Debug>>:-fPIE>
+            $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE>
+            $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=3>
+            $<$<NOT:$<CONFIG:Debug>>:-fstack-protector-strong>
+            $<$<NOT:$<CONFIG:Debug>>:-fstack-clash-protection>)
+        target_link_options(kel_settings INTERFACE
+            $<$<NOT:$<CONFIG:Debug>>:-pie>
+            $<$<NOT:$<CONFIG:Debug>>:LINKER:-z,relro,-z,now>)
+    endif()
+endif()
 if(WIN32)
     target_compile_definitions(kel_settings INTERFACE
         UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0A00)
