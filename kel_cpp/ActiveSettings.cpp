@@ -1,8 +1,10 @@
 #include "kel_cpp/ActiveSettings.hpp"
 
+#include <ostream>
 #include <string>
 #include <utility>
 
+#include "kel_cpp/PathFault.hpp"
 #include "kel_cpp/RuntimeError.hpp"
 #include "platform/TextEncoding.hpp"
 
@@ -10,40 +12,41 @@ namespace Quarlen::Kel_cpp {
 
 namespace {
 
-KelApiException wrongSettings(const wchar_t* message) {
+KelApiException wrongSettings(const std::wstring& message) {
     return runtimeError(ErrorCode::Configuration, message);
 }
 
 template <class RecordType>
-const RecordType& required(const std::shared_ptr<RecordType>& record) {
+const RecordType& required(const std::shared_ptr<RecordType>& record, const wchar_t* name) {
     if (!record) {
-        throw wrongSettings(L"a settings record is missing");
+        throw wrongSettings(L"the record of the " + std::wstring(name) + L" is missing");
     }
     return *record;
 }
 
-std::wstring absolutePath(const std::filesystem::path& folder, const std::wstring& text) {
+/// `name` is for the message.
+void makeAbsolute(std::wstring& text, const std::filesystem::path& folder, const wchar_t* name) {
     const std::filesystem::path path = Platform::toPath(text);
     if (path.empty()) {
-        throw wrongSettings(L"a path of the path settings is empty");
+        throw wrongSettings(L"the " + std::wstring(name) + L" path " + pathFault(text));
     }
-    return Platform::fromPath((folder / path).lexically_normal());
+    text = Platform::fromPath((folder / path).lexically_normal());
 }
 
 } // namespace
 
-ActiveSettings::ActiveSettings(std::filesystem::path configFolder)
-    : folder(std::move(configFolder)), file(folder) {}
+ActiveSettings::ActiveSettings(std::filesystem::path configFolder, std::ostream& errorOutput)
+    : folder(std::move(configFolder)), errorOutput(errorOutput), file(folder) {}
 
 void ActiveSettings::load() {
     const std::lock_guard commitLock(commitMutex);
     RuntimeSettings read = file.read();
     const bool tracing = read.paths.tracing || read.serverSettings.optionTracing;
-    applyTracing(tracing, read.paths, read.traceLevel);
+    const bool traced = tryTracing(tracing, read.paths, read.traceLevel);
     const std::lock_guard lock(mutex);
     written = read;
     effective = std::move(read);
-    showTracing(tracing);
+    showTracing(traced);
     loaded = true;
 }
 
@@ -73,22 +76,22 @@ std::shared_ptr<InterfaceSettings> ActiveSettings::interfaces() const {
 }
 
 void ActiveSettings::write(const std::shared_ptr<ServerSettings>& record) {
-    const ServerSettings copy = required(record);
+    const ServerSettings copy = required(record, L"server settings");
     const std::lock_guard lock(mutex);
     written.serverSettings = copy;
 }
 
 void ActiveSettings::write(const std::shared_ptr<PathSettings>& record) {
-    PathSettings copy = required(record);
-    for (std::wstring* path : {&copy.projectsPath, &copy.tracesPath, &copy.reportsPath}) {
-        *path = absolutePath(folder, *path);
-    }
+    PathSettings copy = required(record, L"path settings");
+    makeAbsolute(copy.projectsPath, folder, L"projects");
+    makeAbsolute(copy.tracesPath, folder, L"traces");
+    makeAbsolute(copy.reportsPath, folder, L"reports");
     const std::lock_guard lock(mutex);
     written.paths = std::move(copy);
 }
 
 void ActiveSettings::write(const std::shared_ptr<InterfaceSettings>& record) {
-    const auto copy = deepCopy(required(record));
+    const auto copy = deepCopy(required(record, L"interface settings"));
     const std::lock_guard lock(mutex);
     written.interfaces = *copy;
 }
@@ -135,6 +138,20 @@ void ActiveSettings::requireLoaded() const {
     const std::lock_guard lock(mutex);
     if (!loaded) {
         throw wrongSettings(L"the runtime has not been initialised");
+    }
+}
+
+/// Whether tracing is on now. That traces cannot be written is no reason not to start: whoever set
+/// it up is told, once, where traces do not go.
+bool ActiveSettings::tryTracing(bool enabled, const PathSettings& paths, int level) {
+    try {
+        applyTracing(enabled, paths, level);
+        return enabled;
+    } catch (const KelApiException& exception) {
+        traces.turnOff();
+        errorOutput << "Tracing is off: " + Platform::toUtf8(exception.message()) + "\n"
+                    << std::flush;
+        return false;
     }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <iosfwd>
 #include <memory>
 #include <mutex>
 
@@ -17,10 +18,12 @@ namespace Quarlen::Kel_cpp {
 /// makes the other one show the same.
 class ActiveSettings {
 public:
-    explicit ActiveSettings(std::filesystem::path configFolder);
+    /// `errorOutput` must outlive the settings.
+    ActiveSettings(std::filesystem::path configFolder, std::ostream& errorOutput);
 
-    /// Reads the settings file and puts all of it into effect. Throws `KelApiException` (code
-    /// Configuration); nothing has changed then.
+    /// Reads the settings file and puts all of it into effect. Tracing that the file switches on
+    /// and that cannot be written is off then, which is said on the error output. Throws
+    /// `KelApiException` (code Configuration); nothing has changed then.
     void load();
 
     [[nodiscard]] RuntimeSettings inEffect() const;
@@ -44,10 +47,12 @@ public:
 
 private:
     void requireLoaded() const;
+    bool tryTracing(bool enabled, const PathSettings& paths, int level);
     void applyTracing(bool enabled, const PathSettings& paths, int level);
     void showTracing(bool enabled);
 
     const std::filesystem::path folder;
+    std::ostream& errorOutput;
     /// Held for a whole load or commit: one after the other. Taken before `mutex`.
     std::mutex commitMutex;
     SettingsFile file;

@@ -30,7 +30,7 @@ std::shared_ptr<KelApi> makeRuntime() {
 
 Runtime::Runtime(RuntimeEnvironment where)
     : environment(std::move(where)),
-      settings(environment.configFolder),
+      settings(environment.configFolder, environment.errorOutput),
       interfaces(environment.clock),
       sovd(sovdModel()) {}
 

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <iostream>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -26,6 +27,8 @@ struct RuntimeEnvironment {
     Platform::Clock& clock;
     /// Well below the session timeout S3 (5 s, ISO 14229-2).
     std::chrono::milliseconds testerPresentInterval{2000};
+    /// For what people must know though nothing fails. Must outlive the runtime.
+    std::ostream& errorOutput = std::cerr;
 };
 
 /// The status text of the server and when it was set.

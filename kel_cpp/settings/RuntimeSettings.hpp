@@ -30,8 +30,8 @@ class SettingsFile {
 public:
     explicit SettingsFile(const std::filesystem::path& configFolder);
 
-    /// A missing file gives the defaults. Throws `KelApiException` (code Configuration) that names
-    /// file, line, column and what was expected.
+    /// A missing file gives the defaults and an error trace. Throws `KelApiException` (code
+    /// Configuration) that names file, line, column and what was expected.
     [[nodiscard]] RuntimeSettings read() const;
 
     /// Write back one group of settings, atomically, and keep every other byte of the file:

@@ -11,6 +11,7 @@
 #include "platform/AtomicFile.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
+#include "std_util/TraceHelper.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -165,6 +166,9 @@ RuntimeSettings SettingsFile::read() const {
     const auto file = settingsFile(folder);
     auto text = loadIfPresent(file);
     if (!text) {
+        StdUtil::TraceHelper::ErrorTrace(L"kel_cpp/settings/SettingsFile", __LINE__,
+                                         L"there is no configuration file %s, defaults are used",
+                                         Platform::fromPath(file).c_str());
         return SettingsReader::defaults(folder);
     }
     return SettingsReader::read(XmlFile(file, std::move(*text), SettingsReader::rootElement),

@@ -65,6 +65,31 @@ TEST_F(Start, EndsWithTwoAndNamesAddressAndCauseWhenThePortIsTaken) {
                       HasSubstr("in use"), HasSubstr(" code: ")));
 }
 
+TEST_F(Start, EndsWithTwoWhereAnOptionStandsInThePortsPlaceOrInTheAddresss) {
+    server.configure("");
+    Process noPort = server.start({"127.0.0.1", "--ret"}, Stdio::Pipes);
+    Process noAddress = server.start({"--ret", "127.0.0.1"}, Stdio::Pipes);
+
+    EXPECT_EQ(noPort.waitForExit(), 2);
+    EXPECT_EQ(noAddress.waitForExit(), 2);
+
+    EXPECT_THAT(noPort.output(), HasSubstr("\"127.0.0.1:0\": the port is 0, expected a number"));
+    EXPECT_THAT(noAddress.output(), HasSubstr("the host \"--ret\" starts like an option"));
+}
+
+TEST_F(Start, GoesOnWithoutTracesWhereTheyCannotBeWrittenAndSaysSoOnce) {
+    server.configure(R"(<Tracing enabled="true" level="3"/>)");
+    server.writeConfigFile("traces", "a file in the folder's place");
+    Process process = server.start({"127.0.0.1", std::to_string(Tests::freePort())});
+    ASSERT_TRUE(process.waitForOutput(prompt)) << process.output();
+    process.type("q");
+    EXPECT_EQ(process.waitForExit(), 0);
+
+    const std::string& output = process.output();
+    EXPECT_THAT(output, StartsWith("Tracing is off: the trace file "));
+    EXPECT_EQ(output.find("Tracing is off"), output.rfind("Tracing is off"));
+}
+
 TEST_F(Start, StartsOnEveryConfiguredAddressThatIsFree) {
     const Tests::TakenPort taken;
     const std::string takenPort = std::to_string(taken.number());
@@ -114,6 +139,9 @@ TEST_F(Start, RunsTheExampleSequenceAndWritesAReport) {
     const std::string page{std::istreambuf_iterator<char>(file), {}};
     EXPECT_THAT(page, AllOf(HasSubstr("WKLDEMO0000000042"), HasSubstr("ENGINE"),
                             HasSubstr("GATEWAY"), HasSubstr("BRAKES")));
+    EXPECT_THAT(server.readConfigFile("traces/kel_server.log"),
+                AllOf(HasSubstr("quick test of \"VIT_A\" ended: 3 of 3 control units read, "),
+                      HasSubstr("procedure \"Otx_ReadIdent\" ended: passed, Identification read")));
 }
 
 TEST_F(Start, GoesOnWithoutAMissingStartSequence) {

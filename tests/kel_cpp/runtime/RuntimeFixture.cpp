@@ -25,6 +25,7 @@ std::filesystem::path newFolder() {
 ConfigFolder::ConfigFolder() : folder(newFolder()) {
     std::filesystem::copy(Quarlen::Tests::examplesFolder(), config(),
                           std::filesystem::copy_options::recursive);
+    replaceIn("KelServer.xml", "<Tracing enabled=\"true\"", "<Tracing enabled=\"false\"");
 }
 
 ConfigFolder::~ConfigFolder() {
@@ -55,8 +56,9 @@ void ConfigFolder::replaceIn(const std::filesystem::path& relativePath, const st
 
 void RuntimeFixture::restart() {
     runtime.reset();
-    runtime = std::make_shared<Runtime>(RuntimeEnvironment{
-        folder.config(), folder.base() / "installation", *usedClock, testerPresentInterval});
+    runtime = std::make_shared<Runtime>(
+        RuntimeEnvironment{folder.config(), folder.base() / "installation", *usedClock,
+                           testerPresentInterval, errorOutput});
     runtime->initialize();
 }
 

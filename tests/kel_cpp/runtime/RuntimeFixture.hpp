@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,7 +16,8 @@
 
 namespace Quarlen::Kel_cpp::Tests {
 
-/// A folder that is removed with its owner, holding "config", a copy of the example configuration.
+/// A folder that is removed with its owner, holding "config", a copy of the example configuration
+/// in which tracing is off.
 class ConfigFolder {
 public:
     ConfigFolder();
@@ -62,6 +64,8 @@ protected:
     ConfigFolder folder;
     Quarlen::Tests::FakeClock clock;
     Platform::Clock* usedClock = &clock;
+    /// What the runtime says on the console's error stream.
+    std::ostringstream errorOutput;
     std::shared_ptr<Runtime> runtime;
 };
 

@@ -104,6 +104,42 @@ TEST_F(RuntimeSettingsTest, ATraceFileThatCannotBeWrittenIsNamed) {
     EXPECT_NE(error.find(L"kel_server.log"), std::wstring::npos);
 }
 
+TEST_F(RuntimeSettingsTest, StartsWithoutTracesWhereTheyCannotBeWrittenAndSaysSoOnce) {
+    folder.replaceIn("KelServer.xml", "<Tracing enabled=\"false\"", "<Tracing enabled=\"true\"");
+    folder.write("traces", "a file where a folder is wanted");
+    const auto listeners = StdUtil::ErrorHandler::listenerCount();
+    restart();
+    EXPECT_EQ(runtime->getServerConfiguration()->startSequence, L"Demo.xml");
+    EXPECT_FALSE(runtime->getProjectPath()->tracing);
+    EXPECT_FALSE(runtime->getServerSettings()->optionTracing);
+    EXPECT_EQ(StdUtil::ErrorHandler::listenerCount(), listeners);
+    const std::string said = errorOutput.str();
+    EXPECT_EQ(said.find("Tracing is off: the trace file "), 0U) << said;
+    EXPECT_NE(said.find("kel_server.log"), std::string::npos) << said;
+    EXPECT_EQ(said.find('\n'), said.size() - 1) << said;
+}
+
+TEST_F(RuntimeSettingsTest,
+       TracingThatCouldNotBeginCanBeSwitchedOnLaterAndIsNotSwitchedOffInTheFile) {
+    folder.replaceIn("KelServer.xml", "<Tracing enabled=\"false\"", "<Tracing enabled=\"true\"");
+    folder.write("traces", "a file where a folder is wanted");
+    restart();
+    runtime->applyInterfaceSettings();
+    EXPECT_NE(folder.read("KelServer.xml").find("<Tracing enabled=\"true\""), std::string::npos);
+    EXPECT_NE(errorOf([&] { switchTracing(true); }), L"");
+    std::filesystem::remove(folder.config() / "traces");
+    EXPECT_EQ(errorOf([&] { switchTracing(true); }), L"");
+    EXPECT_TRUE(std::filesystem::exists(traceFile()));
+    EXPECT_TRUE(runtime->getProjectPath()->tracing);
+}
+
+TEST_F(RuntimeSettingsTest, SaysNothingOnTheConsoleWhenTracesCanBeWritten) {
+    folder.replaceIn("KelServer.xml", "<Tracing enabled=\"false\"", "<Tracing enabled=\"true\"");
+    restart();
+    EXPECT_TRUE(runtime->getProjectPath()->tracing);
+    EXPECT_EQ(errorOutput.str(), "");
+}
+
 TEST_F(RuntimeSettingsTest, ACommitOfEitherRecordShowsTheOneTracingSwitchInBoth) {
     auto server = runtime->getServerSettings();
     server->optionTracing = true;
@@ -152,6 +188,25 @@ TEST_F(RuntimeSettingsTest, MissingRecordsAndEmptyPathsAreRefused) {
     EXPECT_NE(errorOf([&] { runtime->setInterfaceSettings(nullptr); }), L"");
     EXPECT_NE(errorOf([&] { runtime->setProjectPath(nullptr); }), L"");
     EXPECT_NE(errorOf([&] { runtime->setProjectPath(std::make_shared<PathSettings>()); }), L"");
+}
+
+TEST_F(RuntimeSettingsTest, NamesTheRecordThatIsMissingAndThePathThatIsWrong) {
+    EXPECT_EQ(errorOf([&] { runtime->setServerSettings(nullptr); }),
+              L"the record of the server settings is missing");
+    EXPECT_EQ(errorOf([&] { runtime->setInterfaceSettings(nullptr); }),
+              L"the record of the interface settings is missing");
+    EXPECT_EQ(errorOf([&] { runtime->setProjectPath(nullptr); }),
+              L"the record of the path settings is missing");
+    const auto refusalOf = [&](std::wstring PathSettings::*path, const std::wstring& text) {
+        auto paths = runtime->getProjectPath();
+        (*paths).*path = text;
+        return errorOf([&] { runtime->setProjectPath(paths); });
+    };
+    EXPECT_EQ(refusalOf(&PathSettings::projectsPath, L""), L"the projects path is empty");
+    EXPECT_EQ(refusalOf(&PathSettings::tracesPath, std::wstring(L"a\0b", 3)),
+              L"the traces path contains a null character");
+    EXPECT_EQ(refusalOf(&PathSettings::reportsPath, L"\xDC80"),
+              L"the reports path is not valid Unicode text");
 }
 
 TEST_F(RuntimeSettingsTest, ACommitBeforeTheInitialisationDoesNotTouchTheFile) {

@@ -7,6 +7,7 @@
 #include "tests/kel_cpp/settings/ExceptionMessage.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/support/TestPaths.hpp"
+#include "tests/support/TraceCapture.hpp"
 
 namespace Quarlen::Kel_cpp {
 namespace {
@@ -35,6 +36,23 @@ TEST_F(ReadingKelServerXml, TakesAMissingFileForAnEmptyConfiguration) {
     EXPECT_EQ(settings.paths.projectsPath, inFolder("none/projects"));
     EXPECT_EQ(settings.sovdPort, 20002);
     EXPECT_FALSE(std::filesystem::exists(folder.path() / "none"));
+}
+
+TEST_F(ReadingKelServerXml, TracesAMissingFileAsOneError) {
+    const Tests::TraceCapture traces;
+    (void)SettingsFile(folder.path()).read();
+
+    ASSERT_EQ(traces.lines().size(), 1U);
+    EXPECT_EQ(traces.lines()[0].level, StdUtil::TraceLevel::Error);
+    EXPECT_EQ(traces.lines()[0].text, L"there is no configuration file " +
+                                          inFolder("KelServer.xml") + L", defaults are used");
+}
+
+TEST_F(ReadingKelServerXml, TracesNothingOfAFileThatIsThere) {
+    const Tests::TraceCapture traces;
+    read("<KelServer/>");
+
+    EXPECT_TRUE(traces.lines().empty());
 }
 
 TEST_F(ReadingKelServerXml, FillsInWhatTheFileDoesNotSay) {
