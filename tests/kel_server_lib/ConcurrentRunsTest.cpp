@@ -267,6 +267,14 @@ TEST_F(ButtonBehindARun, GivesUpWhenTheButtonIsChanged) {
     EXPECT_EQ(handler.f1.scriptName, L"C.xml");
 }
 
+TEST_F(ButtonBehindARun, GivesUpWhenAnotherThreadTakesItsPlace) {
+    handler.startF1ScriptThread(L"C.xml", api);
+
+    EXPECT_EQ(handler.f1.scriptName, L"C.xml");
+    EXPECT_EQ(api->count("setServerStatus(Running sequence: B.xml)"), 0U);
+    handler.abortSequence(api);
+}
+
 TEST_F(ButtonBehindARun, RunsAfterItWhenNobodyStopsIt) {
     handler.abortSequence(api);
     clientRun.join();

@@ -57,6 +57,13 @@ TEST_F(ButtonWorker, WatchesItsOwnSensorIntoItsOwnSlot) {
     EXPECT_THAT(handler.f1.samples, IsEmpty());
 }
 
+TEST_F(ButtonWorker, WatchesF2ForEveryNumberButOne) {
+    watch(3, 2);
+
+    EXPECT_THAT(handler.f2.samples, SizeIs(2));
+    EXPECT_THAT(handler.f1.samples, IsEmpty());
+}
+
 TEST_F(ButtonWorker, TheFirstTenReadingsChangeNoLedWhateverTheyAre) {
     afterPass(5, [this] { writeF1Sensor("90000\n"); });
 

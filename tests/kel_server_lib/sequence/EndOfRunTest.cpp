@@ -185,7 +185,7 @@ TEST_F(EndOfRun, AStopCountsAlsoWhenItIsLoweredBeforeTheEnd) {
 }
 
 TEST_F(EndOfRun, AWalkThatWasStoppedStaysSoWhenTheStopIsLoweredBehindIt) {
-    handler.raiseStop();
+    handler.stopRequested = true;
     handler.currentJobHandle = 41;
     const auto walkThenLower = [this](ServerHandlerSequence& handler, const auto& api,
                                       const Config::CfxKelServerScript& script) {
