@@ -1,42 +1,13 @@
 #include "kel_server_lib/actions/FlashingAction.hpp"
 
-#include <chrono>
-
-#include "tests/kel_server_lib/SequenceFixture.hpp"
+#include "tests/kel_server_lib/actions/FlashingFixture.hpp"
 
 namespace Quarlen::Tests {
 
-using namespace std::chrono_literals;
 using testing::ElementsAre;
+using testing::IsEmpty;
 
-class FlashingAction : public SequenceFixture {
-protected:
-    using Callback = Kel_cpp::KelApi::ExecuteFlashSessionsCallback;
-
-    bool run(const std::vector<std::wstring>& items) {
-        return runFlashingAction(handler, api, items);
-    }
-
-    static std::shared_ptr<Kel_cpp::FlashResult> progress(std::uint16_t percent,
-                                                          const std::wstring& session) {
-        auto result = std::make_shared<Kel_cpp::FlashResult>();
-        result->progress = percent;
-        result->sessionName = session;
-        return result;
-    }
-
-    static std::shared_ptr<Kel_cpp::FlashResult> failure(const std::wstring& message) {
-        auto result = std::make_shared<Kel_cpp::FlashResult>();
-        result->jobError = std::make_shared<Kel_cpp::FlashJobError>();
-        result->jobError->message = message;
-        return result;
-    }
-
-    void addSession(const std::wstring& name) {
-        api->flashSessions.push_back(std::make_shared<Kel_cpp::FlashSession>());
-        api->flashSessions.back()->name = name;
-    }
-};
+class FlashingAction : public FlashingFixture {};
 
 TEST_F(FlashingAction, AsksForInfoThenSessionsAndFlashesThemInOneJob) {
     api->flashInfo->item = L"Item as spelled";
@@ -50,6 +21,26 @@ TEST_F(FlashingAction, AsksForInfoThenSessionsAndFlashesThemInOneJob) {
                 ElementsAre("setServerStatus(Running flashing action)", "getFlashInfo(Item)",
                             "getFlashSessions(Item as spelled, ENGINE)",
                             "executeFlashSessions(Item, S2, S1, 0)", "setServerStatus(Idle)"));
+    EXPECT_EQ(api->flashCallback, &handler.flashReporter);
+    EXPECT_THAT(clock.sleeps(), IsEmpty());
+}
+
+TEST_F(FlashingAction, LaunchesAJobAlsoWithoutSessionsAndKeepsSessionsWithoutAName) {
+    EXPECT_TRUE(run({L"None"}));
+    addSession(L"");
+    EXPECT_TRUE(run({L"Unnamed"}));
+
+    EXPECT_THAT(
+        api->callsOf({"executeFlashSessions"}),
+        ElementsAre("executeFlashSessions(None, 0)", "executeFlashSessions(Unnamed, \"\", 0)"));
+}
+
+TEST_F(FlashingAction, FlashesTheItemsInTheirOrderAndAnItemTwiceWhenItStandsTwice) {
+    EXPECT_TRUE(run({L"B", L"A", L"B"}));
+
+    EXPECT_THAT(api->callsOf({"executeFlashSessions"}),
+                ElementsAre("executeFlashSessions(B, 0)", "executeFlashSessions(A, 0)",
+                            "executeFlashSessions(B, 0)"));
 }
 
 TEST_F(FlashingAction, StartsNoJobWithoutItems) {
@@ -57,160 +48,104 @@ TEST_F(FlashingAction, StartsNoJobWithoutItems) {
 
     EXPECT_THAT(api->calls(),
                 ElementsAre("setServerStatus(Running flashing action)", "setServerStatus(Idle)"));
+    EXPECT_EQ(handler.currentJobId, 0U);
 }
 
 TEST_F(FlashingAction, StartsNoJobWhenAStopIsRaisedAndKeepsTheJobField) {
     handler.stopRequested = true;
-    handler.currentJobId = 5;
+    handler.flashReporter.report({progress(1, L"S1")}, 0, nullptr, false);
 
     EXPECT_TRUE(run({L"Item"}));
 
     EXPECT_THAT(api->calls(),
                 ElementsAre("setServerStatus(Running flashing action)", "setServerStatus(Idle)"));
     EXPECT_EQ(handler.currentJobId, 5U);
+    EXPECT_FALSE(handler.flashReporter.done);
+    EXPECT_EQ(handler.flashReporter.takeResults().size(), 1U);
 }
 
-TEST_F(FlashingAction, ShowsTheLatestProgressOnceInEveryHundredMilliseconds) {
-    Callback* job = nullptr;
-    api->flashJob = [&](Callback& callback) {
-        job = &callback;
-        job->report({progress(10, L"S1"), progress(45, L"S1")}, 0, nullptr, false);
-    };
-    clock.onSleep([&](auto) {
-        if (clock.sleeps().size() == 2) {
-            job->report({progress(100, L"S1")}, 0, nullptr, true);
-        }
-    });
+TEST_F(FlashingAction, LooksAtTheStopAfterItsFirstStatus) {
+    api->during("setServerStatus(Running flashing action)", [this] { handler.raiseStop(); });
 
     EXPECT_TRUE(run({L"Item"}));
 
-    EXPECT_THAT(clock.sleeps(), ElementsAre(100ms, 100ms));
-    EXPECT_THAT(statuses(), ElementsAre("setServerStatus(Running flashing action)",
-                                        "setServerStatus(45% of Flashsession S1 done)",
-                                        "setServerStatus(Idle)"));
+    EXPECT_THAT(api->callsOf({"getFlashInfo"}), IsEmpty());
+    EXPECT_EQ(handler.currentJobId, 5U);
 }
 
-TEST_F(FlashingAction, WaitsInEveryPassWhetherSomethingWasReportedOrNot) {
-    Callback* job = nullptr;
-    api->flashJob = [&](Callback& callback) {
-        job = &callback;
-        job->report({progress(10, L"S1")}, 0, nullptr, false);
-    };
-    std::vector<std::size_t> sleepsAtStatus;
-    // The next result is there as soon as the last one is shown.
-    for (const char* const shown : {"10", "20"}) {
-        api->during("setServerStatus(" + std::string(shown) + "% of Flashsession S1 done)", [&] {
-            sleepsAtStatus.push_back(clock.sleeps().size());
-            job->report({progress(sleepsAtStatus.size() == 1 ? 20 : 30, L"S1")}, 0, nullptr, false);
-        });
+TEST_F(FlashingAction, DoesNotLookAtTheStopBetweenTheCallsOfAnItem) {
+    api->during("getFlashInfo", [this] { handler.raiseStop(); });
+
+    EXPECT_TRUE(run({L"One", L"Two"}));
+
+    EXPECT_THAT(api->callsOf({"executeFlashSessions"}),
+                ElementsAre("executeFlashSessions(One, 0)"));
+}
+
+TEST_F(FlashingAction, KeepsAJobInTheFieldUntilTheNextItemsLaunchAndClearsItAfterTheLast) {
+    std::vector<std::uint64_t> jobIds;
+    for (const char* const call : {"getFlashInfo(Two)", "setServerStatus(Idle)"}) {
+        api->during(call, [&] { jobIds.push_back(handler.currentJobId); });
     }
+    api->during("executeFlashSessions(Two, 0)", [&] { api->jobId = 8; });
+    keepJobRunning();
     clock.onSleep([&](auto) {
-        if (clock.sleeps().size() == 5) {
-            job->report({}, 0, nullptr, true);
-        }
+        jobIds.push_back(handler.currentJobId);
+        job.end();
+    });
+
+    EXPECT_TRUE(run({L"One", L"Two"}));
+
+    EXPECT_THAT(jobIds, ElementsAre(7U, 7U, 8U, 0U));
+}
+
+TEST_F(FlashingAction, ForgetsEarlierResultsAndExpectsAJobBeforeItAsksForTheItem) {
+    handler.flashReporter.report({failure(L"old")}, 0, nullptr, true);
+    std::size_t resultsBefore = 1;
+    bool doneBefore = true;
+    api->during("getFlashInfo", [&] {
+        resultsBefore = handler.flashReporter.takeResults().size();
+        doneBefore = handler.flashReporter.isDone();
     });
 
     EXPECT_TRUE(run({L"Item"}));
 
-    EXPECT_THAT(sleepsAtStatus, ElementsAre(0U, 1U));
-    EXPECT_THAT(clock.sleeps(), ElementsAre(100ms, 100ms, 100ms, 100ms, 100ms));
+    EXPECT_EQ(resultsBefore, 0U);
+    EXPECT_FALSE(doneBefore);
 }
 
-TEST_F(FlashingAction, WritesProgressWithoutLeadingZeros) {
-    Callback* job = nullptr;
-    api->flashJob = [&](Callback& callback) {
-        job = &callback;
-        job->report({progress(0, L"S1")}, 0, nullptr, false);
+TEST_F(FlashingAction, ForgetsWhatTheItemBeforeReportedLate) {
+    api->flashJob = [this](Callback& callback) {
+        job.keep(callback);
+        job.report({failure(L"no memory")}, true);
     };
-    clock.onSleep([&](auto) { job->report({}, 0, nullptr, true); });
-
-    EXPECT_TRUE(run({L"Item"}));
-
-    EXPECT_EQ(statuses().at(1), "setServerStatus(0% of Flashsession S1 done)");
-}
-
-TEST_F(FlashingAction, AJobErrorIsShownAndChangesNothingElse) {
-    api->flashJob = [](Callback& callback) {
-        callback.report({progress(30, L"S1"), failure(L"no memory")}, 0, nullptr, true);
-    };
+    api->during("setServerStatus(Flashing aborted due to flashjob error: no memory)", [this] {
+        job.report({failure(L"late")}, true);
+        api->flashJob = nullptr;
+    });
 
     EXPECT_TRUE(run({L"One", L"Two"}));
 
     EXPECT_THAT(statuses(),
                 ElementsAre("setServerStatus(Running flashing action)",
                             "setServerStatus(Flashing aborted due to flashjob error: no memory)",
-                            "setServerStatus(Flashing aborted due to flashjob error: no memory)",
                             "setServerStatus(Idle)"));
-    EXPECT_EQ(api->count("executeFlashSessions(Two, 0)"), 1U);
 }
 
-TEST_F(FlashingAction, ShowsTheInterfacesErrorBehindTheJobError) {
-    api->flashJob = [](Callback& callback) {
-        const auto result = failure(L"lost");
-        result->jobError->vciServerError = std::make_shared<Kel_cpp::VciServerError>();
-        result->jobError->vciServerError->message = L"VCI gone";
-        callback.report({result}, 0, nullptr, true);
-    };
+TEST_F(FlashingAction, TracesItsBeginningBeforeItsStatus) {
+    const TraceCapture traces;
+    std::vector<std::wstring> atTheStatus;
+    api->during("setServerStatus(Running flashing action)", [&] { atTheStatus = traces.texts(); });
 
-    EXPECT_TRUE(run({L"Item"}));
+    EXPECT_TRUE(run({}));
 
-    EXPECT_EQ(statuses().at(1), "setServerStatus(Flashing aborted due to flashjob error: lost"
-                                " VCIServerError: VCI gone)");
-}
-
-TEST_F(FlashingAction, KeepsTheLastProgressUntilTheNextItemOrIdle) {
-    Callback* job = nullptr;
-    std::uint16_t percent = 0;
-    api->flashJob = [&](Callback& callback) {
-        job = &callback;
-        percent = static_cast<std::uint16_t>(percent + 40);
-        job->report({progress(percent, L"S1")}, 0, nullptr, false);
-    };
-    clock.onSleep([&](auto) { job->report({progress(100, L"S1")}, 0, nullptr, true); });
-
-    EXPECT_TRUE(run({L"One", L"Two"}));
-
-    EXPECT_THAT(statuses(), ElementsAre("setServerStatus(Running flashing action)",
-                                        "setServerStatus(40% of Flashsession S1 done)",
-                                        "setServerStatus(80% of Flashsession S1 done)",
-                                        "setServerStatus(Idle)"));
-}
-
-TEST_F(FlashingAction, OnlyTheLastResultsErrorIsShown) {
-    api->flashJob = [](Callback& callback) {
-        callback.report({failure(L"retried"), progress(100, L"S1")}, 0, nullptr, true);
-    };
-
-    EXPECT_TRUE(run({L"Item"}));
-
-    EXPECT_THAT(statuses(),
-                ElementsAre("setServerStatus(Running flashing action)", "setServerStatus(Idle)"));
-}
-
-TEST_F(FlashingAction, AnErrorThatTheProgressLoopTakesIsShownAsProgressOnly) {
-    // The job's end follows its last result a moment later: the loop is between the two.
-    Callback* job = nullptr;
-    api->flashJob = [&](Callback& callback) {
-        job = &callback;
-        const auto result = failure(L"no memory");
-        result->progress = 30;
-        result->sessionName = L"S1";
-        job->report({result}, 0, nullptr, false);
-    };
-    clock.onSleep([&](auto) { job->report({}, 0, nullptr, true); });
-
-    EXPECT_TRUE(run({L"Item"}));
-
-    EXPECT_THAT(statuses(), ElementsAre("setServerStatus(Running flashing action)",
-                                        "setServerStatus(30% of Flashsession S1 done)",
-                                        "setServerStatus(Idle)"));
+    EXPECT_THAT(atTheStatus, ElementsAre(L"-> runFlashingAction"));
 }
 
 TEST_F(FlashingAction, AStopDuringTheSecondItemSkipsTheThird) {
-    Callback* job = nullptr;
-    api->flashJob = [&](Callback& callback) { job = &callback; };
+    keepJobRunning();
     api->during("executeFlashSessions(Two, 0)", [this] { handler.raiseStop(); });
-    clock.onSleep([&](auto) { job->report({}, 0, nullptr, true); });
+    endJobAtFirstSleep();
 
     EXPECT_TRUE(run({L"One", L"Two", L"Three"}));
 
@@ -221,12 +156,13 @@ TEST_F(FlashingAction, AStopDuringTheSecondItemSkipsTheThird) {
 }
 
 TEST_F(FlashingAction, AFailureSkipsTheRemainingItems) {
-    api->throwIn("executeFlashSessions", L"gone", 3);
+    api->throwIn("executeFlashSessions(Two, 0)", L"gone", 3);
 
-    EXPECT_FALSE(run({L"One", L"Two"}));
+    EXPECT_FALSE(run({L"One", L"Two", L"Three"}));
 
-    EXPECT_EQ(api->count("getFlashInfo(Two)"), 0U);
+    EXPECT_EQ(api->count("getFlashInfo(Three)"), 0U);
     EXPECT_TRUE(handler.flashReporter.done);
+    EXPECT_EQ(handler.currentJobId, 0U);
     EXPECT_THAT(statuses(), ElementsAre("setServerStatus(Running flashing action)",
                                         "setServerStatus(Exception caught: gone)"));
 }
@@ -237,15 +173,61 @@ TEST_F(FlashingAction, AnItemThatTheRuntimeDoesNotKnowLeavesNoJobOutstanding) {
     EXPECT_FALSE(run({L"One"}));
 
     EXPECT_TRUE(handler.flashReporter.done);
-    EXPECT_EQ(handler.currentJobId, 0U);
 }
 
 TEST_F(FlashingAction, TracesItsBeginningAndEnd) {
     const TraceCapture traces;
 
-    EXPECT_TRUE(run({}));
+    EXPECT_TRUE(run({L"Item"}));
 
     EXPECT_THAT(traces.texts(), ElementsAre(L"-> runFlashingAction", L"<- runFlashingAction"));
 }
+
+TEST_F(FlashingAction, HoldsTheFacadeWhileItRunsAndReleasesIt) {
+    long holders = 0;
+    api->during("setServerStatus(Idle)", [&] { holders = api.use_count(); });
+
+    EXPECT_TRUE(run({L"Item"}));
+
+    EXPECT_EQ(holders, 2);
+    EXPECT_EQ(api.use_count(), 1);
+}
+
+class FlashingActionFailure : public FailingActionCall {
+protected:
+    FlashingActionFailure() {
+        api->flashJob = [this](auto& callback) {
+            job.keep(callback);
+            auto result = std::make_shared<Kel_cpp::FlashResult>();
+            result->jobError = std::make_shared<Kel_cpp::FlashJobError>();
+            job.report({result}, false);
+        };
+        clock.onSleep([this](auto) {
+            auto result = std::make_shared<Kel_cpp::FlashResult>();
+            result->jobError = std::make_shared<Kel_cpp::FlashJobError>();
+            job.report({result}, true);
+        });
+    }
+
+    bool run() { return runFlashingAction(handler, api, {L"Item"}); }
+
+    LaunchedJob<Kel_cpp::FlashResult> job;
+};
+
+TEST_P(FlashingActionFailure, OfTheRuntimeIsToldAndEndsTheAction) {
+    expectToldAndFalse([this] { return run(); });
+}
+
+TEST_P(FlashingActionFailure, OfAnotherKindPasses) {
+    expectPassed([this] { return run(); });
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EveryCall, FlashingActionFailure,
+    testing::Values("setServerStatus(Running flashing action)", "getFlashInfo(Item)",
+                    "getFlashSessions(, )", "executeFlashSessions(Item, 0)",
+                    "setServerStatus(0% of Flashsession  done)",
+                    "setServerStatus(Flashing aborted due to flashjob error: )",
+                    "setServerStatus(Idle)"));
 
 } // namespace Quarlen::Tests

@@ -2,7 +2,7 @@
 
 #include <chrono>
 
-#include "tests/kel_server_lib/SequenceFixture.hpp"
+#include "tests/kel_server_lib/actions/ActionFixture.hpp"
 
 namespace Quarlen::Tests {
 
@@ -10,12 +10,26 @@ using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class QuicktestAction : public SequenceFixture {
+class QuicktestAction : public ActionFixture {
 protected:
+    using Result = Kel_cpp::QuickTestResult;
+
+    QuicktestAction() { handler.currentJobId = 5; }
+
     bool run(const std::shared_ptr<Kel_cpp::VehicleReportConfig>& report = nullptr) {
         return runQuicktestAction(handler, api, quicktest, dtcRead, L"Initial", report);
     }
+    /// The launched job reports nothing by itself.
+    void keepJobRunning() {
+        api->quickTestJob = [this](auto& callback) { job.keep(callback); };
+    }
+    void endWithOneResult() {
+        api->quickTestJob = [](auto& callback) {
+            callback.report({std::make_shared<Result>()}, 0, nullptr, true);
+        };
+    }
 
+    LaunchedJob<Result> job;
     std::shared_ptr<Kel_cpp::QuicktestConfig> quicktest =
         std::make_shared<Kel_cpp::QuicktestConfig>();
     std::shared_ptr<Kel_cpp::DtcReadConfig> dtcRead = std::make_shared<Kel_cpp::DtcReadConfig>();
@@ -30,11 +44,12 @@ TEST_F(QuicktestAction, RunsTheTestWithTheGivenConfigurations) {
                                           "performQuickTest()", "setServerStatus(Idle)"));
     EXPECT_EQ(api->quicktestConfig, quicktest);
     EXPECT_EQ(api->dtcReadConfig, dtcRead);
+    EXPECT_EQ(api->quickTestCallback, &handler.quicktestReporter);
 }
 
 TEST_F(QuicktestAction, WritesTheReportFromAllResultsInArrivalOrder) {
-    const auto first = std::make_shared<Kel_cpp::QuickTestResult>();
-    const auto second = std::make_shared<Kel_cpp::QuickTestResult>();
+    const auto first = std::make_shared<Result>();
+    const auto second = std::make_shared<Result>();
     api->quickTestJob = [&](auto& callback) {
         callback.report({first}, 0, nullptr, false);
         callback.report({second}, 0, nullptr, true);
@@ -50,6 +65,19 @@ TEST_F(QuicktestAction, WritesTheReportFromAllResultsInArrivalOrder) {
     EXPECT_EQ(api->vehicleReportConfig, reportConfig);
 }
 
+TEST_F(QuicktestAction, WritesAReportOfATestWithoutResults) {
+    EXPECT_TRUE(run(reportConfig));
+
+    EXPECT_EQ(api->count("createVehicleReport(Initial)"), 1U);
+    EXPECT_THAT(api->reportResults, IsEmpty());
+}
+
+TEST_F(QuicktestAction, PassesAnEmptyReportNameOn) {
+    EXPECT_TRUE(runQuicktestAction(handler, api, quicktest, dtcRead, L"", reportConfig));
+
+    EXPECT_EQ(api->count("createVehicleReport()"), 1U);
+}
+
 TEST_F(QuicktestAction, TracesTheReportThatWasWritten) {
     api->reportFileName = L"r1.html";
     const TraceCapture traces;
@@ -62,28 +90,71 @@ TEST_F(QuicktestAction, TracesTheReportThatWasWritten) {
                             L"<- runQuicktestAction"));
 }
 
-TEST_F(QuicktestAction, StartsNoJobWhenAStopIsRaised) {
+TEST_F(QuicktestAction, TracesNoReportThatWasNotWritten) {
+    const TraceCapture traces;
+    std::vector<std::wstring> atTheStatus;
+    api->during("setServerStatus(Running quicktest action)", [&] { atTheStatus = traces.texts(); });
+
+    EXPECT_TRUE(run());
+
+    EXPECT_THAT(atTheStatus, ElementsAre(L"-> runQuicktestAction"));
+    EXPECT_THAT(traces.texts(), ElementsAre(L"-> runQuicktestAction", L"<- runQuicktestAction"));
+}
+
+TEST_F(QuicktestAction, KeepsTheJobFieldDuringTheReportAndClearsItBeforeItGoesIdle) {
+    std::vector<std::uint64_t> jobIds;
+    for (const char* const call : {"createVehicleReport", "setServerStatus(Idle)"}) {
+        api->during(call, [&] { jobIds.push_back(handler.currentJobId); });
+    }
+
+    EXPECT_TRUE(run(reportConfig));
+
+    EXPECT_THAT(jobIds, ElementsAre(7U, 0U));
+}
+
+TEST_F(QuicktestAction, ClearsTheJobFieldAlsoWithoutAReport) {
+    EXPECT_TRUE(run());
+
+    EXPECT_EQ(handler.currentJobId, 0U);
+}
+
+TEST_F(QuicktestAction, StartsNoJobWhenAStopIsRaisedAndResetsNothing) {
     handler.stopRequested = true;
+    handler.quicktestReporter.report({std::make_shared<Result>()}, 0, nullptr, false);
 
     EXPECT_TRUE(run(reportConfig));
 
     EXPECT_THAT(api->calls(),
                 ElementsAre("setServerStatus(Running quicktest action)", "setServerStatus(Idle)"));
+    EXPECT_EQ(handler.currentJobId, 5U);
+    EXPECT_FALSE(handler.quicktestReporter.done);
+    EXPECT_EQ(handler.quicktestReporter.takeResults().size(), 1U);
+}
+
+TEST_F(QuicktestAction, LooksAtTheStopAfterItsFirstStatus) {
+    api->during("setServerStatus(Running quicktest action)", [this] { handler.raiseStop(); });
+
+    EXPECT_TRUE(run());
+
+    EXPECT_THAT(api->callsOf({"performQuickTest"}), IsEmpty());
 }
 
 TEST_F(QuicktestAction, AStopDuringTheJobWaitsForItsEndAndWritesNoReport) {
-    Kel_cpp::KelApi::PerformQuickTestCallback* job = nullptr;
-    api->quickTestJob = [&](auto& callback) { job = &callback; };
+    keepJobRunning();
+    std::vector<std::uint64_t> jobIds;
     clock.onSleep([&](auto) {
         handler.raiseStop();
-        job->report({}, 0, nullptr, clock.sleeps().size() == 2);
+        jobIds.push_back(handler.currentJobId);
+        job.report({std::make_shared<Result>()}, jobIds.size() == 2);
     });
 
     EXPECT_TRUE(run(reportConfig));
 
     EXPECT_THAT(clock.sleeps(), ElementsAre(10ms, 10ms));
     EXPECT_THAT(api->callsOf({"createVehicleReport"}), IsEmpty());
+    EXPECT_THAT(jobIds, ElementsAre(7U, 7U));
     EXPECT_EQ(handler.currentJobId, 0U);
+    EXPECT_EQ(handler.quicktestReporter.takeResults().size(), 2U);
 }
 
 TEST_F(QuicktestAction, AStopThatWasLoweredDuringTheJobStillMeansNoReport) {
@@ -97,12 +168,17 @@ TEST_F(QuicktestAction, AStopThatWasLoweredDuringTheJobStillMeansNoReport) {
     EXPECT_THAT(api->callsOf({"createVehicleReport"}), IsEmpty());
 }
 
+TEST_F(QuicktestAction, DoesNotSleepForAJobThatEndsAtOnce) {
+    EXPECT_TRUE(run());
+
+    EXPECT_THAT(clock.sleeps(), IsEmpty());
+}
+
 TEST_F(QuicktestAction, WaitsAsLongAsTheLastReportIsMissing) {
-    Kel_cpp::KelApi::PerformQuickTestCallback* job = nullptr;
-    api->quickTestJob = [&](auto& callback) { job = &callback; };
+    keepJobRunning();
     clock.onSleep([&](auto) {
         const bool afterADay = clock.sleptInTotal() >= 24h;
-        job->report({}, 0, nullptr, afterADay);
+        job.report({}, afterADay);
         if (!afterADay) {
             clock.sleepFor(24h);
         }
@@ -113,14 +189,35 @@ TEST_F(QuicktestAction, WaitsAsLongAsTheLastReportIsMissing) {
     EXPECT_GE(clock.sleptInTotal(), 24h);
 }
 
+TEST_F(QuicktestAction, ForgetsEarlierResultsAndExpectsAJobBeforeTheLaunch) {
+    handler.quicktestReporter.report({std::make_shared<Result>()}, 0, nullptr, true);
+    std::size_t resultsAtTheLaunch = 1;
+    bool doneAtTheLaunch = true;
+    api->during("performQuickTest", [&] {
+        resultsAtTheLaunch = handler.quicktestReporter.takeResults().size();
+        doneAtTheLaunch = handler.quicktestReporter.isDone();
+    });
+
+    EXPECT_TRUE(run());
+
+    EXPECT_EQ(resultsAtTheLaunch, 0U);
+    EXPECT_FALSE(doneAtTheLaunch);
+}
+
 TEST_F(QuicktestAction, KeepsTheResultsUntilTheNextTestWhenThereIsNoReport) {
-    api->quickTestJob = [](auto& callback) {
-        callback.report({std::make_shared<Kel_cpp::QuickTestResult>()}, 0, nullptr, true);
-    };
+    endWithOneResult();
     EXPECT_TRUE(run());
     EXPECT_TRUE(run());
 
     EXPECT_EQ(handler.quicktestReporter.takeResults().size(), 1U);
+}
+
+TEST_F(QuicktestAction, TheReportTakesTheResults) {
+    endWithOneResult();
+
+    EXPECT_TRUE(run(reportConfig));
+
+    EXPECT_THAT(handler.quicktestReporter.takeResults(), IsEmpty());
 }
 
 TEST_F(QuicktestAction, ALaunchThatFailsLeavesNoJobOutstanding) {
@@ -129,18 +226,38 @@ TEST_F(QuicktestAction, ALaunchThatFailsLeavesNoJobOutstanding) {
     EXPECT_FALSE(run());
 
     EXPECT_TRUE(handler.quicktestReporter.done);
-    EXPECT_THAT(statuses(), ElementsAre("setServerStatus(Running quicktest action)",
-                                        "setServerStatus(Exception caught: gone)"));
 }
 
-TEST_F(QuicktestAction, AReportThatFailsFailsTheAction) {
-    api->throwIn("createVehicleReport", L"disk full", 4);
+TEST_F(QuicktestAction, HoldsTheFacadeWhileItRunsAndReleasesIt) {
+    long holders = 0;
+    api->during("setServerStatus(Idle)", [&] { holders = api.use_count(); });
 
-    EXPECT_FALSE(run(reportConfig));
+    EXPECT_TRUE(run(reportConfig));
 
-    EXPECT_EQ(printed(), "Exception caught: disk full code: 4\n");
-    EXPECT_EQ(handler.currentJobId, 0U);
-    EXPECT_EQ(api->calls().back(), "setServerStatus(Exception caught: disk full)");
+    EXPECT_EQ(holders, 2);
+    EXPECT_EQ(api.use_count(), 1);
 }
+
+class QuicktestActionFailure : public FailingActionCall {
+protected:
+    bool run() {
+        return runQuicktestAction(handler, api, std::make_shared<Kel_cpp::QuicktestConfig>(),
+                                  std::make_shared<Kel_cpp::DtcReadConfig>(), L"Initial",
+                                  std::make_shared<Kel_cpp::VehicleReportConfig>());
+    }
+};
+
+TEST_P(QuicktestActionFailure, OfTheRuntimeIsToldAndEndsTheAction) {
+    expectToldAndFalse([this] { return run(); });
+}
+
+TEST_P(QuicktestActionFailure, OfAnotherKindPasses) {
+    expectPassed([this] { return run(); });
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryCall, QuicktestActionFailure,
+                         testing::Values("setServerStatus(Running quicktest action)",
+                                         "performQuickTest()", "createVehicleReport(Initial)",
+                                         "setServerStatus(Idle)"));
 
 } // namespace Quarlen::Tests

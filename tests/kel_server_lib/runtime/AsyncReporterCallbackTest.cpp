@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
+#include <deque>
 #include <mutex>
 #include <thread>
 
@@ -63,6 +65,83 @@ TEST_F(AsyncReporterCallbackTest, TwoReportsAreTakenTogetherInArrivalOrder) {
     EXPECT_THAT(numbersOf(reporter.takeResults()), ElementsAre(1, 2, 3));
     EXPECT_THAT(reporter.takeResults(), IsEmpty());
     EXPECT_FALSE(reporter.isDone());
+}
+
+TEST_F(AsyncReporterCallbackTest, TakesTheArgumentForDoneAlsoWhenItIsFalse) {
+    report({}, false);
+    EXPECT_FALSE(reporter.isDone());
+
+    report({}, true);
+    report({result(1)}, false);
+
+    EXPECT_FALSE(reporter.isDone());
+    EXPECT_FALSE(reporter.done);
+}
+
+TEST_F(AsyncReporterCallbackTest, IgnoresTheContextAndReleasesItOnReturn) {
+    const auto context = std::make_shared<Kel_cpp::Record>();
+
+    reporter.report({result(1)}, 9, context, false);
+
+    EXPECT_EQ(context.use_count(), 1);
+}
+
+TEST_F(AsyncReporterCallbackTest, KeepsNoResultOnceItIsTaken) {
+    const auto reported = result(1);
+    report({reported}, true);
+    EXPECT_EQ(reported.use_count(), 2);
+
+    EXPECT_EQ(reporter.takeResults().size(), 1U);
+
+    EXPECT_EQ(reported.use_count(), 1);
+}
+
+TEST_F(AsyncReporterCallbackTest, AResultThatIsReportedTwiceIsTakenTwice) {
+    const auto reported = result(4);
+    report({reported, reported}, false);
+    report({reported}, true);
+
+    EXPECT_THAT(numbersOf(reporter.takeResults()), ElementsAre(4, 4, 4));
+}
+
+TEST_F(AsyncReporterCallbackTest, TakingResultsLeavesTheJobOutstandingOrDoneAsItIs) {
+    report({result(1)}, true);
+    EXPECT_EQ(reporter.takeResults().size(), 1U);
+    EXPECT_TRUE(reporter.isDone());
+
+    reporter.expectJob();
+    EXPECT_THAT(reporter.takeResults(), IsEmpty());
+    EXPECT_FALSE(reporter.isDone());
+}
+
+TEST_F(AsyncReporterCallbackTest, ALaunchThatFailedKeepsWhatWasReported) {
+    reporter.expectJob();
+    report({result(1)}, false);
+
+    reporter.expectNoJob();
+
+    EXPECT_THAT(numbersOf(reporter.takeResults()), ElementsAre(1));
+}
+
+TEST_F(AsyncReporterCallbackTest, WhoSeesTheEndSeesTheLastResults) {
+    std::deque<decltype(reporter)> reporters(20'000);
+    for (auto& each : reporters) {
+        each.expectJob();
+    }
+    std::jthread runtime([&] {
+        for (auto& each : reporters) {
+            each.report({result(1)}, 0, nullptr, true);
+        }
+    });
+    std::size_t complete = 0;
+    for (auto& each : reporters) {
+        while (!each.done) {
+            std::this_thread::yield();
+        }
+        complete += each.takeResults().size();
+    }
+
+    EXPECT_EQ(complete, reporters.size());
 }
 
 TEST_F(AsyncReporterCallbackTest, ANewJobForgetsTheResultsOfTheLastAndReleasesThem) {
