@@ -52,6 +52,25 @@ TEST_F(RuntimeServerTest, AClientOfTheServerIsAnActiveConnectionBesideTheVehicle
     runtime->stopServer(address);
 }
 
+TEST_F(RuntimeServerTest, ListsTakeTheResultInsteadOfGrowing) {
+    connect();
+    RecordList<ActiveConnection> connections(3);
+    runtime->getActiveConnections(connections);
+    EXPECT_EQ(connections.size(), 1U);
+    RecordList<ProjectEntry> projects(3);
+    runtime->getProjects(projects);
+    EXPECT_EQ(projects.size(), 2U);
+    RecordList<TargetEntry> targets(3);
+    runtime->getTargets(targets);
+    EXPECT_EQ(targets.size(), 4U);
+    RecordList<ProjectObject> objects(3);
+    runtime->getProjectObjects(objects, L"#OTX", L"", nullptr, 0);
+    EXPECT_EQ(objects.size(), 4U);
+    RecordList<FlashSession> sessions(3);
+    runtime->getFlashSessions(sessions, L"ENGINE", L"ENGINE");
+    EXPECT_EQ(sessions.size(), 2U);
+}
+
 TEST_F(RuntimeServerTest, AnAddressThatCannotBeUsedIsNamed) {
     EXPECT_NE(
         errorOf([&] { runtime->startServer(L"no address at all"); }).find(L"no address at all"),
