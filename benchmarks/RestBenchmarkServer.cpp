@@ -13,6 +13,7 @@
 
 #include "kel_server_lib/RESTServer.hpp"
 #include "kel_server_lib/ServerHandlerSequence.hpp"
+#include "platform/HeapSettings.hpp"
 #include "tests/support/RecordingKelApi.hpp"
 
 namespace {
@@ -26,6 +27,7 @@ void waitForEnd() {
 }
 
 void serveProduct(int port) {
+    Quarlen::Platform::shareOneHeap(); // as the program does
     std::atomic<bool> stopRequested{false};
     auto handler = std::make_shared<Quarlen::ServerHandlerSequence>();
     Quarlen::RESTServer server(stopRequested, handler, false, {.port = port});

@@ -3,11 +3,13 @@
 
 #include "kel_server/Program.hpp"
 #include "platform/BrokenPipes.hpp"
+#include "platform/HeapSettings.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace {
 
 int start(int argc, const wchar_t* const argv[]) {
+    Quarlen::Platform::shareOneHeap();
     Quarlen::Platform::surviveBrokenPipes();
     Quarlen::ApplicationEnvironment environment;
     environment.getKelApi = Quarlen::Kel_cpp::getKelApi;

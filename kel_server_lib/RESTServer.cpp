@@ -7,6 +7,7 @@
 #include "kel_server_lib/rest/FacadeReference.hpp"
 #include "kel_server_lib/rest/HttpServer.hpp"
 #include "kel_server_lib/rest/Routes.hpp"
+#include "kel_server_lib/rest/TraceText.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/FileTool.hpp"
 #include "std_util/TraceHelper.hpp"
@@ -32,12 +33,13 @@ bool tracing() {
     return StdUtil::TraceHelper::isActive(StdUtil::TraceLevel::Info);
 }
 
+/// Not formatted by the trace system, which would cut a large body.
 void onLogged(const httplib::Request& request, const httplib::Response& /*response*/) {
     if (tracing()) {
-        StdUtil::TraceHelper::InfoTrace(
-            traceSource, TraceLine::loggedRequest, L"REST API Request: %s %s\n%s",
-            Platform::fromUtf8(request.method).c_str(), Platform::fromUtf8(request.path).c_str(),
-            Platform::fromUtf8(request.body).c_str());
+        StdUtil::ErrorHandler::dispatch(
+            {StdUtil::TraceLevel::Info, traceSource, TraceLine::loggedRequest,
+             L"REST API Request: " + Rest::traceText(request.method) + L" " +
+                 Rest::traceText(request.path) + L"\n" + Rest::traceText(request.body)});
     }
 }
 
@@ -49,8 +51,10 @@ std::vector<std::string> routeSegments(const char* methodWord, const std::string
     return segments;
 }
 
+constexpr const char* loopbackHost = "localhost";
+
 std::string listeningHost() {
-    return StdUtil::FileTool::exists(testingDeviceMarker) ? "0.0.0.0" : "localhost";
+    return StdUtil::FileTool::exists(testingDeviceMarker) ? "0.0.0.0" : loopbackHost;
 }
 
 } // namespace
@@ -102,7 +106,7 @@ void RESTServer::registerRoutes() {
 }
 
 void RESTServer::waitUntilListening() {
-    while (!server->is_running() && !listenEnded) {
+    while (!server->isServing() && !listenEnded) {
         environment.clock.sleepFor(std::chrono::milliseconds(200));
     }
 }
@@ -112,7 +116,7 @@ void RESTServer::onRequest(const char* methodWord, const httplib::Request& reque
     if (tracing()) {
         StdUtil::TraceHelper::InfoTrace(
             traceSource, TraceLine::receivedCommand, L"Received Command: %s : %s",
-            Platform::fromUtf8(methodWord).c_str(), Platform::fromUtf8(request.path).c_str());
+            Platform::fromUtf8(methodWord).c_str(), Rest::traceText(request.path).c_str());
     }
     response.status = httplib::StatusCode::OK_200;
     response.reason = httplib::status_message(response.status);
@@ -138,7 +142,10 @@ void RESTServer::listen() {
     const std::string host = listeningHost();
     report(TraceLine::listening, L"REST server listening on http://%s:%d\n",
            "REST API Listening in http://", host);
-    const bool served = server->bind_to_port(host, environment.port) && server->listen_after_bind();
+    if (host == loopbackHost) {
+        server->refuseOtherSites();
+    }
+    const bool served = server->bind_to_port(host, environment.port) && server->serve();
     if (served) {
         report(TraceLine::stopped, L"REST server stop listening on http://%s:%d\n",
                "REST API stop listening in http://", host);

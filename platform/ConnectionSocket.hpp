@@ -12,6 +12,9 @@ namespace Quarlen::Platform {
 /// system's handle: a file descriptor or a SOCKET.
 void neverWait(std::intptr_t socket) noexcept;
 
+/// Small pieces are sent without waiting for more to fill a packet.
+void sendAtOnce(std::intptr_t socket) noexcept;
+
 /// Whether the read or write of this thread that has just failed would have waited.
 [[nodiscard]] bool wouldHaveWaited() noexcept;
 

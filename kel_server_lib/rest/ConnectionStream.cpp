@@ -36,10 +36,10 @@ bool writableWithin(socket_t connection, milliseconds time) {
 
 } // namespace
 
-ConnectionStream::ConnectionStream(socket_t connection, const std::atomic<bool>& stopping,
+ConnectionStream::ConnectionStream(socket_t connection, const Connections::Entry& entry,
                                    TimeLimits limits)
     : connection(connection),
-      stopping(stopping),
+      entry(entry),
       limits(limits),
       requestStart(steady_clock::now()),
       buffer() {
@@ -48,13 +48,16 @@ ConnectionStream::ConnectionStream(socket_t connection, const std::atomic<bool>&
 }
 
 bool ConnectionStream::waitForRequest(milliseconds idleTime) {
-    if (!is_readable()) {
+    if (!hasBytes()) {
         hasArrived = waitUntil(steady_clock::now() + idleTime, readableWithin);
         if (!hasArrived) {
             return false;
         }
     }
     requestStart = steady_clock::now();
+    filter.beginRequest();
+    ready = next;
+    letPass();
     return true;
 }
 
@@ -67,14 +70,14 @@ bool ConnectionStream::waitUntil(Time deadline, ReadyWithin readyWithin) const {
         if (readyWithin(connection, std::min(left, longestWait))) {
             return true;
         }
-        if (stopping) {
+        if (entry.serverStops() || entry.hasToEnd()) {
             return false;
         }
     }
 }
 
 bool ConnectionStream::is_readable() const {
-    return !ignoresInput && next < end;
+    return !ignoresInput && next < ready;
 }
 
 bool ConnectionStream::wait_readable() const {
@@ -100,34 +103,48 @@ ssize_t ConnectionStream::refill() {
         error_ = httplib::Error::Timeout;
         return -1;
     }
-    const ssize_t count = receive();
+    end = static_cast<std::size_t>(
+        std::copy(buffer.begin() + next, buffer.begin() + end, buffer.begin()) - buffer.begin());
+    next = 0;
+    ready = 0;
+    const ssize_t count = receive(std::span(buffer).subspan(end));
+    if (count == 0 && hasBytes()) {
+        // The rest of the line will not come.
+        ready = end;
+        return static_cast<ssize_t>(end);
+    }
     if (count <= 0) {
         error_ = count == 0 ? httplib::Error::ConnectionClosed : httplib::Error::Read;
         return count;
     }
-    next = 0;
-    end = static_cast<std::size_t>(count);
+    end += static_cast<std::size_t>(count);
+    letPass();
     return count;
 }
 
-ssize_t ConnectionStream::receive() {
-    return httplib::detail::read_socket(connection, buffer.data(), buffer.size(),
+void ConnectionStream::letPass() {
+    const bool isFull = next == 0 && end == buffer.size();
+    ready += filter.pass(std::span(buffer).subspan(ready, end - ready), !isFull);
+}
+
+ssize_t ConnectionStream::receive(std::span<char> target) {
+    return httplib::detail::read_socket(connection, target.data(), target.size(),
                                         CPPHTTPLIB_RECV_FLAGS);
 }
 
 void ConnectionStream::discardInput(milliseconds longest) {
     const Time deadline = steady_clock::now() + longest;
-    while (waitUntil(beforeTheEnd(deadline), readableWithin) && receive() > 0) {
+    while (waitUntil(beforeTheEnd(deadline), readableWithin) && receive(buffer) > 0) {
     }
 }
 
 ssize_t ConnectionStream::read(char* target, size_t size) {
-    if (!is_readable()) {
+    while (!is_readable()) {
         if (const ssize_t count = refill(); count <= 0) {
             return count;
         }
     }
-    const std::size_t count = std::min(size, end - next);
+    const std::size_t count = std::min(size, ready - next);
     std::copy_n(buffer.data() + next, count, target);
     next += count;
     return static_cast<ssize_t>(count);
@@ -153,7 +170,7 @@ ssize_t ConnectionStream::write(const char* bytes, size_t size) {
 }
 
 ConnectionStream::Time ConnectionStream::beforeTheEnd(Time deadline) {
-    if (!stopping) {
+    if (!entry.serverStops()) {
         return deadline;
     }
     theEnd = theEnd.value_or(steady_clock::now() + lastGrace);

@@ -1,13 +1,16 @@
 #pragma once
 
 #include <array>
-#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <optional>
+#include <span>
 #include <string>
 
 #include <httplib.h>
+
+#include "kel_server_lib/rest/Connections.hpp"
+#include "kel_server_lib/rest/RangeFilter.hpp"
 
 namespace Quarlen::Rest {
 
@@ -23,9 +26,10 @@ public:
         std::chrono::milliseconds write;
     };
 
-    /// The socket stays the caller's. Once `stopping` is true the stream waits neither for bytes
-    /// nor for the client to take any, and soon ends a client that keeps it busy.
-    ConnectionStream(socket_t connection, const std::atomic<bool>& stopping, TimeLimits limits);
+    /// The socket and its entry stay the caller's. Once the server stops the stream waits neither
+    /// for bytes nor for the client to take any, and soon ends a client that keeps it busy; nor
+    /// does it wait once the connection has to make room.
+    ConnectionStream(socket_t connection, const Connections::Entry& entry, TimeLimits limits);
 
     /// Waits for the first byte of the next request and starts its time limit. False when nothing
     /// came for so long, or the server stops.
@@ -53,15 +57,19 @@ private:
 
     using ReadyWithin = bool (*)(socket_t, std::chrono::milliseconds);
 
+    [[nodiscard]] bool hasBytes() const { return next < end; }
     [[nodiscard]] bool waitUntil(Time deadline, ReadyWithin readyWithin) const;
     /// A stop shortens it: all that is left to read and to write then shares one last grace.
     Time beforeTheEnd(Time deadline);
-    /// Zero at the end of the connection, negative at an error.
+    // Both give zero at the end of the connection and a negative number at an error.
+
+    /// Makes bytes ready to be read if it can: a line may lack its end still.
     ssize_t refill();
-    ssize_t receive();
+    ssize_t receive(std::span<char> target);
+    void letPass();
 
     const socket_t connection;
-    const std::atomic<bool>& stopping;
+    const Connections::Entry& entry;
     const TimeLimits limits;
     Time requestStart;
     /// Set by the first use during a stop.
@@ -69,8 +77,11 @@ private:
     bool ignoresInput = false;
     /// The wait for a request has seen its first bytes, and nobody has taken them yet.
     bool hasArrived = false;
+    RangeFilter filter;
+    /// From `next` to `ready` the bytes may be read, behind them the filter wants to see more.
     std::array<char, 4096> buffer;
     std::size_t next = 0;
+    std::size_t ready = 0;
     std::size_t end = 0;
 };
 

@@ -2,50 +2,77 @@
 
 #include <atomic>
 #include <chrono>
-#include <mutex>
-#include <set>
+#include <cstdint>
+#include <functional>
 
 #include <httplib.h>
+
+#include "kel_server_lib/rest/Connections.hpp"
+#include "kel_server_lib/rest/WorkerPool.hpp"
+#include "platform/Clock.hpp"
+#include "platform/ListeningSocket.hpp"
 
 namespace Quarlen::Rest {
 
 class ConnectionStream;
 
-/// The HTTP library's server with this product's limits:
+/// 512 workers, or half of the descriptors that the process may have.
+WorkerLimits workerLimits();
+
+/// What an HTTP server takes clients with, with the production defaults.
+struct HttpServerEnvironment {
+    Platform::Clock& clock = Platform::systemClock();
+    std::function<Platform::Accepted(std::intptr_t listening)> accept = Platform::acceptConnection;
+    WorkerLimits workers = workerLimits();
+};
+
+/// The HTTP library's server with this product's limits and a listening of its own:
 /// - a port that somebody else serves cannot be bound, a restart while old connections linger can;
 /// - every open connection has a worker, up to 512 or half of the descriptors that the process may
-///   have; a connection beyond is closed at once;
+///   have; beyond that one that is not being served makes room, and when there is none the new
+///   connection is closed at once;
+/// - a passing failure to accept a client ends nothing; only a listening socket that is none any
+///   more does, and with it the connections;
 /// - a client that does not finish its request within the read time-out loses its connection, also
 ///   when it keeps sending a byte now and then;
-/// - bodies over 1 MiB are answered 413, request targets over the library's configured length 414;
+/// - bodies over 1 MiB are answered 413, at once where the header tells; request targets over the
+///   library's configured length 414;
 /// - a request without length and chunks has no body; what follows is the client's next request;
 /// - an exception out of a handler is answered 500 with an empty body;
 /// - what a body is called makes no difference, neither its content type nor its encoding;
 /// - a reply that says "Connection: close" is followed by just that, and reaches also a client that
 ///   is still sending;
-/// - when the listening fails, the connections end like the server;
 /// - `stopServing` ends idle, busy and half-sent connections alike.
 class HttpServer : public httplib::Server {
 public:
-    HttpServer();
+    explicit HttpServer(HttpServerEnvironment environment = {});
 
-    /// Ends `listen_after_bind`. Requests that are being handled are still answered.
+    /// From now on requests that a web page of another site may have made are answered 403 without
+    /// a body and do nothing. To be called before `serve`.
+    void refuseOtherSites() { refusesOtherSites = true; }
+
+    /// Takes clients of the port that has been bound and serves them until `stopServing`. False
+    /// when the listening socket has failed.
+    bool serve();
+    /// While clients are taken.
+    [[nodiscard]] bool isServing() const { return serving; }
+    /// Ends `serve`. Requests that are being handled are still answered.
     void stopServing();
 
 private:
-    bool process_and_close_socket(socket_t socket) override;
-    bool serveConnection(socket_t socket);
-    bool serveRequests(ConnectionStream& stream);
-    bool waitForRequest(ConnectionStream& stream);
-    void announceEnd(httplib::Response& response) const;
-    void endConnections();
+    bool acceptClients(WorkerPool& workers);
+    void welcome(socket_t socket, WorkerPool& workers);
+    bool closeListening();
+    void serveAndClose(socket_t socket, Connections::Entry& entry);
+    void serveConnection(socket_t socket, Connections::Entry& entry);
+    void serveRequests(ConnectionStream& stream, Connections::Entry& entry);
+    bool waitForRequest(ConnectionStream& stream, Connections::Entry& entry) const;
+    bool refuses(const httplib::Request& request, httplib::Response& response) const;
 
-    std::atomic<bool> stopping{false};
-    std::mutex idleMutex;
-    /// Those that wait for a request: a stop ends their reading. It would make the system drop what
-    /// the other ones receive, and a client in the middle of its body would notice only minutes
-    /// later.
-    std::set<socket_t> idleConnections;
+    HttpServerEnvironment environment;
+    std::atomic<bool> serving{false};
+    bool refusesOtherSites = false;
+    Connections connections;
 };
 
 } // namespace Quarlen::Rest

@@ -41,6 +41,18 @@ bool WorkerPool::enqueue(std::function<void()> task) {
     return true;
 }
 
+bool WorkerPool::enqueueForNextFree(std::function<void()> task) {
+    {
+        const std::lock_guard lock(mutex);
+        if (stopping) {
+            return false;
+        }
+        tasks.push(std::move(task));
+    }
+    wakeUp.notify_one();
+    return true;
+}
+
 bool WorkerPool::startWorker() {
     if (workers.size() >= limits.mostWorkers) {
         return false;

@@ -9,8 +9,6 @@
 #include <queue>
 #include <thread>
 
-#include <httplib.h>
-
 namespace Quarlen::Rest {
 
 struct WorkerLimits {
@@ -28,16 +26,19 @@ struct WorkerLimits {
 /// Worker threads of the HTTP server. Grows with the tasks: a task never waits while the limit
 /// allows one more thread; beyond the limit it is refused, so that the server closes the
 /// connection instead of leaving it hanging. Shrinks to nothing when idle.
-class WorkerPool : public httplib::TaskQueue {
+class WorkerPool {
 public:
     explicit WorkerPool(WorkerLimits limits = {});
     WorkerPool(const WorkerPool&) = delete;
     WorkerPool& operator=(const WorkerPool&) = delete;
-    ~WorkerPool() override;
+    ~WorkerPool();
 
-    bool enqueue(std::function<void()> task) override;
+    /// False beyond the limit and after `shutdown`.
+    bool enqueue(std::function<void()> task);
+    /// For a task that a worker which is busy now is about to be free for. False after `shutdown`.
+    bool enqueueForNextFree(std::function<void()> task);
     /// Lets the running and the queued tasks end and joins every worker.
-    void shutdown() override;
+    void shutdown();
 
     [[nodiscard]] std::size_t workerCount() const;
 

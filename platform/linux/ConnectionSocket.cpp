@@ -2,6 +2,8 @@
 
 #include <cerrno>
 #include <limits>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -19,6 +21,11 @@ std::size_t socketLimit() noexcept {
 void neverWait(std::intptr_t socket) noexcept {
     int on = 1;
     ::ioctl(static_cast<int>(socket), FIONBIO, &on);
+}
+
+void sendAtOnce(std::intptr_t socket) noexcept {
+    const int on = 1;
+    ::setsockopt(static_cast<int>(socket), IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
 }
 
 bool wouldHaveWaited() noexcept {

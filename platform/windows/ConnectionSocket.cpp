@@ -15,6 +15,12 @@ void neverWait(std::intptr_t socket) noexcept {
     ::ioctlsocket(static_cast<SOCKET>(socket), FIONBIO, &on);
 }
 
+void sendAtOnce(std::intptr_t socket) noexcept {
+    const BOOL on = TRUE;
+    ::setsockopt(static_cast<SOCKET>(socket), IPPROTO_TCP, TCP_NODELAY,
+                 reinterpret_cast<const char*>(&on), sizeof(on));
+}
+
 bool wouldHaveWaited() noexcept {
     return ::WSAGetLastError() == WSAEWOULDBLOCK;
 }

@@ -102,7 +102,7 @@ TEST_F(RestOfTheApplication, EndsTheWaitWhenAClientAsksForTheStop) {
     ServerApplication application(options, environment);
     ASSERT_EQ(application.run(), 0);
     Tests::RawClient client(port);
-    client.send("PUT /kel/v1/stop HTTP/1.1\r\nHost: x\r\n\r\n");
+    client.send("PUT /kel/v1/stop HTTP/1.1\r\nHost: localhost\r\n\r\n");
     EXPECT_THAT(client.receiveReply(), HasSubstr("{\"status\":\"OK\"}"));
 
     application.waitForStop();

@@ -6,7 +6,10 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <fstream>
 #include <poll.h>
+#include <stdexcept>
+#include <string>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <system_error>
@@ -132,6 +135,16 @@ void Process::closeInput() {
 
 void Process::closeOutput() {
     closeDescriptor(outputDescriptor);
+}
+
+std::size_t Process::kibibytes(const std::string& name) const {
+    std::ifstream status("/proc/" + std::to_string(process) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with(name + ":")) {
+            return std::stoul(line.substr(name.size() + 1));
+        }
+    }
+    throw std::runtime_error("the program's status has no " + name);
 }
 
 void Process::sendSignal(int number) const {

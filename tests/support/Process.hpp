@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -46,6 +47,8 @@ public:
     bool waitForOutput(std::string_view text, Milliseconds deadline = patience);
     /// The exit code, the negative signal number that ended it, nothing while it runs.
     std::optional<int> waitForExit(Milliseconds deadline = patience);
+    /// A figure of the program's memory by its name in Linux's /proc/PID/status.
+    [[nodiscard]] std::size_t kibibytes(const std::string& name) const;
     /// Standard output and standard error so far.
     [[nodiscard]] const std::string& output() const { return received; }
     /// True while the terminal shows what is typed and delivers whole lines.

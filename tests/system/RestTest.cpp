@@ -1,5 +1,7 @@
+#include <chrono>
 #include <string>
 #include <system_error>
+#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -33,9 +35,11 @@ protected:
         ASSERT_TRUE(process.waitForOutput("REST server started\n")) << process.output();
     }
 
-    static std::string ask(const std::string& method, const std::string& path) {
+    static std::string ask(const std::string& method, const std::string& path,
+                           const std::string& body = {}) {
         RawClient client(restPort);
-        client.send(method + " /kel/v1/" + path + " HTTP/1.1\r\nHost: localhost\r\n\r\n");
+        client.send(method + " /kel/v1/" + path + " HTTP/1.1\r\nHost: localhost\r\n" +
+                    "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
         return client.receiveReply();
     }
 
@@ -112,7 +116,7 @@ TEST_F(RestApi, KeepsEveryTraceUpToItsNormalEnd) {
                                HasSubstr("<- cancelSequence")));
 }
 
-TEST_F(RestApi, ClosesConnectionsAtOnceBeforeDescriptorsRunOut) {
+TEST_F(RestApi, EndsIdleConnectionsBeforeDescriptorsRunOut) {
     constexpr int descriptors = 64;
     Process process(
         {.program = "/bin/sh",
@@ -126,12 +130,43 @@ TEST_F(RestApi, ClosesConnectionsAtOnceBeforeDescriptorsRunOut) {
         served.back().send("GET /kel/v1/health HTTP/1.1\r\nHost: localhost\r\n\r\n");
         ASSERT_THAT(served.back().receiveReply(), HasSubstr("200 OK")) << count;
     }
-    RawClient oneMore(restPort);
 
-    EXPECT_TRUE(oneMore.waitForClose());
+    EXPECT_THAT(ask("PUT", "stop"), HasSubstr("200 OK"));
 
-    served.front().send("PUT /kel/v1/stop HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    EXPECT_TRUE(served.front().waitForClose());
     EXPECT_EQ(process.waitForExit(), 0);
+}
+
+/// Many small values take most memory: about thirty times that of their text.
+std::string largeBodyOfManyValues() {
+    std::string body = "[";
+    while (body.size() < 1024 * 1024 - 4) {
+        body += "{},";
+    }
+    return body + "1]";
+}
+
+TEST_F(RestApi, GivesTheMemoryOfLargeBodiesBack) {
+    if (KEL_SANITIZED) {
+        GTEST_SKIP() << "sanitizers keep what is freed";
+    }
+    constexpr std::size_t mebibyte = 1024;
+    Process process = launch(port);
+    waitForRest(process);
+    ASSERT_THAT(ask("GET", "health"), HasSubstr("200 OK"));
+    const std::size_t before = process.kibibytes("VmRSS");
+    const std::string body = largeBodyOfManyValues();
+    for (int count = 0; count < 100; ++count) {
+        ASSERT_THAT(ask("PUT", "scripts/F3", body), HasSubstr("400 Bad Request"));
+    }
+
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (process.kibibytes("VmRSS") > before + 8 * mebibyte &&
+           std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    EXPECT_LE(process.kibibytes("VmRSS"), before + 8 * mebibyte);
+    EXPECT_LT(process.kibibytes("VmHWM"), 64 * mebibyte);
 }
 
 } // namespace

@@ -122,7 +122,7 @@ INSTANTIATE_TEST_SUITE_P(Methods, OtherMethod,
 
 TEST_F(RestDispatch, RefusesAMethodThatItDoesNotKnow) {
     RawClient client = connect();
-    client.send("TRACE /kel/v1/version HTTP/1.1\r\nHost: x\r\n\r\n");
+    client.send("TRACE /kel/v1/version HTTP/1.1\r\nHost: localhost\r\n\r\n");
 
     EXPECT_THAT(client.receiveReply(), HasSubstr("HTTP/1.1 400 "));
     EXPECT_THAT(api->calls(), IsEmpty());
@@ -241,6 +241,27 @@ TEST_F(RestDispatch, TracesCommandAndRequest) {
     EXPECT_EQ(lines.back().text,
               L"REST API Request: PUT /kel/v1/scripts/F1\n{\"script\":\"A.xml\"}");
     EXPECT_EQ(lines.back().line, 256);
+}
+
+TEST_F(RestDispatch, TracesTheWholeBodyUpToItsLimit) {
+    const TraceCapture traces;
+    const std::string body = std::string(1024 * 1024 - 1, 'x') + "y";
+    put("/kel/v1/tracing", body);
+
+    EXPECT_EQ(traces.lines().back().text,
+              L"REST API Request: PUT /kel/v1/tracing\n" + std::wstring(body.begin(), body.end()));
+}
+
+TEST_F(RestDispatch, TracesControlCharactersWithoutObeyingThem) {
+    const TraceCapture traces;
+    put("/kel/v1/sequence%1B%00/abort", std::string("{\n\"a\0b\"}", 8));
+
+    EXPECT_EQ(traces.lines().front().text,
+              L"Received Command: put : /kel/v1/sequence\\x1b\\x00/abort");
+    EXPECT_EQ(traces.lines().back().text,
+              L"REST API Request: PUT /kel/v1/sequence\\x1b\\x00/abort\n{\\n\"a\\x00b\"}");
+    EXPECT_EQ(traces.lines().back().source, L"kel_server_lib/RESTServer");
+    EXPECT_EQ(traces.lines().back().level, StdUtil::TraceLevel::Info);
 }
 
 TEST_F(RestDispatch, TracesTheRequestButNoCommandOutsideItsPrefix) {

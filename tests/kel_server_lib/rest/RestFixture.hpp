@@ -32,7 +32,7 @@ struct HttpReply {
     }
 };
 
-constexpr const char* healthRequest = "GET /kel/v1/health HTTP/1.1\r\nHost: x\r\n\r\n";
+constexpr const char* healthRequest = "GET /kel/v1/health HTTP/1.1\r\nHost: localhost\r\n\r\n";
 
 /// Sends a request on a connection of its own.
 HttpReply request(std::uint16_t port, const std::string& method, const std::string& path,

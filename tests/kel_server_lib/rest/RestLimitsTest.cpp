@@ -21,7 +21,7 @@ protected:
 
     static std::string putRequest(const std::string& path, const std::string& headers,
                                   const std::string& body = {}) {
-        return "PUT " + path + " HTTP/1.1\r\nHost: x\r\n" + headers + "\r\n" + body;
+        return "PUT " + path + " HTTP/1.1\r\nHost: localhost\r\n" + headers + "\r\n" + body;
     }
 
     std::vector<RawClient> connectIdle(std::size_t count) const {
@@ -52,18 +52,6 @@ TEST_F(RestLimits, ServesClientsThatArriveTogether) {
     for (RawClient& client : clients) {
         EXPECT_THAT(client.receiveReply(), StartsWith("HTTP/1.1 200 OK\r\n"));
     }
-}
-
-TEST_F(RestLimits, ClosesTheConnectionBeyondItsLimitAtOnce) {
-    auto clients = connectIdle(512);
-    for (RawClient& client : clients) {
-        client.send(healthRequest);
-    }
-    for (RawClient& client : clients) {
-        ASSERT_THAT(client.receiveReply(), StartsWith("HTTP/1.1 200 OK\r\n"));
-    }
-
-    EXPECT_TRUE(connect().waitForClose());
 }
 
 TEST_F(RestLimits, ServesNewClientsOnceOthersHaveGone) {
@@ -111,7 +99,7 @@ TEST_F(RestLimits, DoesNotTakeTheNextRequestForTheBodyOfAPutWithoutALength) {
     RawClient client = connect();
     client.send(putRequest("/kel/v1/sequence/abort", ""));
     ASSERT_THAT(client.receiveReply(), HasSubstr("{\"status\":\"OK\"}"));
-    client.send("GET /kel/v1/tracing HTTP/1.1\r\nHost: x\r\n\r\n");
+    client.send("GET /kel/v1/tracing HTTP/1.1\r\nHost: localhost\r\n\r\n");
 
     EXPECT_THAT(client.receiveReply(), HasSubstr("{\"tracing\":false}"));
 }
@@ -120,7 +108,7 @@ TEST_F(RestLimits, AnswersRequestsThatWereSentAheadInTheirOrder) {
     RawClient client = connect();
     client.send(putRequest("/kel/v1/sequence/abort", "") +
                 putRequest("/kel/v1/simulation", "Content-Length: 12\r\n", R"({"enable":1})") +
-                "GET /kel/v1/tracing HTTP/1.1\r\nHost: x\r\n\r\n" + healthRequest);
+                "GET /kel/v1/tracing HTTP/1.1\r\nHost: localhost\r\n\r\n" + healthRequest);
 
     EXPECT_THAT(client.receiveReply(), HasSubstr("{\"status\":\"OK\"}"));
     EXPECT_THAT(client.receiveReply(), HasSubstr("{\"status\":\"OK\"}"));

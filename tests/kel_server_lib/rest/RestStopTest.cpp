@@ -104,7 +104,7 @@ TEST_F(RestStop, EndsAClientThatDoesNotTakeItsLargeReply) {
     object->name = std::wstring(20'000'000, L'x');
     api->projectObjects.push_back(object);
     RawClient client = connect();
-    client.send("GET /kel/v1/projects/P1/otx HTTP/1.1\r\nHost: x\r\n\r\n");
+    client.send("GET /kel/v1/projects/P1/otx HTTP/1.1\r\nHost: localhost\r\n\r\n");
     ASSERT_TRUE(client.waitForData());
 
     EXPECT_LT(stop(), longestStop);
@@ -118,7 +118,7 @@ TEST_F(RestStop, AnswersTheRequestThatIsUnderWayAndSaysThatTheConnectionEnds) {
         go.get_future().wait();
     });
     RawClient client = connect();
-    client.send("GET /kel/v1/version HTTP/1.1\r\nHost: x\r\n\r\n");
+    client.send("GET /kel/v1/version HTTP/1.1\r\nHost: localhost\r\n\r\n");
     entered.get_future().wait();
     auto stopping = std::async(std::launch::async, [this] { return rest->stop(); });
     while (takesClients()) {

@@ -52,6 +52,16 @@ TEST_F(TestingDevice, SaysThatItListensOnAllInterfaces) {
     EXPECT_EQ(printed(), "REST API Listening in http://0.0.0.0:" + std::to_string(port) + "\n");
 }
 
+TEST_F(TestingDevice, ServesRequestsWhateverHostTheyName) {
+    folder.write(".testing.device", "");
+    start();
+    RawClient client = connect();
+    client.send("GET /kel/v1/health HTTP/1.1\r\nHost: device.example\r\n"
+                "Sec-Fetch-Site: cross-site\r\n\r\n");
+
+    EXPECT_THAT(client.receiveReply(), HasSubstr("200 OK"));
+}
+
 TEST_F(TestingDevice, TakesNoFolderForTheMarker) {
     std::filesystem::create_directory(".testing.device");
     start();

@@ -102,6 +102,21 @@ TEST_F(WorkerPoolTest, TakesTasksAgainOnceAWorkerIsFree) {
     EXPECT_EQ(done, 2);
 }
 
+TEST_F(WorkerPoolTest, KeepsATaskForTheNextFreeWorkerBeyondItsLimit) {
+    WorkerPool pool({.mostWorkers = 1});
+    ASSERT_TRUE(enqueueHeld(pool));
+    bool ran = false;
+    ASSERT_FALSE(enqueueHeld(pool));
+
+    EXPECT_TRUE(pool.enqueueForNextFree([&] { ran = true; }));
+    EXPECT_EQ(pool.workerCount(), 1U);
+
+    open();
+    pool.shutdown();
+    EXPECT_TRUE(ran);
+    EXPECT_FALSE(pool.enqueueForNextFree([] {}));
+}
+
 TEST_F(WorkerPoolTest, UsesIdleWorkersAgain) {
     WorkerPool pool({.spareWorkers = 0, .idleTime = std::chrono::hours(1)});
     runOneAfterTheOther(pool, 50);

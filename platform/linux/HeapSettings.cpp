@@ -1,0 +1,15 @@
+#include "platform/HeapSettings.hpp"
+
+#include <malloc.h>
+
+namespace Quarlen::Platform {
+
+void shareOneHeap() noexcept {
+    constexpr int kibibyte = 1024;
+    ::mallopt(M_ARENA_MAX, 1);
+    // Left alone both would grow with the largest piece that the program has ever freed.
+    ::mallopt(M_MMAP_THRESHOLD, 512 * kibibyte);
+    ::mallopt(M_TRIM_THRESHOLD, 2048 * kibibyte);
+}
+
+} // namespace Quarlen::Platform
