@@ -86,7 +86,7 @@ bool RESTServer::start(std::shared_ptr<Kel_cpp::KelApi> facade) {
         return false;
     }
     Rest::setFacade(std::move(facade), this);
-    Rest::addRoutes(routes, {stopRequested, sequenceHandler});
+    Rest::addRoutes(routes, {[flag = stopRequested] { flag->exchange(true); }, sequenceHandler});
     registerRoutes();
     listener = std::thread([this] { listen(); });
     waitUntilListening();

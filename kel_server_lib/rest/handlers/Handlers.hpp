@@ -1,6 +1,6 @@
 #pragma once
 
-#include <atomic>
+#include <functional>
 #include <memory>
 
 #include "kel_server_lib/rest/PathParameters.hpp"
@@ -22,7 +22,8 @@ namespace Quarlen::Rest {
 
 /// What a handler may need beside the facade.
 struct HandlerContext {
-    std::atomic<bool>* stopRequested = nullptr;
+    /// Raises the application's stop flag.
+    std::function<void()> requestStop;
     std::shared_ptr<ServerHandlerSequence> sequenceHandler;
 };
 

@@ -46,7 +46,7 @@ void getHealth(const httplib::Request& /*request*/, httplib::Response& response,
 
 void putStop(const HandlerContext& context, httplib::Response& response) {
     setStatusOk(response);
-    context.stopRequested->exchange(true);
+    context.requestStop();
 }
 
 } // namespace Quarlen::Rest

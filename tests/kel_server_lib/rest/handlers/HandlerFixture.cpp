@@ -19,7 +19,7 @@ HandlerFixture::HandlerFixture() {
                             .devices = devices,
                             .configPath = StdUtil::PathString(folder.path() / "config")});
     Rest::setFacade(api, this);
-    Rest::addRoutes(routes, {&stopRequested, handler});
+    Rest::addRoutes(routes, {[this] { stopRequested = true; }, handler});
 }
 
 HandlerFixture::~HandlerFixture() {

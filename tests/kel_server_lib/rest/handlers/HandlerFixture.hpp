@@ -42,6 +42,9 @@ protected:
     /// The text of the exception that leaves the handler; empty when none does.
     std::string exceptionOf(const std::string& route, const std::string& body = {});
 
+    /// No text that UTF-8 has: a lone surrogate.
+    static std::wstring brokenText() { return {L'a', static_cast<wchar_t>(0xD800), L'b'}; }
+
     TemporaryFolder folder;
     FakeClock clock;
     std::ostringstream output;

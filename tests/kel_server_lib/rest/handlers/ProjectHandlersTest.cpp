@@ -110,6 +110,15 @@ TEST_F(ProjectHandlers, PassesAProjectNameWithNonAsciiCharactersOnUnchanged) {
     EXPECT_EQ(api->count("selectProject(Fahrzeug_\xC3\xBC\xF0\x9F\x9A\x97)"), 1U);
 }
 
+TEST_F(ProjectHandlers, GivesTheEmptyTextForANameThatDoesNotConvert) {
+    api->projectDetails->vehicleInformations = {brokenText()};
+    api->projectObjects.resize(1);
+    api->projectObjects[0]->name = brokenText();
+
+    EXPECT_THAT(call("get/projects/P1/otx"),
+                IsJson(R"({"otx":[{"name":"","vehicleInformation":""}]})"));
+}
+
 TEST_F(ProjectHandlers, GivesNamesWithNonAsciiCharactersAsUtf8) {
     api->projectDetails->vehicleInformations = {L"\u00DC"};
     api->projectObjects.resize(1);

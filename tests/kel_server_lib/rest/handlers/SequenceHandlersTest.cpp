@@ -98,11 +98,13 @@ TEST_P(ScriptMember, IsTakenAsText) {
     EXPECT_EQ(handler->f1.scriptName, GetParam().name);
 }
 
-INSTANTIATE_TEST_SUITE_P(Values, ScriptMember,
-                         testing::Values(ScriptValue{"5", L"5"}, ScriptValue{"true", L"true"},
-                                         ScriptValue{"null", L"null"}, ScriptValue{"\"\"", L""},
-                                         ScriptValue{"\"\\u00fc.xml\"", L"\u00FC.xml"},
-                                         ScriptValue{"\"\xFF\"", L""}));
+INSTANTIATE_TEST_SUITE_P(
+    Values, ScriptMember,
+    testing::Values(ScriptValue{"5", L"5"}, ScriptValue{"true", L"true"},
+                    ScriptValue{"null", L"null"}, ScriptValue{"[1]", L"array"},
+                    ScriptValue{"{}", L"object"}, ScriptValue{"false", L"false"},
+                    ScriptValue{"0.1", L"0.10000000000000001"}, ScriptValue{"\"\"", L""},
+                    ScriptValue{"\"\\u00fc.xml\"", L"\u00FC.xml"}, ScriptValue{"\"\xFF\"", L""}));
 
 TEST_F(SequenceHandlers, PassesANameOnWithoutLookingForTheScript) {
     EXPECT_THAT(call("put/scripts/F1", R"({"script":"../nowhere/Missing.xml"})"),

@@ -101,6 +101,24 @@ TEST_F(SimulationHandlers, VisitsNoGroupBehindTheOneThatCompletesTheSwitchingOff
     EXPECT_EQ(interfaces(), "[+R1][-Simulation][+Simulation-R2]");
 }
 
+TEST_F(SimulationHandlers, SwitchesOnTheFirstRealInterfaceOfAllWhenThereIsNoSimulationToSwitchOff) {
+    addGroup({{L"R1", false}, {L"R2", false}});
+    addGroup({{L"R3", false}, {L"R4", true}});
+
+    call("put/simulation", R"({"enable":false})");
+
+    EXPECT_EQ(interfaces(), "[+R1-R2][-R3+R4]");
+}
+
+TEST_F(SimulationHandlers, LooksForARealInterfaceInLaterGroupsToo) {
+    addGroup({{L"Simulation", true}});
+    addGroup({{L"R1", false}, {L"R2", false}});
+
+    call("put/simulation", R"({"enable":false})");
+
+    EXPECT_EQ(interfaces(), "[-Simulation][+R1-R2]");
+}
+
 TEST_F(SimulationHandlers, SwitchesEverySimulationEntryOfAVisitedGroupOff) {
     addGroup({{L"Simulation", true}, {L"R1", false}, {L"Simulation", true}});
 
@@ -145,7 +163,10 @@ INSTANTIATE_TEST_SUITE_P(
     Values, EnableMember,
     testing::Values(EnableValue{"1", "[+Simulation]"}, EnableValue{"\"\"", "[-Simulation]"},
                     EnableValue{"\"no\"", "[+Simulation]"}, EnableValue{"0", "[-Simulation]"},
-                    EnableValue{"null", "[-Simulation]"}, EnableValue{"[]", "[+Simulation]"}));
+                    EnableValue{"null", "[-Simulation]"}, EnableValue{"[]", "[+Simulation]"},
+                    EnableValue{"{}", "[+Simulation]"}, EnableValue{"-0.0", "[-Simulation]"},
+                    EnableValue{"true", "[+Simulation]"}, EnableValue{"false", "[-Simulation]"},
+                    EnableValue{"0.5", "[+Simulation]"}, EnableValue{"\"0\"", "[+Simulation]"}));
 
 TEST_F(SimulationHandlers, WritesAndAppliesTheSettings) {
     const HandlerReply reply = call("put/simulation", R"({"enable":true})");

@@ -1,3 +1,6 @@
+#include <httplib.h>
+
+#include "kel_server_lib/rest/handlers/Handlers.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/SystemInformation.hpp"
 #include "tests/kel_server_lib/rest/handlers/HandlerFixture.hpp"
@@ -75,6 +78,33 @@ TEST_F(StatusHandlers, LeavesTheDpduVersionOutWhenThereIsNoSuchComponent) {
     EXPECT_THAT(call("get/version"), IsJson(R"({"cosVersion":"","version":"1.0.0"})"));
 }
 
+TEST_F(StatusHandlers, TellsAnEmptyDpduVersionToo) {
+    addComponent(L"", 1);
+    addComponent(L"second", 1);
+
+    EXPECT_THAT(call("get/version"),
+                IsJson(R"({"cosVersion":"","dpduVersion":"","version":"1.0.0"})"));
+}
+
+TEST_F(StatusHandlers, GivesTheEmptyTextForOneThatDoesNotConvert) {
+    api->pathSettings->projectsPath = brokenText();
+    api->pathSettings->tracesPath = brokenText();
+    api->pathSettings->reportsPath = brokenText();
+    EXPECT_THAT(call("get/configurations").body,
+                HasSubstr(R"("projectsPath":"","reportsPath":"","tracesPath":"")"));
+
+    api->serverVersion = brokenText();
+    api->deviceInfo->cosVersion = brokenText();
+    addComponent(brokenText(), 1);
+    EXPECT_THAT(call("get/version"), IsJson(R"({"cosVersion":"","dpduVersion":"","version":""})"));
+}
+
+TEST_F(StatusHandlers, GivesAnErrorWithAnEmptyMessageForOneThatDoesNotConvert) {
+    api->throwIn("getServerVersion", brokenText(), -2147483648);
+
+    EXPECT_THAT(call("get/version"), IsError("-2147483648", ""));
+}
+
 TEST_F(StatusHandlers, ReportsTheFirstOfTwoDpduComponentsOnly) {
     addComponent(L"first", 1);
     addComponent(L"second", 1);
@@ -114,6 +144,21 @@ TEST_F(StatusHandlers, RaisesTheStopFlagAndAnswersOk) {
     EXPECT_EQ(reply.status, HandlerReply::untouched);
     EXPECT_TRUE(stopRequested);
     EXPECT_THAT(api->calls(), IsEmpty());
+}
+
+TEST_F(StatusHandlers, HasSetItsReplyWhenItRaisesTheStopFlag) {
+    httplib::Response response;
+    std::string bodyAtTheStop;
+    std::string typeAtTheStop;
+    Rest::putStop({[&] {
+                       bodyAtTheStop = response.body;
+                       typeAtTheStop = response.get_header_value("Content-Type");
+                   },
+                   handler},
+                  response);
+
+    EXPECT_EQ(bodyAtTheStop, R"({"status":"OK"})");
+    EXPECT_EQ(typeAtTheStop, "application/json");
 }
 
 TEST_F(StatusHandlers, AnswersASecondStopAlike) {

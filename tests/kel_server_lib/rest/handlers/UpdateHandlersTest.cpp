@@ -87,6 +87,12 @@ TEST_F(UpdateHandlers, JoinsNamesWithoutCleaningThem) {
                                               inUpdateFolder(L"")));
 }
 
+TEST_F(UpdateHandlers, TakesANameThatDoesNotConvertForTheEmptyOne) {
+    call("put/update", "[{\"patchName\":\"a\xFF\"}]");
+
+    EXPECT_THAT(installedPaths(), ElementsAre(inUpdateFolder(L"")));
+}
+
 TEST_F(UpdateHandlers, ConvertsNamesFromUtf8) {
     call("put/update", "[{\"patchName\":\"Pr\xC3\xBC"
                        "fung.zip\"}]");
