@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
@@ -10,6 +11,7 @@
 #include "kel_server_lib/sequence/SequenceEnvironment.hpp"
 #include "platform/Clock.hpp"
 #include "platform/Console.hpp"
+#include "platform/DetachedThread.hpp"
 #include "platform/KeyReader.hpp"
 #include "platform/NetworkAdapters.hpp"
 #include "platform/SystemPaths.hpp"
@@ -28,6 +30,9 @@ struct ApplicationEnvironment {
         Platform::networkAdapters;
     std::function<std::wstring()> hostName = Platform::hostName;
     std::function<std::unique_ptr<Platform::KeyReader>()> openKeys = Platform::openConsoleKeys;
+    std::function<void(std::function<void()>)> startDetachedThread = Platform::startDetachedThread;
+    /// The application's stop flag. The entry point has signals raise it, too.
+    std::shared_ptr<std::atomic<bool>> stopRequested = std::make_shared<std::atomic<bool>>(false);
 };
 
 } // namespace Quarlen

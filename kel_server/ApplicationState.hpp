@@ -27,9 +27,10 @@ struct ApplicationState {
     std::shared_ptr<Kel_cpp::ServerConfiguration> serverConfiguration;
     /// As `startServer` returned them; the runtime's server is stopped on each.
     std::vector<std::wstring> startedAddresses;
-    /// Raised by the keyboard thread and by REST clients, polled by the main thread. Shared,
-    /// because the detached keyboard thread may still wait for a key when the application is gone.
-    std::shared_ptr<std::atomic<bool>> stopRequested = std::make_shared<std::atomic<bool>>(false);
+    /// Raised by the keyboard thread, by REST clients and by signals, polled by the main thread.
+    /// Shared, because the detached keyboard thread may still wait for a key when the application
+    /// is gone.
+    std::shared_ptr<std::atomic<bool>> stopRequested;
     /// Only with "--REST". It points to the stop flag, so it comes behind it.
     std::unique_ptr<RESTServer> restServer;
 };

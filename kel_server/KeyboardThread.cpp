@@ -2,8 +2,6 @@
 
 #include <utility>
 
-#include "platform/DetachedThread.hpp"
-
 namespace Quarlen {
 
 namespace {
@@ -20,12 +18,11 @@ void waitForStopKey(Platform::KeyReader& keys, std::atomic<bool>& stopRequested)
 } // namespace
 
 void startKeyboardThread(std::shared_ptr<std::atomic<bool>> stopRequested,
-                         const std::function<std::unique_ptr<Platform::KeyReader>()>& openKeys,
-                         Platform::Console& console) {
-    auto keys = openKeys();
+                         const ApplicationEnvironment& environment) {
+    auto keys = environment.openKeys();
     // The text brings its own line end; Enter is not needed, whatever it says.
-    console.text("Enter 'q' and Enter to exit\n");
-    Platform::startDetachedThread(
+    environment.console.text("Enter 'q' and Enter to exit\n");
+    environment.startDetachedThread(
         [keys = std::shared_ptr(std::move(keys)), stopRequested = std::move(stopRequested)] {
             waitForStopKey(*keys, *stopRequested);
         });

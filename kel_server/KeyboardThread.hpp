@@ -1,11 +1,9 @@
 #pragma once
 
 #include <atomic>
-#include <functional>
 #include <memory>
 
-#include "platform/Console.hpp"
-#include "platform/KeyReader.hpp"
+#include "kel_server/ApplicationEnvironment.hpp"
 
 namespace Quarlen {
 
@@ -14,7 +12,6 @@ namespace Quarlen {
 /// when the process ends: it owns all that it touches.
 /// Throws `std::system_error` when the thread cannot be created.
 void startKeyboardThread(std::shared_ptr<std::atomic<bool>> stopRequested,
-                         const std::function<std::unique_ptr<Platform::KeyReader>()>& openKeys,
-                         Platform::Console& console);
+                         const ApplicationEnvironment& environment);
 
 } // namespace Quarlen

@@ -25,6 +25,7 @@ ServerApplication::ServerApplication(const StartOptions& options,
                                      ApplicationEnvironment environment)
     : environment(std::move(environment)) {
     state.options = options;
+    state.stopRequested = this->environment.stopRequested;
 }
 
 int ServerApplication::run() {
@@ -152,9 +153,8 @@ void ServerApplication::runStartSequence() const {
     if (name.empty()) {
         return;
     }
-    const std::wstring text = L"Running start sequence: " + name;
-    environment.console.line(toUtf8(text));
-    state.facade->setServerStatus(text);
+    environment.console.line("Running start sequence: " + toUtf8(name));
+    state.facade->setServerStatus(L"Running start sequence: " + name);
     state.sequenceHandler->runSequence(name, state.facade);
 }
 
@@ -177,7 +177,7 @@ void ServerApplication::startButtons() const {
 
 void ServerApplication::startKeyboard() const {
     if (!state.options.nonInteractive) {
-        startKeyboardThread(state.stopRequested, environment.openKeys, environment.console);
+        startKeyboardThread(state.stopRequested, environment);
     }
 }
 

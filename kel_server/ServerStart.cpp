@@ -101,7 +101,9 @@ bool startConfiguredServers(ApplicationState& state, const ApplicationEnvironmen
     std::size_t triedEntries = 0;
     bool started = false;
     for (int attempt = 1;; ++attempt) {
-        for (const auto& entry : state.serverConfiguration->serverAddresses) {
+        // A copy: the record is shared with the runtime, whose start of a server may change it.
+        const auto entries = state.serverConfiguration->serverAddresses;
+        for (const auto& entry : entries) {
             ++triedEntries;
             started = startConfiguredServer(state, *entry, environment) || started;
         }

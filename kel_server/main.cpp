@@ -4,14 +4,18 @@
 #include "kel_server/Program.hpp"
 #include "platform/BrokenPipes.hpp"
 #include "platform/HeapSettings.hpp"
+#include "platform/StandardStreams.hpp"
+#include "platform/StopSignals.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace {
 
 int start(int argc, const wchar_t* const argv[]) {
     Quarlen::Platform::shareOneHeap();
+    Quarlen::Platform::openMissingStandardStreams();
     Quarlen::Platform::surviveBrokenPipes();
     Quarlen::ApplicationEnvironment environment;
+    Quarlen::Platform::raiseOnStopSignals(environment.stopRequested);
     environment.getKelApi = Quarlen::Kel_cpp::getKelApi;
     return Quarlen::runProgram(argc, argv, environment);
 }

@@ -1,11 +1,12 @@
 #include "platform/DetachedThread.hpp"
 
-#include <cerrno>
 #include <memory>
 #include <process.h>
 #include <system_error>
 #include <utility>
 #include <windows.h>
+
+#include "platform/windows/ThreadStart.hpp"
 
 namespace Quarlen::Platform {
 namespace {
@@ -20,16 +21,25 @@ unsigned int __stdcall run(void* owned) {
 
 } // namespace
 
-// Not a std::thread that is detached: with mingw-w64 such a thread may never begin, or crash at its
-// end, when it is detached just then.
-void startDetachedThread(std::function<void()> work) {
+void startDetachedThreadWith(const BeginThread& beginThread, std::function<void()> work) {
     auto owned = std::make_unique<Work>(std::move(work));
-    const std::uintptr_t handle = ::_beginthreadex(nullptr, 0, run, owned.get(), 0, nullptr);
+    const std::uintptr_t handle = beginThread(run, owned.get());
     if (handle == 0) {
-        throw std::system_error(errno, std::generic_category(), "thread");
+        throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again),
+                                "thread");
     }
     static_cast<void>(owned.release()); // the thread's from now on
     ::CloseHandle(reinterpret_cast<HANDLE>(handle));
+}
+
+// Not a std::thread that is detached: with mingw-w64 such a thread may never begin, or crash at its
+// end, when it is detached just then.
+void startDetachedThread(std::function<void()> work) {
+    startDetachedThreadWith(
+        [](unsigned int(__stdcall * begin)(void*), void* argument) {
+            return ::_beginthreadex(nullptr, 0, begin, argument, 0, nullptr);
+        },
+        std::move(work));
 }
 
 } // namespace Quarlen::Platform

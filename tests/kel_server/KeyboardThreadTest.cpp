@@ -2,6 +2,7 @@
 
 #include <future>
 #include <sstream>
+#include <system_error>
 
 #include <gtest/gtest.h>
 
@@ -18,13 +19,11 @@ protected:
     std::size_t press(const std::string& keys) {
         auto keysRead = std::make_shared<std::promise<std::size_t>>();
         auto result = keysRead->get_future();
-        startKeyboardThread(
-            stopRequested,
-            [&keys, keysRead] {
-                return std::make_unique<Tests::ScriptedKeys>(
-                    keys, [keysRead](std::size_t count) { keysRead->set_value(count); });
-            },
-            console);
+        environment.openKeys = [&keys, keysRead] {
+            return std::make_unique<Tests::ScriptedKeys>(
+                keys, [keysRead](std::size_t count) { keysRead->set_value(count); });
+        };
+        startKeyboardThread(stopRequested, environment);
         return result.get();
     }
 
@@ -32,6 +31,7 @@ protected:
     std::ostream stream{&output};
     Platform::Console console{stream};
     std::shared_ptr<std::atomic<bool>> stopRequested = std::make_shared<std::atomic<bool>>(false);
+    ApplicationEnvironment environment{.getKelApi = {}, .console = console};
 };
 
 TEST_F(KeyboardThread, PrintsThePrompt) {
@@ -45,6 +45,36 @@ TEST_F(KeyboardThread, LeavesThePromptUnflushed) {
 
     EXPECT_FALSE(output.str().empty());
     EXPECT_EQ(output.flushes, 0);
+}
+
+TEST_F(KeyboardThread, PrintsThePromptBeforeTheThreadExists) {
+    environment.openKeys = [] { return std::make_unique<Tests::ScriptedKeys>("q"); };
+    std::string printedBefore;
+    environment.startDetachedThread = [&](const std::function<void()>& work) {
+        printedBefore = output.str();
+        EXPECT_FALSE(stopRequested->load());
+        work();
+    };
+
+    startKeyboardThread(stopRequested, environment);
+
+    EXPECT_EQ(printedBefore, "Enter 'q' and Enter to exit\n");
+    EXPECT_TRUE(stopRequested->load());
+}
+
+TEST_F(KeyboardThread, GivesTheKeyboardBackWhenItCannotBeCreated) {
+    std::size_t released = 0;
+    environment.openKeys = [&released] {
+        return std::make_unique<Tests::ScriptedKeys>("q", [&](std::size_t) { ++released; });
+    };
+    environment.startDetachedThread = [](const std::function<void()>&) {
+        throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
+    };
+
+    EXPECT_THROW(startKeyboardThread(stopRequested, environment), std::system_error);
+
+    EXPECT_EQ(released, 1U);
+    EXPECT_FALSE(stopRequested->load());
 }
 
 TEST_F(KeyboardThread, RaisesTheStopAtQWithoutEnter) {
@@ -92,12 +122,10 @@ TEST_F(KeyboardThread, OutlivesWhoeverStartedIt) {
     std::promise<void> released;
     auto threadEnded = released.get_future();
     std::weak_ptr<std::atomic<bool>> flag = stopRequested;
-    startKeyboardThread(
-        std::move(stopRequested),
-        [&] {
-            return std::make_unique<WaitingKeys>(key.get_future().share(), std::move(released));
-        },
-        console);
+    environment.openKeys = [&] {
+        return std::make_unique<WaitingKeys>(key.get_future().share(), std::move(released));
+    };
+    startKeyboardThread(std::move(stopRequested), environment);
     EXPECT_FALSE(flag.expired());
 
     key.set_value('q');

@@ -1,5 +1,7 @@
 #include "kel_server/ServerStart.hpp"
 
+#include <stdexcept>
+
 #include <gmock/gmock.h>
 
 #include "tests/kel_server/ApplicationFixture.hpp"
@@ -18,6 +20,7 @@ protected:
     ServerStart() {
         state.facade = api;
         state.serverConfiguration = api->serverConfiguration;
+        state.stopRequested = environment.stopRequested;
     }
 
     void fromArguments(const std::vector<std::wstring>& arguments) {
@@ -268,6 +271,158 @@ TEST_F(StartFromConfiguration, NeverGivesUp) {
     EXPECT_THROW(fromConfiguration(), WaitedLongEnough);
 
     EXPECT_EQ(starts().size(), 100U);
+}
+
+TEST_F(StartFromConfiguration, ComparesWithWhatTheRuntimeReturned) {
+    configureAddress(L"10.0.0.5", 58001);
+    configureAddress(L"10.0.0.5", 58001);
+    configureAddress(L"host", 58001);
+    api->startedAddress = [](const std::wstring&) { return L"host:58001"; };
+
+    fromConfiguration();
+
+    EXPECT_THAT(starts(),
+                ElementsAre("startServer(10.0.0.5:58001)", "startServer(10.0.0.5:58001)"));
+    EXPECT_THAT(state.startedAddresses, ElementsAre(L"host:58001"));
+}
+
+TEST_F(StartFromConfiguration, ComparesTheWholeAddress) {
+    configureAddress(L"10.0.0.55", 58001);
+    configureAddress(L"10.0.0.5", 58001);
+    configureAddress(L"0.0.55", 58001);
+
+    fromConfiguration();
+
+    EXPECT_EQ(starts().size(), 3U);
+}
+
+TEST_F(StartFromConfiguration, KeepsNoSecondAddressWithTheEntrysPort) {
+    configureAddress(L"10.0.0.5", 0);
+    configureAddress(L"10.0.0.6", 0);
+    configureAddress(L"10.0.0.7", 4711);
+    api->startedAddress = [](const std::wstring& address) {
+        return address.substr(0, address.find(L':')) + L":4711";
+    };
+
+    fromConfiguration();
+
+    EXPECT_EQ(starts().size(), 3U);
+    EXPECT_THAT(state.startedAddresses, ElementsAre(L"10.0.0.5:4711", L"10.0.0.6:4711"));
+}
+
+TEST_F(StartFromConfiguration, TakesAPortThatOnlyEndsLikeAnotherForAnotherOne) {
+    configureAddress(L"10.0.0.5", 58000);
+    configureAddress(L"10.0.0.6", 8000);
+    configureAddress(L"10.0.0.7", 5800);
+
+    fromConfiguration();
+
+    EXPECT_THAT(state.startedAddresses,
+                ElementsAre(L"10.0.0.5:58000", L"10.0.0.6:8000", L"10.0.0.7:5800"));
+}
+
+TEST_F(StartFromConfiguration, ReplacesEveryHostName) {
+    environment.hostName = [] { return std::wstring(L"bench-pc"); };
+    configureAddress(L"$$HOSTNAME$$.$$HOSTNAME$$");
+
+    fromConfiguration();
+
+    EXPECT_THAT(starts(), ElementsAre("startServer(bench-pc.bench-pc:58000)"));
+}
+
+TEST_F(StartFromConfiguration, CountsTheTriedEntriesOfEveryPassAnew) {
+    state.brokerUrlPresent = true;
+    configureAddress(L"$$BROKERURL$$");
+    failTheFirstStarts(2);
+
+    fromConfiguration();
+
+    EXPECT_EQ(starts().size(), 3U);
+    EXPECT_TRUE(state.brokerUrlPresent);
+}
+
+TEST_F(StartFromConfiguration, StartsNothingAgainInALaterPassOnceOneHasSucceeded) {
+    configureAddress(L"10.0.0.5", 58001);
+    configureAddress(L"10.0.0.6", 58002);
+    failTheFirstStarts(2);
+
+    fromConfiguration();
+
+    EXPECT_EQ(starts().size(), 4U);
+    EXPECT_THAT(clock.sleeps(), ElementsAre(milliseconds(3000)));
+    EXPECT_THAT(state.startedAddresses, ElementsAre(L"10.0.0.5:58001", L"10.0.0.6:58002"));
+}
+
+TEST_F(StartFromConfiguration, LetsOtherExceptionsPass) {
+    configureAddress(L"10.0.0.5");
+    api->during("startServer", [] { throw std::runtime_error("other"); });
+
+    EXPECT_THROW(fromConfiguration(), std::runtime_error);
+}
+
+TEST_F(StartFromConfiguration, PrintsTextsThatCannotBeConvertedAsEmpty) {
+    const std::wstring broken(1, static_cast<wchar_t>(0xD800));
+    configureAddress(broken, 58001);
+    configureAddress(L"10.0.0.6", 58002);
+    configureAddress(L"10.0.0.7", 58003);
+    api->throwIn("startServer()", L"first", 1);
+    api->throwIn("startServer(10.0.0.6:58002)", broken, 2);
+    api->startedAddress = [&broken](const std::wstring&) { return broken; };
+
+    fromConfiguration();
+
+    EXPECT_EQ(printed(), "startServer() failed. Exception caught : first code : 1\n"
+                         "startServer(10.0.0.6:58002) failed. Exception caught :  code : 2\n"
+                         "server address: \n");
+}
+
+/// The configuration grows by an entry with every start, so that there are always untried ones.
+class GrowingConfiguration : public ServerStart {
+protected:
+    GrowingConfiguration() {
+        configureAddress(L"10.0.0.5");
+        giveUpAfter(10);
+        api->during("startServer", [this] {
+            if (state.serverConfiguration->serverAddresses.size() < enough) {
+                configureAddress(L"10.0.0.5");
+            }
+            throw Kel_cpp::KelApiException(L"no network", 101);
+        });
+    }
+
+    std::size_t enough = 1U << 20U;
+};
+
+TEST_F(GrowingConfiguration, IsTriedTenTimesInStepsOfOneSecond) {
+    state.brokerUrlPresent = true;
+    configureAddress(L"10.0.0.6");
+
+    EXPECT_THROW(fromConfiguration(), WaitedLongEnough);
+
+    std::vector<milliseconds> expected(9, milliseconds(1000));
+    expected.emplace_back(3000);
+    EXPECT_EQ(clock.sleeps(), expected);
+    EXPECT_FALSE(state.brokerUrlPresent);
+}
+
+TEST_F(GrowingConfiguration, IsTriedOnceWhenTheFirstEntryIsTheBroker) {
+    state.brokerUrlPresent = true;
+
+    EXPECT_THROW(fromConfiguration(), WaitedLongEnough);
+
+    // Of each later pass every entry is tried at once.
+    EXPECT_EQ(clock.sleeps().front(), milliseconds(3000));
+}
+
+TEST_F(GrowingConfiguration, IsTriedAgainUntilEveryEntryHasBeenTried) {
+    enough = 4;
+
+    EXPECT_THROW(fromConfiguration(), WaitedLongEnough);
+
+    // One entry, then two, then four: seven tries for four entries.
+    const auto sleeps = clock.sleeps();
+    EXPECT_EQ((std::vector(sleeps.begin(), sleeps.begin() + 3)),
+              (std::vector{milliseconds(1000), milliseconds(1000), milliseconds(3000)}));
 }
 
 TEST_F(StartFromConfiguration, KeepsTheBrokerInMindForASingleAddress) {

@@ -42,6 +42,8 @@ public:
     /// From now on the program's output has no reader.
     void closeOutput();
     void sendSignal(int number) const;
+    /// The program's process, as the system numbers it.
+    [[nodiscard]] pid_t id() const { return process; }
 
     /// False when the program ended, or fell silent until the deadline, without printing `text`.
     bool waitForOutput(std::string_view text, Milliseconds deadline = patience);

@@ -1,5 +1,3 @@
-#include <csignal>
-
 #include <gmock/gmock.h>
 
 #include "tests/system/InstalledServer.hpp"
@@ -71,16 +69,6 @@ TEST_F(Console, ShowsNoKeyAndGivesTheTerminalBackAsItWas) {
 
     EXPECT_EQ(process.waitForExit(), 0);
     EXPECT_THAT(process.output(), Not(HasSubstr("xyz")));
-    EXPECT_TRUE(process.terminalIsInLineMode());
-}
-
-TEST_F(Console, GivesTheTerminalBackWhenASignalEndsIt) {
-    Process process = startOnLoopback();
-    ASSERT_TRUE(process.waitForOutput(prompt)) << process.output();
-
-    process.sendSignal(SIGTERM);
-
-    EXPECT_EQ(process.waitForExit(), -SIGTERM);
     EXPECT_TRUE(process.terminalIsInLineMode());
 }
 

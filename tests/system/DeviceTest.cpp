@@ -192,6 +192,21 @@ TEST_F(Device, EndsWithTheLedAllOn) {
     EXPECT_EQ(DeviceFiles::led(), allOn);
 }
 
+TEST_F(Device, ASignalDuringAFlashCancelsItAndLeavesTheLedAllOn) {
+    slowTheVehicleDown();
+    Process process = start("", "Flash.xml");
+    ASSERT_TRUE(waitUntilWatching(process, {f2Sensor})) << process.output();
+    DeviceFiles::setReading(f2Sensor, hand);
+    ASSERT_TRUE(DeviceFiles::waitForLed(blue)) << DeviceFiles::led();
+
+    process.sendSignal(SIGTERM);
+
+    EXPECT_EQ(process.waitForExit(), 0);
+    EXPECT_THAT(process.output(), testing::EndsWith("Shutting down kel_server\n"));
+    EXPECT_EQ(DeviceFiles::led(), allOn);
+    EXPECT_THAT(reports(), IsEmpty());
+}
+
 TEST_F(Device, ASensorLineThatIsNoNumberEndsTheProgramByAbort) {
     Process process = start("ButtonDemo.xml", "");
     ASSERT_TRUE(waitUntilWatching(process, {f1Sensor})) << process.output();

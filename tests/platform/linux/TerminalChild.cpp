@@ -7,6 +7,7 @@
 #include <cstring>
 #include <poll.h>
 #include <pty.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -105,6 +106,24 @@ void TerminalChild::waitUntilItWaits() const {
 void TerminalChild::send(int signal) const {
     waitUntilItWaits();
     EXPECT_EQ(::kill(child, signal), 0);
+}
+
+void TerminalChild::signalForeground(int signal) const {
+    pid_t job = 0;
+    EXPECT_EQ(::ioctl(screen, TIOCGPGRP, &job), 0);
+    EXPECT_EQ(::kill(-job, signal), 0);
+}
+
+bool TerminalChild::waitForKeyMode() const {
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(patienceMilliseconds);
+    while (isInLineMode()) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            return false;
+        }
+        std::this_thread::yield();
+    }
+    return true;
 }
 
 termios TerminalChild::mode() const {

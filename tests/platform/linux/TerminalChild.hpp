@@ -29,6 +29,11 @@ public:
     /// Once the process waits.
     void send(int signal) const;
 
+    /// To the job that has the terminal.
+    void signalForeground(int signal) const;
+
+    /// Until neither echo nor line mode is on. False when that takes too long.
+    [[nodiscard]] bool waitForKeyMode() const;
     /// Echo or line mode is on.
     [[nodiscard]] bool isInLineMode() const;
     [[nodiscard]] bool hasItsFirstMode() const;

@@ -1,0 +1,20 @@
+#include "platform/StandardStreams.hpp"
+
+#include <fcntl.h>
+#include <initializer_list>
+#include <unistd.h>
+
+namespace Quarlen::Platform {
+
+void openMissingStandardStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(stream, F_GETFD) < 0) {
+            // The lowest free number, which is this one. Programs that are started inherit it, as
+            // they do any standard stream.
+            // NOLINTNEXTLINE(android-cloexec-open)
+            static_cast<void>(::open("/dev/null", O_RDWR));
+        }
+    }
+}
+
+} // namespace Quarlen::Platform

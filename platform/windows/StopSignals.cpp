@@ -1,0 +1,68 @@
+#include "platform/StopSignals.hpp"
+
+#include <utility>
+
+#include "platform/DetachedThread.hpp"
+#include "platform/windows/StopEvents.hpp"
+
+namespace Quarlen::Platform {
+namespace {
+
+/// The system's callbacks have no argument for it. Never destroyed: events come as long as the
+/// process lives.
+StopEvents* stopEvents = nullptr;
+
+/// The process's own end takes this thread with it.
+[[noreturn]] void waitForTheEnd() {
+    while (true) {
+        ::Sleep(INFINITE);
+    }
+}
+
+/// On a thread that the system makes for it.
+BOOL WINAPI onConsoleEvent(DWORD event) {
+    const StopEvents::Answer answer = stopEvents->onEvent(event);
+    if (answer == StopEvents::Answer::WaitForTheEnd) {
+        waitForTheEnd();
+    }
+    return answer == StopEvents::Answer::GoOn ? TRUE : FALSE;
+}
+
+LRESULT CALLBACK onMessage(HWND window, UINT message, WPARAM wide, LPARAM extra) {
+    if (message == WM_QUERYENDSESSION) {
+        return TRUE;
+    }
+    if (message == WM_ENDSESSION && wide != 0) {
+        onConsoleEvent(CTRL_SHUTDOWN_EVENT);
+    }
+    return ::DefWindowProcW(window, message, wide, extra);
+}
+
+/// A program that has the window library loaded, as the shell's folders need it, is told of log-off
+/// and shutdown by messages to its windows and not by console events. So it has a window that
+/// nobody sees. Where none can be made there is no session that could end.
+void watchSession() {
+    WNDCLASSW kind{};
+    kind.lpfnWndProc = onMessage;
+    kind.hInstance = ::GetModuleHandleW(nullptr);
+    kind.lpszClassName = L"kel_server session";
+    if (::RegisterClassW(&kind) == 0 ||
+        ::CreateWindowExW(0, kind.lpszClassName, L"kel_server", 0, 0, 0, 0, 0, nullptr, nullptr,
+                          kind.hInstance, nullptr) == nullptr) {
+        return;
+    }
+    MSG message{};
+    while (::GetMessageW(&message, nullptr, 0, 0) > 0) {
+        ::DispatchMessageW(&message);
+    }
+}
+
+} // namespace
+
+void raiseOnStopSignals(std::shared_ptr<std::atomic<bool>> stopRequested) {
+    stopEvents = new StopEvents(std::move(stopRequested));
+    ::SetConsoleCtrlHandler(onConsoleEvent, TRUE);
+    startDetachedThread(watchSession);
+}
+
+} // namespace Quarlen::Platform
