@@ -2,6 +2,7 @@
 # of what the distribution has too old.
 
 find_package(pugixml REQUIRED)
+find_package(EXPAT REQUIRED)
 find_package(spdlog REQUIRED)
 find_path(ASIO_INCLUDE_DIR asio.hpp REQUIRED)
 add_library(kel_asio INTERFACE)

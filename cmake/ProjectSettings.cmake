@@ -68,6 +68,16 @@ if(KEL_SANITIZERS)
     target_link_options(kel_settings INTERFACE -fsanitize=${KEL_SANITIZERS})
 endif()
 
+if(KEL_SANITIZERS AND CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    # Names the code that is not ours and that the integer sanitizer is to leave alone. The build cache
+    # does not look into it, so that its contents stand in the command, too.
+    set(ignorelist "${PROJECT_SOURCE_DIR}/cmake/sanitizer-ignorelist.txt")
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${ignorelist}")
+    file(SHA1 "${ignorelist}" ignorelist_contents)
+    target_compile_options(kel_settings INTERFACE -fsanitize-ignorelist=${ignorelist})
+    target_compile_definitions(kel_settings INTERFACE KEL_IGNORELIST=${ignorelist_contents})
+endif()
+
 # Several sources compiled as one: half the time of a cold build. A source that lacks an include is
 # found by the builds without it.
 option(KEL_UNITY_BUILD "Compile several sources of a target at once" OFF)

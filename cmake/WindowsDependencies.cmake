@@ -31,6 +31,18 @@ add_foreign_library(kel_pugixml ALIAS pugixml::pugixml
     SOURCES "${windows_sources}/pugixml/src/pugixml.cpp"
     INCLUDE "${windows_sources}/pugixml/src")
 
+# What its own build would write into expat_config.h; xmltok_impl.c and xmltok_ns.c are included by
+# xmltok.c.
+file(WRITE "${CMAKE_BINARY_DIR}/expat/expat_config.h" "#define XML_NS 1\n#define XML_DTD 1\n"
+    "#define XML_CONTEXT_BYTES 1024\n#define BYTEORDER 1234\n#define HAVE_MEMMOVE 1\n")
+add_foreign_library(kel_expat ALIAS EXPAT::EXPAT
+    SOURCES
+        "${windows_sources}/expat/expat/lib/xmlparse.c" "${windows_sources}/expat/expat/lib/xmlrole.c"
+        "${windows_sources}/expat/expat/lib/xmltok.c"
+    INCLUDE "${windows_sources}/expat/expat/lib")
+target_include_directories(kel_expat PRIVATE "${CMAKE_BINARY_DIR}/expat")
+target_compile_definitions(kel_expat PUBLIC XML_STATIC)
+
 add_foreign_library(kel_fmt ALIAS fmt::fmt
     SOURCES "${windows_sources}/fmtlib/src/format.cc" "${windows_sources}/fmtlib/src/os.cc"
     INCLUDE "${windows_sources}/fmtlib/include")

@@ -1,22 +1,21 @@
 #include "config/ConfigBase.hpp"
 
 #include <new>
-#include <string_view>
 
-#include "config/FileError.hpp"
+#include "config/ScriptFile.hpp"
 #include "config/ScriptReader.hpp"
-#include "config/XmlText.hpp"
-#include "config/XmlTree.hpp"
+#include "platform/FreeMemory.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/TraceHelper.hpp"
+#include "xml/Fault.hpp"
 
 namespace Config {
 namespace {
 
-std::wstring describe(const std::wstring& path, std::string_view text, const FileError& error) {
-    const TextPosition position = positionOf(text, error.offset());
-    return path + L":" + std::to_wstring(position.line) + L":" + std::to_wstring(position.column) +
-           L": " + error.cause();
+std::wstring describe(const std::wstring& path, const Xml::Fault& fault) {
+    const Xml::Place& place = fault.place();
+    return path + L":" + std::to_wstring(place.line) + L":" + std::to_wstring(place.column) +
+           L": " + fault.cause();
 }
 
 class XmlConfig : public ConfigBase {
@@ -40,6 +39,7 @@ bool XmlConfig::load(const std::wstring& path) {
     } catch (const std::bad_alloc&) {
         error = path + L": not enough memory";
     }
+    Quarlen::Platform::releaseFreeMemory();
     if (!error.empty()) {
         StdUtil::TraceHelper::ErrorTrace(L"config/ConfigBase", __LINE__, L"%s", error.c_str());
     }
@@ -48,14 +48,12 @@ bool XmlConfig::load(const std::wstring& path) {
 
 /// Sets either the root or the error.
 void XmlConfig::read(const std::wstring& path) {
-    std::string text;
+    ScriptReader reader;
     try {
-        text = decodeXml(readXmlBytes(Quarlen::Platform::toPath(path)));
-        checkCharacters(text);
-        const XmlTree tree(text);
-        rootObject = readRoot(tree.root());
-    } catch (const FileError& fault) {
-        error = describe(path, text, fault);
+        readXmlFile(Quarlen::Platform::toPath(path), reader);
+        rootObject = reader.root();
+    } catch (const Xml::Fault& fault) {
+        error = describe(path, fault);
     }
 }
 

@@ -88,6 +88,12 @@ public:
     static constexpr TypeId type = TypeId::KelServerScript;
     [[nodiscard]] TypeId typeId() const noexcept override { return type; }
 
+    CfxKelServerScript() = default;
+    CfxKelServerScript(const CfxKelServerScript&) = delete;
+    CfxKelServerScript& operator=(const CfxKelServerScript&) = delete;
+    /// Gives the memory of the actions back to the system.
+    ~CfxKelServerScript() override;
+
     [[nodiscard]] std::uint64_t actionCount() const noexcept { return actions.size(); }
     /// 0-based, in file order. Throws `std::out_of_range`.
     [[nodiscard]] const ConfigObject& action(std::uint64_t index) const {

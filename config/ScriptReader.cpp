@@ -1,20 +1,33 @@
 #include "config/ScriptReader.hpp"
 
-#include <optional>
-#include <string>
-#include <string_view>
 #include <utility>
-#include <vector>
 
-#include "config/FileError.hpp"
-#include "config/ScriptObjects.hpp"
-#include "config/XmlTree.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace Config {
 namespace {
 
 constexpr std::string_view blanks = " \t\r\n";
+
+constexpr std::size_t actionDepth = 2;
+constexpr std::size_t childDepth = 3;
+constexpr std::size_t serviceDepth = 4;
+
+/// What the allocator and a growing list add to an object.
+constexpr std::size_t overhead = 32;
+
+/// In a wide text; the same limits hold where it is less.
+constexpr std::size_t bytesOfCharacter = 4;
+
+/// A run hands the targets on as filters, of which the runtime keeps copies beyond the run.
+constexpr std::size_t copiesOfTargets = 5;
+
+void checkLength(std::size_t length) {
+    if (length > ScriptReader::maximumText) {
+        throw Xml::Fault(L"a text longer than " +
+                         std::to_wstring(ScriptReader::maximumText / 1024) + L" KiB");
+    }
+}
 
 std::string_view withoutOuterBlanks(std::string_view text) {
     const std::size_t first = text.find_first_not_of(blanks);
@@ -24,176 +37,221 @@ std::string_view withoutOuterBlanks(std::string_view text) {
     return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
-/// The file is valid text; only a character reference can still bring in what is none.
-std::wstring toText(const pugi::xml_node& place, std::string_view utf8) {
-    std::wstring text = Quarlen::Platform::fromUtf8(utf8);
-    if (text.empty() && !utf8.empty()) {
-        throw FileError(offsetOf(place), L"a character reference that stands for no character");
-    }
-    return text;
-}
-
-std::wstring attributeText(const pugi::xml_node& element, const char* name) {
-    return toText(element, element.attribute(name).value());
+/// For messages, which must stay readable whatever the file holds.
+std::wstring inQuotes(std::string_view text) {
+    constexpr std::size_t longest = 60;
+    const std::wstring wide = Quarlen::Platform::fromUtf8(text);
+    return L"\"" + (wide.size() > longest ? wide.substr(0, longest) + L"..." : wide) + L"\"";
 }
 
 /// Boolean of XML Schema (datatypes, clause 3.2.2).
-bool attributeFlag(const pugi::xml_node& element, const char* name, bool fallback) {
-    const pugi::xml_attribute attribute = element.attribute(name);
-    if (!attribute) {
+bool attributeFlag(const Xml::Attributes& attributes, std::string_view name, bool fallback) {
+    const auto text = attributes.find(name);
+    if (!text) {
         return fallback;
     }
-    const std::string_view value = withoutOuterBlanks(attribute.value());
+    const std::string_view value = withoutOuterBlanks(*text);
     if (value == "true" || value == "1") {
         return true;
     }
     if (value == "false" || value == "0") {
         return false;
     }
-    throw FileError(offsetOf(element), L"the attribute \"" + toText(element, name) +
-                                           L"\" must be true or false, not \"" +
-                                           attributeText(element, name) + L"\"");
+    throw Xml::Fault(L"the attribute " + inQuotes(name) + L" must be true or false, not " +
+                     inQuotes(*text));
 }
 
-/// Comments and CDATA sections split the text of an element into several nodes.
-std::wstring elementText(const pugi::xml_node& element) {
-    std::string text;
-    for (const pugi::xml_node& part : element.children()) {
-        if (part.type() == pugi::node_pcdata || part.type() == pugi::node_cdata) {
-            text += part.value();
-        }
+/// Makes the value of an element that may stand only once in an action.
+template <class Value>
+Value& onlyOne(std::optional<Value>& place, std::string_view element) {
+    if (place) {
+        throw Xml::Fault(L"a second element " + inQuotes(element) + L" in one action");
     }
-    return toText(element, withoutOuterBlanks(text));
-}
-
-std::vector<std::wstring> childTexts(const pugi::xml_node& element, const char* name) {
-    std::vector<std::wstring> texts;
-    for (const pugi::xml_node& child : element.children(name)) {
-        texts.push_back(elementText(child));
-    }
-    return texts;
-}
-
-std::vector<TargetSetting> readTargets(const pugi::xml_node& element) {
-    std::vector<TargetSetting> targets;
-    for (const pugi::xml_node& child : element.children("Target")) {
-        targets.push_back({attributeText(child, "name"), attributeFlag(child, "enabled", true)});
-    }
-    return targets;
-}
-
-/// Null when it is missing.
-pugi::xml_node onlyChild(const pugi::xml_node& element, const char* name) {
-    const pugi::xml_node child = element.child(name);
-    if (const pugi::xml_node second = child.next_sibling(name)) {
-        throw FileError(offsetOf(second),
-                        L"a second element \"" + toText(element, name) + L"\" in one action");
-    }
-    return child;
-}
-
-std::optional<UnlockDescription> readUnlock(const pugi::xml_node& action) {
-    const pugi::xml_node unlock = onlyChild(action, "Unlock");
-    if (!unlock) {
-        return std::nullopt;
-    }
-    return UnlockDescription{attributeText(unlock, "name"), attributeText(unlock, "parameter")};
-}
-
-std::optional<VehicleReportSetting> readVehicleReport(const pugi::xml_node& action) {
-    const pugi::xml_node report = onlyChild(action, "VehicleReport");
-    if (!report) {
-        return std::nullopt;
-    }
-    VehicleReportSetting setting;
-    if (report.attribute("type")) {
-        setting.reportType = attributeText(report, "type");
-    }
-    setting.services = childTexts(report, "Service");
-    return setting;
-}
-
-Ref<ConfigObject> readExecuteAction(const pugi::xml_node& element) {
-    const Ref action(new CfxExecuteAction);
-    action->enabled = attributeFlag(element, "enabled", true);
-    action->command = attributeText(element, "command");
-    return action;
-}
-
-Ref<ConfigObject> readSelectAction(const pugi::xml_node& element) {
-    const Ref action(new CfxSelectAction);
-    action->project = attributeText(element, "project");
-    action->vehicleInformation = attributeText(element, "vehicleInformation");
-    action->autoConnect = attributeFlag(element, "autoConnect", false);
-    return action;
-}
-
-Ref<ConfigObject> readQuicktestAction(const pugi::xml_node& element) {
-    const Ref action(new CfxQuicktestAction);
-    action->reportName = attributeText(element, "reportName");
-    action->items = childTexts(element, "Item");
-    action->targets = readTargets(element);
-    action->dtcStatus = childTexts(element, "DtcStatus");
-    action->vehicleReport = readVehicleReport(element);
-    action->unlock = readUnlock(element);
-    return action;
-}
-
-Ref<ConfigObject> readFlashingAction(const pugi::xml_node& element) {
-    const Ref action(new CfxFlashingAction);
-    action->items = childTexts(element, "Item");
-    action->targets = readTargets(element);
-    action->unlock = readUnlock(element);
-    return action;
-}
-
-Ref<ConfigObject> readUnlockAction(const pugi::xml_node& element) {
-    const Ref action(new CfxUnlockAction);
-    action->unlock = readUnlock(element);
-    return action;
-}
-
-struct ActionElement {
-    std::string_view name;
-    Ref<ConfigObject> (*read)(const pugi::xml_node& element);
-};
-
-constexpr ActionElement actionElements[] = {
-    {"ExecuteAction", readExecuteAction},     {"SelectAction", readSelectAction},
-    {"QuicktestAction", readQuicktestAction}, {"FlashingAction", readFlashingAction},
-    {"UnlockAction", readUnlockAction},
-};
-
-/// `unknown` stands for every element without a name of ours, so that a file full of them costs
-/// no more than their list.
-Ref<ConfigObject> readAction(const pugi::xml_node& element, const Ref<ConfigObject>& unknown) {
-    for (const ActionElement& known : actionElements) {
-        if (known.name == element.name()) {
-            return known.read(element);
-        }
-    }
-    return unknown;
-}
-
-Ref<ConfigObject> readScript(const pugi::xml_node& root) {
-    const Ref script(new CfxKelServerScript);
-    const Ref<ConfigObject> unknown(new CfxUnknown);
-    script->resultLed = attributeFlag(root, "resultLed", true);
-    for (const pugi::xml_node& child : root.children()) {
-        if (child.type() == pugi::node_element) {
-            script->actions.push_back(readAction(child, unknown));
-        }
-    }
-    return script;
+    return place.emplace();
 }
 
 } // namespace
 
-Ref<ConfigObject> readRoot(const pugi::xml_node& root) {
-    if (std::string_view(root.name()) == "KelServerScript") {
-        return readScript(root);
+const ScriptReader::KnownElement ScriptReader::knownActions[] = {
+    {"ExecuteAction", &ScriptReader::beginExecute},
+    {"SelectAction", &ScriptReader::beginSelect},
+    {"QuicktestAction", &ScriptReader::beginQuicktest},
+    {"FlashingAction", &ScriptReader::beginFlashing},
+    {"UnlockAction", &ScriptReader::beginUnlockAction},
+};
+
+const ScriptReader::KnownElement ScriptReader::knownChildren[] = {
+    {"Item", &ScriptReader::beginItem},
+    {"Target", &ScriptReader::beginTarget},
+    {"DtcStatus", &ScriptReader::beginDtcStatus},
+    {"VehicleReport", &ScriptReader::beginVehicleReport},
+    {"Unlock", &ScriptReader::beginUnlock},
+};
+
+void ScriptReader::begin(std::string_view element, const Xml::Attributes& attributes) {
+    ++depth;
+    if (depth == 1) {
+        beginRoot(element, attributes);
+    } else if (depth == actionDepth && script) {
+        beginAction(element, attributes);
+    } else if (depth == childDepth) {
+        beginChild(element, attributes);
+    } else if (depth == serviceDepth && element == "Service") {
+        collectText(services);
     }
-    return Ref<ConfigObject>(new CfxUnknown);
+}
+
+void ScriptReader::end() {
+    if (textList != nullptr && depth == textDepth) {
+        textList->push_back(Quarlen::Platform::fromUtf8(withoutOuterBlanks(textSoFar)));
+        textList = nullptr;
+        textSoFar.clear();
+    }
+    if (depth == childDepth) {
+        services = nullptr;
+    } else if (depth == actionDepth) {
+        open = {};
+    }
+    --depth;
+}
+
+/// Comments and CDATA sections split the text of an element into several parts.
+void ScriptReader::text(std::string_view part) {
+    if (textList != nullptr && depth == textDepth) {
+        chargeText(part.size());
+        checkLength(textSoFar.size() + part.size());
+        textSoFar += part;
+    }
+}
+
+void ScriptReader::beginRoot(std::string_view element, const Xml::Attributes& attributes) {
+    if (element != "KelServerScript") {
+        rootObject = unknown;
+        return;
+    }
+    script = Ref(new CfxKelServerScript);
+    script->resultLed = attributeFlag(attributes, "resultLed", true);
+    rootObject = script;
+}
+
+void ScriptReader::beginAction(std::string_view element, const Xml::Attributes& attributes) {
+    for (const KnownElement& known : knownActions) {
+        if (known.name == element) {
+            return (this->*known.begin)(attributes);
+        }
+    }
+    charge(overhead);
+    script->actions.push_back(unknown);
+}
+
+void ScriptReader::beginChild(std::string_view element, const Xml::Attributes& attributes) {
+    for (const KnownElement& known : knownChildren) {
+        if (known.name == element) {
+            return (this->*known.begin)(attributes);
+        }
+    }
+}
+
+void ScriptReader::beginExecute(const Xml::Attributes& attributes) {
+    auto& action = addAction<CfxExecuteAction>();
+    action.enabled = attributeFlag(attributes, "enabled", true);
+    action.command = attributeText(attributes, "command");
+}
+
+void ScriptReader::beginSelect(const Xml::Attributes& attributes) {
+    auto& action = addAction<CfxSelectAction>();
+    action.project = attributeText(attributes, "project");
+    action.vehicleInformation = attributeText(attributes, "vehicleInformation");
+    action.autoConnect = attributeFlag(attributes, "autoConnect", false);
+}
+
+void ScriptReader::beginQuicktest(const Xml::Attributes& attributes) {
+    auto& action = addAction<CfxQuicktestAction>();
+    action.reportName = attributeText(attributes, "reportName");
+    open = {&action.items, &action.targets, &action.dtcStatus, &action.vehicleReport,
+            &action.unlock};
+}
+
+void ScriptReader::beginFlashing(const Xml::Attributes& /*attributes*/) {
+    auto& action = addAction<CfxFlashingAction>();
+    open = {&action.items, &action.targets, nullptr, nullptr, &action.unlock};
+}
+
+void ScriptReader::beginUnlockAction(const Xml::Attributes& /*attributes*/) {
+    open.unlock = &addAction<CfxUnlockAction>().unlock;
+}
+
+void ScriptReader::beginItem(const Xml::Attributes& /*attributes*/) {
+    collectText(open.items);
+}
+
+void ScriptReader::beginDtcStatus(const Xml::Attributes& /*attributes*/) {
+    collectText(open.dtcStatus);
+}
+
+void ScriptReader::beginTarget(const Xml::Attributes& attributes) {
+    if (open.targets != nullptr) {
+        TargetSetting target{attributeText(attributes, "name"),
+                             attributeFlag(attributes, "enabled", true)};
+        charge(copiesOfTargets *
+               (sizeof(TargetSetting) + overhead + target.name.size() * bytesOfCharacter));
+        open.targets->push_back(std::move(target));
+    }
+}
+
+void ScriptReader::beginVehicleReport(const Xml::Attributes& attributes) {
+    if (open.vehicleReport == nullptr) {
+        return;
+    }
+    auto& report = onlyOne(*open.vehicleReport, "VehicleReport");
+    if (attributes.find("type")) {
+        report.reportType = attributeText(attributes, "type");
+    }
+    services = &report.services;
+}
+
+void ScriptReader::beginUnlock(const Xml::Attributes& attributes) {
+    if (open.unlock != nullptr) {
+        auto& unlock = onlyOne(*open.unlock, "Unlock");
+        unlock.unlockName = attributeText(attributes, "name");
+        unlock.unlockParameter = attributeText(attributes, "parameter");
+    }
+}
+
+template <class Action>
+Action& ScriptReader::addAction() {
+    charge(sizeof(Action) + overhead);
+    const Ref action(new Action);
+    script->actions.push_back(action);
+    return *action;
+}
+
+/// The text of the element that begins here becomes the list's next entry.
+void ScriptReader::collectText(Texts* list) {
+    if (list != nullptr) {
+        charge(sizeof(std::wstring) + overhead);
+        textList = list;
+        textDepth = depth;
+    }
+}
+
+std::wstring ScriptReader::attributeText(const Xml::Attributes& attributes, std::string_view name) {
+    const std::string_view text = attributes.find(name).value_or("");
+    checkLength(text.size());
+    chargeText(text.size());
+    return Quarlen::Platform::fromUtf8(text);
+}
+
+void ScriptReader::chargeText(std::size_t length) {
+    charge(length * bytesOfCharacter);
+}
+
+void ScriptReader::charge(std::size_t bytes) {
+    charged += bytes;
+    if (charged > maximumMemory) {
+        throw Xml::Fault(L"the script needs more than " +
+                         std::to_wstring(maximumMemory / 1024 / 1024) + L" MiB of memory");
+    }
 }
 
 } // namespace Config

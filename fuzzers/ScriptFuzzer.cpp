@@ -1,31 +1,42 @@
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <string>
+#include <string_view>
 
-#include "config/FileError.hpp"
 #include "config/ScriptObjects.hpp"
 #include "config/ScriptReader.hpp"
-#include "config/XmlText.hpp"
-#include "config/XmlTree.hpp"
+#include "xml/Parser.hpp"
+
+namespace {
+
+/// In parts, so that tokens and characters are divided.
+void feed(Xml::Parser& parser, std::string_view bytes) {
+    constexpr std::size_t part = 7;
+    for (; !bytes.empty(); bytes.remove_prefix(std::min(part, bytes.size()))) {
+        parser.feed(bytes.substr(0, part));
+    }
+    parser.finish();
+}
+
+} // namespace
 
 /// Whatever a file holds is read or refused with a place inside of it.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    std::string text;
     try {
-        text = Config::decodeXml(std::string(reinterpret_cast<const char*>(data), size));
-        Config::checkCharacters(text);
-        const auto root = Config::readRoot(Config::XmlTree(text).root());
+        Config::ScriptReader reader;
+        Xml::Parser parser(reader);
+        feed(parser, {reinterpret_cast<const char*>(data), size});
+        const auto root = reader.root();
         if (const auto* script = Config::as<Config::CfxKelServerScript>(*root)) {
             for (std::uint64_t index = 0; index < script->actionCount(); ++index) {
                 (void)script->action(index).typeId();
             }
         }
-    } catch (const Config::FileError& error) {
-        if (error.cause().empty() || error.offset() > text.size()) {
+    } catch (const Xml::Fault& fault) {
+        if (fault.cause().empty() || fault.place().offset > size) {
             std::abort();
         }
-        (void)Config::positionOf(text, error.offset());
     }
     return 0;
 }

@@ -55,7 +55,7 @@ public:
 
     void tracing(bool enabled) {
         if (settings.paths.tracing != enabled) {
-            editor.setAttribute({{"Tracing"}}, "enabled", enabled ? L"true" : L"false");
+            editor.setAttribute({{"Tracing"}}, "enabled", flagText(enabled));
         }
     }
 
@@ -76,25 +76,23 @@ public:
         if (sameNames && flagsOf(before) == flagsOf(wanted)) {
             return;
         }
-        const bool present = !editor.file().root().child("Interfaces").empty();
-        const bool keepsElements = present && sameNames;
-        if (!keepsElements) {
-            editor.clear({{"Interfaces"}});
-        }
-        for (std::size_t group = 0; group < wanted.groups.size(); ++group) {
-            interfaceGroup(group, *wanted.groups[group],
-                           keepsElements ? before.groups[group].get() : nullptr);
+        const auto section = editor.file().root().child("Interfaces");
+        if (section && sameNames) {
+            switchInterfaces(section, before, wanted);
+        } else {
+            editor.setChildren({{"Interfaces"}}, elementsOf(wanted));
         }
     }
 
     [[nodiscard]] const RuntimeSettings& before() const { return settings; }
 
     void finish() {
-        const auto& text = editor.file().source().text();
+        const auto& file = editor.file();
+        const auto& text = file.source().text();
         if (text == original.value_or(emptyFile)) {
             return;
         }
-        (void)SettingsReader::read(editor.file(), folder);
+        (void)SettingsReader::read(file, folder);
         store(settingsFile(folder), text);
     }
 
@@ -122,27 +120,43 @@ private:
         return flags;
     }
 
-    void interfaceGroup(std::size_t index, const InterfaceGroup& wanted,
-                        const InterfaceGroup* present) {
-        const ElementPath group{{"Interfaces"}, {"Group", index}};
-        if (!present) {
-            editor.setAttribute(group, "name", wanted.name);
+    static std::vector<NewElement> elementsOf(const InterfaceSettings& record) {
+        std::vector<NewElement> groups;
+        for (const auto& group : record.groups) {
+            auto& element = groups.emplace_back(NewElement{"Group", {{"name", group->name}}, {}});
+            for (const auto& entry : group->interfaces) {
+                element.children.push_back(
+                    {"Interface",
+                     {{"name", entry->name}, {"enabled", flagText(entry->enabled)}},
+                     {}});
+            }
         }
-        for (std::size_t entry = 0; entry < wanted.interfaces.size(); ++entry) {
-            interfaceEntry({group[0], group[1], {"Interface", entry}}, *wanted.interfaces[entry],
-                           present ? present->interfaces[entry].get() : nullptr);
+        return groups;
+    }
+
+    static std::wstring flagText(bool flag) { return flag ? L"true" : L"false"; }
+
+    /// `before` is what the section says, so its elements and the entries of both records go
+    /// together.
+    void switchInterfaces(const pugi::xml_node& section, const InterfaceSettings& before,
+                          const InterfaceSettings& wanted) {
+        auto group = section.child("Group");
+        for (std::size_t index = 0; index < wanted.groups.size(); ++index) {
+            switchInterfaces(group, *before.groups[index], *wanted.groups[index]);
+            group = group.next_sibling("Group");
         }
     }
 
-    void interfaceEntry(const ElementPath& element, const InterfaceEntry& wanted,
-                        const InterfaceEntry* present) {
-        if (present && present->enabled == wanted.enabled) {
-            return;
+    void switchInterfaces(const pugi::xml_node& group, const InterfaceGroup& before,
+                          const InterfaceGroup& wanted) {
+        auto element = group.child("Interface");
+        for (std::size_t index = 0; index < wanted.interfaces.size(); ++index) {
+            const bool enabled = wanted.interfaces[index]->enabled;
+            if (before.interfaces[index]->enabled != enabled) {
+                editor.setAttribute(element, "enabled", flagText(enabled));
+            }
+            element = element.next_sibling("Interface");
         }
-        if (!present) {
-            editor.setAttribute(element, "name", wanted.name);
-        }
-        editor.setAttribute(element, "enabled", wanted.enabled ? L"true" : L"false");
     }
 
     std::filesystem::path folder;

@@ -34,11 +34,22 @@ std::string_view escapeFor(char character) {
     }
 }
 
+/// XML 1.0, production 2; surrogates do not convert.
+bool isForbidden(wchar_t character) {
+    const bool control =
+        character < 0x20 && character != L'\t' && character != L'\n' && character != L'\r';
+    return control || character == 0xFFFE || character == 0xFFFF;
+}
+
 /// Stands for the value between tags as well as between quotes of either kind.
 std::string escaped(const std::wstring& value) {
     const auto utf8 = Platform::toUtf8(value);
     if (utf8.empty() && !value.empty()) {
         throw runtimeError(ErrorCode::Configuration, L"a value to be kept is no valid text");
+    }
+    if (std::any_of(value.begin(), value.end(), isForbidden)) {
+        throw runtimeError(ErrorCode::Configuration,
+                           L"a value to be kept has a control character, which XML cannot hold");
     }
     std::string result;
     for (const char character : utf8) {
@@ -81,6 +92,26 @@ std::string closingTag(const pugi::xml_node& node) {
     return "</" + std::string(node.name()) + ">";
 }
 
+std::string indentOf(const XmlSource& source, const pugi::xml_node& node) {
+    return std::string(XmlScan::indentation(source.text(), source.offsetOf(node)));
+}
+
+/// How children are set apart from an element that has none yet.
+struct Layout {
+    std::string lineEnd;
+    /// Indentation of the element itself.
+    std::string own;
+    /// Added for each level.
+    std::string unit;
+};
+
+Layout layoutOf(const XmlSource& source, const pugi::xml_node& root, const pugi::xml_node& parent) {
+    const auto first = firstElement(root);
+    const auto unit = first ? indentOf(source, first) : std::string();
+    return {std::string(lineEnd(source.text())), indentOf(source, parent),
+            unit.empty() ? "  " : unit};
+}
+
 /// What a new child of an element is put between.
 struct Surroundings {
     std::string before;
@@ -90,24 +121,49 @@ struct Surroundings {
 Surroundings surroundings(const XmlSource& source, const pugi::xml_node& root,
                           const pugi::xml_node& parent) {
     const std::string_view text = source.text();
-    const auto indentOf = [&](const pugi::xml_node& node) {
-        return std::string(XmlScan::indentation(text, source.offsetOf(node)));
-    };
-    const std::string end(lineEnd(text));
-    const auto own = indentOf(parent);
+    const auto [end, own, unit] = layoutOf(source, root, parent);
     if (const auto sibling = firstElement(parent)) {
-        const auto indent = indentOf(sibling);
+        const auto indent = indentOf(source, sibling);
         const auto before = text.substr(0, source.offsetOf(sibling) - indent.size());
         return before.ends_with('\n') ? Surroundings{end + indent, end + own} : Surroundings{};
     }
-    const auto unit = firstElement(root) ? indentOf(firstElement(root)) : std::string();
-    return {end + own + (unit.empty() ? "  " : unit), end + own};
+    return {end + own + unit, end + own};
+}
+
+void writeElement(std::string& text, const NewElement& element, const Layout& layout,
+                  const std::string& indent) {
+    text += layout.lineEnd + indent + "<" + element.name;
+    for (const auto& [name, value] : element.attributes) {
+        text += " " + name + "=\"" + escaped(value) + "\"";
+    }
+    if (element.children.empty()) {
+        text += "/>";
+        return;
+    }
+    text += ">";
+    for (const auto& child : element.children) {
+        writeElement(text, child, layout, indent + layout.unit);
+    }
+    text += layout.lineEnd + indent + "</" + element.name + ">";
+}
+
+std::string childrenText(const std::vector<NewElement>& children, const Layout& layout) {
+    std::string text;
+    for (const auto& child : children) {
+        writeElement(text, child, layout, layout.own + layout.unit);
+    }
+    return text.empty() ? text : text + layout.lineEnd + layout.own;
 }
 
 } // namespace
 
 XmlEditor::XmlEditor(std::filesystem::path file, std::string text, std::string_view rootElement)
     : path(std::move(file)), rootName(rootElement), current(path, std::move(text), rootName) {}
+
+const XmlFile& XmlEditor::file() {
+    applyGathered();
+    return current;
+}
 
 void XmlEditor::setText(const ElementPath& element, const std::wstring& value) {
     const auto offset = provide(element);
@@ -121,22 +177,37 @@ void XmlEditor::setText(const ElementPath& element, const std::wstring& value) {
 
 void XmlEditor::setAttribute(const ElementPath& element, const char* attribute,
                              const std::wstring& value) {
-    const auto offset = provide(element);
+    provide(element);
+    setAttribute(find(element), attribute, value);
+    applyGathered();
+}
+
+void XmlEditor::setAttribute(const pugi::xml_node& element, const char* attribute,
+                             const std::wstring& value) {
     const auto& source = current.source();
-    const auto node = find(element);
-    if (const auto found = node.attribute(attribute)) {
-        const auto place = XmlScan::attributeValue(source.text(), source.offsetOf(node, found));
-        return replace(place.begin, place.end, escaped(value));
+    if (const auto found = element.attribute(attribute)) {
+        const auto place = XmlScan::attributeValue(source.text(), source.offsetOf(element, found));
+        gathered.insert({place.begin, {place, escaped(value)}});
+        return;
     }
+    const auto offset = source.offsetOf(element);
     const auto place = XmlScan::element(source.text(), offset);
     const auto tagClose = place.tagEnd - (place.selfClosing ? 2 : 1);
     const auto at = trimmedEnd(source.text(), {offset, tagClose});
-    replace(at, at, " " + std::string(attribute) + "=\"" + escaped(value) + "\"");
+    gathered.insert({at, {{at, at}, " " + std::string(attribute) + "=\"" + escaped(value) + "\""}});
 }
 
-void XmlEditor::clear(const ElementPath& element) {
-    const auto place = XmlScan::element(current.source().text(), provide(element));
-    replace(place.content.begin, place.content.end, "");
+void XmlEditor::setChildren(const ElementPath& element, const std::vector<NewElement>& children) {
+    // Providing the element replaces the text, so it comes before the text is looked at.
+    const auto offset = provide(element);
+    const auto& source = current.source();
+    const auto place = XmlScan::element(source.text(), offset);
+    const auto content = childrenText(children, layoutOf(source, current.root(), find(element)));
+    if (place.selfClosing && !content.empty()) {
+        replace(place.tagEnd - 2, place.tagEnd, ">" + content + closingTag(find(element)));
+    } else {
+        replace(place.content.begin, place.content.end, content);
+    }
 }
 
 pugi::xml_node XmlEditor::find(const ElementPath& element) const {
@@ -149,6 +220,7 @@ pugi::xml_node XmlEditor::find(const ElementPath& element) const {
 
 /// Offset of the element, which is added together with its parents when it is missing.
 std::size_t XmlEditor::provide(const ElementPath& element) {
+    applyGathered();
     if (!find(element)) {
         const ElementPath parent(element.begin(), element.end() - 1);
         provide(parent);
@@ -173,8 +245,24 @@ void XmlEditor::addChild(const ElementPath& parent, const char* name) {
 }
 
 void XmlEditor::replace(std::size_t begin, std::size_t end, std::string_view replacement) {
-    auto text = current.source().text();
-    text.replace(begin, end - begin, replacement);
+    gathered.insert({begin, {{begin, end}, std::string(replacement)}});
+    applyGathered();
+}
+
+void XmlEditor::applyGathered() {
+    if (gathered.empty()) {
+        return;
+    }
+    const auto changes = std::exchange(gathered, {});
+    const std::string_view before = current.source().text();
+    std::string text;
+    std::size_t copied = 0;
+    for (const auto& [begin, change] : changes) {
+        text += before.substr(copied, begin - copied);
+        text += change.replacement;
+        copied = change.range.end;
+    }
+    text += before.substr(copied);
     current = XmlFile(path, std::move(text), rootName);
 }
 

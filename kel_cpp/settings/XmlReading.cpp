@@ -12,8 +12,11 @@ namespace Quarlen::Kel_cpp {
 namespace {
 
 std::string_view trimmed(std::string_view text) {
-    const auto begin = std::min(text.find_first_not_of(XmlScan::blanks), text.size());
-    return text.substr(begin, text.find_last_not_of(XmlScan::blanks) + 1 - begin);
+    const auto begin = text.find_first_not_of(XmlScan::blanks);
+    if (begin == std::string_view::npos) {
+        return {};
+    }
+    return text.substr(begin, text.find_last_not_of(XmlScan::blanks) - begin + 1);
 }
 
 /// For messages, which must stay readable whatever the file holds.
@@ -102,10 +105,6 @@ XmlFile::XmlFile(const std::filesystem::path& file, std::string_view rootElement
 XmlFile::XmlFile(const std::filesystem::path& file, std::string text, std::string_view rootElement)
     : xml(file, std::move(text)) {
     const auto found = root();
-    if (!found) {
-        xml.failAt(xml.text().size(),
-                   L"no element, expected root element " + inQuotes(rootElement));
-    }
     if (found.name() != rootElement) {
         fail(found,
              L"root element " + inQuotes(found.name()) + L", expected " + inQuotes(rootElement));

@@ -1,9 +1,6 @@
 #include "kel_cpp/settings/XmlScan.hpp"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
-#include <cstdint>
 
 namespace Quarlen::Kel_cpp::XmlScan {
 
@@ -63,27 +60,6 @@ std::size_t endTag(std::string_view text, std::size_t offset) {
     return text.size();
 }
 
-/// XML 1.0, production 2.
-bool isXmlCharacter(std::uint32_t value) {
-    const bool control = value < 0x20 && value != '\t' && value != '\n' && value != '\r';
-    const bool surrogate = value >= 0xD800 && value <= 0xDFFF;
-    return !control && !surrogate && value != 0xFFFE && value != 0xFFFF && value <= 0x10FFFF;
-}
-
-/// `name` is what stands between "&" and ";".
-bool isReference(std::string_view name) {
-    static constexpr std::array<std::string_view, 5> predefined{"lt", "gt", "amp", "quot", "apos"};
-    if (!name.starts_with('#')) {
-        return std::find(predefined.begin(), predefined.end(), name) != predefined.end();
-    }
-    const bool hexadecimal = name.starts_with("#x");
-    const auto digits = name.substr(hexadecimal ? 2 : 1);
-    std::uint32_t value = 0;
-    const auto* const end = digits.data() + digits.size();
-    const auto parsed = std::from_chars(digits.data(), end, value, hexadecimal ? 16 : 10);
-    return parsed.ec == std::errc() && parsed.ptr == end && isXmlCharacter(value);
-}
-
 } // namespace
 
 Range attributeValue(std::string_view text, std::size_t nameOffset) {
@@ -99,20 +75,14 @@ Element element(std::string_view text, std::size_t offset) {
     return {tagEnd, false, {tagEnd, endTag(text, tagEnd)}};
 }
 
-std::string_view indentation(std::string_view text, std::size_t offset) {
-    const auto before = text.substr(0, offset);
-    const auto line = before.substr(before.rfind('\n') + 1);
-    return line.find_first_not_of(" \t") == std::string_view::npos ? line : std::string_view();
+std::string_view lastLine(std::string_view text) {
+    const auto lineEnd = text.rfind('\n');
+    return lineEnd == std::string_view::npos ? text : text.substr(lineEnd + 1);
 }
 
-std::size_t findBadReference(std::string_view text) {
-    for (auto at = text.find('&'); at != std::string_view::npos; at = text.find('&', at + 1)) {
-        const auto end = text.find(';', at);
-        if (end == std::string_view::npos || !isReference(text.substr(at + 1, end - at - 1))) {
-            return at;
-        }
-    }
-    return std::string_view::npos;
+std::string_view indentation(std::string_view text, std::size_t offset) {
+    const auto line = lastLine(text.substr(0, offset));
+    return line.find_first_not_of(" \t") == std::string_view::npos ? line : std::string_view();
 }
 
 } // namespace Quarlen::Kel_cpp::XmlScan

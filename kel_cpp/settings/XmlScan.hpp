@@ -28,11 +28,10 @@ Range attributeValue(std::string_view text, std::size_t nameOffset);
 /// The element whose "<" stands at `offset`.
 Element element(std::string_view text, std::size_t offset);
 
+/// What stands between the last line end and the end of `text`.
+std::string_view lastLine(std::string_view text);
+
 /// Blanks between the line's beginning and `offset`, when there is nothing else; else empty.
 std::string_view indentation(std::string_view text, std::size_t offset);
-
-/// First "&" in `text` that begins no character reference and none of the five predefined entities;
-/// `npos` when all are right.
-std::size_t findBadReference(std::string_view text);
 
 } // namespace Quarlen::Kel_cpp::XmlScan

@@ -12,14 +12,13 @@ namespace Quarlen::Kel_cpp {
 /// The text of one XML file together with its tree and the way back from the tree to places in the
 /// text, for messages and for edits that leave the rest of the text alone.
 ///
-/// The parser is lenient; what it lets through although it is no well-formed XML (a second root,
-/// text beside the root, an attribute that stands twice, an unknown entity, bytes that are no
-/// UTF-8) is refused here, so that a typing error is never read as something else.
+/// The tree's own parser is lenient, so the text is first held against the standard: a typing error
+/// is refused and never read as something else.
 class XmlSource {
 public:
     /// A tree takes some twenty times the memory of its text; this bounds both.
     static constexpr std::size_t maximumSize = std::size_t{16} * 1024 * 1024;
-    static constexpr int maximumDepth = 256;
+    static constexpr std::size_t maximumDepth = 256;
 
     /// The whole file. Throws `KelApiException` (code Configuration) when it cannot be read, is no
     /// regular file or too large.

@@ -58,7 +58,7 @@ TEST_F(ConfigFile, NamesFileLineColumnAndCauseOfAFault) {
 
     EXPECT_FALSE(static_cast<bool>(config->root()));
     EXPECT_EQ(config->errorText(),
-              path + L":2:4: the attribute \"enabled\" must be true or false, not \"ja\"");
+              path + L":2:3: the attribute \"enabled\" must be true or false, not \"ja\"");
 }
 
 TEST_F(ConfigFile, TracesAFaultOnce) {
@@ -80,7 +80,9 @@ TEST_F(ConfigFile, DoesNotLoadMalformedXml) {
 TEST_F(ConfigFile, DoesNotLoadBytesThatAreNoText) {
     EXPECT_FALSE(load("\xEF\xBB\xBF<KelServerScript>\n\xC3\xBC\xFF</KelServerScript>"));
 
-    EXPECT_EQ(config->errorText(), path + L":2:2: the file is not valid text in its encoding");
+    EXPECT_EQ(config->errorText(),
+              path + L":2:2: no text in the file's encoding, or a character that cannot "
+                     L"stand here");
 }
 
 TEST_F(ConfigFile, DoesNotLoadAMissingFile) {

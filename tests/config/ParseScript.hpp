@@ -4,15 +4,18 @@
 #include <string_view>
 
 #include "config/ConfigObject.hpp"
-#include "config/FileError.hpp"
 #include "config/ScriptObjects.hpp"
 #include "config/ScriptReader.hpp"
-#include "config/XmlTree.hpp"
+#include "xml/Parser.hpp"
 
 namespace Config::Tests {
 
 inline Ref<ConfigObject> parseRoot(std::string_view text) {
-    return readRoot(XmlTree(text).root());
+    ScriptReader reader;
+    Xml::Parser parser(reader);
+    parser.feed(text);
+    parser.finish();
+    return reader.root();
 }
 
 /// A script from what stands between its root tags.
@@ -41,7 +44,7 @@ template <class Function>
 std::wstring causeOfFault(Function function) {
     try {
         function();
-    } catch (const FileError& error) {
+    } catch (const Xml::Fault& error) {
         return error.cause();
     }
     return {};

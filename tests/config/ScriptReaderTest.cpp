@@ -200,10 +200,129 @@ TEST(ScriptReader, PassesOverUnknownAttributesAndElementsInsideAnAction) {
     EXPECT_THAT(action->items, ElementsAre(L"YES"));
 }
 
-TEST(ScriptReader, DoesNotExpandEntities) {
-    const ParsedAction<CfxExecuteAction> action("<ExecuteAction command='&bomb;'/>");
+TEST(ScriptReader, KeepsTheBlanksBetweenThePartsOfAText) {
+    const ParsedAction<CfxFlashingAction> action(
+        "<FlashingAction><Item> a<!-- x --> <!-- y -->b </Item></FlashingAction>");
 
-    EXPECT_EQ(action->command, L"&bomb;");
+    EXPECT_THAT(action->items, ElementsAre(L"a b"));
+}
+
+TEST(ScriptReader, TakesNoTextOfElementsInsideAnItem) {
+    const ParsedAction<CfxFlashingAction> action(
+        "<FlashingAction><Item>a<b>c<Service>d</Service></b>e</Item><Item>f</Item>"
+        "</FlashingAction>");
+
+    EXPECT_THAT(action->items, ElementsAre(L"ae", L"f"));
+}
+
+TEST(ScriptReader, TakesOnlyTheChildrenThatAnActionHas) {
+    const auto script = parseScript(
+        "<UnlockAction><Item>a</Item><Target/><DtcStatus/><VehicleReport><Service/>"
+        "</VehicleReport></UnlockAction><ExecuteAction><Unlock/><Unlock/></ExecuteAction>"
+        "<FlashingAction><DtcStatus>x</DtcStatus><VehicleReport/><VehicleReport/></FlashingAction>"
+        "<Sleep><Item>b</Item><Unlock/><Unlock/></Sleep>");
+
+    EXPECT_EQ(script->actionCount(), 4U);
+}
+
+TEST(ScriptReader, TakesServicesOfAVehicleReportOnly) {
+    const ParsedAction<CfxQuicktestAction> action(
+        "<QuicktestAction><VehicleReport><Service>A</Service><x><Service>B</Service></x>"
+        "</VehicleReport><Note><Service>C</Service></Note><Service>D</Service></QuicktestAction>");
+
+    ASSERT_TRUE(action->vehicleReport.has_value());
+    EXPECT_THAT(action->vehicleReport->services, ElementsAre(L"A"));
+}
+
+TEST(ScriptReader, ReadsNoActionsBelowAnotherRootOrAnotherElement) {
+    EXPECT_EQ(parseScript("<Group><ExecuteAction/></Group>")->actionCount(), 1U);
+    EXPECT_EQ(parseRoot("<KelServer><UnlockAction><Unlock/><Unlock/></UnlockAction></KelServer>")
+                  ->typeId(),
+              TypeId::Unknown);
+}
+
+constexpr const wchar_t* tooMuch = L"the script needs more than 24 MiB of memory";
+
+std::wstring causeOfRepeated(std::size_t count, const std::string& before, const std::string& part,
+                             const std::string& behind) {
+    return causeOfFault([&] {
+        ScriptReader reader;
+        Xml::Parser parser(reader);
+        parser.feed("<KelServerScript>" + before);
+        std::string parts;
+        for (std::size_t index = 0; index < count; ++index) {
+            parts += part;
+        }
+        parser.feed(parts);
+        parser.feed(behind + "</KelServerScript>");
+        parser.finish();
+    });
+}
+
+/// `part` is repeated.
+struct LargeScript {
+    const char* subject;
+    const char* before;
+    std::string part;
+    const char* behind;
+    std::size_t accepted;
+    std::size_t refused;
+};
+
+void PrintTo(const LargeScript& script, std::ostream* out) {
+    *out << script.subject;
+}
+
+class LargeScripts : public testing::TestWithParam<LargeScript> {};
+
+TEST_P(LargeScripts, AreTakenUpToTheMemoryThatTheyMayCost) {
+    const auto& script = GetParam();
+
+    EXPECT_EQ(causeOfRepeated(script.accepted, script.before, script.part, script.behind), L"");
+    EXPECT_EQ(causeOfRepeated(script.refused, script.before, script.part, script.behind), tooMuch);
+}
+
+std::string longName(const char* begin, std::size_t length, const char* end) {
+    return begin + std::string(length, 'x') + end;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    ScriptReader, LargeScripts,
+    testing::Values(LargeScript{"Actions", "", "<ExecuteAction/>", "", 250'000, 290'000},
+                    LargeScript{"UnknownActions", "", "<x/>", "", 780'000, 790'000},
+                    LargeScript{"Commands", "", longName("<ExecuteAction command='", 1000, "'/>"),
+                                "", 6'000, 6'200},
+                    LargeScript{"Items", "<FlashingAction>", "<Item>ENGINE</Item>",
+                                "</FlashingAction>", 280'000, 290'000},
+                    LargeScript{"Targets", "<FlashingAction>", "<Target name='AB'/>",
+                                "</FlashingAction>", 61'000, 64'000},
+                    LargeScript{"Services", "<QuicktestAction><VehicleReport>", "<Service/>",
+                                "</VehicleReport></QuicktestAction>", 350'000, 400'000},
+                    LargeScript{"TextsInParts", "<FlashingAction>",
+                                longName("<Item>a<!-- -->", 1000, "</Item>"), "</FlashingAction>",
+                                6'000, 6'200}),
+    [](const auto& test) { return test.param.subject; });
+
+TEST(ScriptReader, TakesATextUpToTheGreatestLength) {
+    constexpr std::size_t most = ScriptReader::maximumText;
+    const auto attribute = [](std::size_t length) {
+        return longName("<ExecuteAction command='", length, "'/>");
+    };
+    const auto element = [](std::size_t length) {
+        return longName("<FlashingAction><Item>", length - 1, "<!-- -->x</Item></FlashingAction>");
+    };
+
+    EXPECT_EQ(ParsedAction<CfxExecuteAction>(attribute(most))->command.size(), most);
+    EXPECT_EQ(ParsedAction<CfxFlashingAction>(element(most))->items.at(0).size(), most);
+    EXPECT_EQ(causeOfFault([&] { parseScript(attribute(most + 1)); }),
+              L"a text longer than 256 KiB");
+    EXPECT_EQ(causeOfFault([&] { parseScript(element(most + 1)); }), L"a text longer than 256 KiB");
+}
+
+TEST(ScriptReader, ElementsAndTextsThatItPassesOverCostNothing) {
+    EXPECT_EQ(causeOfRepeated(500'000, "<FlashingAction>", "<x a='1'>text<y/></x><!-- c -->text",
+                              "</FlashingAction>"),
+              L"");
 }
 
 TEST(ScriptReader, RefusesASecondUnlockOrVehicleReportInOneAction) {
@@ -216,9 +335,12 @@ TEST(ScriptReader, RefusesASecondUnlockOrVehicleReportInOneAction) {
               L"a second element \"VehicleReport\" in one action");
 }
 
-TEST(ScriptReader, RefusesACharacterReferenceToNoCharacter) {
-    EXPECT_EQ(causeOfFault([] { parseScript("<ExecuteAction command='&#xD800;'/>"); }),
-              L"a character reference that stands for no character");
+TEST(ScriptReader, CutsALongValueInItsMessage) {
+    const auto element = longName("<ExecuteAction enabled='", 61, "'/>");
+
+    EXPECT_EQ(causeOfFault([&] { parseScript(element); }),
+              L"the attribute \"enabled\" must be true or false, not \"" + std::wstring(60, L'x') +
+                  L"...\"");
 }
 
 struct FlagCase {

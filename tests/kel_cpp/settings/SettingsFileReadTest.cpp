@@ -202,8 +202,8 @@ INSTANTIATE_TEST_SUITE_P(
     SettingsFile, WrongKelServerXml,
     testing::Values(
         WrongSetting{"Malformed", "<KelServer>\n  <Paths>\n</KelServer>",
-                     "3:3: malformed XML: Start-end tags mismatch"},
-        WrongSetting{"Empty", "", "1:1: no element, expected root element 'KelServer'"},
+                     "3:3: malformed XML: mismatched tag"},
+        WrongSetting{"Empty", "", "1:1: malformed XML: no element found"},
         WrongSetting{"OtherRoot", "<Server/>", "1:1: root element 'Server', expected 'KelServer'"},
         WrongSetting{"UnknownElement", "<KelServer>\n <Foo/></KelServer>",
                      "2:2: unknown element 'Foo' in 'KelServer', expected: ServerAddresses, "

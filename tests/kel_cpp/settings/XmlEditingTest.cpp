@@ -13,7 +13,7 @@ XmlEditor editorOf(const std::string& text) {
     return {"file.xml", text, "Root"};
 }
 
-std::string textOf(const XmlEditor& editor) {
+std::string textOf(XmlEditor& editor) {
     return editor.file().source().text();
 }
 
@@ -97,20 +97,68 @@ TEST(XmlEditor, RefusesWhatXmlCannotHoldAndKeepsTheText) {
     auto editor = editorOf("<Root><A/></Root>");
 
     const auto control = messageOf([&] { editor.setText({{"A"}}, L"a\u0001b"); });
+    const auto inAttribute =
+        messageOf([&] { editor.setAttribute({{"A"}}, "x", std::wstring(1, wchar_t{0xFFFE})); });
     const auto surrogate =
         messageOf([&] { editor.setText({{"A"}}, std::wstring(1, wchar_t{0xD800})); });
 
     EXPECT_THAT(control, HasSubstr("control character"));
+    EXPECT_THAT(inAttribute, HasSubstr("control character"));
     EXPECT_THAT(surrogate, HasSubstr("no valid text"));
     EXPECT_EQ(textOf(editor), "<Root><A/></Root>");
 }
 
-TEST(XmlEditor, ClearsContentAndKeepsAttributes) {
-    auto editor = editorOf("<Root><A x='1'>\n <B><A/></B>\n</A><C/></Root>");
+TEST(XmlEditor, ReplacesContentByNewElementsAndKeepsAttributes) {
+    auto editor = editorOf("<Root>\r\n <A x='1'>\r\n <B><A/></B>\r\n </A><C/></Root>");
 
-    editor.clear({{"A"}});
+    editor.setChildren({{"A"}},
+                       {{"D", {{"y", L"<"}, {"z", L"2"}}, {{"E", {}, {}}}}, {"F", {}, {}}});
+
+    EXPECT_EQ(textOf(editor), "<Root>\r\n <A x='1'>\r\n  <D y=\"&lt;\" z=\"2\">\r\n   <E/>\r\n"
+                              "  </D>\r\n  <F/>\r\n </A><C/></Root>");
+}
+
+TEST(XmlEditor, ReplacesContentByNothing) {
+    auto editor = editorOf("<Root><A x='1'>\n <B/>\n</A><C/></Root>");
+
+    editor.setChildren({{"A"}}, {});
+    editor.setChildren({{"C"}}, {});
 
     EXPECT_EQ(textOf(editor), "<Root><A x='1'></A><C/></Root>");
+}
+
+TEST(XmlEditor, FillsAnElementThatIsEmptyOrMissing) {
+    const std::string before = "<Root>\n  <C>" + std::string(1000, 'x') + "</C>\n  <B/>\n";
+    auto editor = editorOf(before + "</Root>\n");
+
+    editor.setChildren({{"A"}}, {{"D", {}, {}}});
+    editor.setChildren({{"B"}}, {{"E", {}, {}}});
+
+    EXPECT_EQ(textOf(editor), "<Root>\n  <C>" + std::string(1000, 'x') +
+                                  "</C>\n  <B>\n    <E/>\n  </B>\n  <A>\n    <D/>\n  </A>\n"
+                                  "</Root>\n");
+}
+
+TEST(XmlEditor, GathersChangesOfAttributes) {
+    auto editor = editorOf("<Root><A x='1'/><B/><A x='' y='2'>t</A></Root>");
+    const auto root = editor.file().root();
+
+    editor.setAttribute(root.last_child(), "x", L"3");
+    editor.setAttribute(root.child("B"), "x", L"4");
+    editor.setAttribute(root.child("B"), "y", L"5");
+    editor.setAttribute(root.child("A"), "x", L"");
+
+    EXPECT_STREQ(root.child("A").attribute("x").value(), "1");
+    EXPECT_EQ(textOf(editor), "<Root><A x=''/><B x=\"4\" y=\"5\"/><A x='3' y='2'>t</A></Root>");
+}
+
+TEST(XmlEditor, AppliesGatheredChangesBeforeAnother) {
+    auto editor = editorOf("<Root><A x='1'/><B/></Root>");
+    editor.setAttribute(editor.file().root().child("A"), "x", L"a longer value");
+
+    editor.setText({{"B"}}, L"new");
+
+    EXPECT_EQ(textOf(editor), "<Root><A x='a longer value'/><B>new</B></Root>");
 }
 
 } // namespace

@@ -24,9 +24,8 @@ TEST(XmlFile, NamesAnotherRootThanExpected) {
               "file.xml:2:2: root element 'Other', expected 'Root'");
 }
 
-TEST(XmlFile, NamesTheExpectedRootOfAnEmptyFile) {
-    EXPECT_EQ(messageOf([] { parsed(""); }),
-              "file.xml:1:1: no element, expected root element 'Root'");
+TEST(XmlFile, RefusesAnEmptyFile) {
+    EXPECT_EQ(messageOf([] { parsed(""); }), "file.xml:1:1: malformed XML: no element found");
 }
 
 TEST(XmlFile, ReadsFromDisk) {

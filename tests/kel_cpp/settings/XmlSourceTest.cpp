@@ -44,19 +44,28 @@ INSTANTIATE_TEST_SUITE_P(
         MalformedText{"UnclosedCharacterData", "<A><![CDATA[ </A>", "file.xml:1:"},
         MalformedText{"UnclosedInstruction", "<?xml version='1.0' <A/>", "file.xml:1:"},
         MalformedText{"AttributesWithoutBlank", "<A b='1'c='2'/>", "file.xml:1:"},
-        MalformedText{"SecondRoot", "<A/>\n<B/>", "file.xml:2:1: a second root element"},
-        MalformedText{"TextBeforeRoot", "x<A/>", "file.xml:1:1: text outside"},
-        MalformedText{"TextBehindRoot", "<A/>\n\n  x", "file.xml:3:3: text outside"},
+        MalformedText{"SecondRoot", "<A/>\n<B/>",
+                      "file.xml:2:1: malformed XML: junk after document element"},
+        MalformedText{"TextBeforeRoot", "x<A/>", "file.xml:1:2: malformed XML: "},
+        MalformedText{"TextBehindRoot", "<A/>\n\n  x",
+                      "file.xml:3:3: malformed XML: junk after document element"},
         MalformedText{"CharacterDataBehindRoot", "<A/><![CDATA[x]]>", "file.xml:1:"},
         MalformedText{"RepeatedAttribute", "<A b='1'\n   b='2'/>",
-                      "file.xml:2:4: attribute 'b' stands twice"},
-        MalformedText{"BareAmpersand", "<A>x & y</A>", "file.xml:1:6: unknown entity"},
-        MalformedText{"UnknownEntity", "<A b='\n&foo;'/>", "file.xml:2:1: unknown entity"},
-        MalformedText{"NullReference", "<A>&#0;</A>", "file.xml:1:4: unknown entity"},
-        MalformedText{"SurrogateReference", "<A>&#xD800;</A>", "file.xml:1:4: unknown entity"},
-        MalformedText{"HugeReference", "<A>&#99999999999;</A>", "file.xml:1:4: unknown entity"},
-        MalformedText{"EmptyReference", "<A>&#x;</A>", "file.xml:1:4: unknown entity"},
-        MalformedText{"TagInAttribute", "<A b='1<2'/>", "file.xml:1:8: '<' in an attribute"},
+                      "file.xml:2:4: malformed XML: duplicate attribute"},
+        MalformedText{"BareAmpersand", "<A>x & y</A>",
+                      "file.xml:1:7: malformed XML: a '&' that begins no reference"},
+        MalformedText{"UnknownEntity", "<A b='\n&foo;'/>",
+                      "file.xml:1:1: malformed XML: undefined entity"},
+        MalformedText{"NullReference", "<A>&#0;</A>",
+                      "file.xml:1:4: malformed XML: reference to invalid"},
+        MalformedText{"SurrogateReference", "<A>&#xD800;</A>",
+                      "file.xml:1:4: malformed XML: reference to invalid"},
+        MalformedText{"HugeReference", "<A>&#99999999999;</A>",
+                      "file.xml:1:4: malformed XML: reference to invalid"},
+        MalformedText{"EmptyReference", "<A>&#x;</A>",
+                      "file.xml:1:7: malformed XML: not well-formed"},
+        MalformedText{"TagInAttribute", "<A b='1<2'/>",
+                      "file.xml:1:8: malformed XML: a '<' in the wrong place"},
         MalformedText{"NullByte", "<A>\n\0</A>"s, "file.xml:2:1: control character"},
         MalformedText{"ControlCharacter", "<A>\x01</A>", "file.xml:1:4: control character"},
         MalformedText{"OverlongCharacter", "<A>\n \xC0\x80</A>", "file.xml:2:2: no UTF-8"},
@@ -65,7 +74,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& test) { return test.param.subject; });
 
 TEST(XmlSource, CountsColumnsInCharacters) {
-    EXPECT_THAT(messageFor("<A>\xC3\xA4\xE2\x82\xAC & </A>"), StartsWith("file.xml:1:7:"));
+    EXPECT_THAT(messageFor("<A>\xC3\xA4\xE2\x82\xAC &x;</A>"), StartsWith("file.xml:1:7:"));
 }
 
 TEST(XmlSource, DoesNotCountAByteOrderMark) {
@@ -89,21 +98,39 @@ TEST(XmlSource, RefusesAMillionElementsInsideEachOther) {
     for (int count = 0; count < 1'000'000; ++count)
         text += "</A>";
 
-    EXPECT_THAT(messageFor(text), EndsWith(":1:769: nested deeper than 256 elements"));
+    EXPECT_THAT(messageFor(text),
+                EndsWith(":1:769: malformed XML: more than 256 elements inside each other"));
 }
 
 TEST(XmlSource, AcceptsTheDeepestNestingAllowed) {
     std::string text;
-    for (int count = 0; count < XmlSource::maximumDepth; ++count)
+    for (std::size_t count = 0; count < XmlSource::maximumDepth; ++count)
         text = "<A>" + text + "</A>";
 
     EXPECT_NO_THROW((void)XmlSource("file.xml", text));
-    EXPECT_THAT(messageFor("<A>" + text + "</A>"), HasSubstr("nested deeper"));
+    EXPECT_THAT(messageFor("<A>" + text + "</A>"), HasSubstr("more than 256 elements"));
+}
+
+TEST(XmlSource, RefusesADeclaredEncodingThatIsNotUtf8) {
+    const std::string behind = "'?><A>\xC3\xA4</A>";
+
+    EXPECT_NO_THROW(XmlSource("f", "<?xml version='1.0' encoding='utf-8" + behind));
+    EXPECT_THAT(messageFor("<?xml version='1.0' encoding='ISO-8859-1" + behind),
+                HasSubstr("the declared encoding is \"ISO-8859-1\", expected UTF-8"));
+}
+
+TEST(XmlSource, FindsTheFirstBadByteOfALargeFile) {
+    std::string text = "<A>\n";
+    for (int line = 0; line < 200'000; ++line)
+        text += "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x9A\x97 and some more of this kind of text here\n";
+
+    EXPECT_THAT(messageFor(text + "x\xFF\n\xFE</A>"),
+                StartsWith("file.xml:200002:2: no UTF-8 text"));
 }
 
 TEST(XmlSource, DoesNotExpandEntitiesOfADocumentType) {
     EXPECT_THAT(messageFor("<!DOCTYPE A [<!ENTITY b 'bb'><!ENTITY c '&b;&b;'>]>\n<A>&c;</A>"),
-                StartsWith("file.xml:2:4: unknown entity"));
+                HasSubstr(": malformed XML: entity declarations are not supported"));
 }
 
 TEST(XmlSource, RefusesATooLargeFile) {

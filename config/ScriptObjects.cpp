@@ -1,0 +1,12 @@
+#include "config/ScriptObjects.hpp"
+
+#include "platform/FreeMemory.hpp"
+
+namespace Config {
+
+CfxKelServerScript::~CfxKelServerScript() {
+    actions = {};
+    Quarlen::Platform::releaseFreeMemory();
+}
+
+} // namespace Config
