@@ -63,6 +63,13 @@ TEST_F(ProximityBaselineTest, TheMeanIsTruncatedTowardsZero) {
     EXPECT_EQ(baseline.take(2998), far);
 }
 
+TEST_F(ProximityBaselineTest, APositiveMeanIsTruncatedTowardsZero) {
+    take(9, 1000);
+    baseline.take(1009);
+
+    EXPECT_EQ(baseline.take(4000), handNear);
+}
+
 TEST_F(ProximityBaselineTest, ANegativeMeanIsTruncatedTowardsZero) {
     take(9, 0);
     baseline.take(-19);
