@@ -162,6 +162,7 @@ class Replies(unittest.TestCase):
     def check_refusals(self, method, path):
         sent_path = path.replace("{PROJECTNAME}", PROJECT).replace("{BUTTON}", "F1")
         self.check(method, path, sent_path, None, 400, ": no name")
+        self.check(method, path, sent_path, None, 403, "Sec-Fetch-Site: cross-site")
         self.check(method, path, sent_path + "/", None, 404)
         self.check(method, path, sent_path, LARGE_BODY, 413)
         self.check(method, path, sent_path + "?" + "x" * 2048, None, 414)
@@ -218,6 +219,18 @@ class Replies(unittest.TestCase):
 
     def check_ranges(self):
         self.assertEqual(send("get", "/health", None, "Range: bytes=0-3")[::2], (200, STATUS_OK))
+        self.assertEqual(send("get", "/health", None, "Range: lines=0-3")[::2], (200, STATUS_OK))
+        self.assertEqual(send("put", "/update", "[]", "Range: bytes=100-")[::2], (200, STATUS_OK))
+
+    def check_announced_length(self):
+        """Answered although the body never comes."""
+        self.assertEqual(send("put", "/update", None, "Content-Length: 1048577")[0], 413)
+
+    def check_foreign_hosts(self):
+        for host, expected in (("example.org", 403), ("localhost.example.org:8011", 403),
+                               ("192.168.178.1", 403), ("LOCALHOST:80", 200), ("127.0.0.1", 200),
+                               ("127.1.2.3:8011", 200), ("[::1]:8011", 200)):
+            self.assertEqual((host, send("get", "/health", None, host=host)[0]), (host, expected))
 
     def test_each_reply_is_as_described_and_the_stop_ends_the_program(self):
         try:
@@ -229,7 +242,8 @@ class Replies(unittest.TestCase):
                     with self.subTest(f"{method} {path}, refused"):
                         self.check_refusals(method, path)
             for check in (self.check_packages, self.check_error_examples, self.check_limits,
-                          self.check_ranges):
+                          self.check_ranges, self.check_announced_length,
+                          self.check_foreign_hosts):
                 with self.subTest(check.__name__):
                     check()
         finally:
