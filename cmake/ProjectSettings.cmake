@@ -29,11 +29,12 @@ else()
         -Wnon-virtual-dtor -Woverloaded-virtual
         -Wimplicit-fallthrough -Werror)
     # GCC 12's optimiser reports code of its own standard library (vector insertion, string
-    # concatenation) under these five; the debug and the Clang builds keep them.
+    # concatenation) under these six; the debug and the Clang builds keep them.
     target_compile_options(kel_settings INTERFACE
         $<$<AND:$<CXX_COMPILER_ID:GNU>,$<NOT:$<CONFIG:Debug>>>:-Wno-array-bounds>
         $<$<AND:$<CXX_COMPILER_ID:GNU>,$<NOT:$<CONFIG:Debug>>>:-Wno-restrict>
         $<$<AND:$<CXX_COMPILER_ID:GNU>,$<NOT:$<CONFIG:Debug>>>:-Wno-stringop-overflow>
+        $<$<AND:$<CXX_COMPILER_ID:GNU>,$<NOT:$<CONFIG:Debug>>>:-Wno-attribute-warning>
         $<$<AND:$<CXX_COMPILER_ID:GNU>,$<NOT:$<CONFIG:Debug>>>:-Wno-stringop-overread>
         $<$<AND:$<CXX_COMPILER_ID:GNU>,$<NOT:$<CONFIG:Debug>>>:-Wno-maybe-uninitialized>)
 endif()

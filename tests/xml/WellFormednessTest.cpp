@@ -168,12 +168,14 @@ bool isTaken(std::string_view text) {
     }
 }
 
-/// What the other library takes and the standard does not: no blank behind "<!DOCTYPE",
-/// declarations behind its ">" (production 28), a version without its second number (26), another
-/// name for UTF-8 (4.3.3).
+/// What the other library takes and the standard does not: no blank behind "<!DOCTYPE" or before
+/// "standalone" (production 32), declarations behind the document type's ">" (28), a version
+/// without its second number (26); and an encoding that it does not know but does not need (4.3.3).
 bool isTakenWrongly(const std::string& text) {
     static const std::regex lenient(
-        R"(<!DOCTYPE([^ \t\r\n]|[^\[>]*>\s*\[)|version=["']1\.["']|encoding=["'][uU][tT][fF]8["'])");
+        R"(<!DOCTYPE([^ \t\r\n]|[^\[>]*>\s*\[)|version=["']1\.["']|["']standalone=|)"
+        R"(encoding=["'](?!(utf-8|utf-16|iso-8859-1|us-ascii)["']))",
+        std::regex::icase);
     return std::regex_search(text, lenient);
 }
 
