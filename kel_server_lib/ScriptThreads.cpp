@@ -1,4 +1,3 @@
-#include <chrono>
 #include <memory>
 #include <system_error>
 #include <thread>
@@ -17,7 +16,6 @@ using StdUtil::TraceHelper::InfoTrace;
 
 namespace {
 
-constexpr std::chrono::milliseconds pollInterval{10};
 constexpr int f1Button = 1;
 constexpr int f2Button = 2;
 

@@ -1,6 +1,5 @@
 #include "kel_server_lib/ServerHandlerSequence.hpp"
 
-#include <chrono>
 #include <utility>
 
 #include "kel_server_lib/sequence/SequenceRun.hpp"
@@ -13,7 +12,6 @@ using StdUtil::TraceHelper::InfoTrace;
 
 namespace {
 
-constexpr std::chrono::milliseconds pollInterval{10};
 bool hasActiveConnections(Kel_cpp::KelApi& api) {
     Kel_cpp::RecordList<Kel_cpp::ActiveConnection> connections;
     api.getActiveConnections(connections);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -112,6 +113,9 @@ public:
     const SequenceEnvironment environment;
 
 private:
+    /// Between two looks at whether a job or a thread has ended.
+    static constexpr std::chrono::milliseconds pollInterval{10};
+
     void cancelRun(Kel_cpp::KelApi& api);
     void cancelCurrentJob(Kel_cpp::KelApi& api);
     void waitForReporters();

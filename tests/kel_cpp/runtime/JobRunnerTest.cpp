@@ -63,7 +63,6 @@ TEST(JobRunner, CancelsOnlyTheJobThatIsMeant) {
 
 TEST(JobRunner, AJobIsAlsoCancelledByTheTokenOfItsStart) {
     std::stop_source closing;
-    std::atomic<int> ended{0};
     JobRunner runner;
     std::promise<void> done;
     runner.start(

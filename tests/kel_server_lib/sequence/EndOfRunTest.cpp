@@ -187,8 +187,8 @@ TEST_F(EndOfRun, AStopCountsAlsoWhenItIsLoweredBeforeTheEnd) {
 TEST_F(EndOfRun, AWalkThatWasStoppedStaysSoWhenTheStopIsLoweredBehindIt) {
     handler.stopRequested = true;
     handler.currentJobHandle = 41;
-    const auto walkThenLower = [this](ServerHandlerSequence& handler, const auto& api,
-                                      const Config::CfxKelServerScript& script) {
+    const auto walkThenLower = [](ServerHandlerSequence& handler, const auto& api,
+                                  const Config::CfxKelServerScript& script) {
         const WalkResult result = walkActions(handler, api, script);
         handler.lowerStop();
         return result;
