@@ -39,6 +39,4 @@ target_compile_definitions(kel_httplib PUBLIC
     CPPHTTPLIB_REQUEST_URI_MAX_LENGTH=2048 CPPHTTPLIB_LISTEN_BACKLOG=128)
 if(WIN32)
     target_link_libraries(kel_httplib PUBLIC ws2_32)
-    # There it looks up from waiting for clients now and then, a thousand times a second if not told.
-    target_compile_definitions(kel_httplib PUBLIC CPPHTTPLIB_IDLE_INTERVAL_USECOND=100000)
 endif()

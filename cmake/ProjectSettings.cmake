@@ -38,22 +38,25 @@ else()
         $<$<AND:$<CXX_COMPILER_ID:GNU>,$<NOT:$<CONFIG:Debug>>>:-Wno-stringop-overread>
         $<$<AND:$<CXX_COMPILER_ID:GNU>,$<NOT:$<CONFIG:Debug>>>:-Wno-maybe-uninitialized>)
 endif()
+
 # What people run makes an attacker's work harder; scripts/check-hardening reads it from the programs.
-# Sanitizers bring checks of their own that these would hide.
+# Sanitizers bring checks of their own that these would hide; without optimisation there are no checked
+# functions.
+set(kel_optimised "$<CONFIG:Release,RelWithDebInfo,MinSizeRel>")
 if(NOT MSVC AND NOT KEL_SANITIZERS)
     if(MINGW)
         target_link_options(kel_settings INTERFACE
-            $<$<NOT:$<CONFIG:Debug>>:LINKER:--dynamicbase,--high-entropy-va,--nxcompat>)
+            $<${kel_optimised}:LINKER:--dynamicbase,--high-entropy-va,--nxcompat>)
     else()
         target_compile_options(kel_settings INTERFACE
-            $<$<NOT:$<CONFIG:Debug>>:-fPIE>
-            $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE>
-            $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=3>
-            $<$<NOT:$<CONFIG:Debug>>:-fstack-protector-strong>
-            $<$<NOT:$<CONFIG:Debug>>:-fstack-clash-protection>)
+            $<${kel_optimised}:-fPIE>
+            $<${kel_optimised}:-U_FORTIFY_SOURCE>
+            $<${kel_optimised}:-D_FORTIFY_SOURCE=3>
+            $<${kel_optimised}:-fstack-protector-strong>
+            $<${kel_optimised}:-fstack-clash-protection>)
         target_link_options(kel_settings INTERFACE
-            $<$<NOT:$<CONFIG:Debug>>:-pie>
-            $<$<NOT:$<CONFIG:Debug>>:LINKER:-z,relro,-z,now>)
+            $<${kel_optimised}:-pie>
+            $<${kel_optimised}:LINKER:-z,relro,-z,now>)
     endif()
 endif()
 if(WIN32)

@@ -40,6 +40,12 @@ ActiveSettings::ActiveSettings(std::filesystem::path configFolder, std::ostream&
 
 void ActiveSettings::load() {
     const std::lock_guard commitLock(commitMutex);
+    if (!file.isThere()) {
+        // Without a file there are no traces that could tell it.
+        errorOutput << "There is no configuration file " + Platform::toUtf8(file.name()) +
+                           ", defaults are used\n"
+                    << std::flush;
+    }
     RuntimeSettings read = file.read();
     const bool tracing = read.paths.tracing || read.serverSettings.optionTracing;
     const bool traced = tryTracing(tracing, read.paths, read.traceLevel);

@@ -105,10 +105,13 @@ struct Parser::Handlers {
         of(self).guarded([](Parser&) { throw Fault(L"attribute declarations are not supported"); });
     }
 
-    static int XMLCALL notStandalone(void* self) {
-        of(self).guarded(
-            [](Parser&) { throw Fault(L"a document type outside of the file is not supported"); });
-        return XML_STATUS_ERROR;
+    static void XMLCALL documentType(void* self, const XML_Char* /*name*/, const XML_Char* systemId,
+                                     const XML_Char* publicId, int /*hasInternalSubset*/) {
+        of(self).guarded([&](Parser&) {
+            if (systemId != nullptr || publicId != nullptr) {
+                throw Fault(L"a document type outside of the file is not supported");
+            }
+        });
     }
 
     static void install(XML_Parser parser, Parser* self) {
@@ -118,7 +121,7 @@ struct Parser::Handlers {
         XML_SetXmlDeclHandler(parser, declaration);
         XML_SetEntityDeclHandler(parser, entity);
         XML_SetAttlistDeclHandler(parser, attributeList);
-        XML_SetNotStandaloneHandler(parser, notStandalone);
+        XML_SetStartDoctypeDeclHandler(parser, documentType);
     }
 };
 
@@ -158,10 +161,12 @@ void Parser::guarded(Function function) noexcept {
         return;
     }
     try {
-        function(*this);
-        return;
-    } catch (const Fault& fault) {
-        failure = std::make_exception_ptr(Fault(fault.cause(), place()));
+        try {
+            function(*this);
+            return;
+        } catch (const Fault& fault) {
+            throw Fault(fault.cause(), place());
+        }
     } catch (...) {
         failure = std::current_exception();
     }

@@ -30,6 +30,10 @@ class SettingsFile {
 public:
     explicit SettingsFile(const std::filesystem::path& configFolder);
 
+    [[nodiscard]] bool isThere() const;
+    /// With its folder.
+    [[nodiscard]] std::wstring name() const;
+
     /// A missing file gives the defaults and an error trace. Throws `KelApiException` (code
     /// Configuration) that names file, line, column and what was expected.
     [[nodiscard]] RuntimeSettings read() const;

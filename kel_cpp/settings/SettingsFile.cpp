@@ -176,6 +176,15 @@ std::filesystem::path absoluteFolder(const std::filesystem::path& folder) {
 SettingsFile::SettingsFile(const std::filesystem::path& configFolder)
     : folder(absoluteFolder(configFolder)) {}
 
+bool SettingsFile::isThere() const {
+    std::error_code unreadable;
+    return std::filesystem::exists(settingsFile(folder), unreadable) || unreadable;
+}
+
+std::wstring SettingsFile::name() const {
+    return Platform::fromPath(settingsFile(folder));
+}
+
 RuntimeSettings SettingsFile::read() const {
     const auto file = settingsFile(folder);
     auto text = loadIfPresent(file);

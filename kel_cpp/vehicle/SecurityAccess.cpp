@@ -17,7 +17,7 @@ constexpr std::size_t seedLength = 4;
 
 SecurityAccess::SecurityAccess(std::vector<SecurityLevelDescription> levels,
                                std::uint16_t seedOrigin)
-    : levels(std::move(levels)), seedState(seedOrigin) {}
+    : levels(std::move(levels)), seeds(seedOrigin) {}
 
 ServiceReply SecurityAccess::handle(const Uds::Bytes& request, Platform::Clock::TimePoint now) {
     const auto subFunction = request[1];
@@ -82,15 +82,11 @@ Uds::Nrc SecurityAccess::refuseKey(Platform::Clock::TimePoint now) {
     return Uds::Nrc::ExceededNumberOfAttempts;
 }
 
-/// The lower half of a SplitMix64 step; zero would mean "unlocked" and is stepped over.
+/// Zero would mean "unlocked" and is stepped over.
 Uds::Bytes SecurityAccess::nextSeed() {
     std::uint32_t value = 0;
     while (value == 0) {
-        seedState += 0x9E3779B97F4A7C15U;
-        std::uint64_t mixed = seedState;
-        mixed = (mixed ^ (mixed >> 30U)) * 0xBF58476D1CE4E5B9U;
-        mixed = (mixed ^ (mixed >> 27U)) * 0x94D049BB133111EBU;
-        value = static_cast<std::uint32_t>(mixed ^ (mixed >> 31U));
+        value = static_cast<std::uint32_t>(seeds());
     }
     Uds::Bytes bytes;
     Uds::appendNumber(bytes, value, seedLength);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <random>
 #include <vector>
 
 #include "kel_cpp/uds/Uds.hpp"
@@ -32,7 +33,7 @@ private:
     Uds::Bytes nextSeed();
 
     std::vector<SecurityLevelDescription> levels;
-    std::uint64_t seedState;
+    std::mt19937 seeds;
     /// Empty while none is out.
     Uds::Bytes seed;
     std::uint8_t seedLevel = 0;

@@ -53,8 +53,10 @@ std::optional<Connections::Entry::Turn> Connections::Entry::turn(State seen) con
         return Turn{hasSentRequest ? 1 : 0, since};
     case State::Leaving:
         return Turn{2, since};
-    case State::Receiving:
+    case State::New:
         return Turn{3, since};
+    case State::Receiving:
+        return Turn{4, since};
     default:
         return std::nullopt;
     }

@@ -11,8 +11,9 @@ namespace Quarlen::Rest {
 
 /// The open connections and what each of them is at. When there is no place for another client,
 /// one of them makes room: first one that has never sent a request, then one that waits for its
-/// next, then one whose last reply is written, then one that is still sending; of its kind always
-/// the one that is at it for longest. One whose request is being served is never ended.
+/// next, then one whose last reply is written, then a newcomer that nobody has listened to yet, then
+/// one that is still sending; of its kind always the one that is at it for longest. One whose
+/// request is being served is never ended.
 class Connections {
 public:
     /// The system's handle: a file descriptor or a SOCKET.
@@ -43,7 +44,7 @@ public:
 
     private:
         friend class Connections;
-        enum class State { Waiting, Receiving, Serving, Leaving, Ending };
+        enum class State { New, Waiting, Receiving, Serving, Leaving, Ending };
         /// The lowest makes room first.
         using Turn = std::pair<int, std::uint64_t>;
 
@@ -54,7 +55,7 @@ public:
 
         Connections& connections;
         const Socket socket;
-        std::atomic<State> state{State::Waiting};
+        std::atomic<State> state{State::New};
         /// Grows from change to change over all connections.
         std::atomic<std::uint64_t> since;
         std::atomic<bool> hasSentRequest{false};

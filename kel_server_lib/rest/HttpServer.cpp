@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <exception>
 #include <memory>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -174,7 +175,16 @@ bool HttpServer::acceptClients(WorkerPool& workers) {
     }
 }
 
+/// A client that the memory does not suffice for loses its connection, and nobody else does.
 void HttpServer::welcome(socket_t socket, WorkerPool& workers) {
+    try {
+        findWorker(socket, workers);
+    } catch (const std::bad_alloc&) {
+        close(socket);
+    }
+}
+
+void HttpServer::findWorker(socket_t socket, WorkerPool& workers) {
     Platform::sendAtOnce(handleOf(socket));
     const auto entry = std::make_shared<Connections::Entry>(connections, handleOf(socket));
     const auto serve = [this, socket, entry] { serveAndClose(socket, *entry); };

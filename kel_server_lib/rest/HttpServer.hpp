@@ -62,6 +62,7 @@ public:
 private:
     bool acceptClients(WorkerPool& workers);
     void welcome(socket_t socket, WorkerPool& workers);
+    void findWorker(socket_t socket, WorkerPool& workers);
     bool closeListening();
     void serveAndClose(socket_t socket, Connections::Entry& entry);
     void serveConnection(socket_t socket, Connections::Entry& entry);

@@ -57,7 +57,8 @@ std::optional<std::string_view> authorityOf(std::string_view target) {
     }
     target.remove_prefix(begin + mark.size());
     const std::string_view authority = target.substr(0, target.find_first_of("/?#"));
-    return authority.substr(authority.rfind('@') + 1);
+    const std::size_t user = authority.rfind('@');
+    return user == std::string_view::npos ? authority : authority.substr(user + 1);
 }
 
 bool namesAnotherHost(const httplib::Request& request) {

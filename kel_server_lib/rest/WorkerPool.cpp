@@ -85,7 +85,8 @@ void WorkerPool::work(Workers::iterator self) {
         lock.lock();
         ++idleWorkers;
     }
-    // Who goes joins those who went before, so that an idle pool does not keep their stacks.
+    // A worker that exits joins those that exited earlier, so that the stacks of an idle pool are
+    // freed.
     Workers before;
     before.swap(ended);
     ended.splice(ended.end(), workers, self);

@@ -24,8 +24,8 @@ struct WorkerLimits {
 };
 
 /// Worker threads of the HTTP server. Grows with the tasks: a task never waits while the limit
-/// allows one more thread; beyond the limit it is refused, so that the server closes the
-/// connection instead of leaving it hanging. Shrinks to nothing when idle.
+/// allows one more thread; beyond the limit it is refused, so that the server can make
+/// room for it or close the connection instead of leaving it hanging. Shrinks to nothing when idle.
 class WorkerPool {
 public:
     explicit WorkerPool(WorkerLimits limits = {});

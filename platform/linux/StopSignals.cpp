@@ -13,6 +13,8 @@ static_assert(std::atomic<bool>::is_always_lock_free &&
 
 constinit std::atomic<std::atomic<bool>*> flag{nullptr};
 constinit std::atomic<bool> stopAsked{false};
+/// Never released: signals come as long as the process lives.
+const std::shared_ptr<std::atomic<bool>>* owner = nullptr;
 
 /// It is blocked until the handler returns.
 void endBy(int signal) {
@@ -35,8 +37,8 @@ void onStopSignal(int signal) {
 } // namespace
 
 void raiseOnStopSignals(std::shared_ptr<std::atomic<bool>> stopRequested) {
-    // Never released: signals come as long as the process lives.
-    flag = (new std::shared_ptr(std::move(stopRequested)))->get();
+    owner = new std::shared_ptr(std::move(stopRequested));
+    flag = owner->get();
     struct sigaction action {};
     action.sa_handler = onStopSignal;
     action.sa_flags = SA_RESTART;

@@ -121,7 +121,7 @@ void TerminalMode::take() {
     if (changed) {
         // What is found now may be this object's own mode, which somebody has kept and put back.
         if (renew) {
-            setKeyMode(original);
+            setKeyModeUnlessEnding();
         }
         return;
     }
@@ -131,7 +131,16 @@ void TerminalMode::take() {
     registerAtExit();
     installHandlers();
     changed = true; // before the change, so that a signal in between restores as well
+    setKeyModeUnlessEnding();
+}
+
+/// A signal that asks the process to end may come on any thread just before the mode is set: its
+/// handler has then given back what is only taken now.
+void TerminalMode::setKeyModeUnlessEnding() {
     setKeyMode(original);
+    if (ending) {
+        ::tcsetattr(terminal, TCSANOW, &original);
+    }
 }
 
 void TerminalMode::restore() noexcept {

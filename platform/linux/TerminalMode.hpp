@@ -49,6 +49,7 @@ private:
     static constexpr std::size_t signalCount = 10;
 
     void take();
+    void setKeyModeUnlessEnding();
     void restore() noexcept;
     void stopJob();
     void installHandlers();

@@ -18,6 +18,11 @@ bool mayAccept(SOCKET listening) noexcept {
     return ::select(0, &sockets, nullptr, nullptr, &longestWait) != 0;
 }
 
+void setNonBlocking(SOCKET socket, bool on) noexcept {
+    u_long value = on ? 1 : 0;
+    ::ioctlsocket(socket, FIONBIO, &value);
+}
+
 } // namespace
 
 void claimAddress(std::intptr_t socket) noexcept {
@@ -32,10 +37,15 @@ Accepted acceptConnection(std::intptr_t listening) noexcept {
     if (!mayAccept(socket)) {
         return {};
     }
+    // The client may have gone since; a wait for the next one would not end with the server.
+    setNonBlocking(socket, true);
     const SOCKET connection = ::WSAAccept(socket, nullptr, nullptr, nullptr, 0);
     if (connection == INVALID_SOCKET) {
-        return {.error = {::WSAGetLastError(), std::system_category()}};
+        const int error = ::WSAGetLastError();
+        return error == WSAEWOULDBLOCK ? Accepted{}
+                                       : Accepted{.error = {error, std::system_category()}};
     }
+    setNonBlocking(connection, false); // which it has from the listening socket
     return {.connection = static_cast<std::intptr_t>(connection), .error = {}};
 }
 

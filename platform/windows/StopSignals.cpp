@@ -1,5 +1,6 @@
 #include "platform/StopSignals.hpp"
 
+#include <system_error>
 #include <utility>
 
 #include "platform/DetachedThread.hpp"
@@ -62,7 +63,11 @@ void watchSession() {
 void raiseOnStopSignals(std::shared_ptr<std::atomic<bool>> stopRequested) {
     stopEvents = new StopEvents(std::move(stopRequested));
     ::SetConsoleCtrlHandler(onConsoleEvent, TRUE);
-    startDetachedThread(watchSession);
+    try {
+        startDetachedThread(watchSession);
+    } catch (const std::system_error&) {
+        // Console events still come; a log-off then ends the process as it always would.
+    }
 }
 
 } // namespace Quarlen::Platform

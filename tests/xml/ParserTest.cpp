@@ -201,7 +201,11 @@ INSTANTIATE_TEST_SUITE_P(
         Malformed{"ParameterEntity", "<!DOCTYPE a [<!ENTITY % e 'x'>]><a/>", 26, entity},
         Malformed{"AttributeDeclaration", "<!DOCTYPE a [<!ATTLIST a x CDATA 'd'>]><a/>", 33,
                   L"attribute declarations are not supported"},
-        Malformed{"ExternalDocumentType", "<!DOCTYPE a SYSTEM 'a.dtd'><a>&e;</a>", 19, outside}),
+        Malformed{"ExternalDocumentType", "<!DOCTYPE a SYSTEM 'a.dtd'><a>&e;</a>", 26, outside},
+        Malformed{"PublicDocumentType", "<!DOCTYPE a PUBLIC 'p' 'a.dtd' []><a/>", 31, outside},
+        Malformed{"ExternalDocumentTypeOfAStandaloneFile",
+                  "<?xml version='1.0' standalone='yes'?><!DOCTYPE a SYSTEM 'a.dtd'><a/>", 64,
+                  outside}),
     [](const auto& test) { return test.param.subject; });
 
 TEST(XmlParser, DoesNotTakeAnInstructionForADeclaration) {

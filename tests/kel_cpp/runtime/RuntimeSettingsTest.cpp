@@ -133,6 +133,14 @@ TEST_F(RuntimeSettingsTest,
     EXPECT_TRUE(runtime->getProjectPath()->tracing);
 }
 
+TEST_F(RuntimeSettingsTest, SaysOnTheConsoleThatThereIsNoConfigurationFile) {
+    std::filesystem::remove(folder.config() / "KelServer.xml");
+    restart();
+    EXPECT_EQ(errorOutput.str(), "There is no configuration file " +
+                                     (folder.config() / "KelServer.xml").string() +
+                                     ", defaults are used\n");
+}
+
 TEST_F(RuntimeSettingsTest, SaysNothingOnTheConsoleWhenTracesCanBeWritten) {
     folder.replaceIn("KelServer.xml", "<Tracing enabled=\"false\"", "<Tracing enabled=\"true\"");
     restart();

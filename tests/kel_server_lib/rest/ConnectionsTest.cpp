@@ -118,6 +118,32 @@ TEST_F(ConnectionsTest, DoNotEndOneThatHasGone) {
     EXPECT_FALSE(connections.makeRoom());
 }
 
+TEST_F(ConnectionsTest, EndIdleOnesBeforeNewcomersWhoseRequestNobodyHasReadYet) {
+    Connections::Entry& firstNewcomer = add();
+    Connections::Entry& firstIdle = addIdle();
+    Connections::Entry& secondIdle = addIdle();
+    Connections::Entry& secondNewcomer = add();
+
+    EXPECT_TRUE(connections.makeRoom(&firstNewcomer));
+    EXPECT_TRUE(connections.makeRoom(&secondNewcomer));
+
+    EXPECT_TRUE(firstIdle.hasToEnd());
+    EXPECT_TRUE(secondIdle.hasToEnd());
+    EXPECT_FALSE(firstNewcomer.hasToEnd());
+    EXPECT_FALSE(secondNewcomer.hasToEnd());
+}
+
+TEST_F(ConnectionsTest, EndANewcomerBeforeOneThatIsSending) {
+    Connections::Entry& sending = addWaiting();
+    sending.receiveRequest();
+    Connections::Entry& newcomer = add();
+
+    EXPECT_TRUE(connections.makeRoom());
+
+    EXPECT_TRUE(newcomer.hasToEnd());
+    EXPECT_FALSE(sending.hasToEnd());
+}
+
 TEST_F(ConnectionsTest, MayEndANewOneButNotForItself) {
     Connections::Entry& newcomer = add();
 
