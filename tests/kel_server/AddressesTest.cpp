@@ -50,6 +50,14 @@ TEST(SubstitutePlaceholders, ReplacesAHostNameThatTheBrokerUrlBringsIn) {
     EXPECT_EQ(substituted(L"$$BROKERURL$$", L"http://$$HOSTNAME$$:80"), L"http://bench-pc:80");
 }
 
+TEST(SubstitutePlaceholders, ReplacesThemAlsoByNothing) {
+    std::wstring address = L"a$$BROKERURL$$b$$HOSTNAME$$c";
+
+    substitutePlaceholders(address, L"", [] { return std::wstring(); });
+
+    EXPECT_EQ(address, L"abc");
+}
+
 TEST(SubstitutePlaceholders, FetchesTheHostNameOnlyWhenItIsNeeded) {
     int fetched = 0;
     std::wstring address = L"$$BROKERURL$$ $HOSTNAME$";

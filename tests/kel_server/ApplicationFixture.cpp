@@ -1,5 +1,8 @@
 #include "tests/kel_server/ApplicationFixture.hpp"
 
+#include <cstddef>
+#include <stdexcept>
+
 namespace Quarlen::Tests {
 
 ApplicationFixture::ApplicationFixture()
@@ -14,6 +17,7 @@ ApplicationFixture::ApplicationFixture()
     environment.sequence.devices.f1Sensor = (folder.path() / "f1").string();
     environment.sequence.devices.f2Sensor = (folder.path() / "f2").string();
     environment.sequence.configPath = StdUtil::PathString(folder.path());
+    clock.onSleep([this](auto duration) { boundTheWaitForTheNetwork(duration); });
     options.nonInteractive = true;
     setArguments({L"10.0.0.5"});
 }
@@ -41,6 +45,13 @@ int ApplicationFixture::runAndDestroy() {
 
 bool ApplicationFixture::printedLine(const std::string& line) const {
     return ("\n" + printed()).find("\n" + line + "\n") != std::string::npos;
+}
+
+void ApplicationFixture::boundTheWaitForTheNetwork(std::chrono::milliseconds slept) const {
+    constexpr std::size_t enough = 100;
+    if (slept == std::chrono::milliseconds(3000) && clock.sleeps().size() > enough) {
+        throw std::runtime_error("the wait for the network did not end");
+    }
 }
 
 std::string ApplicationFixture::ledColour() const {

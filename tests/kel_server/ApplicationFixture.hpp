@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -31,6 +32,9 @@ protected:
     [[nodiscard]] std::string printed() const { return output.str(); }
     [[nodiscard]] bool printedLine(const std::string& line) const;
     [[nodiscard]] std::string ledColour() const;
+    /// For the clock's hook, which does this unless a test sets its own: a wait for the network
+    /// that the test does not expect fails it instead of lasting for ever.
+    void boundTheWaitForTheNetwork(std::chrono::milliseconds slept) const;
 
     TemporaryFolder folder;
     std::shared_ptr<Tests::RecordingKelApi> api = std::make_shared<Tests::RecordingKelApi>();

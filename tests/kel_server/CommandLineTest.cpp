@@ -56,6 +56,26 @@ TEST_F(CommandLine, AcceptsAndIgnoresWatchdogPresent) {
     EXPECT_EQ(options.arguments[1], L"");
 }
 
+TEST_F(CommandLine, IgnoresEveryArgumentThatContainsWatchdogPresent) {
+    parse({L"kel_server", L"x--watchdogPresent=1", L"58005"});
+
+    EXPECT_EQ(options.argumentCount, 2U);
+    EXPECT_EQ(options.arguments[1], L"");
+    EXPECT_EQ(options.arguments[2], L"58005");
+}
+
+TEST_F(CommandLine, ShowsTheUsageWithTheNameOfTheProgram) {
+    parse({L"/opt/kel/kel_server", L"--help"});
+
+    EXPECT_NE(output.str().find("\n kel_server eth0\n"), std::string::npos) << output.str();
+}
+
+TEST_F(CommandLine, ShowsTheUsageWithTheNameOfAProgramWhosePathIsAnOption) {
+    parse({L"/srv/--REST/kel_server", L"--help"});
+
+    EXPECT_NE(output.str().find("\n kel_server eth0\n"), std::string::npos) << output.str();
+}
+
 TEST_F(CommandLine, KeepsTheTenthAndIgnoresTheEleventhPositionalArgument) {
     parse({L"0", L"1", L"2", L"3", L"4", L"5", L"6", L"7", L"8", L"9", L"10", L"11"});
 
@@ -84,6 +104,44 @@ TEST_F(CommandLine, LetsTheFirstOptionWordInTheTestedOrderDecide) {
     EXPECT_FALSE(options.rest);
 }
 
+/// Two words in one argument: the one that is tested first decides, wherever it stands.
+struct TwoWords {
+    std::wstring first;
+    std::wstring second;
+};
+
+class CommandLineOrder : public CommandLine, public testing::WithParamInterface<TwoWords> {
+protected:
+    /// What the argument sets or asks for.
+    static std::vector<bool> effectOf(const std::wstring& argument) {
+        std::ostringstream output;
+        Platform::Console console(output);
+        StartOptions options;
+        const std::vector<const wchar_t*> arguments{L"kel_server", argument.c_str()};
+        const auto result = parseCommandLine(options, 2, arguments.data(), console);
+        return {options.delayedStart, options.nonInteractive,
+                options.dbus,         options.rest,
+                options.sovd,         result == CommandLineResult::UsageShown};
+    }
+};
+
+TEST_P(CommandLineOrder, LetsTheWordThatIsTestedFirstDecide) {
+    const auto& [first, second] = GetParam();
+
+    EXPECT_NE(effectOf(first), effectOf(second));
+    EXPECT_EQ(effectOf(first + second), effectOf(first));
+    EXPECT_EQ(effectOf(second + first), effectOf(first));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Neighbours, CommandLineOrder,
+    testing::Values(TwoWords{L"--delayedStart", L"--non_interactive"},
+                    TwoWords{L"--non_interactive", L"--dbus"}, TwoWords{L"--dbus", L"--REST"},
+                    TwoWords{L"--REST", L"--sovd"}, TwoWords{L"--REST", L"--SOVD"},
+                    TwoWords{L"--SOVD", L"--help"}, TwoWords{L"--sovd", L"-help"},
+                    TwoWords{L"--dbus", L"--watchdogPresent"},
+                    TwoWords{L"--help", L"--watchdogPresent"}));
+
 TEST_F(CommandLine, StopsAtTheFirstRequestForUsage) {
     EXPECT_EQ(parse({L"kel_server", L"?", L"--REST"}), CommandLineResult::UsageShown);
 
@@ -107,6 +165,10 @@ TEST_P(CommandLineFlag, IsSetByAnArgumentThatContainsItsWord) {
     EXPECT_EQ(parse({L"kel_server", GetParam().argument}), CommandLineResult::GoOn);
 
     EXPECT_TRUE(options.*(GetParam().flag));
+    EXPECT_EQ(options.delayedStart + options.nonInteractive + options.dbus + options.rest +
+                  options.sovd,
+              1);
+    EXPECT_TRUE(options.verbose);
     EXPECT_EQ(options.argumentCount, 1U);
 }
 

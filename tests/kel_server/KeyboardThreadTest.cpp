@@ -83,6 +83,14 @@ TEST_F(KeyboardThread, RaisesTheStopAtQWithoutEnter) {
     EXPECT_TRUE(stopRequested->load());
 }
 
+TEST_F(KeyboardThread, LeavesAStopRaisedThatIsRaisedAlready) {
+    stopRequested->store(true);
+
+    press("q");
+
+    EXPECT_TRUE(stopRequested->load());
+}
+
 TEST_F(KeyboardThread, IgnoresEveryOtherKey) {
     press("Q\r\nxF1\x1B[11~");
 

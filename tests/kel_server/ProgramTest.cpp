@@ -25,7 +25,10 @@ class Program : public Tests::ApplicationFixture {
 protected:
     Program() {
         environment.openKeys = [] { return std::make_unique<Tests::ScriptedKeys>("q"); };
-        clock.onSleep([](milliseconds) { std::this_thread::yield(); });
+        clock.onSleep([this](milliseconds duration) {
+            boundTheWaitForTheNetwork(duration);
+            std::this_thread::yield();
+        });
     }
 
     int run(const std::vector<const wchar_t*>& arguments) {
@@ -37,6 +40,19 @@ TEST_F(Program, EndsWithZeroAfterAStop) {
     EXPECT_EQ(run({L"kel_server", L"10.0.0.5"}), 0);
 
     EXPECT_EQ(api->count("stopServer(10.0.0.5:58000)"), 1U);
+}
+
+TEST_F(Program, RunsUntilTheStop) {
+    Calls whileItRan;
+    clock.onSleep([&](milliseconds) {
+        whileItRan = api->callsOf({"startServer", "stopServer"});
+        environment.stopRequested->store(true);
+    });
+
+    EXPECT_EQ(run({L"kel_server", L"10.0.0.5", L"--non_interactive"}), 0);
+
+    EXPECT_THAT(whileItRan, testing::ElementsAre("startServer(10.0.0.5:58000)"));
+    EXPECT_THAT(clock.sleeps(), testing::ElementsAre(milliseconds(1000)));
 }
 
 TEST_F(Program, WaitsTwoSecondsForADelayedStart) {
@@ -67,6 +83,7 @@ TEST_F(Program, SaysThatItDelaysTheStartBeforeItSleepsAndStartsNothingMeanwhile)
 }
 
 TEST_F(Program, HasTheResultOfAFailedStartForItsExitCode) {
+    clock.limitSleeps(0);
     EXPECT_EQ(run({L"kel_server", L"--watchdogPresent"}), 1);
 
     api->throwIn("initialize", L"broken", 1);

@@ -9,7 +9,6 @@
 
 #include "kel_server_lib/rest/HttpServer.hpp"
 #include "tests/kel_server/ApplicationFixture.hpp"
-#include "tests/support/TraceCapture.hpp"
 
 namespace Quarlen {
 
@@ -41,19 +40,6 @@ protected:
         std::string text;
         runAndLook([&] { text = printed(); });
         return text;
-    }
-
-    void configureButtons() {
-        api->serverConfiguration->f1Sequence = L"One.xml";
-        api->serverConfiguration->f2Sequence = L"Two.xml";
-    }
-
-    /// The traces of the buttons' start, in their order.
-    static std::vector<std::wstring> startTraces(const Tests::TraceCapture& traces) {
-        auto texts = traces.texts();
-        std::erase_if(texts,
-                      [](const std::wstring& text) { return !text.starts_with(L"-> start F"); });
-        return texts;
     }
 
     static constexpr const char* exceptionLine = "Exception caught: broken code: -7";
@@ -205,71 +191,6 @@ TEST_F(ServerApplicationTest, RunsTheStartSequence) {
     EXPECT_EQ(statuses[0], "setServerStatus(Idle)");
     EXPECT_EQ(statuses[1], "setServerStatus(Running start sequence: Start.xml)");
     EXPECT_EQ(statuses[2], "setServerStatus(Running sequence: Start.xml)");
-}
-
-TEST_F(ServerApplicationTest, BindsTheButtonsF1First) {
-    configureButtons();
-    const Tests::TraceCapture traces;
-
-    EXPECT_THAT(printedByRun(), testing::EndsWith("\nPress F1 to run sequence: One.xml\n"
-                                                  "Press F2 to run sequence: Two.xml\n"));
-
-    EXPECT_THAT(startTraces(traces),
-                ElementsAre(L"-> start F1 script thread", L"-> start F2 script thread"));
-}
-
-TEST_F(ServerApplicationTest, BindsEachButtonToItsOwnScript) {
-    configureButtons();
-    std::wstring f1;
-    std::wstring f2;
-
-    runAndLook([&] {
-        const auto& handler = dynamic_cast<ServerHandlerSequence&>(*api->serverHandler);
-        f1 = handler.f1.scriptName;
-        f2 = handler.f2.scriptName;
-    });
-
-    EXPECT_EQ(f1, L"One.xml");
-    EXPECT_EQ(f2, L"Two.xml");
-}
-
-/// Tied to another stream it makes one write there fail with an exception of the runtime: the first
-/// one behind a certain text.
-class FailingFlush : public std::stringbuf {
-public:
-    FailingFlush(std::ostringstream& output, std::string behind)
-        : output(output), behind(std::move(behind)) {
-        stream.exceptions(std::ios::badbit);
-        output.tie(&stream);
-    }
-
-protected:
-    int sync() override {
-        if (output.str().ends_with(behind)) {
-            output.tie(nullptr);
-            throw Kel_cpp::KelApiException(L"broken", -7);
-        }
-        return 0;
-    }
-
-private:
-    std::ostringstream& output;
-    std::string behind;
-    std::ostream stream{this};
-};
-
-TEST_F(ServerApplicationTest, TriesNoOtherButtonAndGoesOnWhenBindingOneFails) {
-    configureButtons();
-    options.nonInteractive = false;
-    const Tests::TraceCapture traces;
-    const FailingFlush failure(output, "Press F1 to run sequence: One.xml");
-
-    EXPECT_EQ(runAndDestroy(), 0);
-
-    EXPECT_THAT(startTraces(traces), IsEmpty());
-
-    EXPECT_THAT(printed(), HasSubstr(std::string("Press F1 to run sequence: One.xml") +
-                                     exceptionLine + "\nEnter 'q' and Enter to exit\n"));
 }
 
 TEST_F(ServerApplicationTest, PrintsThePromptLast) {

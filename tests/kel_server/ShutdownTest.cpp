@@ -77,9 +77,12 @@ TEST_F(Shutdown, SaysThatItShutsDown) {
 TEST_F(Shutdown, SaysNothingWhenItIsNotVerbose) {
     options.verbose = false;
 
-    callsOfShutdown();
+    EXPECT_THAT(callsOfShutdown(),
+                testing::IsSupersetOf({"setServerStatus(Shutting down)", "getActiveConnections()",
+                                       "stopServer(10.0.0.5:58000)"}));
 
     EXPECT_THAT(printed(), testing::Not(HasSubstr("Shutting down")));
+    EXPECT_EQ(ledColour(), "255 255 255");
 }
 
 TEST_F(Shutdown, EndsARunningSequence) {

@@ -109,6 +109,32 @@ TEST_F(StartOrder, StartsTheConfiguredAddressesWithoutEvenAProgramPath) {
     EXPECT_EQ(api->count("startServer(10.0.0.8:58000)"), 1U);
 }
 
+/// The configuration gets a second address while the server on the first one starts.
+class StartWithAGrowingConfiguration : public StartOrder {
+protected:
+    StartWithAGrowingConfiguration() {
+        setArguments({});
+        configureAddress(L"10.0.0.8", 58001);
+        api->during("startServer(10.0.0.8:58001)",
+                    [this] { configureAddress(L"10.0.0.9", 58002); });
+    }
+};
+
+TEST_F(StartWithAGrowingConfiguration, TriesOneAddressOnlyWithABroker) {
+    api->serverSettings->brokerUrl = L"http://broker";
+
+    EXPECT_EQ(runAndDestroy(), 0);
+
+    EXPECT_THAT(api->callsOf({"startServer"}), ElementsAre("startServer(10.0.0.8:58001)"));
+}
+
+TEST_F(StartWithAGrowingConfiguration, TriesTheNewAddressWithoutABroker) {
+    EXPECT_EQ(runAndDestroy(), 0);
+
+    EXPECT_THAT(api->callsOf({"startServer"}),
+                ElementsAre("startServer(10.0.0.8:58001)", "startServer(10.0.0.9:58002)"));
+}
+
 TEST_F(StartOrder, PrintsTheSovdLineOnlyAfterItsStart) {
     options.sovd = true;
 
@@ -179,13 +205,35 @@ TEST_F(StartOrder, NamesTheButtonsOnlyAfterTheStartSequence) {
                                      "\nPress F1 to run sequence: One.xml\n"));
 }
 
-TEST_F(StartOrder, RunsTheStartSequenceByItsName) {
+TEST_F(StartOrder, SaysWhatItStartsAlsoWhenItIsNotVerbose) {
+    options.verbose = false;
+    options.rest = true;
+    options.sovd = true;
+    environment.rest.makeServer = []() -> std::unique_ptr<Rest::HttpServer> { return nullptr; };
     api->serverConfiguration->startSequence = L"Start.xml";
+    api->serverConfiguration->f1Sequence = L"One.xml";
+    api->serverConfiguration->f2Sequence = L"Two.xml";
 
     EXPECT_EQ(runAndDestroy(), 0);
 
+    for (const char* const line :
+         {"REST server started", "SOVD server started", "Running start sequence: Start.xml",
+          "Press F1 to run sequence: One.xml", "Press F2 to run sequence: Two.xml"}) {
+        EXPECT_TRUE(printedLine(line)) << line;
+    }
+}
+
+TEST_F(StartOrder, RunsTheStartSequenceByItsName) {
+    api->serverConfiguration->startSequence = L"Start.xml";
+    ServerApplication application(options, environment);
+
+    ASSERT_EQ(application.run(), 0);
+
+    // The status is the run's own: one whose script is missing leaves it as it is.
     EXPECT_THAT(api->callsOf({"setServerStatus"}),
-                testing::Contains("setServerStatus(Running sequence: Start.xml)"));
+                ElementsAre("setServerStatus(Idle)",
+                            "setServerStatus(Running start sequence: Start.xml)",
+                            "setServerStatus(Running sequence: Start.xml)"));
 }
 
 /// A call of the runtime with which the start sequence fails.

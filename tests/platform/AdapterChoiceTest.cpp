@@ -74,6 +74,23 @@ TEST(AdapterChoice, FindsTheKindInTheDescriptionAsWell) {
     EXPECT_EQ(chooseAdapterAddress(L"wlan0", adapters), L"10.0.0.5");
 }
 
+TEST(AdapterChoice, FindsTheKindAnywhereInTheTexts) {
+    const std::vector<NetworkAdapter> adapters{usable(L"Local Ethernet", L"10.0.0.4"),
+                                               usable(L"My Wi-Fi", L"10.0.0.5")};
+    EXPECT_EQ(chooseAdapterAddress(L"eth0", adapters), L"10.0.0.4");
+    EXPECT_EQ(chooseAdapterAddress(L"wlan0", adapters), L"10.0.0.5");
+
+    const NetworkAdapter radio = described(L"Radio", L"Dual Band Wireless AC", L"10.0.0.6");
+    EXPECT_EQ(chooseAdapterAddress(L"wlan0", {radio}), L"10.0.0.6");
+}
+
+TEST(AdapterChoice, FindsTheKindOnlyByItsWholeWord) {
+    const std::vector<NetworkAdapter> adapters{described(L"Etherlink", L"Ether", L"10.0.0.4"),
+                                               described(L"WiFi", L"Wire", L"10.0.0.5")};
+    EXPECT_EQ(chooseAdapterAddress(L"eth0", adapters), L"");
+    EXPECT_EQ(chooseAdapterAddress(L"wlan0", adapters), L"");
+}
+
 TEST(AdapterChoice, DoesNotTakeTheFriendlyWordsFromTheOtherText) {
     const std::vector<NetworkAdapter> adapters{described(L"Wireless", L"Wi-Fi", L"10.0.0.5")};
     EXPECT_EQ(chooseAdapterAddress(L"wlan0", adapters), L"");
@@ -92,6 +109,15 @@ TEST(AdapterChoice, NeverTakesAVirtualSwitch) {
         described(L"vEthernet (WLAN)", L"Wireless", L"172.16.0.2")};
     EXPECT_EQ(chooseAdapterAddress(L"eth0", adapters), L"");
     EXPECT_EQ(chooseAdapterAddress(L"wlan0", adapters), L"");
+}
+
+TEST(AdapterChoice, KnowsAVirtualSwitchByItsFriendlyNameAlone) {
+    const NetworkAdapter virtualSwitch =
+        described(L"My vEthernet (Ethernet)", L"Ethernet", L"172.16.0.1");
+    EXPECT_EQ(chooseAdapterAddress(L"eth0", {virtualSwitch}), L"");
+
+    const NetworkAdapter adapter = described(L"Ethernet", L"vEthernet", L"10.0.0.2");
+    EXPECT_EQ(chooseAdapterAddress(L"eth0", {adapter}), L"10.0.0.2");
 }
 
 TEST(AdapterChoice, NeverResolvesANameThatMeansNoKind) {
@@ -118,6 +144,12 @@ TEST(AdapterChoice, SkipsAnAdapterWithoutAHardwareAddress) {
                                          usable(L"Ethernet 2", L"10.0.0.3")};
     adapters.front().hardwareAddressLength = 0;
     EXPECT_EQ(chooseAdapterAddress(L"eth0", adapters), L"10.0.0.3");
+}
+
+TEST(AdapterChoice, TakesAHardwareAddressOfAnyLength) {
+    NetworkAdapter adapter = usable(L"Ethernet", L"10.0.0.2");
+    adapter.hardwareAddressLength = 1;
+    EXPECT_EQ(chooseAdapterAddress(L"eth0", {adapter}), L"10.0.0.2");
 }
 
 TEST(AdapterChoice, PrefersTheAdapterThatHasExactlyTheAskedName) {

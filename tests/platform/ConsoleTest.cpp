@@ -1,6 +1,8 @@
 #include "platform/Console.hpp"
 
+#include <atomic>
 #include <sstream>
+#include <streambuf>
 #include <string>
 #include <thread>
 #include <vector>
@@ -36,6 +38,73 @@ TEST(Console, KeepsEveryByteOfAText) {
     const std::string bytes("\r\n \0\xC3\xBC\t", 7);
     Console(stream).line(bytes);
     EXPECT_EQ(stream.str(), bytes + "\n");
+}
+
+TEST(Console, EndsALineThatEndsAlready) {
+    std::ostringstream stream;
+    Console(stream).line("Usage\n");
+    EXPECT_EQ(stream.str(), "Usage\n\n");
+}
+
+/// Keeps what had been written when it was flushed.
+class FlushedBuffer : public std::stringbuf {
+public:
+    std::string flushed;
+
+protected:
+    int sync() override {
+        flushed = str();
+        return 0;
+    }
+};
+
+TEST(Console, FlushesALineWithItsEnd) {
+    FlushedBuffer buffer;
+    std::ostream stream(&buffer);
+    Console(stream).line("Idle");
+    EXPECT_EQ(buffer.flushed, "Idle\n");
+}
+
+/// Notes when a thread writes while another one does.
+class CrowdedBuffer : public std::streambuf {
+public:
+    std::atomic<bool> crowded{false};
+
+protected:
+    std::streamsize xsputn(const char* /*text*/, std::streamsize size) override {
+        if (inside.exchange(true)) {
+            crowded = true;
+        }
+        for (int turn = 0; turn < 5; ++turn) {
+            std::this_thread::yield();
+        }
+        inside = false;
+        return size;
+    }
+    int_type overflow(int_type letter) override { return letter; }
+
+private:
+    std::atomic<bool> inside{false};
+};
+
+TEST(Console, LetsOneThreadWriteAtATime) {
+    CrowdedBuffer buffer;
+    std::ostream stream(&buffer);
+    Console console(stream);
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&console, thread] {
+            for (int count = 0; count < 200; ++count) {
+                if (thread == 0) {
+                    console.line("line");
+                } else {
+                    console.text("text");
+                }
+            }
+        });
+    }
+    threads.clear();
+    EXPECT_FALSE(buffer.crowded);
 }
 
 TEST(Console, DoesNotMixTheLinesOfSeveralThreads) {

@@ -154,6 +154,25 @@ TEST(KeyReaderJobs, TakesTheTerminalAgainAfterAStopThatNobodyCanNotice) {
     EXPECT_TRUE(child.hasItsFirstMode());
 }
 
+TEST(KeyReaderJobs, LeavesTheTerminalAloneWhenItEndsInTheBackground) {
+    TerminalChild child(
+        [] {
+            return shellWithAJob([](pid_t job) {
+                ::kill(-job, SIGCONT);
+                while (stateOf(job) == 'T') {
+                }
+                ::kill(job, SIGTERM);
+            });
+        },
+        TerminalChild::Session::Own);
+    child.waitForOutput("ready");
+    ASSERT_TRUE(child.waitForKeyMode());
+    child.signalForeground(SIGSTOP);
+    EXPECT_EQ(child.waitForOutput("[stopped otherwise]"), "ready[stopped otherwise]");
+    constexpr int endedBySignal = 255;
+    EXPECT_TRUE(endedWith(child.waitForEnd(), endedBySignal));
+}
+
 TEST(KeyReaderJobs, GoesOnWhereNobodyCouldContinueIt) {
     // The leader of a session belongs to no shell that could.
     TerminalChild child(showKeys, TerminalChild::Session::Own);

@@ -81,14 +81,49 @@ TEST(EndingSignal, ReachesTheHandlerThatWasThereBefore) {
 }
 
 TEST(EndingSignal, GetsItsFormerDispositionBackWithTheLastReader) {
-    EXPECT_EQ(runWithInput(STDIN_FILENO,
-                           [] {
-                               openConsoleKeys();
-                               struct sigaction current {};
-                               ::sigaction(SIGTERM, nullptr, &current);
-                               return current.sa_handler == SIG_DFL ? 0 : 1;
-                           }),
-              0);
+    TerminalChild child([] {
+        struct sigaction current {};
+        {
+            const auto keys = openConsoleKeys();
+            ::sigaction(SIGTERM, nullptr, &current);
+            if (current.sa_handler == SIG_DFL) {
+                return 1;
+            }
+        }
+        ::sigaction(SIGTERM, nullptr, &current);
+        return current.sa_handler == SIG_DFL ? 0 : 2;
+    });
+    EXPECT_TRUE(endedWith(child.waitForEnd(), 0));
+}
+
+TEST(EndingSignal, LeavesAHandlerAloneThatCameAfterTheReader) {
+    TerminalChild child([] {
+        const auto later = [](int) {};
+        {
+            const auto keys = openConsoleKeys();
+            std::signal(SIGTERM, later);
+        }
+        struct sigaction current {};
+        ::sigaction(SIGTERM, nullptr, &current);
+        return current.sa_handler == static_cast<void (*)(int)>(later) ? 0 : 1;
+    });
+    EXPECT_TRUE(endedWith(child.waitForEnd(), 0));
+}
+
+TEST(EndingSignal, LetsALaterReaderTakeTheTerminalWhereTheProcessGoesOn) {
+    TerminalChild child([] {
+        std::signal(SIGTERM, [](int) { show("handled"); });
+        showKeys(); // destroys its reader
+        return showKeys();
+    });
+    child.waitForOutput("ready");
+    child.send(SIGTERM);
+    child.waitForOutput("handled");
+    child.type("q\n");
+    child.waitForOutput("ready");
+    EXPECT_TRUE(child.waitForKeyMode());
+    child.type("q");
+    EXPECT_TRUE(endedWith(child.waitForEnd(), 0));
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <string>
 #include <sys/time.h>
+#include <termios.h>
 #include <thread>
 #include <unistd.h>
 
@@ -66,13 +67,29 @@ TEST(KeyReader, RestoresTheTerminalOnlyWithTheLastReader) {
     TerminalChild child([] {
         const auto first = openConsoleKeys();
         { const auto second = openConsoleKeys(); }
-        show("ready");
+        termios mode{};
+        ::tcgetattr(STDIN_FILENO, &mode);
+        show((mode.c_lflag & ICANON) == 0 ? "ready" : "[line mode]ready");
         return first->readKey().value_or(0);
     });
-    child.waitForOutput("ready");
+    EXPECT_EQ(child.waitForOutput("ready"), "ready");
     EXPECT_FALSE(child.isInLineMode());
     child.type("a");
     EXPECT_TRUE(endedWith(child.waitForEnd(), 'a'));
+    EXPECT_TRUE(child.hasItsFirstMode());
+}
+
+TEST(KeyReader, TakesTheTerminalAgainForALaterReader) {
+    TerminalChild child([] {
+        showKeys(); // destroys its reader
+        return showKeys();
+    });
+    for (const char* shown : {"ready", "<113>ready"}) {
+        child.waitForOutput(shown);
+        EXPECT_FALSE(child.isInLineMode());
+        child.type("q");
+    }
+    EXPECT_TRUE(endedWith(child.waitForEnd(), 0));
     EXPECT_TRUE(child.hasItsFirstMode());
 }
 
@@ -149,6 +166,42 @@ TEST(KeyReader, WaitsForInputThatIsNonBlocking) {
         return keys->readKey().value_or(endOfInput);
     });
     EXPECT_EQ(key, 'k');
+    ::close(ends[0]);
+    ::close(ends[1]);
+}
+
+bool blocksTheBackgroundStop() {
+    sigset_t blocked;
+    return ::pthread_sigmask(SIG_BLOCK, nullptr, &blocked) == 0 &&
+           ::sigismember(&blocked, SIGTTIN) == 1;
+}
+
+TEST(KeyReader, IsNotStoppedByABackgroundReadWhileItReads) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
+    ASSERT_EQ(::write(ends[1], "k", 1), 1);
+    const int result = runWithInput(ends[0], [&ends] {
+        static std::atomic<bool> blockedInside{false};
+        struct sigaction action {};
+        action.sa_handler = [](int) { blockedInside = blocksTheBackgroundStop(); };
+        ::sigaction(SIGUSR1, &action, nullptr);
+        const auto keys = openConsoleKeys();
+        keys->readKey();
+        if (blocksTheBackgroundStop()) {
+            return 1;
+        }
+        const pthread_t reader = ::pthread_self();
+        std::jthread writer([&ends, reader] {
+            while (stateOf(::getpid()) != 'S') {
+                std::this_thread::yield();
+            }
+            ::pthread_kill(reader, SIGUSR1);
+            static_cast<void>(::write(ends[1], "k", 1));
+        });
+        keys->readKey();
+        return blockedInside ? 0 : 2;
+    });
+    EXPECT_EQ(result, 0);
     ::close(ends[0]);
     ::close(ends[1]);
 }

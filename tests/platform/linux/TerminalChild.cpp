@@ -40,6 +40,23 @@ pid_t forkFlushed() {
     return ::fork();
 }
 
+/// How a child has ended. One that does not end by itself fails the test and is killed.
+int statusAtTheEndOf(pid_t child) {
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(patienceMilliseconds);
+    int status = 0;
+    while (::waitpid(child, &status, WNOHANG) == 0) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            ADD_FAILURE() << "the process does not end";
+            ::kill(child, SIGKILL);
+            ::waitpid(child, &status, 0);
+            break;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return status;
+}
+
 } // namespace
 
 TerminalChild::TerminalChild(const std::function<int()>& body, Session session) {
@@ -141,8 +158,7 @@ bool TerminalChild::hasItsFirstMode() const {
 }
 
 int TerminalChild::waitForEnd() {
-    int status = 0;
-    ::waitpid(child, &status, 0);
+    const int status = statusAtTheEndOf(child);
     child = -1;
     return status;
 }
@@ -153,7 +169,6 @@ int runWithInput(int input, const std::function<int()>& body) {
         ::dup2(input, STDIN_FILENO);
         ::_exit(body());
     }
-    int status = 0;
-    ::waitpid(child, &status, 0);
+    const int status = statusAtTheEndOf(child);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
