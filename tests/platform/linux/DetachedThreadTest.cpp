@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstddef>
 #include <future>
+#include <memory>
 #include <pthread.h>
 #include <system_error>
 #include <unistd.h>
@@ -17,15 +18,15 @@ namespace {
 
 TEST(DetachedThread, WorksWhileItsStarterGoesOn) {
     std::promise<void> goOn;
-    std::promise<void> done;
-    startDetachedThread([&goOn, &done] {
-        const bool told =
-            goOn.get_future().wait_for(std::chrono::seconds(30)) == std::future_status::ready;
-        EXPECT_TRUE(told) << "the starter waits for the thread";
-        done.set_value_at_thread_exit();
+    // The thread owns what it touches last.
+    const auto done = std::make_shared<std::promise<void>>();
+    startDetachedThread([told = goOn.get_future().share(), done] {
+        EXPECT_EQ(told.wait_for(std::chrono::seconds(30)), std::future_status::ready)
+            << "the starter waits for the thread";
+        done->set_value();
     });
     goOn.set_value();
-    EXPECT_EQ(done.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
+    EXPECT_EQ(done->get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
 }
 
 TEST(DetachedThread, ThrowsTheSystemsErrorWhenItCannotBeCreated) {

@@ -154,6 +154,19 @@ TEST(KeyReaderJobs, TakesTheTerminalAgainAfterAStopThatNobodyCanNotice) {
     EXPECT_TRUE(child.hasItsFirstMode());
 }
 
+TEST(KeyReaderJobs, TakesAStopForGoneThatWasContinuedBeforeItWasCarriedOut) {
+    TerminalChild child([] {
+        const auto keys = openConsoleKeys();
+        ::raise(SIGTSTP);
+        ::raise(SIGCONT);
+        show("ready");
+        return keys->readKey().value_or(0);
+    });
+    child.waitForOutput("ready");
+    child.type("a");
+    EXPECT_TRUE(endedWith(child.waitForEnd(), 'a'));
+}
+
 TEST(KeyReaderJobs, LeavesTheTerminalAloneWhenItEndsInTheBackground) {
     TerminalChild child(
         [] {

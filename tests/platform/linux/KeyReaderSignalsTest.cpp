@@ -63,6 +63,9 @@ TEST(EndingSignal, StaysIgnoredWhereItWasIgnored) {
     });
     child.waitForOutput("ready");
     child.send(SIGHUP);
+    child.type("x");
+    child.waitForOutput("<120>");
+    EXPECT_FALSE(child.isInLineMode());
     child.type("q");
     EXPECT_TRUE(endedWith(child.waitForEnd(), 0));
 }
