@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::size_t mostSleepsOfATest = 1000;
 constexpr std::chrono::seconds longestLoop{30};
+constexpr std::chrono::milliseconds betweenEndings{10};
 
 } // namespace
 
@@ -39,9 +40,13 @@ void ActionFixture::endJobsAfterAWhile(const std::stop_token& testEnded) {
     wakeUp.wait_for(lock, testEnded, longestLoop, [] { return false; });
     if (!testEnded.stop_requested()) {
         ADD_FAILURE() << "the action loops without an end";
+    }
+    // An action may go on with another job, which would loop again.
+    while (!testEnded.stop_requested()) {
         handler.serviceReporter.report({}, 0, nullptr, true);
         handler.quicktestReporter.report({}, 0, nullptr, true);
         handler.flashReporter.report({}, 0, nullptr, true);
+        wakeUp.wait_for(lock, testEnded, betweenEndings, [] { return false; });
     }
 }
 

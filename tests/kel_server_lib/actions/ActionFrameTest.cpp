@@ -1,5 +1,6 @@
 #include "kel_server_lib/actions/ActionFrame.hpp"
 
+#include <atomic>
 #include <stdexcept>
 
 #include "tests/kel_server_lib/actions/ActionFixture.hpp"
@@ -156,6 +157,27 @@ TEST_F(ActionFrame, WaitsForAJobInStepsOfTenMilliseconds) {
 
     EXPECT_THAT(clock.sleeps(),
                 ElementsAre(std::chrono::milliseconds(10), std::chrono::milliseconds(10)));
+}
+
+/// Counts how often it is asked through its lock.
+struct AskedReporter {
+    [[nodiscard]] bool isDone() const {
+        ++asked;
+        return done;
+    }
+
+    std::atomic<bool> done{false};
+    mutable int asked = 0;
+};
+
+TEST_F(ActionFrame, WaitsForAJobWithoutTheReportersLock) {
+    AskedReporter reporter;
+    clock.onSleep([&](auto) { reporter.done = true; });
+
+    waitForJob(handler, reporter);
+
+    EXPECT_EQ(reporter.asked, 0);
+    EXPECT_EQ(clock.sleeps().size(), 1U);
 }
 
 TEST_F(ActionFrame, DoesNotSleepForAJobThatHasEnded) {

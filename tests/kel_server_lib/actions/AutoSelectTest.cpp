@@ -1,36 +1,20 @@
 #include <stdexcept>
 
-#include "kel_server_lib/actions/SelectAction.hpp"
 #include "platform/TextEncoding.hpp"
-#include "tests/kel_server_lib/actions/ActionFixture.hpp"
+#include "tests/kel_server_lib/actions/VinFixture.hpp"
 
 namespace Quarlen::Tests {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class AutoSelect : public ActionFixture {
+class AutoSelect : public VinFixture {
 protected:
-    /// The only result is one response with these bytes behind the response header.
-    void answerVin(const std::string& vin) {
-        const auto response = std::make_shared<Kel_cpp::ServiceResponse>();
-        response->data = {0x62, 0xF1, 0x90};
-        response->data.insert(response->data.end(), vin.begin(), vin.end());
-        const auto result = std::make_shared<Kel_cpp::ServiceResult>();
-        result->responses = {response};
-        api->syncServiceResults = {result};
-    }
-
-    Kel_cpp::ServiceResult& answer() { return *api->syncServiceResults.at(0); }
-
     void addProject(const std::wstring& name) {
         api->projects.push_back(std::make_shared<Kel_cpp::ProjectEntry>());
         api->projects.back()->name = name;
     }
     bool run() { return runSelectAction(handler, api, L"AUTO_SELECT", L"VIT_A", true); }
-    void stopDuring(const std::string& call) {
-        api->during(call, [this] { handler.raiseStop(); });
-    }
 };
 
 TEST_F(AutoSelect, SearchesForTheLastFourteenCharactersOfTheVin) {
@@ -48,6 +32,22 @@ TEST_F(AutoSelect, TakesTheEarlierOfTwoMatchingProjects) {
     addProject(L"A_DEMO0000000042");
 
     EXPECT_EQ(autoSelectProject(handler, api, true), L"Z_DEMO0000000042");
+}
+
+TEST_F(AutoSelect, SearchesForAllFourteenCharacters) {
+    answerVin("WKLDEMO0000000042");
+    addProject(L"Car_EMO0000000042");
+    addProject(L"Car_DEMO000000004");
+
+    EXPECT_EQ(autoSelectProject(handler, api, true), L"");
+}
+
+TEST_F(AutoSelect, AsksNothingWhenAStopIsRaisedBefore) {
+    handler.raiseStop();
+
+    EXPECT_TRUE(run());
+
+    EXPECT_THAT(api->calls(), ElementsAre("setServerStatus(Idle)"));
 }
 
 TEST_F(AutoSelect, ComparesLetterCase) {
@@ -105,56 +105,6 @@ TEST_F(AutoSelect, AVinThatIsNoTextSelectsNothing) {
     EXPECT_THAT(api->callsOf({"getProjects"}), IsEmpty());
 }
 
-TEST_F(AutoSelect, ReadsTheVinUpToTheFirstZeroByte) {
-    answerVin(std::string("WKL\0DEMO", 8));
-
-    EXPECT_EQ(readVin(handler, api, true), "WKL");
-}
-
-TEST_F(AutoSelect, HasNoVinWhenTheResponseIsOnlyItsHeader) {
-    answerVin("");
-
-    EXPECT_EQ(readVin(handler, api, true), "");
-}
-
-TEST_F(AutoSelect, HasNoVinWhenTheServiceFailed) {
-    answerVin("WKLDEMO0000000042");
-    answer().error = 1;
-
-    EXPECT_EQ(readVin(handler, api, true), "");
-}
-
-TEST_F(AutoSelect, HasNoVinWhenSeveralResponsesCome) {
-    answerVin("WKLDEMO0000000042");
-    answer().responses.push_back(answer().responses.front());
-
-    EXPECT_EQ(readVin(handler, api, true), "");
-}
-
-TEST_F(AutoSelect, HasNoVinWhenSeveralResultsCome) {
-    answerVin("WKLDEMO0000000042");
-    api->syncServiceResults.push_back(api->syncServiceResults.front());
-
-    EXPECT_EQ(readVin(handler, api, true), "");
-}
-
-TEST_F(AutoSelect, HasNoVinWithoutAResponse) {
-    answerVin("WKLDEMO0000000042");
-    answer().responses.clear();
-
-    EXPECT_EQ(readVin(handler, api, true), "");
-}
-
-TEST_F(AutoSelect, IdentifiesForTheVinWithoutAutoConnect) {
-    EXPECT_EQ(readVin(handler, api, false), "");
-
-    EXPECT_THAT(api->calls(),
-                ElementsAre("selectProject(VIN_Reader)", "selectVehicleInformation(DefaultVIT)",
-                            "identifyVehicle(0)",
-                            "executeServiceSync(UDS_CAN_D, HexService 22 F1 90)",
-                            "selectProject()"));
-}
-
 TEST_F(AutoSelect, ReadsTheVinThroughTheAuxiliaryProject) {
     answerVin("WKLDEMO0000000042");
     addProject(L"Car_DEMO0000000042");
@@ -198,39 +148,6 @@ TEST_F(AutoSelect, AFailureWhileTheVinIsReadEndsTheAction) {
     EXPECT_EQ(api.use_count(), 1);
 }
 
-TEST_F(AutoSelect, TheVinIsOneCharacterWhenTheAnswerHasFourBytes) {
-    answerVin("W");
-
-    EXPECT_EQ(readVin(handler, api, true), "W");
-}
-
-TEST_F(AutoSelect, TheVinKeepsEveryByteBehindTheHeader) {
-    answerVin("WKLDEMO0000000042");
-
-    EXPECT_EQ(readVin(handler, api, true), "WKLDEMO0000000042");
-}
-
-TEST_F(AutoSelect, DropsTheHeaderWhateverItIs) {
-    answerVin("WKL");
-    answer().responses.at(0)->data = {0, 0, 0, 'W'};
-
-    EXPECT_EQ(readVin(handler, api, true), "W");
-}
-
-TEST_F(AutoSelect, HasNoVinWhenTheAnswerIsShorterThanAHeader) {
-    answerVin("");
-    answer().responses.at(0)->data = {0x62};
-
-    EXPECT_EQ(readVin(handler, api, true), "");
-}
-
-TEST_F(AutoSelect, HasNoVinWhenTheErrorIsNegative) {
-    answerVin("WKLDEMO0000000042");
-    answer().error = -1;
-
-    EXPECT_EQ(readVin(handler, api, true), "");
-}
-
 TEST_F(AutoSelect, CountsCharactersAndNotBytes) {
     answerVin("WK\xC3\x84"
               "DE");
@@ -264,34 +181,6 @@ TEST_F(AutoSelect, DoesNotLookAtTheStopOnceTheVehicleIsAsked) {
                             "connectVehicle()",
                             "executeServiceSync(UDS_CAN_D, HexService 22 F1 90)", "selectProject()",
                             "getProjects()", "setServerStatus(Idle)"));
-}
-
-TEST_F(AutoSelect, SelectsTheAuxiliaryVehicleInformationThoughAStopIsRaisedBefore) {
-    stopDuring("selectProject(VIN_Reader)");
-
-    EXPECT_EQ(readVin(handler, api, true), "");
-
-    EXPECT_THAT(api->calls(),
-                ElementsAre("selectProject(VIN_Reader)", "selectVehicleInformation(DefaultVIT)",
-                            "selectProject()"));
-}
-
-TEST_F(AutoSelect, AsksTheVehicleThoughAStopIsRaisedWhileItIsOpened) {
-    answerVin("WKLDEMO0000000042");
-    stopDuring("connectVehicle");
-
-    EXPECT_EQ(readVin(handler, api, true), "WKLDEMO0000000042");
-}
-
-TEST_F(AutoSelect, AStopThatWasLoweredMeanwhileStillCounts) {
-    api->during("selectProject(VIN_Reader)", [this] {
-        handler.raiseStop();
-        handler.lowerStop();
-    });
-
-    EXPECT_EQ(readVin(handler, api, true), "");
-
-    EXPECT_THAT(api->callsOf({"connectVehicle"}), IsEmpty());
 }
 
 TEST_F(AutoSelect, KeepsTheAuxiliaryProjectSelectedWhenAnExceptionPasses) {

@@ -183,6 +183,22 @@ TEST_F(ExecuteAction, TracesWhatItExecutesBeforeTheLaunch) {
                                             L"<- runExecuteAction"));
 }
 
+TEST_F(ExecuteAction, TracesInformationInTheNameOfTheSequenceHandler) {
+    const TraceCapture traces;
+
+    EXPECT_TRUE(run(L"One"));
+
+    ASSERT_EQ(traces.lines().size(), 3U);
+    EXPECT_EQ(traces.lines()[1].source, L"kel_server_lib/ServerHandlerSequence");
+    EXPECT_EQ(traces.lines()[1].level, StdUtil::TraceLevel::Info);
+}
+
+TEST_F(ExecuteAction, LeavesNoJobOutstanding) {
+    EXPECT_TRUE(run(L"One"));
+
+    EXPECT_TRUE(handler.serviceReporter.done);
+}
+
 TEST_F(ExecuteAction, TracesItsBeginningBeforeItsStatusAndNoExecutionWhenItIsSkipped) {
     const TraceCapture traces;
     std::vector<std::wstring> atTheStatus;

@@ -43,6 +43,19 @@ TEST_F(FlashingAction, FlashesTheItemsInTheirOrderAndAnItemTwiceWhenItStandsTwic
                             "executeFlashSessions(B, 0)"));
 }
 
+TEST_F(FlashingAction, FlashesRepeatedItemsAndSessionsAndAnItemWithoutAName) {
+    addSession(L"S1");
+    addSession(L"S1");
+
+    EXPECT_TRUE(run({L"A", L"A", L""}));
+
+    EXPECT_THAT(api->callsOf({"executeFlashSessions"}),
+                ElementsAre("executeFlashSessions(A, S1, S1, 0)",
+                            "executeFlashSessions(A, S1, S1, 0)",
+                            "executeFlashSessions(, S1, S1, 0)"));
+    EXPECT_TRUE(handler.flashReporter.done);
+}
+
 TEST_F(FlashingAction, StartsNoJobWithoutItems) {
     EXPECT_TRUE(run({}));
 

@@ -95,6 +95,43 @@ TEST_F(FlashingProgress, ShowsTheInterfacesErrorBehindTheJobError) {
                                 " VCIServerError: VCI gone)");
 }
 
+TEST_F(FlashingProgress, ShowsAnInterfacesErrorWithoutAMessageToo) {
+    api->flashJob = [](Callback& callback) {
+        const auto result = failure(L"lost");
+        result->jobError->vciServerError = std::make_shared<Kel_cpp::VciServerError>();
+        callback.report({result}, 0, nullptr, true);
+    };
+
+    EXPECT_TRUE(run({L"Item"}));
+
+    EXPECT_EQ(statuses().at(1), "setServerStatus(Flashing aborted due to flashjob error: lost"
+                                " VCIServerError: )");
+}
+
+TEST_F(FlashingProgress, ShowsAProgressThatIsReportedAgainAgain) {
+    reportAtLaunch({progress(10, L"S1")});
+    clock.onSleep([this](auto) {
+        if (clock.sleeps().size() == 1) {
+            job.report({progress(10, L"S1")}, false);
+        } else {
+            job.end();
+        }
+    });
+
+    EXPECT_TRUE(run({L"Item"}));
+
+    EXPECT_EQ(api->count("setServerStatus(10% of Flashsession S1 done)"), 2U);
+}
+
+TEST_F(FlashingProgress, WaitsOnceMoreWhenTheJobEndsAsItsProgressIsShown) {
+    reportAtLaunch({progress(10, L"S1")});
+    api->during("setServerStatus(10% of Flashsession S1 done)", [this] { job.end(); });
+
+    EXPECT_TRUE(run({L"Item"}));
+
+    EXPECT_THAT(clock.sleeps(), ElementsAre(100ms));
+}
+
 TEST_F(FlashingProgress, KeepsTheLastProgressUntilTheNextItemOrIdle) {
     std::uint16_t percent = 0;
     api->flashJob = [&](Callback& callback) {

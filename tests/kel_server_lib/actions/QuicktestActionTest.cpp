@@ -90,6 +90,22 @@ TEST_F(QuicktestAction, TracesTheReportThatWasWritten) {
                             L"<- runQuicktestAction"));
 }
 
+TEST_F(QuicktestAction, TracesInformationInTheNameOfTheSequenceHandler) {
+    const TraceCapture traces;
+
+    EXPECT_TRUE(run(reportConfig));
+
+    ASSERT_EQ(traces.lines().size(), 3U);
+    EXPECT_EQ(traces.lines()[1].source, L"kel_server_lib/ServerHandlerSequence");
+    EXPECT_EQ(traces.lines()[1].level, StdUtil::TraceLevel::Info);
+}
+
+TEST_F(QuicktestAction, LeavesNoJobOutstanding) {
+    EXPECT_TRUE(run(reportConfig));
+
+    EXPECT_TRUE(handler.quicktestReporter.done);
+}
+
 TEST_F(QuicktestAction, TracesNoReportThatWasNotWritten) {
     const TraceCapture traces;
     std::vector<std::wstring> atTheStatus;

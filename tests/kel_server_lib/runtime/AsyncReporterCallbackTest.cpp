@@ -223,6 +223,13 @@ TEST_F(AsyncReporterCallbackLocks, NoneWhileTheRuntimeReports) {
     EXPECT_EQ(CountingMutex::locks, 0);
 }
 
+TEST_F(AsyncReporterCallbackLocks, NoneWhenAJobIsExpectedOrNot) {
+    counting.expectJob();
+    counting.expectNoJob();
+
+    EXPECT_EQ(CountingMutex::locks, 0);
+}
+
 TEST_F(AsyncReporterCallbackLocks, OnceToAskWhetherTheJobIsDone) {
     EXPECT_TRUE(counting.isDone());
 

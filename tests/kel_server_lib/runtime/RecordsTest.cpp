@@ -93,6 +93,7 @@ TEST(Records, SwitchesStartOff) {
     EXPECT_FALSE(PathSettings().tracing);
     EXPECT_FALSE(PathSettings().tracingSecondary);
     EXPECT_FALSE(InterfaceEntry().enabled);
+    EXPECT_FALSE(DataFile().present);
 }
 
 TEST(Records, KindsThatTheProgramLooksFor) {

@@ -293,6 +293,7 @@ TEST_F(WalkActions, AQuicktestActionWithReportHandsNameAndConfigurationOn) {
     EXPECT_TRUE(walk());
 
     EXPECT_EQ(api->count("createVehicleReport(Initial)"), 1U);
+    ASSERT_TRUE(api->vehicleReportConfig);
     EXPECT_EQ(api->vehicleReportConfig->serviceMask, 3U);
 }
 
@@ -404,6 +405,7 @@ TEST_F(WalkActions, AQuicktestActionHandsOnTargetsMasksAndReportType) {
 
     EXPECT_TRUE(walk());
 
+    ASSERT_TRUE(api->quicktestConfig && api->dtcReadConfig && api->vehicleReportConfig);
     const QuicktestSettings expected = quicktestSettings(*api, action);
     EXPECT_EQ(api->quicktestConfig->targets, expected.quicktest->targets);
     EXPECT_EQ(api->dtcReadConfig->statusMask, expected.dtcRead->statusMask);

@@ -16,6 +16,12 @@ protected:
         action.dtcStatus = texts;
         return quicktestSettings(api, action).dtcRead->statusMask;
     }
+    /// Empty also when there is no report.
+    [[nodiscard]] std::vector<std::uint32_t> reportTypesOf(const std::wstring& text) {
+        action.vehicleReport.emplace().reportType = text;
+        const auto report = quicktestSettings(api, action).report;
+        return report ? report->reportTypes : std::vector<std::uint32_t>();
+    }
 
     RecordingKelApi api;
     Config::CfxQuicktestAction action;
@@ -52,6 +58,16 @@ TEST_F(QuicktestSettingsTest, JoinTheStatusBits) {
     EXPECT_EQ(statusMaskOf({}), 0U);
 }
 
+TEST_F(QuicktestSettingsTest, ATextThatStandsTwiceCountsOnce) {
+    action.vehicleReport.emplace().services = {L"IdentValues", L"IdentValues"};
+
+    EXPECT_EQ(statusMaskOf({L"Confirmed", L"Confirmed"}), 0x08U);
+    const auto report = quicktestSettings(api, action).report;
+
+    ASSERT_TRUE(report);
+    EXPECT_EQ(report->serviceMask, 1U);
+}
+
 TEST_F(QuicktestSettingsTest, AnUnknownStatusTextSetsAllBits) {
     EXPECT_EQ(statusMaskOf({L"Empty", L"confirmed"}), 0xFFFFFFFFU);
 }
@@ -65,6 +81,7 @@ TEST_F(QuicktestSettingsTest, JoinTheReportServices) {
 
     const auto report = quicktestSettings(api, action).report;
 
+    ASSERT_TRUE(report);
     EXPECT_EQ(report->serviceMask, 3U);
     EXPECT_THAT(report->reportTypes, IsEmpty());
 }
@@ -72,19 +89,20 @@ TEST_F(QuicktestSettingsTest, JoinTheReportServices) {
 TEST_F(QuicktestSettingsTest, AnUnknownServiceTextSetsAllBits) {
     action.vehicleReport.emplace().services = {L"IdentValues", L"identValues"};
 
-    EXPECT_EQ(quicktestSettings(api, action).report->serviceMask, 0xFFFFFFFFU);
+    const auto report = quicktestSettings(api, action).report;
+
+    ASSERT_TRUE(report);
+    EXPECT_EQ(report->serviceMask, 0xFFFFFFFFU);
 }
 
 TEST_F(QuicktestSettingsTest, HaveTheOneReportType) {
-    action.vehicleReport.emplace().reportType = L"SWT_Final";
-
-    EXPECT_THAT(quicktestSettings(api, action).report->reportTypes, ElementsAre(2U));
+    EXPECT_THAT(reportTypesOf(L"SWT_Final"), ElementsAre(2U));
+    EXPECT_THAT(reportTypesOf(L"Undefined"), ElementsAre(0U));
 }
 
 TEST_F(QuicktestSettingsTest, PassAnUnknownOrEmptyReportTypeOn) {
-    action.vehicleReport.emplace().reportType = L"";
-
-    EXPECT_THAT(quicktestSettings(api, action).report->reportTypes, ElementsAre(0xFFFFFFFFU));
+    EXPECT_THAT(reportTypesOf(L"swt_final"), ElementsAre(0xFFFFFFFFU));
+    EXPECT_THAT(reportTypesOf(L""), ElementsAre(0xFFFFFFFFU));
 }
 
 } // namespace Quarlen::Tests

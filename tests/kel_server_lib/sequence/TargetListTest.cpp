@@ -64,10 +64,20 @@ TEST_F(TargetList, SetsAFilterForEachEntryAlsoForARepeatedOne) {
     EXPECT_EQ(api.calls().front(), "setTargetFilters(ENGINE=on, ENGINE=off)");
 }
 
+TEST_F(TargetList, KeepsEntriesWithoutAName) {
+    addTarget(1, L"");
+
+    EXPECT_THAT(targetList(api, {L""}, {{L"", true}}), ElementsAre(L"", L""));
+
+    EXPECT_EQ(api.calls().front(), "setTargetFilters(=on)");
+}
+
 TEST_F(TargetList, SkipsTargetsOfOtherKinds) {
     addTarget(0, L"GROUP");
     addTarget(1, L"ENGINE");
     addTarget(2, L"VIRTUAL");
+    addTarget(3, L"OTHER");
+    addTarget(-1, L"NEGATIVE");
 
     const auto names = targetList(api, {}, {{L"ENGINE", true}});
 

@@ -21,11 +21,13 @@ TEST_F(OpenUnlock, StoresTheHandleOfTheSession) {
 
 TEST_F(OpenUnlock, PrintsAFailureAndLeavesHandleAndStatusAsTheyWere) {
     handler.currentJobHandle = 5;
+    handler.currentJobId = 7;
     api->throwIn("openUnlockSession", L"refused", 9);
 
     openUnlock(handler, api, L"U", L"p", handler.currentJobHandle);
 
     EXPECT_EQ(handler.currentJobHandle, 5U);
+    EXPECT_EQ(handler.currentJobId, 7U);
     EXPECT_EQ(printed(), "Exception caught: refused code: 9\n");
     EXPECT_THAT(statuses(), ElementsAre());
 }
@@ -34,6 +36,16 @@ TEST_F(OpenUnlock, HandsOverOneParameterAlsoWhenItIsEmpty) {
     openUnlock(handler, api, L"U", L"", handler.currentJobHandle);
 
     EXPECT_THAT(api->calls(), ElementsAre("openUnlockSession(U, \"\")"));
+}
+
+TEST_F(OpenUnlock, OpensASessionWithoutANameAndStoresWhateverHandleComes) {
+    handler.currentJobHandle = 5;
+    api->unlockHandle = 0;
+
+    openUnlock(handler, api, L"", L"p", handler.currentJobHandle);
+
+    EXPECT_THAT(api->calls(), ElementsAre("openUnlockSession(, p)"));
+    EXPECT_EQ(handler.currentJobHandle, 0U);
 }
 
 TEST_F(OpenUnlock, LetsOtherExceptionsPass) {

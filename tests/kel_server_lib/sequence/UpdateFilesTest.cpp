@@ -78,7 +78,38 @@ TEST_F(PrepareUpdateFiles, TakesTheFirstFolderAlsoWhenItHoldsNothing) {
     EXPECT_THAT(api.calls(), ElementsAre("getDataFolders(1)"));
 }
 
-TEST_F(PrepareUpdateFiles, HandsOverNothingOfAFolderWhoseNameOnlyBeginsSo) {
+TEST_F(PrepareUpdateFiles, HandsOverAFileTwiceThatIsListedTwice) {
+    auto& folder = addFolder(L"flashdata");
+    addFile(folder, L"a.zip");
+    addFile(folder, L"a.zip");
+
+    prepareUpdateFiles(api);
+
+    EXPECT_EQ(api.calls().back(), "prepareUpdatePackages(a.zip, a.zip)");
+}
+
+TEST_F(PrepareUpdateFiles, KeepsNothingOfTheAnswer) {
+    addFile(addFolder(L"flashdata"), L"a.zip");
+    api.updateDescriptions = {std::make_shared<Kel_cpp::UpdateDescription>()};
+
+    prepareUpdateFiles(api);
+
+    EXPECT_EQ(api.updateDescriptions.front().use_count(), 1);
+}
+
+TEST_F(PrepareUpdateFiles, LetsAFailureOfEitherCallPass) {
+    addFile(addFolder(L"flashdata"), L"a.zip");
+    api.throwIn("prepareUpdatePackages", L"gone", 3);
+    EXPECT_THROW(prepareUpdateFiles(api), Kel_cpp::KelApiException);
+
+    api.throwIn("getDataFolders", L"gone", 3);
+    EXPECT_THROW(prepareUpdateFiles(api), Kel_cpp::KelApiException);
+
+    EXPECT_EQ(api.count("prepareUpdatePackages(a.zip)"), 1U);
+}
+
+TEST_F(PrepareUpdateFiles, HandsOverNothingOfAFolderWhoseNameOnlyBeginsOrEndsSo) {
+    addFile(addFolder(L"old_flashdata"), L"c.zip");
     addFile(addFolder(L"flashdata2"), L"a.zip");
     addFile(addFolder(L"flash"), L"b.zip");
 

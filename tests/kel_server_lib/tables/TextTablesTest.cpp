@@ -73,4 +73,12 @@ INSTANTIATE_TEST_SUITE_P(Unknown, ReportTypeTable,
                                          TextAndValue{L"", 0xFFFFFFFF},
                                          TextAndValue{L"Tool_", 0xFFFFFFFF}));
 
+TEST(TextTables, CompareCharactersBehindAZeroToo) {
+    const std::wstring behindAZero(L"\0x", 2);
+
+    EXPECT_EQ(dtcStatusFromText(L"Confirmed" + behindAZero), 0xFFFFFFFF);
+    EXPECT_EQ(reportServiceFromText(L"IdentValues" + behindAZero), 0xFFFFFFFF);
+    EXPECT_EQ(reportTypeFromText(L"Tool" + behindAZero), 0xFFFFFFFF);
+}
+
 } // namespace Quarlen::Tests
