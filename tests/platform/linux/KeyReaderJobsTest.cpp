@@ -46,13 +46,13 @@ TEST(KeyReaderJobs, WaitsInTheBackgroundInsteadOfBeingStopped) {
 using AfterTheStop = void (*)(pid_t job);
 
 /// A shell whose foreground job shows keys. Ends as the job does.
-int shellWithAJob(AfterTheStop goOn) {
+int shellWithAJob(AfterTheStop goOn, int (*work)() = showKeys) {
     const pid_t job = ::fork();
     if (job == 0) {
         ::setpgid(0, 0);
         while (::tcgetpgrp(STDIN_FILENO) != ::getpgrp()) {
         }
-        ::_exit(showKeys());
+        ::_exit(work());
     }
     ::setpgid(job, job);
     ::signal(SIGTTOU, SIG_IGN);
@@ -155,16 +155,21 @@ TEST(KeyReaderJobs, TakesTheTerminalAgainAfterAStopThatNobodyCanNotice) {
 }
 
 TEST(KeyReaderJobs, TakesAStopForGoneThatWasContinuedBeforeItWasCarriedOut) {
-    TerminalChild child([] {
-        const auto keys = openConsoleKeys();
-        ::raise(SIGTSTP);
-        ::raise(SIGCONT);
-        show("ready");
-        return keys->readKey().value_or(0);
-    });
+    TerminalChild child(
+        [] {
+            return shellWithAJob([](pid_t job) { ::kill(job, SIGKILL); },
+                                 [] {
+                                     const auto keys = openConsoleKeys();
+                                     ::raise(SIGTSTP);
+                                     ::raise(SIGCONT);
+                                     return showKeys();
+                                 });
+        },
+        TerminalChild::Session::Own);
     child.waitForOutput("ready");
-    child.type("a");
-    EXPECT_TRUE(endedWith(child.waitForEnd(), 'a'));
+    ASSERT_TRUE(child.waitForKeyMode());
+    child.type("q");
+    EXPECT_TRUE(endedWith(child.waitForEnd(), 0));
 }
 
 TEST(KeyReaderJobs, LeavesTheTerminalAloneWhenItEndsInTheBackground) {
