@@ -92,6 +92,7 @@ TEST(Console, LetsOneThreadWriteAtATime) {
     std::ostream stream(&buffer);
     Console console(stream);
     std::vector<std::jthread> threads;
+    threads.reserve(4);
     for (int thread = 0; thread < 4; ++thread) {
         threads.emplace_back([&console, thread] {
             for (int count = 0; count < 200; ++count) {
@@ -112,6 +113,7 @@ TEST(Console, DoesNotMixTheLinesOfSeveralThreads) {
     Console console(stream);
     const std::string line(100, 'x');
     std::vector<std::jthread> threads;
+    threads.reserve(4);
     for (int thread = 0; thread < 4; ++thread) {
         threads.emplace_back([&console, &line] {
             for (int count = 0; count < 100; ++count) {
