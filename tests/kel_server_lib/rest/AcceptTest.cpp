@@ -69,6 +69,13 @@ TEST_F(RestAccept, PausesAfterEachFailureThatPasses) {
     EXPECT_THAT(pauses.sleeps(), Each(milliseconds(50)));
 }
 
+TEST_F(RestAccept, DoesNotPauseWhenNobodyHasComeSoFar) {
+    startFailing({0, 0});
+    ASSERT_EQ(get("/kel/v1/health").status, 200);
+
+    EXPECT_THAT(pauses.sleeps(), testing::IsEmpty());
+}
+
 TEST_F(RestAccept, CanBeStoppedWhileEveryTryFails) {
     std::promise<void> failed;
     bool first = true;

@@ -99,6 +99,13 @@ TEST_F(FunctionMapTest, TakesTheParameterMarkerOnlyAtTheBeginningOfASegment) {
     EXPECT_EQ(find("get/anything"), nullptr);
 }
 
+TEST_F(FunctionMapTest, TakesTheMarkerAloneForAParameterWithoutAName) {
+    const auto* route = add("get/VAR_");
+
+    EXPECT_THAT(route->parameterNames, ElementsAre(""));
+    EXPECT_EQ(find("get/anything"), route);
+}
+
 TEST_F(FunctionMapTest, PrefersALiteralSegmentToAParameter) {
     const auto* parameter = add("put/scripts/VAR_BUTTON");
     const auto* literal = add("put/scripts/all");

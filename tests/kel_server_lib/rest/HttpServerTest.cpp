@@ -119,6 +119,42 @@ TEST_F(HttpServerTest, ClosesTheConnectionOfAClientThatDoesNotTakeItsReply) {
     EXPECT_TRUE(client.waitForClose());
 }
 
+TEST_F(HttpServerTest, ServesUntilItIsStopped) {
+    EXPECT_FALSE(server.isServing());
+    std::atomic<bool> servesMeanwhile{false};
+    server.Get("/", [&](const httplib::Request&, httplib::Response&) {
+        servesMeanwhile = server.isServing();
+    });
+    start();
+    RawClient client(port);
+    client.send("GET / HTTP/1.1\r\n\r\n");
+    ASSERT_THAT(client.receiveReply(), HasSubstr("200 OK"));
+    EXPECT_TRUE(servesMeanwhile);
+
+    server.stopServing();
+    listener.join();
+
+    EXPECT_FALSE(server.isServing());
+}
+
+TEST_F(HttpServerTest, GivesEachRequestOfAConnectionItsTimeAfresh) {
+    const std::string body(100'000, 'x');
+    server.set_read_timeout(std::chrono::seconds(1));
+    server.Put("/body", [](const httplib::Request& request, httplib::Response& response) {
+        response.set_content(std::to_string(request.body.size()), "text/plain");
+    });
+    start();
+    RawClient client(port);
+    const std::string request = "PUT /body HTTP/1.1\r\nContent-Length: 100000\r\n\r\n" + body;
+    client.send(request);
+    ASSERT_TRUE(client.receiveReply().ends_with("\r\n\r\n100000"));
+    ASSERT_FALSE(client.waitForClose(std::chrono::milliseconds(1100)));
+
+    client.send(request);
+
+    EXPECT_TRUE(client.receiveReply().ends_with("\r\n\r\n100000"));
+}
+
 /// Chunks of one byte: the body stays below its limit for long while its bytes never pause.
 TEST_F(HttpServerTest, StopsAlthoughAClientSendsItsBodyWithoutAnEnd) {
     server.set_read_timeout(std::chrono::seconds(20));

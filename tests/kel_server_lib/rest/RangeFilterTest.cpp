@@ -120,6 +120,14 @@ TEST(RangeFilter, PassesALineThatIsLongerThanTheRoomOnInPieces) {
     }
 }
 
+TEST(RangeFilter, HoldsBackALineAtTheEndOfTheRoomBehindWholeOnes) {
+    for (std::size_t room = 47; room < 70; ++room) {
+        EXPECT_EQ(passedInPieces(request("PUT", "Range: bytes=0-3"), room, room),
+                  request("PUT", "-ange: bytes=0-3"))
+            << room;
+    }
+}
+
 } // namespace
 
 } // namespace Quarlen::Rest

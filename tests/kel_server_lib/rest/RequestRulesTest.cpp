@@ -109,6 +109,7 @@ TEST(RefusedRequest, HasAnUnknownTransferEncoding) {
 
 TEST(HeaderElement, IsComparedWithoutItsCaseAndWhole) {
     EXPECT_TRUE(isSameText("Close", "cLOSE"));
+    EXPECT_TRUE(isSameText("AZ", "az"));
     EXPECT_FALSE(isSameText("close", "close "));
     EXPECT_FALSE(isSameText("clos", "close"));
     EXPECT_FALSE(isSameText("[", "{"));

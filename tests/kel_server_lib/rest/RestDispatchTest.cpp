@@ -138,7 +138,9 @@ TEST_F(RestDispatch, AnswersHeadLikeGetWithoutTheBody) {
 
 TEST_F(RestDispatch, RaisesTheStopFlagOfTheApplication) {
     EXPECT_EQ(put("/kel/v1/stop").body, R"({"status":"OK"})");
+    EXPECT_TRUE(stopRequested);
 
+    EXPECT_EQ(put("/kel/v1/stop").body, R"({"status":"OK"})");
     EXPECT_TRUE(stopRequested);
 }
 
@@ -241,6 +243,25 @@ TEST_F(RestDispatch, TracesCommandAndRequest) {
     EXPECT_EQ(lines.back().text,
               L"REST API Request: PUT /kel/v1/scripts/F1\n{\"script\":\"A.xml\"}");
     EXPECT_EQ(lines.back().line, 256);
+}
+
+TEST_F(RestDispatch, TracesTheCommandBeforeItsHandlerRunsAndTheRequestAfterwards) {
+    const TraceCapture traces;
+    std::vector<std::wstring> before;
+    api->during("getServerVersion", [&] { before = traces.texts(); });
+    get("/kel/v1/version");
+
+    EXPECT_THAT(before, testing::ElementsAre(L"Received Command: get : /kel/v1/version"));
+    EXPECT_THAT(traces.texts(),
+                testing::ElementsAre(before.at(0), L"REST API Request: GET /kel/v1/version\n"));
+}
+
+TEST_F(RestDispatch, TracesAHeadUnderTheMethodWordOfItsRoute) {
+    const TraceCapture traces;
+    request(port, "HEAD", "/kel/v1/health?a=1");
+
+    EXPECT_THAT(traces.texts(), testing::ElementsAre(L"Received Command: get : /kel/v1/health",
+                                                     L"REST API Request: HEAD /kel/v1/health\n"));
 }
 
 TEST_F(RestDispatch, TracesTheWholeBodyUpToItsLimit) {

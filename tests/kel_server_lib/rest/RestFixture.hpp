@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <thread>
 
@@ -38,13 +39,20 @@ constexpr const char* healthRequest = "GET /kel/v1/health HTTP/1.1\r\nHost: loca
 HttpReply request(std::uint16_t port, const std::string& method, const std::string& path,
                   const std::string& body = {}, const std::string& address = "127.0.0.1");
 
-/// The real clock without its long pauses.
+/// The real clock without its long pauses. A wait that does not end fails its test.
 class ImpatientClock : public Platform::Clock {
 public:
     void sleepFor(std::chrono::milliseconds /*duration*/) override {
+        if (++sleeps > sleepLimit) {
+            throw std::runtime_error("a wait did not end");
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     [[nodiscard]] TimePoint now() const override { return std::chrono::steady_clock::now(); }
+
+private:
+    static constexpr int sleepLimit = 20'000;
+    std::atomic<int> sleeps{0};
 };
 
 /// The REST server on a free port with a recording runtime behind it. Starts at `start`.

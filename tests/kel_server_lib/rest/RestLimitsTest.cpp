@@ -57,8 +57,9 @@ TEST_F(RestLimits, ServesClientsThatArriveTogether) {
 TEST_F(RestLimits, ServesNewClientsOnceOthersHaveGone) {
     {
         auto clients = connectIdle(520);
-        clients.front().send(healthRequest);
-        ASSERT_THAT(clients.front().receiveReply(), HasSubstr("200 OK"));
+        // The last one: those that came first have made room for it.
+        clients.back().send(healthRequest);
+        ASSERT_THAT(clients.back().receiveReply(), HasSubstr("200 OK"));
     }
     bool served = false;
     for (int attempt = 0; attempt < 500 && !served; ++attempt) {

@@ -11,6 +11,7 @@ namespace {
 
 using std::chrono::milliseconds;
 using testing::HasSubstr;
+using testing::Not;
 
 constexpr milliseconds longestStop{2000};
 
@@ -128,6 +129,7 @@ TEST_F(RestStop, AnswersTheRequestThatIsUnderWayAndSaysThatTheConnectionEnds) {
     const std::string reply = client.receiveReply();
     EXPECT_THAT(reply, HasSubstr("200 OK"));
     EXPECT_THAT(reply, HasSubstr("\r\nConnection: close\r\n"));
+    EXPECT_THAT(reply, Not(HasSubstr("Keep-Alive")));
     EXPECT_TRUE(stopping.get());
 }
 

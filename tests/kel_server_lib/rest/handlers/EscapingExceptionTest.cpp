@@ -1,5 +1,7 @@
 #include <stdexcept>
 
+#include <httplib.h>
+
 #include "tests/kel_server_lib/rest/handlers/HandlerFixture.hpp"
 
 namespace Quarlen::Tests {
@@ -27,6 +29,12 @@ TEST_P(HandlerStep, LetsAnyOtherExceptionPass) {
     EXPECT_EQ(exceptionOf(GetParam().route, GetParam().body), "of another kind");
 }
 
+TEST_P(HandlerStep, LetsAThrownStatusPass) {
+    api->during(GetParam().call, [] { throw httplib::StatusCode{httplib::StatusCode::Gone_410}; });
+
+    EXPECT_THROW(call(GetParam().route, GetParam().body), httplib::StatusCode);
+}
+
 INSTANTIATE_TEST_SUITE_P(Status, HandlerStep,
                          testing::Values(Step{"get/configurations", "", "getProjectPath"},
                                          Step{"get/version", "", "getServerVersion"},
@@ -45,8 +53,10 @@ INSTANTIATE_TEST_SUITE_P(
     Tracing, HandlerStep,
     testing::Values(Step{"get/tracing", "", "getProjectPath"},
                     Step{"put/tracing", R"({"tracing":1})", "getServerSettings"},
+                    Step{"put/tracing", R"({"tracing":1})", "setServerSettings"},
                     Step{"put/tracing", R"({"tracing":1})", "commitServerSettings"},
                     Step{"put/tracing", R"({"tracing":1})", "getProjectPath"},
+                    Step{"put/tracing", R"({"tracing":1})", "setProjectPath"},
                     Step{"put/tracing", R"({"tracing":1})", "commitProjectPath"}));
 INSTANTIATE_TEST_SUITE_P(
     Simulation, HandlerStep,

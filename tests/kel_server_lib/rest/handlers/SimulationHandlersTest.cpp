@@ -91,6 +91,14 @@ TEST_F(SimulationHandlers, SwitchesOnTheFirstRealInterfaceAlsoInFrontOfTheSimula
     EXPECT_EQ(interfaces(), "[+R1-Simulation+R2-R3]");
 }
 
+TEST_F(SimulationHandlers, SwitchesNoFurtherRealInterfaceOnWhenTheFirstOneIsOnAlready) {
+    addGroup({{L"Simulation", true}, {L"R1", true}, {L"R2", false}});
+
+    call("put/simulation", R"({"enable":false})");
+
+    EXPECT_EQ(interfaces(), "[-Simulation+R1-R2]");
+}
+
 TEST_F(SimulationHandlers, VisitsNoGroupBehindTheOneThatCompletesTheSwitchingOff) {
     addGroup({{L"R1", false}});
     addGroup({{L"Simulation", true}});

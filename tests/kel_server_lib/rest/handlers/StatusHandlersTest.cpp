@@ -62,6 +62,8 @@ TEST_F(StatusHandlers, TellsTheVersions) {
     api->serverVersion = L"2.7.1";
     api->deviceInfo->cosVersion = L"6.18";
     addComponent(L"9.9", 2);
+    addComponent(L"9.8", 0);
+    addComponent(L"9.7", -1);
     addComponent(L"1.4.0", 1);
 
     const HandlerReply reply = call("get/version");

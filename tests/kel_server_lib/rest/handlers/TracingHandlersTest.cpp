@@ -62,6 +62,16 @@ INSTANTIATE_TEST_SUITE_P(
                     Switch{R"({"tracing":0})", false}, Switch{R"({"tracing":null})", false},
                     Switch{R"({"tracing":""})", false}));
 
+TEST_P(TracingValue, LeavesTheOtherSettingsAlone) {
+    for (const bool listing : {false, true}) {
+        api->serverSettings->optionOtxListing = listing;
+
+        call("put/tracing", GetParam().body);
+
+        EXPECT_EQ(api->serverSettings->optionOtxListing, listing);
+    }
+}
+
 TEST_F(TracingHandlers, TellsWhatWasSwitched) {
     call("put/tracing", R"({"tracing":true})");
 
