@@ -11,8 +11,8 @@ namespace Quarlen::Rest {
 
 /// The open connections and what each of them is at. When there is no place for another client,
 /// one of them makes room: first one that has never sent a request, then one that waits for its
-/// next, then one whose last reply is written, then a newcomer that nobody has listened to yet, then
-/// one that is still sending; of its kind always the one that is at it for longest. One whose
+/// next, then one whose last reply is written, then a newcomer that nobody has listened to yet,
+/// then one that is still sending; of its kind always the one that is at it for longest. One whose
 /// request is being served is never ended.
 class Connections {
 public:
