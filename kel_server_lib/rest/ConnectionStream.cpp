@@ -127,7 +127,7 @@ void ConnectionStream::letPass() {
     ready += filter.pass(std::span(buffer).subspan(ready, end - ready), !isFull);
 }
 
-ssize_t ConnectionStream::receive(std::span<char> target) {
+ssize_t ConnectionStream::receive(std::span<char> target) const {
     return httplib::detail::read_socket(connection, target.data(), target.size(),
                                         CPPHTTPLIB_RECV_FLAGS);
 }

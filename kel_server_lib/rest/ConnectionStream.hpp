@@ -65,7 +65,7 @@ private:
 
     /// Makes bytes ready to be read if it can: a line may lack its end still.
     ssize_t refill();
-    ssize_t receive(std::span<char> target);
+    ssize_t receive(std::span<char> target) const;
     void letPass();
 
     const socket_t connection;

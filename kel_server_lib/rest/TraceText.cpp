@@ -32,7 +32,7 @@ std::wstring escaped(const std::wstring& text) {
     std::wstring line;
     line.reserve(text.size());
     for (const wchar_t letter : text) {
-        const auto code = static_cast<unsigned>(letter);
+        const unsigned code = std::char_traits<wchar_t>::to_int_type(letter);
         if (isControl(code)) {
             appendEscaped(line, code);
         } else {
