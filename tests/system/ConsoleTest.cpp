@@ -11,12 +11,10 @@ using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
+using Tests::longerThanAStop;
 using Tests::Process;
 using Tests::prompt;
 using Tests::Stdio;
-
-/// Longer than the second that a stop takes at the most.
-constexpr milliseconds longerThanAStop{1600};
 
 /// The real program on its console.
 class Console : public testing::Test {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -8,6 +9,9 @@
 #include "tests/support/Process.hpp"
 
 namespace Quarlen::Tests {
+
+/// Longer than the second that a stop takes at the most.
+inline constexpr std::chrono::milliseconds longerThanAStop{1600};
 
 /// What the program prints once it takes keys.
 inline constexpr const char* prompt = "Enter 'q' and Enter to exit\n";

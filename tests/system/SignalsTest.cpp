@@ -14,12 +14,11 @@ using std::chrono::milliseconds;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
+using Tests::longerThanAStop;
 using Tests::Process;
 using Tests::prompt;
 using Tests::Stdio;
 
-/// Longer than the second that a stop takes at the most.
-constexpr milliseconds longerThanAStop{1600};
 constexpr const char* goodbye = "\nShutting down kel_server\n";
 
 /// No signal waits to be taken.
