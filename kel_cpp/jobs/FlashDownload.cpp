@@ -99,7 +99,8 @@ void FlashDownload::transfer(std::size_t blockSize) {
     std::uint8_t counter = 1;
     Bytes request;
     request.reserve(blockHeader + blockSize);
-    for (std::size_t done = 0; done < image.content.size(); ++counter) {
+    for (std::size_t done = 0; done < image.content.size();
+         counter = Uds::nextBlockCounter(counter)) {
         const std::size_t size = std::min(blockSize, image.content.size() - done);
         const auto from = image.content.begin() + static_cast<std::ptrdiff_t>(done);
         request.assign({static_cast<std::uint8_t>(Service::TransferData), counter});

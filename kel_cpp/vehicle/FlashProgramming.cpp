@@ -140,7 +140,7 @@ ServiceReply FlashProgramming::transferData(const Uds::Bytes& request) {
     if (!repeated) {
         std::copy(request.begin() + header, request.end(), start(*running) + running->written);
         running->written += length;
-        ++running->expectedCounter;
+        running->expectedCounter = Uds::nextBlockCounter(running->expectedCounter);
     }
     return positiveResponse(Uds::Service::TransferData, {counter});
 }
