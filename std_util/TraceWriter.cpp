@@ -13,6 +13,7 @@
 #include <spdlog/sinks/rotating_file_sink.h>
 
 #include "platform/TextEncoding.hpp"
+#include "std_util/ControlCharacters.hpp"
 
 namespace StdUtil {
 
@@ -28,19 +29,15 @@ constexpr const char* linePattern = "%Y-%m-%d %H:%M:%S.%e%z %-5l %v";
 
 using FileName = spdlog::filename_t;
 
-/// The C0 controls but the tab, DEL and the C1 controls, which some terminals obey as well.
-bool isControl(wchar_t letter) {
-    const auto code = static_cast<char32_t>(letter); // wchar_t is signed on some platforms
-    return (code < 0x20 && letter != L'\t') || (code >= 0x7F && code <= 0x9F);
+/// A tab does no harm.
+bool isEscaped(wchar_t letter) {
+    // wchar_t is signed on some platforms.
+    return letter != L'\t' && isControlCharacter(static_cast<char32_t>(letter));
 }
 
 std::wstring escaped(wchar_t control) {
-    if (control == L'\n' || control == L'\r') {
-        return L"\\n";
-    }
-    constexpr std::wstring_view digits = L"0123456789abcdef";
-    const auto code = static_cast<char32_t>(control);
-    return {L'\\', L'x', digits[code / 16], digits[code % 16]};
+    const bool endsLine = control == L'\n' || control == L'\r';
+    return endsLine ? L"\\n" : hexEscape(static_cast<char32_t>(control));
 }
 
 /// One line, and nothing in it that moves a terminal's cursor when the file is shown.
@@ -49,7 +46,7 @@ std::wstring onOneLine(std::wstring_view text) {
     line.reserve(text.size());
     const auto end = text.end();
     for (auto rest = text.begin(); rest != end; ++rest) {
-        const auto control = std::find_if(rest, end, isControl);
+        const auto control = std::find_if(rest, end, isEscaped);
         line.append(rest, control);
         if (control == end) {
             break;

@@ -1,13 +1,13 @@
 #include "kel_server_lib/rest/TraceText.hpp"
 
 #include "platform/TextEncoding.hpp"
+#include "std_util/ControlCharacters.hpp"
 
 namespace Quarlen::Rest {
 
 namespace {
 
 void appendEscaped(std::wstring& text, unsigned code) {
-    constexpr std::wstring_view digits = L"0123456789abcdef";
     switch (code) {
     case '\n':
         text += L"\\n";
@@ -19,13 +19,8 @@ void appendEscaped(std::wstring& text, unsigned code) {
         text += L"\\t";
         break;
     default:
-        text += {L'\\', L'x', digits[code / 16], digits[code % 16]};
+        text += StdUtil::hexEscape(code);
     }
-}
-
-/// The C0 controls, DEL and the C1 controls.
-bool isControl(unsigned code) {
-    return code < 0x20 || (code >= 0x7F && code <= 0x9F);
 }
 
 std::wstring escaped(const std::wstring& text) {
@@ -33,7 +28,7 @@ std::wstring escaped(const std::wstring& text) {
     line.reserve(text.size());
     for (const wchar_t letter : text) {
         const unsigned code = std::char_traits<wchar_t>::to_int_type(letter);
-        if (isControl(code)) {
+        if (StdUtil::isControlCharacter(code)) {
             appendEscaped(line, code);
         } else {
             line += letter;
@@ -47,7 +42,7 @@ std::wstring bytesOf(std::string_view bytes) {
     line.reserve(bytes.size());
     for (const char byte : bytes) {
         const auto code = static_cast<unsigned char>(byte);
-        if (code > 0x7F || isControl(code)) {
+        if (code > 0x7F || StdUtil::isControlCharacter(code)) {
             appendEscaped(line, code);
         } else {
             line += static_cast<wchar_t>(code);

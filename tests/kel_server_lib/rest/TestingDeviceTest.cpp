@@ -25,7 +25,7 @@ protected:
 TEST_F(TestingDevice, IsNotReachedFromAnotherMachineWithoutTheMarker) {
     const OtherMachine machine;
     if (!machine.missing().empty()) {
-        GTEST_SKIP() << machine.missing();
+        GTEST_SKIP() << machine.missing(); // what this system does not give to play another machine
     }
     start();
 
@@ -36,7 +36,7 @@ TEST_F(TestingDevice, IsNotReachedFromAnotherMachineWithoutTheMarker) {
 TEST_F(TestingDevice, IsReachedFromAnotherMachineWithTheMarker) {
     const OtherMachine machine;
     if (!machine.missing().empty()) {
-        GTEST_SKIP() << machine.missing();
+        GTEST_SKIP() << machine.missing(); // what this system does not give to play another machine
     }
     folder.write(".testing.device", "");
     start();

@@ -74,7 +74,7 @@ TEST_F(AtomicFileOnLinux, GivesANewFileTheUsualPermissions) {
 
 TEST_F(AtomicFileOnLinux, KeepsTheOwner) {
     if (::geteuid() != 0) {
-        GTEST_SKIP() << "only the superuser gives files away";
+        GTEST_SKIP() << "only the superuser gives files away"; // chown(2)
     }
     const auto file = folder.write("KelServer.xml", "old");
     ASSERT_EQ(::chown(file.c_str(), 1234, 4321), 0);
