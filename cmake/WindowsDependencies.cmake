@@ -10,7 +10,7 @@ endif()
 
 if(MINGW)
     # What scripts/edit-libstdcxx-for-windows says.
-    include_directories(SYSTEM BEFORE "${windows_sources}/libstdc++")
+    include_directories(BEFORE SYSTEM "${windows_sources}/libstdc++")
 endif()
 
 # add_foreign_library(name ALIAS target SOURCES pattern... INCLUDE folder...): without our warnings.
@@ -55,6 +55,7 @@ add_foreign_library(kel_spdlog ALIAS spdlog::spdlog
 target_compile_definitions(kel_spdlog PUBLIC
     SPDLOG_COMPILED_LIB SPDLOG_FMT_EXTERNAL SPDLOG_WCHAR_FILENAMES SPDLOG_EOL="\\n")
 target_link_libraries(kel_spdlog PUBLIC kel_fmt)
+set_target_properties(kel_spdlog PROPERTIES UNITY_BUILD ON)
 
 add_foreign_library(kel_zlib ALIAS ZLIB::ZLIB
     SOURCES "${windows_sources}/zlib/*.c"

@@ -16,6 +16,8 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "tests/support/linux/ProcessState.hpp"
+
 namespace Quarlen::Tests {
 
 namespace {
@@ -129,6 +131,13 @@ void Process::type(std::string_view keys) {
     checked(static_cast<int>(::write(inputDescriptor, keys.data(), keys.size())), "write");
 }
 
+void Process::typeSignalKey(char key) {
+    pid_t job = 0;
+    checked(::ioctl(inputDescriptor, TIOCGPGRP, &job), "TIOCGPGRP");
+    waitUntilItWaits(job);
+    type({&key, 1});
+}
+
 void Process::closeInput() {
     closeDescriptor(inputDescriptor);
 }
@@ -148,6 +157,7 @@ std::size_t Process::kibibytes(const std::string& name) const {
 }
 
 void Process::sendSignal(int number) const {
+    waitUntilItWaits(process);
     checked(::kill(process, number), "kill");
 }
 

@@ -38,9 +38,12 @@ public:
     ~Process();
 
     void type(std::string_view keys);
+    /// Types a key that the terminal turns into a signal, once the job in its foreground waits.
+    void typeSignalKey(char key);
     void closeInput();
     /// From now on the program's output has no reader.
     void closeOutput();
+    /// Once the program waits.
     void sendSignal(int number) const;
     /// The program's process, as the system numbers it.
     [[nodiscard]] pid_t id() const { return process; }

@@ -58,7 +58,7 @@ protected:
 
     /// Ctrl-Z; returns when the shell has the terminal.
     static void stopTheProgram(Process& shell) {
-        shell.type("\x1A");
+        shell.typeSignalKey('\x1A');
         ASSERT_TRUE(shell.waitForOutput("Stopped")) << shell.output();
         shell.type("echo 'terminal' 'is' 'back'\n");
         ASSERT_TRUE(shell.waitForOutput("terminal is back")) << shell.output();

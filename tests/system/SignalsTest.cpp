@@ -103,7 +103,7 @@ TEST_F(Signals, ComeFromTheKeyboard) {
     Process process = startOnLoopback();
     ASSERT_TRUE(process.waitForOutput(prompt)) << process.output();
 
-    process.type("\x03"); // Ctrl-C
+    process.typeSignalKey('\x03'); // Ctrl-C
 
     EXPECT_EQ(process.waitForExit(), 0);
     EXPECT_THAT(process.output(), EndsWith(goodbye));

@@ -1,6 +1,5 @@
 #include "tests/platform/linux/KeyReaderBodies.hpp"
 
-#include <fstream>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -27,11 +26,4 @@ int showKeys() {
 
 bool endedWith(int status, int code) {
     return WIFEXITED(status) && WEXITSTATUS(status) == code;
-}
-
-char stateOf(pid_t process) {
-    std::ifstream status("/proc/" + std::to_string(process) + "/stat");
-    std::string text;
-    std::getline(status, text);
-    return text.at(text.rfind(')') + 2);
 }

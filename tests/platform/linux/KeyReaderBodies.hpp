@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string_view>
-#include <sys/types.h>
 
 /// What the child processes of the key reader's tests do, and what is asked about them.
 
@@ -15,6 +14,3 @@ int showKeys();
 
 /// `status` is as `waitpid` gives it.
 bool endedWith(int status, int code);
-
-/// As the kernel tells it: R runs, S waits, T is stopped.
-char stateOf(pid_t process);

@@ -8,8 +8,10 @@
 #include "platform/KeyReader.hpp"
 #include "tests/platform/linux/KeyReaderBodies.hpp"
 #include "tests/platform/linux/TerminalChild.hpp"
+#include "tests/support/linux/ProcessState.hpp"
 
 using namespace Quarlen::Platform;
+using Quarlen::Tests::stateOf;
 
 namespace {
 
@@ -22,10 +24,7 @@ int shellWithABackgroundJob() {
         ::_exit(showKeys());
     }
     ::setpgid(job, job);
-    char state = 'R';
-    while (state == 'R' || state == 'D') {
-        state = stateOf(job);
-    }
+    const char state = Quarlen::Tests::waitUntilItWaits(job);
     show(state == 'S' ? "[waits]" : "[stopped]");
     ::tcsetpgrp(STDIN_FILENO, job);
     int status = 0;
@@ -40,6 +39,14 @@ TEST(KeyReaderJobs, WaitsInTheBackgroundInsteadOfBeingStopped) {
     child.type("q");
     child.waitForOutput("<113>");
     EXPECT_TRUE(endedWith(child.waitForEnd(), 0));
+}
+
+/// Returns once the job runs. The terminal stops a job once more that was about to change its mode
+/// when it was stopped.
+void continueInTheBackground(pid_t job) {
+    do {
+        ::kill(-job, SIGCONT);
+    } while (stateOf(job) == 'T');
 }
 
 /// What a shell does with its foreground job once that has stopped.
@@ -85,9 +92,7 @@ int shellThatContinuesInTheForeground() {
 
 int shellThatContinuesInTheBackgroundFirst() {
     return shellWithAJob([](pid_t job) {
-        ::kill(-job, SIGCONT);
-        while (stateOf(job) == 'T') {
-        }
+        continueInTheBackground(job);
         waitForALine();
         show("[to the front]");
         ::tcsetpgrp(STDIN_FILENO, job);
@@ -176,9 +181,7 @@ TEST(KeyReaderJobs, LeavesTheTerminalAloneWhenItEndsInTheBackground) {
     TerminalChild child(
         [] {
             return shellWithAJob([](pid_t job) {
-                ::kill(-job, SIGCONT);
-                while (stateOf(job) == 'T') {
-                }
+                continueInTheBackground(job);
                 ::kill(job, SIGTERM);
             });
         },

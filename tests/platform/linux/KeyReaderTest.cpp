@@ -14,8 +14,10 @@
 
 #include "tests/platform/linux/KeyReaderBodies.hpp"
 #include "tests/platform/linux/TerminalChild.hpp"
+#include "tests/support/linux/ProcessState.hpp"
 
 using namespace Quarlen::Platform;
+using Quarlen::Tests::stateOf;
 
 namespace {
 

@@ -15,7 +15,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/platform/linux/KeyReaderBodies.hpp"
+#include "tests/support/linux/ProcessState.hpp"
 
 namespace {
 
@@ -113,11 +113,7 @@ void TerminalChild::hangUp() {
 }
 
 void TerminalChild::waitUntilItWaits() const {
-    const auto deadline =
-        std::chrono::steady_clock::now() + std::chrono::milliseconds(patienceMilliseconds);
-    while (stateOf(child) == 'R' && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::yield();
-    }
+    Quarlen::Tests::waitUntilItWaits(child);
 }
 
 void TerminalChild::send(int signal) const {

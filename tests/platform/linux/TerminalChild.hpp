@@ -23,8 +23,7 @@ public:
     const std::string& waitForOutput(std::string_view text);
     void type(std::string_view keys) const;
     void hangUp();
-    /// Until the process waits for something. A build with the thread sanitizer loses signals that
-    /// come while it runs into its first wait.
+    /// Until the process waits for something.
     void waitUntilItWaits() const;
     /// Once the process waits.
     void send(int signal) const;
