@@ -1,4 +1,5 @@
-#include <barrier>
+#include <atomic>
+#include <chrono>
 #include <thread>
 
 #include "tests/kel_server_lib/SequenceFixture.hpp"
@@ -32,29 +33,45 @@ TEST_F(BusyButtons, ABusyButtonDoesNotBecomeBusyAgain) {
     EXPECT_TRUE(handler.f1.busy);
 }
 
-TEST_F(BusyButtons, OnlyOneOfTwoThreadsSucceedsAtATime) {
-    int successes = 0;
-    int otherSuccesses = 0;
-    int worst = 0;
-    std::barrier<> together(2);
-    constexpr int rounds = 2000;
-    std::jthread other([&] {
-        for (int round = 0; round < rounds; ++round) {
-            together.arrive_and_wait();
-            otherSuccesses = handler.makeBusy(handler.f2) ? 1 : 0;
-            together.arrive_and_wait();
+/// Two threads that go on at the same moment, again and again. A lock would let them go on one
+/// after the other.
+class Rendezvous {
+public:
+    void meet() {
+        const unsigned bothArrived = (arrivals++ / 2 + 1) * 2;
+        while (arrivals < bothArrived) {
+            std::this_thread::yield();
         }
-    });
-    for (int round = 0; round < rounds; ++round) {
-        handler.f1.busy = false;
-        handler.f2.busy = false;
-        together.arrive_and_wait();
-        successes = handler.makeBusy(handler.f1) ? 1 : 0;
-        together.arrive_and_wait();
-        worst = std::max(worst, successes + otherSuccesses);
     }
 
-    EXPECT_EQ(worst, 1);
+private:
+    std::atomic<unsigned> arrivals{0};
+};
+
+TEST_F(BusyButtons, OnlyOneOfTwoThreadsSucceedsAtATime) {
+    Rendezvous rendezvous;
+    std::atomic<bool> goOn{true};
+    bool f2Succeeded = false;
+    std::jthread f2Thread([&] {
+        for (rendezvous.meet(); goOn; rendezvous.meet()) {
+            f2Succeeded = handler.makeBusy(handler.f2);
+            rendezvous.meet();
+        }
+    });
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(300);
+    bool always = true;
+    while (always && std::chrono::steady_clock::now() < end) {
+        handler.f1.busy = false;
+        handler.f2.busy = false;
+        rendezvous.meet();
+        const bool f1Succeeded = handler.makeBusy(handler.f1);
+        rendezvous.meet();
+        always = f1Succeeded != f2Succeeded;
+    }
+    goOn = false;
+    rendezvous.meet();
+
+    EXPECT_TRUE(always);
 }
 
 } // namespace Quarlen::Tests
