@@ -42,6 +42,7 @@ public:
     Ref(const Ref<Derived>& other) noexcept : object(other.get()) {
         acquire();
     }
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): the copy holds the object meanwhile
     Ref& operator=(const Ref& other) noexcept {
         Ref copy(other);
         std::swap(object, copy.object);

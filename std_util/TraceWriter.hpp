@@ -19,7 +19,7 @@ namespace StdUtil {
 class TraceWriter {
 public:
     /// Throws `std::runtime_error` when the file cannot be opened.
-    explicit TraceWriter(std::filesystem::path file);
+    explicit TraceWriter(std::filesystem::path name);
 
     /// Writes at least one trace. After the first that cannot be written the others are not tried.
     /// Nothing is thrown and nothing said on the console then: the lost traces are counted, and as
