@@ -244,6 +244,12 @@ TEST_F(ScriptThreads, ChangeThatFailsReleasesTheButtons) {
 }
 
 TEST_F(ScriptThreads, StopLeavesABusyButtonBusyUntilItsNextFarReading) {
+    // One reading, of the ten that only make the background, and then none.
+    clock.onSleep([this](std::chrono::milliseconds duration) {
+        if (duration == std::chrono::milliseconds(200)) {
+            writeF1Sensor("");
+        }
+    });
     handler.startF1ScriptThread(L"A.xml", api);
     handler.f1.busy = true;
 
