@@ -92,7 +92,7 @@ endif()
 
 function(kel_use_unity_build name)
     set_target_properties(${name} PROPERTIES
-        UNITY_BUILD ${KEL_UNITY_BUILD} UNITY_BUILD_BATCH_SIZE 10)
+        UNITY_BUILD ${KEL_UNITY_BUILD} UNITY_BUILD_BATCH_SIZE 14)
 endfunction()
 
 if(WIN32)

@@ -5,7 +5,7 @@ enable_language(C)
 
 set(windows_sources "${KEL_DEPENDENCIES_FOLDER}/windows")
 if(NOT EXISTS "${windows_sources}/cpp-httplib/httplib.h")
-    message(FATAL_ERROR "The libraries for Windows are missing; run scripts/setup")
+    message(FATAL_ERROR "The libraries for Windows are missing; run scripts/setup --all")
 endif()
 
 if(MINGW)

@@ -66,14 +66,14 @@ enum class Session : std::uint8_t { Default = 0x01, Programming = 0x02, Extended
 
 /// Numbers in messages stand with their most significant byte first. `count` is 1 to 8.
 void appendNumber(Bytes& message, std::uint64_t value, std::size_t count);
+/// `offset + count` must lie within the message.
+[[nodiscard]] std::uint64_t numberAt(const Bytes& message, std::size_t offset,
+                                     std::size_t count) noexcept;
 
 /// blockSequenceCounter of TransferData: 0 follows 255 (ISO 14229-1, TransferData).
 constexpr std::uint8_t nextBlockCounter(std::uint8_t counter) {
     return static_cast<std::uint8_t>((counter + 1U) & 0xFFU);
 }
-/// `offset + count` must lie within the message.
-[[nodiscard]] std::uint64_t numberAt(const Bytes& message, std::size_t offset,
-                                     std::size_t count) noexcept;
 
 /// Data identifiers (annex C.1).
 namespace Did {

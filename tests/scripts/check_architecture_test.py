@@ -102,23 +102,6 @@ class CheckArchitecture(unittest.TestCase):
         self.plant("config/A.hpp", "#pragma once\nstd::string a();\n")
         self.expect_finding("config/A.hpp:1: does not compile alone", "--sizes")
 
-    def plant_header_with_source(self, folder, source):
-        self.plant(f"{folder}/A.hpp", "#pragma once\nstd::string a();\n")
-        self.plant(f"{folder}/A.cpp", source)
-        self.plant(f"{folder}/CMakeLists.txt", "add_library(a A.cpp)\n")
-
-    def test_leaves_a_header_to_the_product_source_that_includes_it_first(self):
-        self.plant_header_with_source("config", '// a\n#include "config/A.hpp"\n#include <string>\n')
-        self.assertEqual(self.run_check().returncode, 0)
-
-    def test_leaves_no_header_to_a_source_that_includes_it_later(self):
-        self.plant_header_with_source("config", '#include <string>\n#include "config/A.hpp"\n')
-        self.expect_finding("config/A.hpp:1: does not compile alone", "--sizes")
-
-    def test_leaves_no_header_to_a_source_of_the_tests(self):
-        self.plant_header_with_source("tests/config", '#include "tests/config/A.hpp"\n')
-        self.expect_finding("tests/config/A.hpp:1: does not compile alone", "--sizes")
-
     def test_finds_unfinished_work_and_paths_of_one_machine(self):
         for words in ("TO" + "DO later", "FIX" + "ME", "see " + "/ro" + "ot/notes"):
             self.plant("docs/a.md", f"fine\n{words}\n")

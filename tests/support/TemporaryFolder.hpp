@@ -28,6 +28,7 @@ private:
 /// False where symbolic links cannot be made: Windows keeps them to some users, and not every
 /// standard library there knows them. A relative target counts from the link's folder.
 [[nodiscard]] bool makeLink(const std::filesystem::path& target, const std::filesystem::path& link);
-constexpr const char* noLinks = "symbolic links cannot be made here";
+constexpr const char* noLinks =
+    "this system, or its standard library, lets this user make no symbolic links";
 
 } // namespace Quarlen::Tests

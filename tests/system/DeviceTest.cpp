@@ -157,8 +157,10 @@ TEST_F(Device, TenNearReadingsShowTheHandAndStartNothing) {
 }
 
 TEST_F(Device, WhileOneButtonRunsTheOtherDoesNothing) {
+    // Longer than the slowest machine needs: the first button's run lasts until the program is
+    // killed.
     replaceInConfigFile("projects/Car_DEMO0000000042/project.xml", "milliseconds=\"10000\"",
-                        "milliseconds=\"6000\"");
+                        "milliseconds=\"3600000\"");
     server.writeConfigFile("KelServerScripts/Slow.xml",
                            "<KelServerScript>"
                            "<SelectAction project='Car_DEMO0000000042'"
@@ -178,7 +180,6 @@ TEST_F(Device, WhileOneButtonRunsTheOtherDoesNothing) {
 
     EXPECT_EQ(shown.count(), 0U);
     EXPECT_EQ(DeviceFiles::led(), blue);
-    EXPECT_TRUE(DeviceFiles::waitForLed(green)) << DeviceFiles::led();
     EXPECT_THAT(reports(), IsEmpty());
 }
 

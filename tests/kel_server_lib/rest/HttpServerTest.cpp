@@ -175,7 +175,7 @@ TEST_F(HttpServerTest, StopsAlthoughAClientSendsItsBodyWithoutAnEnd) {
     server.stopServing();
     listener.join();
 
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
     EXPECT_EQ(sending.wait_for(RawClient::patience), std::future_status::ready);
 }
 

@@ -38,7 +38,8 @@ class HostName : public testing::TestWithParam<HostNameCase> {};
 TEST_P(HostName, IsReadAsUtf8AndCutToTheBuffer) {
     const int result = compareHostName(GetParam().name, GetParam().expected);
     if (result == NotPermitted) {
-        GTEST_SKIP() << "the host name cannot be changed here";
+        GTEST_SKIP()
+            << "the kernel refuses a host name of the test's own (a UTS namespace needs root)";
     }
     EXPECT_EQ(result, AsExpected);
 }

@@ -18,7 +18,7 @@ TEST(NetworkAdapters, ListTheLoopbackAsAnAdapterThatNobodyChooses) {
         return adapter.systemName == L"lo";
     });
     if (loopback == adapters.end()) {
-        GTEST_SKIP() << "no loopback adapter here";
+        GTEST_SKIP() << "this network namespace has no loopback adapter \"lo\"";
     }
     EXPECT_EQ(loopback->firstIpv4Address, L"127.0.0.1");
     EXPECT_EQ(loopback->hardwareAddressLength, 0U);

@@ -1,5 +1,6 @@
 #include <array>
 #include <cerrno>
+#include <optional>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -37,9 +38,15 @@ protected:
     Connections connections;
 };
 
-TEST_F(ConnectionReading, EndsWhereItHasToMakeRoom) {
-    Connections::Entry entry(connections, sockets[0]);
-    ASSERT_TRUE(entry.waitForRequest());
+/// With a connection that waits for its first request.
+class ReadingOfAConnection : public ConnectionReading {
+protected:
+    void SetUp() override { ASSERT_TRUE(entry->waitForRequest()); }
+
+    std::optional<Connections::Entry> entry{std::in_place, connections, sockets[0]};
+};
+
+TEST_F(ReadingOfAConnection, EndsWhereItHasToMakeRoom) {
     ASSERT_FALSE(readingHasEnded());
 
     ASSERT_TRUE(connections.makeRoom());
@@ -48,32 +55,25 @@ TEST_F(ConnectionReading, EndsWhereItHasToMakeRoom) {
     EXPECT_TRUE(canWrite());
 }
 
-TEST_F(ConnectionReading, EndsAtAStopWhileItWaitsForARequest) {
-    Connections::Entry entry(connections, sockets[0]);
-    ASSERT_TRUE(entry.waitForRequest());
-
+TEST_F(ReadingOfAConnection, EndsAtAStopWhileItWaitsForARequest) {
     connections.stop();
 
     EXPECT_TRUE(readingHasEnded());
     EXPECT_TRUE(canWrite());
-    EXPECT_FALSE(entry.hasToEnd());
+    EXPECT_FALSE(entry->hasToEnd());
 }
 
-TEST_F(ConnectionReading, GoesOnAtAStopWhileARequestComes) {
-    Connections::Entry entry(connections, sockets[0]);
-    ASSERT_TRUE(entry.waitForRequest());
-    ASSERT_TRUE(entry.receiveRequest());
+TEST_F(ReadingOfAConnection, GoesOnAtAStopWhileARequestComes) {
+    ASSERT_TRUE(entry->receiveRequest());
 
     connections.stop();
 
     EXPECT_FALSE(readingHasEnded());
 }
 
-TEST_F(ConnectionReading, GoesOnAtAStopWhileARequestIsServed) {
-    Connections::Entry entry(connections, sockets[0]);
-    ASSERT_TRUE(entry.waitForRequest());
-    ASSERT_TRUE(entry.receiveRequest());
-    ASSERT_TRUE(entry.serveRequest());
+TEST_F(ReadingOfAConnection, GoesOnAtAStopWhileARequestIsServed) {
+    ASSERT_TRUE(entry->receiveRequest());
+    ASSERT_TRUE(entry->serveRequest());
 
     connections.stop();
 
@@ -90,11 +90,8 @@ TEST_F(ConnectionReading, EndsWhereTheWaitBeginsAfterTheStop) {
     EXPECT_TRUE(readingHasEnded());
 }
 
-TEST_F(ConnectionReading, IsLeftAloneOnceTheConnectionIsGone) {
-    {
-        Connections::Entry entry(connections, sockets[0]);
-        ASSERT_TRUE(entry.waitForRequest());
-    }
+TEST_F(ReadingOfAConnection, IsLeftAloneOnceTheConnectionIsGone) {
+    entry.reset();
 
     connections.stop();
 
