@@ -11,7 +11,7 @@ using namespace StdUtil;
 
 namespace {
 
-TimedTrace traceOf(std::wstring text) {
+TimedTrace timedTrace(std::wstring text) {
     return {std::chrono::system_clock::now(), {TraceLevel::Info, L"", 1, std::move(text)}};
 }
 
@@ -43,7 +43,7 @@ TEST_F(TraceQueueTest, WritesInTheOrderOfArrival) {
     {
         TraceQueue queue(writer());
         for (const wchar_t* const text : {L"a", L"b", L"c", L"d"}) {
-            queue.push(traceOf(text));
+            queue.push(timedTrace(text));
         }
     }
     EXPECT_EQ(written, L"abcd");
@@ -52,9 +52,9 @@ TEST_F(TraceQueueTest, WritesInTheOrderOfArrival) {
 TEST_F(TraceQueueTest, DoesNotMakeTheTracingThreadWaitForTheDisk) {
     {
         TraceQueue queue(writer());
-        queue.push(traceOf(L"a"));
+        queue.push(timedTrace(L"a"));
         hasStarted.wait(false);
-        queue.push(traceOf(L"b")); // comes back although the writer is held up
+        queue.push(timedTrace(L"b")); // comes back although the writer is held up
         open();
     }
     EXPECT_EQ(written, L"ab");
@@ -62,10 +62,10 @@ TEST_F(TraceQueueTest, DoesNotMakeTheTracingThreadWaitForTheDisk) {
 
 TEST_F(TraceQueueTest, LetsTheTracingThreadWaitForRoomInsteadOfGrowing) {
     TraceQueue queue(writer(), 10);
-    queue.push(traceOf(L"1"));
+    queue.push(timedTrace(L"1"));
     hasStarted.wait(false);
-    queue.push(traceOf(L"0123456789"));
-    auto third = std::async(std::launch::async, [&] { queue.push(traceOf(L"x")); });
+    queue.push(timedTrace(L"0123456789"));
+    auto third = std::async(std::launch::async, [&] { queue.push(timedTrace(L"x")); });
 
     EXPECT_EQ(third.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
 
@@ -77,7 +77,7 @@ TEST_F(TraceQueueTest, TakesATraceThatIsLargerThanItsWholeRoom) {
     open();
     {
         TraceQueue queue(writer(), 3);
-        queue.push(traceOf(L"0123456789"));
+        queue.push(timedTrace(L"0123456789"));
     }
     EXPECT_EQ(written, L"0123456789");
 }
@@ -91,9 +91,9 @@ TEST_F(TraceQueueTest, GoesOnAfterAWriterThatThrows) {
             }
             written += traces.back().line.text;
         });
-        queue.push(traceOf(L"bad"));
+        queue.push(timedTrace(L"bad"));
         hasStarted.wait(false);
-        queue.push(traceOf(L"good"));
+        queue.push(timedTrace(L"good"));
     }
     EXPECT_EQ(written, L"good");
 }
