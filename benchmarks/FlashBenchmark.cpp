@@ -6,7 +6,7 @@
 #include <benchmark/benchmark.h>
 
 #include "kel_cpp/jobs/FlashJob.hpp"
-#include "kel_cpp/vehicle/SimulatedVehicle.hpp"
+#include "simulation/SimulatedVehicle.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -18,12 +18,13 @@ constexpr std::int64_t megabyte = 1'000'000;
 
 /// One control unit that answers at once and has exactly this much memory.
 std::shared_ptr<VehicleInterface> vehicleWith(std::uint32_t memorySize) {
-    ControlUnitDescription unit;
+    Simulation::ControlUnitDescription unit;
     unit.name = L"UNIT";
     unit.link = L"LINK";
     unit.securityLevels = {{1, keyMask}};
     unit.flashMemories = {{0, memorySize, blockLength, std::chrono::milliseconds{0}, 1}};
-    return openSimulatedVehicle(VehicleDescription{L"", {unit}}, Platform::systemClock());
+    return Simulation::openSimulatedVehicle(Simulation::VehicleDescription{L"", {unit}},
+                                            Platform::systemClock());
 }
 
 std::shared_ptr<const Project> flashProject() {

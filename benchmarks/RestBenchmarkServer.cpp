@@ -11,14 +11,14 @@
 
 #include <httplib.h>
 
-#include "kel_server_lib/RESTServer.hpp"
-#include "kel_server_lib/ServerHandlerSequence.hpp"
+#include "kel_server_lib/rest/RESTServer.hpp"
+#include "kel_server_lib/sequence/ServerHandlerSequence.hpp"
 #include "platform/HeapSettings.hpp"
 #include "tests/support/RecordingKelApi.hpp"
 
 namespace {
 
-constexpr std::size_t mostWorkers = 512;
+constexpr std::size_t maxWorkers = 512;
 
 /// Until the input ends.
 void waitForEnd() {
@@ -37,7 +37,7 @@ void serveProduct(int port) {
 
 void serveBare(int port) {
     httplib::Server server;
-    server.new_task_queue = [] { return new httplib::ThreadPool(mostWorkers); };
+    server.new_task_queue = [] { return new httplib::ThreadPool(maxWorkers); };
     server.set_tcp_nodelay(true);
     server.set_keep_alive_timeout(3600);
     server.set_keep_alive_max_count(100);

@@ -5,7 +5,7 @@
 #include <benchmark/benchmark.h>
 
 #include "kel_cpp/jobs/QuickTest.hpp"
-#include "kel_cpp/vehicle/VehicleFile.hpp"
+#include "simulation/VehicleFile.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -38,7 +38,7 @@ void readFlashMemories(benchmark::State& state) {
     const Quarlen::Tests::TemporaryFolder folder;
     const auto file = folder.write("vehicle.xml", content + "</ControlUnit></Vehicle>");
     for ([[maybe_unused]] const auto iteration : state) {
-        benchmark::DoNotOptimize(readVehicleFile(file));
+        benchmark::DoNotOptimize(Simulation::readVehicleFile(file));
     }
 }
 

@@ -9,7 +9,7 @@
 #include <benchmark/benchmark.h>
 
 #include "config/ConfigBase.hpp"
-#include "kel_server_lib/ServerHandlerSequence.hpp"
+#include "kel_server_lib/sequence/ServerHandlerSequence.hpp"
 #include "tests/support/RecordingKelApi.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 

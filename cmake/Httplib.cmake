@@ -29,7 +29,7 @@ execute_process(
     OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
 
 add_library(kel_httplib STATIC "${httplib_split}/httplib.cc")
-target_link_libraries(kel_httplib PUBLIC kel_settings Threads::Threads)
+target_link_libraries(kel_httplib PUBLIC kel_compile_flags Threads::Threads)
 target_compile_options(kel_httplib PRIVATE $<IF:$<BOOL:${MSVC}>,/w,-w>)
 target_include_directories(kel_httplib SYSTEM PUBLIC "${httplib_split}")
 # Paths are matched by a recursive regular expression, 320 bytes of stack per character: the longest

@@ -14,23 +14,23 @@ endif()
 find_package(Threads REQUIRED)
 
 # Every target of the project links it: include path from the root, warnings as errors, sanitizers.
-add_library(kel_settings INTERFACE)
-target_include_directories(kel_settings INTERFACE "${PROJECT_SOURCE_DIR}")
-target_link_libraries(kel_settings INTERFACE Threads::Threads)
+add_library(kel_compile_flags INTERFACE)
+target_include_directories(kel_compile_flags INTERFACE "${PROJECT_SOURCE_DIR}")
+target_link_libraries(kel_compile_flags INTERFACE Threads::Threads)
 if(MSVC)
     # A constructor's parameter may have its member's name. The other compiler's linker gets its stack
     # reserve from the toolchain file.
-    target_compile_options(kel_settings INTERFACE /W4 /WX /wd4458 /bigobj /utf-8 /permissive-)
-    target_compile_definitions(kel_settings INTERFACE _CRT_SECURE_NO_WARNINGS)
-    target_link_options(kel_settings INTERFACE /STACK:8388608)
+    target_compile_options(kel_compile_flags INTERFACE /W4 /WX /wd4458 /bigobj /utf-8 /permissive-)
+    target_compile_definitions(kel_compile_flags INTERFACE _CRT_SECURE_NO_WARNINGS)
+    target_link_options(kel_compile_flags INTERFACE /STACK:8388608)
 else()
-    target_compile_options(kel_settings INTERFACE
+    target_compile_options(kel_compile_flags INTERFACE
         -Wall -Wextra -Wpedantic $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local> -Wconversion
         -Wnon-virtual-dtor -Woverloaded-virtual
         -Wimplicit-fallthrough -Werror)
     # GCC 12's optimiser reports code of its own standard library (vector insertion, string
     # concatenation) under these six; the debug and the Clang builds keep them.
-    target_compile_options(kel_settings INTERFACE
+    target_compile_options(kel_compile_flags INTERFACE
         $<$<AND:$<CXX_COMPILER_ID:GNU>,$<NOT:$<CONFIG:Debug>>>:-Wno-array-bounds>
         $<$<AND:$<CXX_COMPILER_ID:GNU>,$<NOT:$<CONFIG:Debug>>>:-Wno-restrict>
         $<$<AND:$<CXX_COMPILER_ID:GNU>,$<NOT:$<CONFIG:Debug>>>:-Wno-stringop-overflow>
@@ -45,31 +45,31 @@ endif()
 set(kel_optimised "$<CONFIG:Release,RelWithDebInfo,MinSizeRel>")
 if(NOT MSVC AND NOT KEL_SANITIZERS)
     if(MINGW)
-        target_link_options(kel_settings INTERFACE
+        target_link_options(kel_compile_flags INTERFACE
             $<${kel_optimised}:LINKER:--dynamicbase,--high-entropy-va,--nxcompat>)
     else()
-        target_compile_options(kel_settings INTERFACE
+        target_compile_options(kel_compile_flags INTERFACE
             $<${kel_optimised}:-fPIE>
             $<${kel_optimised}:-U_FORTIFY_SOURCE>
             $<${kel_optimised}:-D_FORTIFY_SOURCE=3>
             $<${kel_optimised}:-fstack-protector-strong>
             $<${kel_optimised}:-fstack-clash-protection>)
-        target_link_options(kel_settings INTERFACE
+        target_link_options(kel_compile_flags INTERFACE
             $<${kel_optimised}:-pie>
             $<${kel_optimised}:LINKER:-z,relro,-z,now>)
     endif()
 endif()
 if(WIN32)
-    target_compile_definitions(kel_settings INTERFACE
+    target_compile_definitions(kel_compile_flags INTERFACE
         UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0A00)
 endif()
 if(KEL_SANITIZERS)
     # With its sanitizers on, GCC takes members of the standard library's <regex> for uninitialized
     # in debug builds, too.
-    target_compile_options(kel_settings INTERFACE
+    target_compile_options(kel_compile_flags INTERFACE
         -fsanitize=${KEL_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer
         $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
-    target_link_options(kel_settings INTERFACE -fsanitize=${KEL_SANITIZERS})
+    target_link_options(kel_compile_flags INTERFACE -fsanitize=${KEL_SANITIZERS})
 endif()
 
 if(KEL_SANITIZERS AND CMAKE_CXX_COMPILER_ID MATCHES "Clang")
@@ -78,8 +78,8 @@ if(KEL_SANITIZERS AND CMAKE_CXX_COMPILER_ID MATCHES "Clang")
     set(ignorelist "${PROJECT_SOURCE_DIR}/cmake/sanitizer-ignorelist.txt")
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${ignorelist}")
     file(SHA1 "${ignorelist}" ignorelist_contents)
-    target_compile_options(kel_settings INTERFACE -fsanitize-ignorelist=${ignorelist})
-    target_compile_definitions(kel_settings INTERFACE KEL_IGNORELIST=${ignorelist_contents})
+    target_compile_options(kel_compile_flags INTERFACE -fsanitize-ignorelist=${ignorelist})
+    target_compile_definitions(kel_compile_flags INTERFACE KEL_IGNORELIST=${ignorelist_contents})
 endif()
 
 # Several sources compiled as one: half the time of a cold build. A source that lacks an include is
@@ -87,12 +87,24 @@ endif()
 option(KEL_UNITY_BUILD "Compile several sources of a target at once" OFF)
 if(KEL_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # What a test's own source keeps to itself seems to come from another one.
-    target_compile_options(kel_settings INTERFACE -Wno-subobject-linkage)
+    target_compile_options(kel_compile_flags INTERFACE -Wno-subobject-linkage)
 endif()
 
 function(kel_use_unity_build name)
     set_target_properties(${name} PROPERTIES
         UNITY_BUILD ${KEL_UNITY_BUILD} UNITY_BUILD_BATCH_SIZE 14)
+endfunction()
+
+# kel_use_tidy(name configuration): checks the target's sources with clang-tidy while they are compiled, again
+# when its configuration has changed.
+function(kel_use_tidy name configuration)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${configuration}")
+    file(SHA1 "${configuration}" contents)
+    target_compile_definitions(${name} PRIVATE KEL_TIDY_CONFIGURATION=${contents})
+    set_target_properties(${name} PROPERTIES
+        CXX_CLANG_TIDY "clang-tidy;--quiet;--config-file=${configuration}"
+        # That sources are included is what a unity build is for.
+        UNITY_BUILD_CODE_BEFORE_INCLUDE "// NOLINTNEXTLINE(bugprone-suspicious-include)")
 endfunction()
 
 if(WIN32)
@@ -102,11 +114,31 @@ else()
 endif()
 
 # kel_add_library(name SOURCES file... LIBRARIES target...)
+# Where CMAKE_VERIFY_INTERFACE_HEADER_SETS asks for it, the target all_verify_interface_header_sets compiles
+# each header beside these sources by itself.
 function(kel_add_library name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
     add_library(${name} STATIC ${ARG_SOURCES})
-    target_link_libraries(${name} PUBLIC kel_settings ${ARG_LIBRARIES})
+    target_link_libraries(${name} PUBLIC kel_compile_flags ${ARG_LIBRARIES})
     kel_use_unity_build(${name})
+    list(TRANSFORM ARG_SOURCES PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
+    set_property(GLOBAL APPEND PROPERTY KEL_PRODUCT_SOURCES ${ARG_SOURCES})
+    set_property(GLOBAL APPEND PROPERTY KEL_PRODUCT_LIBRARIES ${name})
+    if(CMAKE_VERIFY_INTERFACE_HEADER_SETS)
+        kel_verify_headers(${name} ${ARG_SOURCES})
+    endif()
+endfunction()
+
+# kel_verify_headers(name source...): the headers in the folders of these sources.
+function(kel_verify_headers name)
+    set(headers "")
+    foreach(source IN LISTS ARGN)
+        cmake_path(GET source PARENT_PATH folder)
+        file(GLOB found CONFIGURE_DEPENDS "${folder}/*.hpp")
+        list(APPEND headers ${found})
+    endforeach()
+    list(REMOVE_DUPLICATES headers)
+    target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${headers})
 endfunction()
 
 # kel_add_test(name [NO_THREADS] [AT_ONCE count] SOURCES file... LIBRARIES target...
@@ -120,8 +152,11 @@ function(kel_add_test name)
         return()
     endif()
     add_executable(${name} ${ARG_SOURCES})
-    target_link_libraries(${name} PRIVATE kel_settings ${ARG_LIBRARIES} kel_test_paths GTest::gmock_main)
+    target_link_libraries(${name} PRIVATE kel_compile_flags ${ARG_LIBRARIES} kel_test_paths GTest::gmock_main)
     kel_use_unity_build(${name})
+    if(KEL_TIDY)
+        kel_use_tidy(${name} "${PROJECT_SOURCE_DIR}/tests/.clang-tidy")
+    endif()
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
         # Compiles in two thirds of the time; what is tested stays optimised. Without any optimisation
         # the linker for Windows takes minutes.

@@ -16,14 +16,14 @@ public:
     virtual ~ConfigBase() = default;
 
     /// False when the file cannot be read, is no well-formed XML or is larger than the library
-    /// accepts; then there is no root and an error trace names file, line, column and cause.
-    /// Never throws for what is in the file.
+    /// accepts; then there is no root and an error trace names file, line, column and cause. The
+    /// content of the file never causes an exception.
     virtual bool load(const std::wstring& path) = 0;
 
     /// Null before a successful load.
     [[nodiscard]] virtual Ref<ConfigObject> root() const = 0;
 
-    /// What was wrong with the last load, for people; empty after a successful one.
+    /// Error message of the last load; empty after a successful load.
     [[nodiscard]] virtual const std::wstring& errorText() const noexcept = 0;
 };
 

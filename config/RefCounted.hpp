@@ -6,8 +6,8 @@
 
 namespace Config {
 
-/// Intrusive reference count; an object starts with none and is deleted when the last `Ref` goes.
-/// The destructor is protected, so that nobody else deletes one.
+/// Intrusive reference count; an object starts with count 0 and is deleted with its last `Ref`. The
+/// destructor is protected, so that no other code deletes an object.
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): it deletes itself through this base
 class RefCounted {
 public:

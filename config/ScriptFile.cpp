@@ -15,7 +15,7 @@ void feedAll(std::ifstream& stream, Xml::Parser& parser) {
         stream.read(part.data(), static_cast<std::streamsize>(part.size()));
         const auto count = static_cast<std::size_t>(stream.gcount());
         size += count;
-        if (size > maximumFileSize) {
+        if (size > maxFileSize) {
             throw Xml::Fault(L"the file is larger than 64 MiB");
         }
         parser.feed(std::string_view(part).substr(0, count));
@@ -30,8 +30,7 @@ void readXmlFile(const std::filesystem::path& file, Xml::Receiver& receiver) {
     if (!std::filesystem::is_regular_file(file, error)) {
         throw Xml::Fault(L"there is no regular file of this name");
     }
-    if (const auto size = std::filesystem::file_size(file, error);
-        !error && size > maximumFileSize) {
+    if (const auto size = std::filesystem::file_size(file, error); !error && size > maxFileSize) {
         throw Xml::Fault(L"the file is larger than 64 MiB");
     }
     std::ifstream stream(file, std::ios::binary);

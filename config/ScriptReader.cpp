@@ -13,19 +13,19 @@ constexpr std::size_t actionDepth = 2;
 constexpr std::size_t childDepth = 3;
 constexpr std::size_t serviceDepth = 4;
 
-/// What the allocator and a growing list add to an object.
+/// Bytes that the allocator and a growing list add to an object.
 constexpr std::size_t overhead = 32;
 
-/// In a wide text; the same limits hold where it is less.
+/// Size of a wide character; used on all platforms, so that they have the same limits.
 constexpr std::size_t bytesOfCharacter = 4;
 
-/// A run hands the targets on as filters, of which the runtime keeps copies beyond the run.
+/// A run passes the targets on as filters, of which the runtime keeps copies after the run.
 constexpr std::size_t copiesOfTargets = 5;
 
 void checkLength(std::size_t length) {
-    if (length > ScriptReader::maximumText) {
+    if (length > ScriptReader::maxTextSize) {
         throw Xml::Fault(L"a text longer than " +
-                         std::to_wstring(ScriptReader::maximumText / 1024) + L" KiB");
+                         std::to_wstring(ScriptReader::maxTextSize / 1024) + L" KiB");
     }
 }
 
@@ -37,11 +37,11 @@ std::string_view withoutOuterBlanks(std::string_view text) {
     return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
-/// For messages, which must stay readable whatever the file holds.
+/// Quotes a text of the file for a message, which must stay readable.
 std::wstring inQuotes(std::string_view text) {
-    constexpr std::size_t longest = 60;
+    constexpr std::size_t maxShown = 60;
     const std::wstring wide = Quarlen::Platform::fromUtf8(text);
-    return L"\"" + (wide.size() > longest ? wide.substr(0, longest) + L"..." : wide) + L"\"";
+    return L"\"" + (wide.size() > maxShown ? wide.substr(0, maxShown) + L"..." : wide) + L"\"";
 }
 
 /// Boolean of XML Schema (datatypes, clause 3.2.2).
@@ -61,7 +61,7 @@ bool attributeFlag(const Xml::Attributes& attributes, std::string_view name, boo
                      inQuotes(*text));
 }
 
-/// Makes the value of an element that may stand only once in an action.
+/// Makes the value of an element that may occur only once in an action.
 template <class Value>
 Value& onlyOne(std::optional<Value>& place, std::string_view element) {
     if (place) {
@@ -248,9 +248,9 @@ void ScriptReader::chargeText(std::size_t length) {
 
 void ScriptReader::charge(std::size_t bytes) {
     charged += bytes;
-    if (charged > maximumMemory) {
-        throw Xml::Fault(L"the script needs more than " +
-                         std::to_wstring(maximumMemory / 1024 / 1024) + L" MiB of memory");
+    if (charged > maxMemory) {
+        throw Xml::Fault(L"the script needs more than " + std::to_wstring(maxMemory / 1024 / 1024) +
+                         L" MiB of memory");
     }
 }
 

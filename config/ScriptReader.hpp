@@ -11,17 +11,17 @@
 
 namespace Config {
 
-/// Makes the objects of a file while it is read: a `CfxKelServerScript`, or a `CfxUnknown` when the
-/// root element has another name. Elements inside an action and attributes that the library does
-/// not know are passed over and cost no memory. Throws `Xml::Fault` for a value that cannot be
-/// meant as it stands, for more objects than `maximumMemory` and for a text longer than
-/// `maximumText`.
+/// Makes the objects of a script file while it is parsed: a `CfxKelServerScript`, or a `CfxUnknown`
+/// when the root element has another name. `readXmlFile` parses the file and calls this receiver on
+/// its thread; `root` then shares the ownership of the objects with the caller. Unknown attributes
+/// and unknown elements inside an action are skipped and cost no memory. Throws `Xml::Fault` for an
+/// invalid value, for more objects than `maxMemory` and for a text longer than `maxTextSize`.
 class ScriptReader : public Xml::Receiver {
 public:
     /// Bytes of all objects and their texts.
-    static constexpr std::size_t maximumMemory = std::size_t{24} * 1024 * 1024;
-    /// Bytes in UTF-8. The runtime keeps the text that it was told last, in a status for example.
-    static constexpr std::size_t maximumText = std::size_t{256} * 1024;
+    static constexpr std::size_t maxMemory = std::size_t{24} * 1024 * 1024;
+    /// Bytes in UTF-8. Limited because the runtime keeps a text, for example the last status.
+    static constexpr std::size_t maxTextSize = std::size_t{256} * 1024;
 
     void begin(std::string_view element, const Xml::Attributes& attributes) override;
     void end() override;
@@ -33,7 +33,7 @@ public:
 private:
     using Texts = std::vector<std::wstring>;
 
-    /// What the open action takes from its child elements; null is what it does not take.
+    /// Destinations of the child elements of the open action; null when it does not take them.
     struct OpenAction {
         Texts* items = nullptr;
         std::vector<TargetSetting>* targets = nullptr;
@@ -75,14 +75,14 @@ private:
 
     Ref<ConfigObject> rootObject;
     Ref<CfxKelServerScript> script;
-    /// One for all elements without a name of ours: a file full of them costs no more than their
-    /// list.
+    /// One shared object for all unknown elements, so that many of them cost only their list
+    /// entries.
     Ref<ConfigObject> unknown{new CfxUnknown};
     std::size_t depth = 0;
     OpenAction open;
     /// The list of the open `VehicleReport`.
     Texts* services = nullptr;
-    /// Where the text of the element at `textDepth` goes; null while no text is wanted.
+    /// Destination of the text of the element at `textDepth`; null while text is ignored.
     Texts* textList = nullptr;
     std::size_t textDepth = 0;
     std::string textSoFar;

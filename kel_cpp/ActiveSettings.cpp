@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
-#include "kel_cpp/PathFault.hpp"
-#include "kel_cpp/RuntimeError.hpp"
+#include "kel_cpp/base/PathFault.hpp"
+#include "kel_cpp/base/RuntimeError.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -24,7 +24,7 @@ const RecordType& required(const std::shared_ptr<RecordType>& record, const wcha
     return *record;
 }
 
-/// `name` is for the message.
+/// `name` names the path in the message.
 void makeAbsolute(std::wstring& text, const std::filesystem::path& folder, const wchar_t* name) {
     const std::filesystem::path path = Platform::toPath(text);
     if (path.empty()) {
@@ -41,7 +41,7 @@ ActiveSettings::ActiveSettings(std::filesystem::path configFolder, std::ostream&
 void ActiveSettings::load() {
     const std::lock_guard commitLock(commitMutex);
     if (!file.isThere()) {
-        // Without a file there are no traces that could tell it.
+        // Without a settings file there is no trace file, so the error output gets the message.
         errorOutput << "There is no configuration file " + Platform::toUtf8(file.name()) +
                            ", defaults are used\n"
                     << std::flush;
@@ -147,8 +147,8 @@ void ActiveSettings::requireLoaded() const {
     }
 }
 
-/// Whether tracing is on now. That traces cannot be written is no reason not to start: whoever set
-/// it up is told, once, where traces do not go.
+/// Returns whether tracing is on now. A trace file that cannot be written does not prevent the
+/// start; the error output names it once.
 bool ActiveSettings::tryTracing(bool enabled, const PathSettings& paths, int level) {
     try {
         applyTracing(enabled, paths, level);
@@ -169,7 +169,7 @@ void ActiveSettings::applyTracing(bool enabled, const PathSettings& paths, int l
     }
 }
 
-/// With `mutex` held.
+/// The caller holds `mutex`.
 void ActiveSettings::showTracing(bool enabled) {
     for (RuntimeSettings* settings : {&effective, &written}) {
         settings->serverSettings.optionTracing = enabled;

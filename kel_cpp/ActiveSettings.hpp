@@ -10,20 +10,20 @@
 
 namespace Quarlen::Kel_cpp {
 
-/// The runtime's settings in their two states: as they were written last, which is what is read
-/// back, and as they are in effect since the last commit. Safe from any thread; all records that
-/// come in or go out are copies.
+/// Holds the runtime's settings in two states: the written settings, which the getters return, and
+/// the settings in effect, which a commit replaces. Safe from any thread; all records that come in
+/// or go out are copies.
 ///
-/// Tracing is one switch that two records show. A commit of either puts its flag into effect and
-/// makes the other one show the same.
+/// Tracing is one switch that two records show. A commit of either record puts its flag into effect
+/// and copies it to the other record.
 class ActiveSettings {
 public:
     /// `errorOutput` must outlive the settings.
     ActiveSettings(std::filesystem::path configFolder, std::ostream& errorOutput);
 
-    /// Reads the settings file and puts all of it into effect. Tracing that the file switches on
-    /// and that cannot be written is off then, which is said on the error output. Throws
-    /// `KelApiException` (code Configuration); nothing has changed then.
+    /// Reads the settings file and puts all of it into effect. If the trace file cannot be written,
+    /// tracing is off and the error output says so. Throws `KelApiException` (code Configuration);
+    /// nothing has changed then.
     void load();
 
     [[nodiscard]] RuntimeSettings inEffect() const;
@@ -33,14 +33,15 @@ public:
     [[nodiscard]] std::shared_ptr<PathSettings> paths() const;
     [[nodiscard]] std::shared_ptr<InterfaceSettings> interfaces() const;
 
-    /// They throw `KelApiException` (code Configuration) for a null pointer and for an empty path.
-    /// A relative path is meant relative to the configuration folder.
+    /// Throw `KelApiException` (code Configuration) for a null pointer and for an empty path. A
+    /// relative path is relative to the configuration folder.
     void write(const std::shared_ptr<ServerSettings>& record);
     void write(const std::shared_ptr<PathSettings>& record);
     void write(const std::shared_ptr<InterfaceSettings>& record);
 
-    /// Put what was written into effect, then keep it in the settings file. Throw `KelApiException`
-    /// (code Configuration); also before `load`, since the file would be lost.
+    /// Put the written settings into effect, then save them in the settings file. Throw
+    /// `KelApiException` (code Configuration), also before `load`, because the file would be
+    /// overwritten.
     void commitServerSettings();
     void commitPaths();
     void commitInterfaces();
@@ -53,7 +54,7 @@ private:
 
     const std::filesystem::path folder;
     std::ostream& errorOutput;
-    /// Held for a whole load or commit: one after the other. Taken before `mutex`.
+    /// Serializes load and commits: held for the whole operation and taken before `mutex`.
     std::mutex commitMutex;
     SettingsFile file;
     TraceSwitch traces;
@@ -61,7 +62,7 @@ private:
     mutable std::mutex mutex;
     bool loaded = false;
     RuntimeSettings effective;
-    /// Shared records below it are never changed, only exchanged.
+    /// The shared records inside are never changed, only replaced.
     RuntimeSettings written;
 };
 

@@ -13,8 +13,8 @@ namespace {
 constexpr std::int32_t runtimeKind = 0;
 constexpr std::int32_t libraryKind = 2;
 
-/// Of the layer between UDS and the vehicle interfaces. It changes with that layer's interface, not
-/// with the program.
+/// Version of the D-PDU layer between UDS and the vehicle interfaces. It changes with the interface
+/// of the layer, not with the program.
 constexpr const wchar_t* dpduLayerVersion = L"1.0.0";
 
 std::shared_ptr<ComponentVersion> component(std::int32_t kind, std::wstring version) {

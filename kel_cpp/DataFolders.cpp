@@ -19,7 +19,7 @@ bool isKind(const std::filesystem::directory_entry& entry, EntryKind kind) {
     return kind == EntryKind::Folder ? entry.is_directory(ignored) : entry.is_regular_file(ignored);
 }
 
-/// Entries of one kind, sorted; none where the folder cannot be read.
+/// Entries of one kind, sorted; empty when the folder cannot be read.
 std::vector<path> entriesOf(const path& folder, EntryKind kind) {
     std::vector<path> found;
     std::error_code failure;

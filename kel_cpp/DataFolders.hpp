@@ -10,7 +10,8 @@ namespace Quarlen::Kel_cpp {
 inline constexpr const wchar_t* flashDataFolder = L"flashdata";
 
 /// The folders below `dataPath` with the regular files that lie directly in them, both in ascending
-/// order of their names, the files with absolute paths. A data path that is missing has none.
+/// order of their names, the files with absolute paths. The list is empty when the data path is
+/// missing.
 RecordList<DataFolder> listDataFolders(const std::filesystem::path& dataPath);
 
 } // namespace Quarlen::Kel_cpp

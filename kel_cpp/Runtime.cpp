@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "kel_cpp/ExceptionBoundary.hpp"
+#include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "std_util/SystemInformation.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -14,7 +14,7 @@ struct SharedRuntime {
     std::weak_ptr<KelApi> runtime;
 };
 
-/// Never destroyed: a facade may be asked for while the process's static objects go.
+/// Never destroyed, because `getKelApi` may be called while static objects are destroyed.
 SharedRuntime& sharedRuntime() {
     static auto& shared = *new SharedRuntime;
     return shared;
@@ -34,7 +34,7 @@ Runtime::Runtime(RuntimeEnvironment where)
       interfaces(environment.clock),
       sovd(sovdModel()) {}
 
-/// The members' own order does the rest: jobs first, so that no callback is called any more when
+/// The members are destroyed in reverse order: `jobs` first, so that no callback is called after
 /// the server handler, which owns the callbacks, is released.
 Runtime::~Runtime() = default;
 

@@ -18,7 +18,7 @@
 
 namespace Quarlen::Kel_cpp {
 
-/// Where a runtime lives and what time it is there.
+/// The folders, the clock and the error output that a runtime uses.
 struct RuntimeEnvironment {
     std::filesystem::path configFolder;
     /// Holds the folder "Update".
@@ -27,7 +27,8 @@ struct RuntimeEnvironment {
     Platform::Clock& clock;
     /// Well below the session timeout S3 (5 s, ISO 14229-2).
     std::chrono::milliseconds testerPresentInterval{2000};
-    /// For what people must know though nothing fails. Must outlive the runtime.
+    /// Receives messages for the operator about conditions that are not failures. Must outlive the
+    /// runtime.
     std::ostream& errorOutput = std::cerr;
 };
 
@@ -37,15 +38,18 @@ struct ServerStatus {
     std::chrono::system_clock::time_point time;
 };
 
-/// The built-in diagnostic runtime: hands each operation of the facade to the component whose
-/// subject it is. Its sources are split by the same subjects: server, settings, projects, vehicle,
-/// jobs. No lock is held while one of its threads calls back.
+/// The built-in diagnostic runtime behind the facade `KelApi`. It owns one component for each
+/// subject (settings, vehicle interfaces, selection, network servers, jobs) and hands each
+/// operation to the component in charge; its sources are split by the same subjects. Any thread may
+/// call an operation, which runs on the thread of the caller; services, quick tests and flashing
+/// run as jobs on threads of their own and report to callbacks. No lock is held during a callback.
+/// An operation throws no exception other than `KelApiException`.
 class Runtime final : public KelApi {
 public:
     explicit Runtime(RuntimeEnvironment where);
     Runtime(const Runtime&) = delete;
     Runtime& operator=(const Runtime&) = delete;
-    /// Safe in any state: jobs are cancelled and have ended when it returns.
+    /// Cancels all jobs and waits for their ends; safe in any state.
     ~Runtime() override;
 
     [[nodiscard]] ServerStatus serverStatus() const;
@@ -117,11 +121,12 @@ private:
     [[nodiscard]] SovdModel sovdModel() const;
     struct OpenedVehicle {
         SelectedVehicle vehicle;
-        /// The access was opened by this very call, which answers for it.
+        /// True when this call opened the access; the caller then closes it after a failure.
         bool isNew = false;
     };
-    /// The selection with an open access: the one that is open already where it uses the interface
-    /// that is enabled now. One caller at a time, so that two at once share one access.
+    /// Returns the selection with an open access. An open access is reused when it uses the
+    /// interface that is enabled now. `opening` serializes the callers, so that they share one
+    /// access.
     OpenedVehicle openVehicle();
     template <class Body>
     JobId launch(const std::shared_ptr<VehicleAccess>& access, Body body);
@@ -139,7 +144,7 @@ private:
 
     RuntimeServer server;
     SovdServer sovd;
-    /// Last, so that no job is left when the other members go.
+    /// Declared last, so that all jobs end before the other members are destroyed.
     JobRunner jobs;
 };
 

@@ -1,13 +1,13 @@
 #include <utility>
 
 #include "kel_cpp/DataFolders.hpp"
-#include "kel_cpp/ExceptionBoundary.hpp"
 #include "kel_cpp/Runtime.hpp"
-#include "kel_cpp/RuntimeError.hpp"
+#include "kel_cpp/base/ExceptionBoundary.hpp"
+#include "kel_cpp/base/RuntimeError.hpp"
 #include "kel_cpp/jobs/FlashJob.hpp"
 #include "kel_cpp/jobs/JobReport.hpp"
 #include "kel_cpp/jobs/QuickTest.hpp"
-#include "kel_cpp/jobs/ServiceJob.hpp"
+#include "kel_cpp/jobs/ServiceOrder.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -24,8 +24,8 @@ Callback& required(Callback* callback) {
 
 } // namespace
 
-/// Everything that can be wrong with a job's order has been found before this: from here on
-/// failures are reported, not thrown. A job that runs over an access ends when that is closed.
+/// Starts a job whose order has been checked: failures of the job are reported, not thrown. The job
+/// is cancelled when its access is closed.
 template <class Body>
 KelApi::JobId Runtime::launch(const std::shared_ptr<VehicleAccess>& access, Body body) {
     return jobs.start(std::move(body), access->closing());

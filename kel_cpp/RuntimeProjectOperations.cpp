@@ -2,10 +2,10 @@
 #include <utility>
 
 #include "kel_cpp/DataFolders.hpp"
-#include "kel_cpp/ExceptionBoundary.hpp"
 #include "kel_cpp/Runtime.hpp"
-#include "kel_cpp/RuntimeError.hpp"
-#include "kel_cpp/jobs/ServiceJob.hpp"
+#include "kel_cpp/base/ExceptionBoundary.hpp"
+#include "kel_cpp/base/RuntimeError.hpp"
+#include "kel_cpp/jobs/ServiceOrder.hpp"
 #include "kel_cpp/projects/ProjectStore.hpp"
 #include "platform/TextEncoding.hpp"
 
@@ -62,9 +62,8 @@ void Runtime::getProjects(RecordList<ProjectEntry>& projects) {
     });
 }
 
-/// Nothing is kept from one selection to the next: each reads the project's file anew. What is left
-/// to do at the beginning is to tell a projects folder that is not there from a project that is
-/// not.
+/// Each selection reads the project file anew, so there is nothing to prepare. This only checks the
+/// projects folder, so that a missing folder is not reported as a missing project.
 void Runtime::beginProjectSelection() {
     guarded(L"beginProjectSelection", [&] {
         const std::filesystem::path folder = projectsFolder();
@@ -107,7 +106,7 @@ void Runtime::selectVehicleInformation(const std::wstring& name) {
     guarded(L"selectVehicleInformation", [&] { selection.selectInformation(name); });
 }
 
-/// `filter` is a part of the names that are wanted; the empty one is part of every name.
+/// Returns the objects whose names contain `filter`; an empty filter matches every name.
 void Runtime::getProjectObjects(RecordList<ProjectObject>& objects, const std::wstring& kind,
                                 const std::wstring& filter, std::shared_ptr<Record> /*context*/,
                                 std::uint32_t /*flags*/) {

@@ -1,9 +1,9 @@
 #include <utility>
 
 #include "kel_cpp/ComponentVersions.hpp"
-#include "kel_cpp/ExceptionBoundary.hpp"
 #include "kel_cpp/Runtime.hpp"
-#include "kel_cpp/network/ServerAddress.hpp"
+#include "kel_cpp/base/ExceptionBoundary.hpp"
+#include "kel_cpp/network/ListenAddress.hpp"
 #include "kel_cpp/update/UpdatePackages.hpp"
 #include "kel_server_lib/runtime/ServerHandler.hpp"
 #include "platform/OperatingSystem.hpp"
@@ -60,7 +60,8 @@ void Runtime::setServerHandler(std::shared_ptr<ServerHandler> handler) {
     guarded(L"setServerHandler", [&] {
         const std::lock_guard lock(mutex);
         serverHandler.swap(handler);
-        // The former handler is the argument now and goes after the lock: its end may call back.
+        // `handler` is now the former handler. It is released after the lock, because its
+        // destructor may call back.
     });
 }
 

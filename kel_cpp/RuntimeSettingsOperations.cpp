@@ -1,5 +1,5 @@
-#include "kel_cpp/ExceptionBoundary.hpp"
 #include "kel_cpp/Runtime.hpp"
+#include "kel_cpp/base/ExceptionBoundary.hpp"
 
 namespace Quarlen::Kel_cpp {
 

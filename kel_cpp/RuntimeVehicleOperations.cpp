@@ -1,12 +1,11 @@
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 #include "kel_cpp/ComponentVersions.hpp"
-#include "kel_cpp/ExceptionBoundary.hpp"
 #include "kel_cpp/Runtime.hpp"
-#include "kel_cpp/RuntimeError.hpp"
 #include "kel_cpp/access/VehicleQueries.hpp"
+#include "kel_cpp/base/ExceptionBoundary.hpp"
+#include "kel_cpp/base/RuntimeError.hpp"
 #include "kel_cpp/report/VehicleReport.hpp"
 #include "platform/TextEncoding.hpp"
 
@@ -57,8 +56,8 @@ ownResults(const RecordList<QuickTestResult>& results) {
     return own;
 }
 
-/// The parts of a report that the selection tells. A vehicle that is not connected any more has no
-/// identification number.
+/// Fills the parts of a report that come from the selection. Without a vehicle access the VIN stays
+/// empty.
 VehicleReport reportOf(const SelectedVehicle& vehicle, Platform::Clock& clock) {
     VehicleReport report;
     report.time = std::chrono::system_clock::now();
@@ -95,7 +94,7 @@ void Runtime::connectVehicle() {
         try {
             checkThatVehicleAnswers(opened.vehicle, environment.clock);
         } catch (...) {
-            // Somebody else may be at work over an access that was open already.
+            // Another caller may use an access that was already open, so only a new one is closed.
             if (opened.isNew) {
                 selection.detach(opened.vehicle.access);
             }

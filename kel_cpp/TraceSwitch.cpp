@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "kel_cpp/ExceptionBoundary.hpp"
-#include "kel_cpp/RuntimeError.hpp"
+#include "kel_cpp/base/ExceptionBoundary.hpp"
+#include "kel_cpp/base/RuntimeError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/TraceFile.hpp"
 

@@ -15,10 +15,10 @@ public:
     TraceSwitch& operator=(const TraceSwitch&) = delete;
     ~TraceSwitch() { turnOff(); }
 
-    /// Writes to "kel_server.log" in the folder, which is made when missing, and sets the
-    /// process's trace level. Already on for that folder it only sets the level. Throws
-    /// `KelApiException` (code Configuration) that names the file and the cause; what was on
-    /// before then stays on.
+    /// Writes to "kel_server.log" in the folder, which is created when missing, and sets the
+    /// process's trace level. When the trace file is already in that folder, only the level is set.
+    /// Throws `KelApiException` (code Configuration) that names the file and the cause; the
+    /// previous trace file then stays in use.
     void turnOn(const std::filesystem::path& folder, int level);
     void turnOff();
 

@@ -23,7 +23,7 @@ bool isDigit(wchar_t character) {
     return character >= L'0' && character <= L'9';
 }
 
-/// Stops at the first character that is no digit. Beyond what `limit` allows it stays at `limit`.
+/// Stops at the first character that is no digit. A value beyond `limit` gives `limit`.
 std::int64_t digitsValue(std::wstring_view digits, std::int64_t limit) {
     std::int64_t value = 0;
     for (const wchar_t character : digits) {

@@ -12,8 +12,6 @@
 
 namespace Quarlen {
 
-inline constexpr std::int32_t defaultServerPort = 58000;
-
 /// "address:port"; a URL that begins with "http://" or "https://" stays as it is.
 std::wstring composeServerAddress(const std::wstring& address, std::int32_t port);
 
@@ -26,8 +24,8 @@ std::wstring resolveAdapterAddress(
     const std::wstring& name,
     const std::function<std::vector<Platform::NetworkAdapter>()>& networkAdapters);
 
-/// The number at the text's beginning: blanks, a sign, digits, anything. No digits give 0; what a
-/// 32-bit number cannot hold gives the nearest that it can.
+/// The number at the text's beginning: blanks, a sign, digits, anything. No digits give 0; a number
+/// beyond 32 bits gives the nearest limit.
 std::int32_t leadingInteger(std::wstring_view text);
 
 /// The whole file; throws `std::system_error` when it cannot be read.

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "kel_server_lib/RESTServer.hpp"
+#include "kel_server_lib/rest/RESTServer.hpp"
 #include "kel_server_lib/runtime/KelApi.hpp"
-#include "kel_server_lib/sequence/SequenceEnvironment.hpp"
+#include "kel_server_lib/sequence/actions/SequenceEnvironment.hpp"
 #include "platform/Clock.hpp"
 #include "platform/Console.hpp"
 #include "platform/DetachedThread.hpp"
@@ -18,8 +18,8 @@
 
 namespace Quarlen {
 
-/// What the application touches of the outside world. All but the runtime has its production
-/// default; the executable names the runtime, so that the application links without one.
+/// The parts of the outside world that the application uses. All but the runtime have production
+/// defaults; the executable sets the runtime, so that the application links without one.
 struct ApplicationEnvironment {
     std::function<std::shared_ptr<Kel_cpp::KelApi>()> getKelApi;
     Platform::Clock& clock = Platform::systemClock();

@@ -44,7 +44,7 @@ bool asksForUsage(std::wstring_view argument) {
     return contains(argument, L"--help") || contains(argument, L"-help") || argument == L"?";
 }
 
-/// Supervisors pass it; it has no effect here.
+/// Supervisors pass this option; it has no effect.
 bool isAcceptedAndIgnored(std::wstring_view argument) {
     return contains(argument, L"--watchdogPresent");
 }

@@ -16,7 +16,7 @@ class KelApi;
 
 /// What the command line asks for.
 struct StartOptions {
-    static constexpr std::size_t maximumArguments = 10;
+    static constexpr std::size_t maxArguments = 10;
 
     /// Wait before the application is built, for a start that follows a restart request.
     bool delayedStart = false;
@@ -33,7 +33,7 @@ struct StartOptions {
     /// A facade that an embedding caller has initialised and whose servers it starts itself.
     std::shared_ptr<Kel_cpp::KelApi> presetFacade;
     /// Each positional argument stands at the index that it has on the command line.
-    std::array<std::wstring, maximumArguments> arguments;
+    std::array<std::wstring, maxArguments> arguments;
 };
 
 enum class CommandLineResult : int { GoOn = 0, UsageShown = 1 };

@@ -20,7 +20,7 @@ void waitForStopKey(Platform::KeyReader& keys, std::atomic<bool>& stopRequested)
 void startKeyboardThread(std::shared_ptr<std::atomic<bool>> stopRequested,
                          const ApplicationEnvironment& environment) {
     auto keys = environment.openKeys();
-    // The text brings its own line end; Enter is not needed, whatever it says.
+    // The text includes its line end; the key works without Enter, although the text asks for it.
     environment.console.text("Enter 'q' and Enter to exit\n");
     environment.startDetachedThread(
         [keys = std::shared_ptr(std::move(keys)), stopRequested = std::move(stopRequested)] {

@@ -8,9 +8,9 @@
 namespace Quarlen {
 
 /// Prints the prompt and starts the detached thread that raises `stopRequested` when 'q' is
-/// pressed. The thread ends with that or with the end of the input, and may still wait for a key
-/// when the process ends: it owns all that it touches.
-/// Throws `std::system_error` when the thread cannot be created.
+/// pressed. The thread ends after that or at the end of the input, and may still wait for a key
+/// when the process ends: it owns everything that it uses. Throws `std::system_error` when the
+/// thread cannot be created.
 void startKeyboardThread(std::shared_ptr<std::atomic<bool>> stopRequested,
                          const ApplicationEnvironment& environment);
 

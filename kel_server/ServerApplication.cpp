@@ -7,7 +7,7 @@
 #include "kel_server/KeyboardThread.hpp"
 #include "kel_server/ServerStart.hpp"
 #include "kel_server/Usage.hpp"
-#include "kel_server_lib/ExceptionLine.hpp"
+#include "kel_server_lib/runtime/ExceptionLine.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace Quarlen {
@@ -137,7 +137,8 @@ void ServerApplication::startRest() {
     state.restServer = std::make_unique<RESTServer>(*state.stopRequested, state.sequenceHandler,
                                                     state.options.verbose, environment.rest);
     state.restServer->start(state.facade);
-    // Also when it could not listen: the program goes on without it and has said so.
+    // The line appears also when the REST server could not listen: the program goes on without it,
+    // and the server has reported the failure.
     environment.console.line("REST server started");
 }
 

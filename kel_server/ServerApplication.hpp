@@ -13,15 +13,19 @@ inline constexpr int noServerAddress = 1;
 inline constexpr int runtimeException = 2;
 } // namespace ExitCodes
 
-/// The server from start-up to shutdown. All members run on the main thread; only the stop flag
-/// is shared with other threads.
+/// The server from start-up to shutdown. `run` opens the runtime, starts its servers on the
+/// configured or given addresses, registers the sequence handler and then starts the services that
+/// the options ask for: REST API, buttons and keyboard. The application owns all of these in its
+/// `ApplicationState` and shares the facade and the handler with the runtime and the REST server.
+/// All members run on the main thread; only the stop flag is shared with other threads, and
+/// `waitForStop` polls it. The destructor shuts everything down.
 class ServerApplication {
 public:
-    /// Copies, nothing else.
+    /// Only copies its arguments.
     ServerApplication(const StartOptions& options, ApplicationEnvironment environment);
     ServerApplication(const ServerApplication&) = delete;
     ServerApplication& operator=(const ServerApplication&) = delete;
-    /// Shuts down what `run` has started, also after it has failed half-way.
+    /// Shuts down everything that `run` has started, also after `run` has failed half-way.
     ~ServerApplication();
 
     /// Starts everything. Returns one of `ExitCodes`; `success` means that the server runs.

@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::chrono::milliseconds networkPause{3000};
 constexpr std::chrono::milliseconds attemptPause{1000};
-constexpr int maximumAttempts = 10;
+constexpr int maxAttempts = 10;
 
 void waitForNetwork(const ApplicationEnvironment& environment) {
     environment.clock.sleepFor(networkPause);
@@ -44,11 +44,12 @@ std::wstring argumentAddress(const StartOptions& options,
 }
 
 std::int32_t argumentPort(const StartOptions& options) {
-    return options.argumentCount > 2 ? leadingInteger(options.arguments[2]) : defaultServerPort;
+    return options.argumentCount > 2 ? leadingInteger(options.arguments[2])
+                                     : Kel_cpp::ServerAddress::defaultPort;
 }
 
-/// An address with a port that some started address already ends with is started but not kept, so
-/// it is not stopped at shutdown either.
+/// An address is not kept when a started address already ends with the same port; its server is
+/// then not stopped at shutdown either.
 void keepStartedAddress(ApplicationState& state, const std::wstring& address, std::int32_t port) {
     const std::wstring suffix = L":" + std::to_wstring(port);
     if (!StdUtil::StringUtils::endsWith(state.startedAddresses, suffix)) {
@@ -120,7 +121,7 @@ AfterAttempt afterAttempt(const Attempt& attempt) {
     if (attempt.brokerUrlPresent && attempt.triedEntries == 1) {
         return AfterAttempt::End;
     }
-    if (attempt.number >= maximumAttempts || attempt.triedEntries >= attempt.configuredEntries) {
+    if (attempt.number >= maxAttempts || attempt.triedEntries >= attempt.configuredEntries) {
         return AfterAttempt::EndWithoutBroker;
     }
     return AfterAttempt::TryAgain;

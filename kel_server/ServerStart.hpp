@@ -18,7 +18,7 @@ void startFromConfiguration(ApplicationState& state, const ApplicationEnvironmen
 /// How far the attempts over the configured addresses have got.
 struct Attempt {
     bool brokerUrlPresent = false;
-    /// Of all attempts so far; an entry counts once per attempt.
+    /// Entries tried in all attempts so far; an entry counts once per attempt.
     std::size_t triedEntries = 0;
     std::size_t configuredEntries = 0;
     /// The first is 1.

@@ -1,14 +1,14 @@
 #include <exception>
 
 #include "kel_server/ServerApplication.hpp"
-#include "kel_server_lib/ExceptionLine.hpp"
 #include "kel_server_lib/devices/StatusLed.hpp"
+#include "kel_server_lib/runtime/ExceptionLine.hpp"
 
 namespace Quarlen {
 
 namespace {
 
-/// Whatever a step throws is reported and does not keep the steps after it from running.
+/// An exception of a step is reported, and the steps after it still run.
 template <class Step>
 void contain(Platform::Console& console, Step step) noexcept {
     try {
@@ -20,7 +20,7 @@ void contain(Platform::Console& console, Step step) noexcept {
             console.line(std::string("Exception caught: ") + exception.what());
         }
     } catch (...) {
-        // Nobody is left to tell; the steps that follow matter more.
+        // The failure cannot be reported; the steps that follow matter more.
     }
 }
 
@@ -74,15 +74,15 @@ void ServerApplication::stopServers() const {
     }
 }
 
-/// A button's thread holds the facade and the facade holds the handler: without this the three
-/// would keep one another alive.
+/// A button's thread holds the facade and the facade holds the handler: unless the threads are
+/// stopped the three keep one another alive.
 void ServerApplication::stopButtons() const {
     if (state.sequenceHandler) {
         state.sequenceHandler->stopScriptThreads();
     }
 }
 
-/// All on means that nothing runs here any more.
+/// All LEDs on means that the server no longer runs.
 void ServerApplication::lightAllLeds() const {
     setLed(environment.sequence.devices.ledPrefix, LedColours::allOn);
 }

@@ -2,8 +2,8 @@
 
 namespace Quarlen::Platform {
 
-/// Afterwards a reader of standard output, or of a socket, that goes away is a failed write and
-/// does not end the process.
+/// Afterwards a write to a standard output or socket whose reader has gone fails, and does not end
+/// the process.
 void surviveBrokenPipes();
 
 } // namespace Quarlen::Platform

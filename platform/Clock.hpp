@@ -4,7 +4,9 @@
 
 namespace Quarlen::Platform {
 
-/// Every sleep of the program goes through a clock, so that tests do not have to wait.
+/// Every sleep of the program goes through a clock, on the thread that sleeps, so that tests
+/// replace the clock and do not have to wait. The environments of the subsystems hold it by
+/// reference.
 class Clock {
 public:
     using TimePoint = std::chrono::steady_clock::time_point;

@@ -1,19 +1,34 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <span>
+#include <string>
 
+/// The operations of one TCP connection, for the HTTP server's workers. They keep no state: the
+/// caller owns the socket, and one thread may stop reading while another waits. A `socket` is the
+/// system's handle: a file descriptor or a SOCKET.
 namespace Quarlen::Platform {
 
 /// How many connections the process can have at a time, with everything else that it opens.
 [[nodiscard]] std::size_t socketLimit() noexcept;
 
-/// From now on reads and writes of a connection fail where they would wait. `socket` is the
-/// system's handle: a file descriptor or a SOCKET.
-void neverWait(std::intptr_t socket) noexcept;
+/// From now on reads and writes of a connection fail instead of waiting.
+void setNonBlocking(std::intptr_t socket) noexcept;
 
 /// Small pieces are sent without waiting for more to fill a packet.
 void sendAtOnce(std::intptr_t socket) noexcept;
+
+/// True when bytes, the end of the connection or its error can be read before the time is over.
+[[nodiscard]] bool isReadable(std::intptr_t socket, std::chrono::milliseconds timeout) noexcept;
+/// True when there is room for bytes, or an error to be told, before the time is over.
+[[nodiscard]] bool isWritable(std::intptr_t socket, std::chrono::milliseconds timeout) noexcept;
+
+/// Count of the bytes that were taken or sent, 0 at the end of the connection, negative at an
+/// error.
+std::ptrdiff_t receiveBytes(std::intptr_t socket, std::span<char> target) noexcept;
+std::ptrdiff_t sendBytes(std::intptr_t socket, std::span<const char> bytes) noexcept;
 
 /// Whether the read or write of this thread that has just failed would have waited.
 [[nodiscard]] bool wouldHaveWaited() noexcept;
@@ -23,5 +38,21 @@ void stopReading(std::intptr_t socket) noexcept;
 
 /// Tells the other side that nothing more comes; reads go on.
 void stopWriting(std::intptr_t socket) noexcept;
+
+/// Ends a connection or a listening socket, together with the waits of other threads, and frees the
+/// handle.
+void closeSocket(std::intptr_t socket) noexcept;
+
+/// False once the other side has ended the connection and all that it sent has been read.
+[[nodiscard]] bool isPeerConnected(std::intptr_t socket) noexcept;
+
+/// One end of a connection; `host` is empty when the system does not know it.
+struct SocketAddress {
+    /// In numbers, "127.0.0.1".
+    std::string host;
+    int port = 0;
+};
+[[nodiscard]] SocketAddress peerAddress(std::intptr_t socket);
+[[nodiscard]] SocketAddress ownAddress(std::intptr_t socket);
 
 } // namespace Quarlen::Platform

@@ -6,8 +6,9 @@
 
 namespace Quarlen::Platform {
 
-/// Line output to people. Texts are UTF-8 and appear byte for byte, CR LF pairs included. Lines of
-/// several threads do not mix.
+/// Line output for people: the program writes everything it tells its user through one shared
+/// console. Texts are UTF-8 and appear byte for byte, CR LF pairs included. Any thread may write; a
+/// lock keeps the lines of several threads apart.
 class Console {
 public:
     /// `output` must outlive the console.

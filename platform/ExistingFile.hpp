@@ -6,12 +6,12 @@
 
 namespace Quarlen::Platform {
 
-/// A file that was there before, open for writing and nothing else: who may not read it can still
-/// write. Closed with its owner.
+/// An existing file, open for writing only, so that a user who may not read it can still write it.
+/// The destructor closes the file.
 class ExistingFile {
 public:
-    /// Null when the file is missing or must not be written. Never creates it and leaves its
-    /// content as it is.
+    /// Null when the file is missing or must not be written. Never creates the file and does not
+    /// change its content.
     static std::unique_ptr<ExistingFile> open(const std::filesystem::path& file);
 
     ExistingFile() = default;
@@ -19,8 +19,8 @@ public:
     ExistingFile& operator=(const ExistingFile&) = delete;
     virtual ~ExistingFile() = default;
 
-    /// Leaves nothing of a longer content; a device, which cannot be shortened, just gets the
-    /// bytes. Call it once. False when not all of them could be written.
+    /// Removes the rest of a longer content; a device, which cannot be shortened, just gets the
+    /// bytes. Call it once. False when not all bytes could be written.
     virtual bool replaceContent(std::string_view content) = 0;
 };
 

@@ -2,8 +2,8 @@
 
 namespace Quarlen::Platform {
 
-/// Gives memory that the process has freed back to the system, which the allocator may keep for
-/// later otherwise. For the end of something large.
+/// Gives memory that the process has freed back to the system; the allocator would otherwise keep
+/// it for later. For use at the end of a large piece of work.
 void releaseFreeMemory() noexcept;
 
 } // namespace Quarlen::Platform

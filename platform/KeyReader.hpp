@@ -13,13 +13,13 @@ public:
     KeyReader& operator=(const KeyReader&) = delete;
     virtual ~KeyReader() = default;
 
-    /// Blocks. Nothing at the end of the input.
+    /// Blocks until a key is pressed. Returns nothing at the end of the input.
     virtual std::optional<int> readKey() = 0;
 };
 
-/// The process's standard input. Where it is a terminal its mode is changed now (as soon as the
-/// process is in the foreground) and restored when the last reader or the process ends, by a signal
-/// too. In the background a reader waits; it does not stop the process.
+/// The process's standard input. Where it is a terminal, its mode is changed now (as soon as the
+/// process is in the foreground) and restored when the last reader or the process ends, also by a
+/// signal. In the background a reader waits and does not stop the process.
 std::unique_ptr<KeyReader> openConsoleKeys();
 
 } // namespace Quarlen::Platform

@@ -7,7 +7,7 @@
 namespace Quarlen::Platform {
 
 struct NetworkAdapter {
-    /// The system's own name where that is what people type ("eth0"); empty on Windows.
+    /// The system's own name where people type that name ("eth0"); empty on Windows.
     std::wstring systemName;
     std::wstring friendlyName;
     std::wstring description;

@@ -5,9 +5,9 @@
 
 namespace Quarlen::Platform {
 
-/// Makes a file that did not exist before and flushes it to the disk. False when something of that
-/// name is there already: of several writers that race for one name exactly one gets it.
-/// Throws `std::system_error`; then the unfinished file is removed.
+/// Makes a file that did not exist before and flushes it to the disk. False when the name is taken
+/// already: of several writers that race for one name exactly one gets it. Throws
+/// `std::system_error`; then the unfinished file is removed.
 bool createNewFile(const std::filesystem::path& file, std::string_view content);
 
 } // namespace Quarlen::Platform

@@ -16,7 +16,7 @@ struct Subscription {
     std::shared_ptr<TraceListener> listener;
     /// Cleared by removal, which may happen while a line is being handed out.
     bool active = true;
-    /// The listener is at work: a trace that it causes itself does not come back to it.
+    /// True while the listener works: a trace that it causes itself is not delivered to it.
     bool busy = false;
 };
 
@@ -49,7 +49,7 @@ void deliver(Subscription& subscription, const TraceLine& line) {
     try {
         subscription.listener->onTrace(line);
     } catch (...) {
-        // A trace that cannot be written must not disturb what is being traced.
+        // A trace that cannot be written must not disturb the code that traces.
     }
     subscription.busy = false;
 }

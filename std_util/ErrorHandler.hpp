@@ -27,8 +27,8 @@ public:
     virtual void onTrace(const TraceLine& line) = 0;
 };
 
-/// Process-wide trace switchboard: who listens and how much is wanted. All functions may be called
-/// from any thread.
+/// Process-wide trace switchboard: keeps the listeners and the debug trace level. All functions may
+/// be called from any thread.
 namespace ErrorHandler {
 
 void addListener(std::shared_ptr<TraceListener> listener);

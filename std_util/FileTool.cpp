@@ -46,7 +46,7 @@ bool endsIgnoringCase(std::wstring_view text, std::wstring_view ending) {
     throw std::system_error(cause, "cannot read \"" + Platform::toUtf8(path.wstr()) + "\"");
 }
 
-/// What the last stream operation left, where the library does not say.
+/// The error of the last stream operation, where the library does not tell it.
 std::error_code streamError() {
     return {errno != 0 ? errno : EIO, std::generic_category()};
 }

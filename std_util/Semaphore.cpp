@@ -41,7 +41,7 @@ bool Semaphore::lockOrGiveUp(const std::stop_token& giveUp) {
 void Semaphore::unlock() {
     const std::lock_guard guard(mutex);
     if (--depth == 0) {
-        // All are woken: one that gives up just now must not be the only one that was told.
+        // All waiters are woken: if only one were, it might be giving up just then.
         freed.notify_all();
     }
 }

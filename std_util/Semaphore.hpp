@@ -8,9 +8,9 @@
 
 namespace StdUtil {
 
-/// As far as this program uses it: an unnamed semaphore whose internal critical section serves as
-/// a lock (Lockable, so it works with `std::lock_guard`). The thread that holds it may take it
-/// again, and it is free once that thread has unlocked it as often.
+/// The part of a semaphore that this program uses: an unnamed semaphore that serves as a lock
+/// (Lockable, so it works with `std::lock_guard`). The thread that holds it may take it again, and
+/// it is free once that thread has unlocked it as often.
 class Semaphore {
 public:
     /// Only the unnamed form exists here; a name, `shared` or another mode throws
@@ -21,8 +21,8 @@ public:
     void lock();
     bool try_lock();
     void unlock();
-    /// Like `lock`, but a wait ends with false, without the lock, once `giveUp` is requested. Who
-    /// does not have to wait gets the lock in any case.
+    /// Like `lock`, but a wait ends with false, without the lock, once `giveUp` is requested. A
+    /// caller that does not have to wait gets the lock in any case.
     [[nodiscard]] bool lockOrGiveUp(const std::stop_token& giveUp);
 
 private:

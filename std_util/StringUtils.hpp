@@ -6,7 +6,7 @@
 
 namespace StdUtil::StringUtils {
 
-/// Replaces every occurrence; what a replacement brings in is not searched again. An empty `find`
+/// Replaces every occurrence; the text of a replacement is not searched again. An empty `find`
 /// changes nothing.
 void findAndReplace(std::wstring& text, std::wstring_view find, std::wstring_view replacement);
 

@@ -17,7 +17,7 @@ PathString getConfigPath() {
 }
 
 PathString configPathOf(const PathString& installationPath) {
-    // Joined to nothing, "config" would be the one of whatever folder the program was started in.
+    // Without an installation path, "config" would be a folder of the current directory.
     const bool installed = !installationPath.path().empty();
     const std::filesystem::path config = installationPath.path() / "config";
     std::error_code error;

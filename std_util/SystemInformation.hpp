@@ -10,7 +10,8 @@ PathString getInstallationPath();
 /// "config" in the installation folder where that exists, else the system's configuration folder.
 PathString getConfigPath();
 
-/// The same for a program installed there. An empty path is an installation that nobody knows.
+/// The configuration folder of a program installed at that path. The path is empty when the
+/// installation is unknown.
 PathString configPathOf(const PathString& installationPath);
 
 } // namespace StdUtil::SystemInformation

@@ -10,10 +10,10 @@
 namespace StdUtil::TraceHelper {
 namespace {
 
-/// Enough for nearly every trace, so that it needs no memory of its own.
+/// Enough for nearly every trace, so that most need no allocated buffer.
 constexpr std::size_t usualLength = 512;
-/// 1 MiB; what is longer is cut.
-constexpr std::size_t longestText = std::size_t{1024} * 1024 / sizeof(wchar_t);
+/// 1 MiB; longer texts are cut.
+constexpr std::size_t maxTextLength = std::size_t{1024} * 1024 / sizeof(wchar_t);
 
 constexpr std::wstring_view flagsAndWidth = L"-+ #0123456789*";
 constexpr std::wstring_view precisionDigits = L"0123456789*";
@@ -65,7 +65,7 @@ std::optional<std::wstring> formatGrowing(const std::wstring& format, std::va_li
     std::array<wchar_t, usualLength> usual{};
     std::optional<std::wstring> text =
         tryFormat(usual.data(), usual.size(), format.c_str(), arguments);
-    for (std::size_t size = usualLength * 8; !text && size <= longestText; size *= 8) {
+    for (std::size_t size = usualLength * 8; !text && size <= maxTextLength; size *= 8) {
         std::vector<wchar_t> buffer(size);
         text = tryFormat(buffer.data(), buffer.size(), format.c_str(), arguments);
     }
@@ -78,7 +78,7 @@ std::size_t shareOfEachText(std::wstring_view format) {
     for (const wchar_t letter : format) {
         conversions += letter == L'%' ? 1U : 0U;
     }
-    return longestText / 2 / conversions;
+    return maxTextLength / 2 / conversions;
 }
 
 std::wstring formatText(const wchar_t* format, std::va_list arguments) {
@@ -86,8 +86,8 @@ std::wstring formatText(const wchar_t* format, std::va_list arguments) {
     if (!text) {
         text = formatGrowing(translate(format, shareOfEachText(format)), arguments);
     }
-    // A format that the C library refuses still says where the trace comes from.
-    return text ? *text : std::wstring(format).substr(0, longestText);
+    // For a format that the C library refuses, the format itself is the text.
+    return text ? *text : std::wstring(format).substr(0, maxTextLength);
 }
 
 void trace(TraceLine line, const wchar_t* format, std::va_list arguments) {

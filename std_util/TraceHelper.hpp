@@ -1,11 +1,11 @@
 #pragma once
 
-#include <string>
-
 #include "std_util/ErrorHandler.hpp"
 
-/// printf-style wide traces. `%s` takes a `const wchar_t*` on every platform. Nothing is formatted
-/// unless somebody listens at that level.
+/// Traces of the program: printf-style wide texts, formatted on the calling thread and handed to
+/// the listeners of the `ErrorHandler`. `%s` takes a `const wchar_t*` on every
+/// platform. Nothing is formatted unless there is a listener and the debug trace level asks for the
+/// trace.
 namespace StdUtil::TraceHelper {
 
 /// True when a listener exists and the debug trace level lets `level` through.

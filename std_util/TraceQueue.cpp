@@ -12,8 +12,8 @@ std::size_t charactersOf(const TimedTrace& trace) {
 
 } // namespace
 
-TraceQueue::TraceQueue(Writer writer, std::size_t mostCharacters)
-    : writer(std::move(writer)), mostCharacters(mostCharacters), thread([this] { run(); }) {}
+TraceQueue::TraceQueue(Writer writer, std::size_t maxCharacters)
+    : writer(std::move(writer)), maxCharacters(maxCharacters), thread([this] { run(); }) {}
 
 TraceQueue::~TraceQueue() {
     {
@@ -28,7 +28,7 @@ void TraceQueue::push(TimedTrace trace) {
     const std::size_t characters = charactersOf(trace);
     std::unique_lock lock(mutex);
     taken.wait(lock,
-               [&] { return waiting.empty() || waitingCharacters + characters <= mostCharacters; });
+               [&] { return waiting.empty() || waitingCharacters + characters <= maxCharacters; });
     waiting.push_back(std::move(trace));
     waitingCharacters += characters;
     lock.unlock();

@@ -17,18 +17,19 @@ struct TimedTrace {
     TraceLine line;
 };
 
-/// Hands traces over to a thread of its own, in order, so that who traces does not wait for the
-/// disk. What waits is bounded by its size: who traces faster than can be written waits for room.
+/// Hands traces over to a thread of its own, in order, so that a thread that traces does not wait
+/// for the disk. The total size of the waiting traces is limited: a thread that traces faster than
+/// the writer writes waits for room.
 class TraceQueue {
 public:
     using Traces = std::vector<TimedTrace>;
-    /// Writes what has gathered; called on the queue's thread only. What it throws is swallowed:
-    /// a trace that cannot be written must not disturb what is being traced.
+    /// Writes the gathered traces; called on the queue's thread only. Its exceptions are swallowed:
+    /// a trace that cannot be written must not disturb the code that traces.
     using Writer = std::function<void(const Traces&)>;
 
     static constexpr std::size_t usualCharacters = std::size_t{4} * 1024 * 1024;
 
-    explicit TraceQueue(Writer writer, std::size_t mostCharacters = usualCharacters);
+    explicit TraceQueue(Writer writer, std::size_t maxCharacters = usualCharacters);
     TraceQueue(const TraceQueue&) = delete;
     TraceQueue& operator=(const TraceQueue&) = delete;
     /// Returns once everything has been written.
@@ -43,7 +44,7 @@ private:
     Traces takeAll();
 
     const Writer writer;
-    const std::size_t mostCharacters;
+    const std::size_t maxCharacters;
     std::mutex mutex;
     std::condition_variable arrived;
     std::condition_variable taken;

@@ -21,15 +21,15 @@ namespace Platform = Quarlen::Platform;
 
 namespace {
 
-constexpr std::size_t largestFile = std::size_t{5} * 1024 * 1024;
-/// Beside the one that is written: three files in all.
+constexpr std::size_t maxFileSize = std::size_t{5} * 1024 * 1024;
+/// In addition to the current file: three files in all.
 constexpr std::size_t formerFiles = 2;
 /// The time with its offset from UTC, so that it means the same on every machine.
 constexpr const char* linePattern = "%Y-%m-%d %H:%M:%S.%e%z %-5l %v";
 
 using FileName = spdlog::filename_t;
 
-/// A tab does no harm.
+/// Tabs are harmless and not escaped.
 bool isEscaped(wchar_t letter) {
     // wchar_t is signed on some platforms.
     return letter != L'\t' && isControlCharacter(static_cast<char32_t>(letter));
@@ -40,7 +40,7 @@ std::wstring escaped(wchar_t control) {
     return endsLine ? L"\\n" : hexEscape(static_cast<char32_t>(control));
 }
 
-/// One line, and nothing in it that moves a terminal's cursor when the file is shown.
+/// The text as one line without characters that move a terminal's cursor when the file is shown.
 std::wstring onOneLine(std::wstring_view text) {
     std::wstring line;
     line.reserve(text.size());
@@ -58,7 +58,8 @@ std::wstring onOneLine(std::wstring_view text) {
     return line;
 }
 
-/// Every line goes to the system at once: a full disk shows with the very line that it takes.
+/// Every line is passed to the system at once, so that a full disk fails exactly the line that does
+/// not fit.
 spdlog::file_event_handlers unbuffered() {
     spdlog::file_event_handlers handlers;
     handlers.after_open = [](const FileName& /*file*/, std::FILE* opened) {
@@ -106,7 +107,7 @@ void TraceWriter::open() {
     if (!sink) {
         startsLine = endsInsideALine(file);
         sink = std::make_shared<spdlog::sinks::rotating_file_sink_st>(
-            file.string<FileName::value_type>(), largestFile, formerFiles, false, unbuffered());
+            file.string<FileName::value_type>(), maxFileSize, formerFiles, false, unbuffered());
         sink->set_pattern(startsLine ? std::string("\n") + linePattern : linePattern);
     }
 }

@@ -14,16 +14,16 @@ class sink;
 
 namespace StdUtil {
 
-/// The rotating trace file, one line per trace. A line begins at a line's beginning also where the
-/// one before was cut off, by a full disk or by the end of the process. Not thread-safe.
+/// The rotating trace file, one line per trace. Each trace begins on a new line, also where the
+/// line before was cut off by a full disk or by the end of the process. Not thread-safe.
 class TraceWriter {
 public:
     /// Throws `std::runtime_error` when the file cannot be opened.
     explicit TraceWriter(std::filesystem::path name);
 
-    /// Writes at least one trace. After the first that cannot be written the others are not tried.
-    /// Nothing is thrown and nothing said on the console then: the lost traces are counted, and as
-    /// soon as a line can be written again one tells how many there were.
+    /// Writes the traces, at least one of them given. After the first that cannot be written the
+    /// others are not tried. The failure is neither thrown nor shown on the console: the lost
+    /// traces are counted, and a line tells their number as soon as one can be written again.
     void write(const std::vector<TimedTrace>& traces) noexcept;
 
 private:
@@ -32,7 +32,8 @@ private:
     void writeLine(const TimedTrace& trace);
 
     const std::filesystem::path file;
-    /// Null after a failure. Without the library's logger, which complains on the console.
+    /// Null after a failure. Used directly, because the library's logger would report failures on
+    /// the console.
     std::shared_ptr<spdlog::sinks::sink> sink;
     /// The next line has to begin with a line end.
     bool startsLine = false;

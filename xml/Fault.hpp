@@ -14,8 +14,8 @@ struct Place {
     std::size_t column = 1;
 };
 
-/// What is wrong with a file, and where. Thrown by a `Receiver` it needs no place: the parser adds
-/// that of the event.
+/// A fault in a file and its place. A `Receiver` throws it without a place: the parser adds the
+/// place of the event.
 class Fault : public std::exception {
 public:
     explicit Fault(std::wstring cause, Place place = {})

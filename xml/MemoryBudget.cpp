@@ -8,10 +8,10 @@
 namespace Xml {
 namespace {
 
-/// Stands before each block; keeps what follows as aligned as the C library's own blocks.
+/// Precedes each block, which it keeps aligned like a block of the C library.
 struct alignas(std::max_align_t) Header {
     MemoryBudget* owner;
-    /// With the header.
+    /// Size including the header.
     std::size_t size;
 };
 

@@ -4,8 +4,8 @@
 
 namespace Xml {
 
-/// Bounds what a C library allocates through these three functions. A block remembers its budget,
-/// so only `allocate` has to be told which one counts: that of the innermost `Use` of its thread.
+/// Bounds what a C library allocates through these three functions. A block remembers its budget;
+/// only `allocate` takes the budget of the innermost `Use` of its thread.
 class MemoryBudget {
 public:
     explicit MemoryBudget(std::size_t bytes) noexcept : left(bytes) {}
@@ -24,7 +24,7 @@ public:
         MemoryBudget* outer;
     };
 
-    /// As their namesakes in C. Null also when the budget is used up, or without a `Use`.
+    /// As the functions of the C library. Null also when the budget is used up, or without a `Use`.
     static void* allocate(std::size_t size) noexcept;
     static void* reallocate(void* block, std::size_t size) noexcept;
     static void release(void* block) noexcept;

@@ -29,7 +29,7 @@ bool isVersion(std::string_view version) {
            version.find_first_not_of("0123456789", 2) == std::string_view::npos;
 }
 
-/// Of a byte that cannot stand where it stands, with the one before it.
+/// The cause of an invalid token, from the invalid byte and the byte before it.
 std::wstring causeOfToken(char before, char unit) {
     const auto value = static_cast<unsigned char>(unit);
     if (unit == '<') {
@@ -47,6 +47,13 @@ std::wstring causeOfToken(char before, char unit) {
     return L"not well-formed";
 }
 
+/// Shortens a name, so that messages stay readable and many open elements need little memory.
+std::string shownName(std::string_view element) {
+    constexpr std::size_t maxShown = 60;
+    return element.size() > maxShown ? std::string(element.substr(0, maxShown)) + "..."
+                                     : std::string(element);
+}
+
 } // namespace
 
 std::optional<std::string_view> Attributes::find(std::string_view name) const {
@@ -58,16 +65,17 @@ std::optional<std::string_view> Attributes::find(std::string_view name) const {
     return std::nullopt;
 }
 
-/// What the library calls; the user data is the parser.
+/// The callbacks of the library; their user data is the parser.
 struct Parser::Handlers {
     static Parser& of(void* self) { return *static_cast<Parser*>(self); }
 
     static void XMLCALL begin(void* self, const XML_Char* element, const XML_Char** pairs) {
         of(self).guarded([&](Parser& parser) {
-            if (++parser.depth > parser.limits.depth) {
+            if (parser.open.size() == parser.limits.depth) {
                 throw Fault(L"more than " + std::to_wstring(parser.limits.depth) +
                             L" elements inside each other");
             }
+            parser.open.push_back(shownName(element));
             const auto count = XML_GetSpecifiedAttributeCount(parser.parser.get());
             parser.receiver.begin(element, {pairs, static_cast<std::size_t>(count)});
         });
@@ -76,7 +84,7 @@ struct Parser::Handlers {
     static void XMLCALL end(void* self, const XML_Char* /*element*/) {
         of(self).guarded([](Parser& parser) {
             parser.receiver.end();
-            --parser.depth;
+            parser.open.pop_back();
         });
     }
 
@@ -154,7 +162,7 @@ void Parser::finish() {
     parse({}, true);
 }
 
-/// The library may go on for some events after it has been told to stop; they are not wanted.
+/// Ignores the events that the library still reports after it has been told to stop.
 template <class Function>
 void Parser::guarded(Function function) noexcept {
     if (failure) {
@@ -200,7 +208,7 @@ void Parser::parse(std::string_view part, bool last) {
     }
 }
 
-/// What is not complete yet is kept in memory, and looked at again with each part.
+/// Limits incomplete markup, which the library keeps in memory and scans again with each part.
 void Parser::checkMarkupSize() const {
     const auto complete = std::max<XML_Index>(XML_GetCurrentByteIndex(parser.get()), 0);
     if (fed - std::min(fed, static_cast<std::size_t>(complete)) > limits.markup) {
@@ -226,7 +234,13 @@ std::wstring Parser::cause(std::string_view part) const {
     if (code == XML_ERROR_INVALID_TOKEN && offset > fed && offset - fed < part.size()) {
         return causeOfToken(part[offset - fed - 1], part[offset - fed]);
     }
-    return Quarlen::Platform::fromUtf8(XML_ErrorString(code));
+    const std::wstring words = code == XML_ERROR_NO_ELEMENTS && !open.empty()
+                                   ? L"the file ends too early"
+                                   : Quarlen::Platform::fromUtf8(XML_ErrorString(code));
+    const bool ofTags = code == XML_ERROR_TAG_MISMATCH || code == XML_ERROR_NO_ELEMENTS;
+    return ofTags && !open.empty()
+               ? words + L", expected '</" + Quarlen::Platform::fromUtf8(open.back()) + L">'"
+               : words;
 }
 
 void checkWellFormed(std::string_view text, const Limits& limits) {

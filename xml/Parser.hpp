@@ -4,7 +4,9 @@
 #include <exception>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "xml/Fault.hpp"
 #include "xml/MemoryBudget.hpp"
@@ -13,10 +15,10 @@ struct XML_ParserStruct;
 
 namespace Xml {
 
-/// The attributes of one tag, for as long as the event lasts.
+/// The attributes of one tag; valid during the event only.
 class Attributes {
 public:
-    /// `pairs` holds `count` texts: names and values by turns.
+    /// `pairs` holds `count` texts: names and values in alternation.
     Attributes(const char* const* pairs, std::size_t count) : pairs(pairs), count(count) {}
 
     /// Nothing when the tag has no attribute of this name.
@@ -27,8 +29,8 @@ private:
     std::size_t count;
 };
 
-/// Is told of a file's contents in their order, in UTF-8. May throw; what it throws leaves the
-/// parser, a `Fault` with the event's place.
+/// Receives the contents of a file as events in document order, in UTF-8. Its exceptions leave the
+/// parser, a `Fault` with the place of the event.
 class Receiver {
 public:
     Receiver() = default;
@@ -43,19 +45,21 @@ public:
 };
 
 struct Limits {
-    /// Elements inside each other.
+    /// Nesting depth of elements.
     std::size_t depth = 256;
     /// Bytes of one tag, comment or instruction, where a file is fed in parts.
     std::size_t markup = std::size_t{4} * 1024 * 1024;
     /// Bytes that the parser may hold at one time.
     std::size_t memory = std::size_t{32} * 1024 * 1024;
-    /// Another encoding than UTF-8 or its part US-ASCII is refused when it is declared.
+    /// Refuses a declared encoding other than UTF-8 and its subset US-ASCII.
     bool onlyUtf8 = false;
 };
 
-/// Takes well-formed XML 1.0 in UTF-8, UTF-16, ISO-8859-1 and US-ASCII and refuses everything else,
-/// declarations of entities and attributes and document types outside of the file. For one file, in
-/// one thread.
+/// A streaming XML parser: the caller feeds a file in parts, and the parser calls the `Receiver` on
+/// the same thread for each tag and text. It accepts well-formed XML 1.0 in UTF-8, UTF-16,
+/// ISO-8859-1 and US-ASCII and refuses declarations of entities and attributes and external
+/// document types. `Limits` and a `MemoryBudget` bound its memory. A parser is used for one file
+/// and by one thread; the receiver must outlive it.
 class Parser {
 public:
     explicit Parser(Receiver& receiver, const Limits& limits = {});
@@ -63,7 +67,8 @@ public:
     Parser& operator=(const Parser&) = delete;
     ~Parser();
 
-    /// The file's next bytes, at most 1 GiB. Throws `Fault`; then the parser is of no further use.
+    /// Parses the next bytes of the file, at most 1 GiB. After a thrown `Fault` the parser must not
+    /// be used.
     void feed(std::string_view part);
     /// Throws `Fault` when the file is not complete.
     void finish();
@@ -86,9 +91,10 @@ private:
     Limits limits;
     MemoryBudget budget;
     std::unique_ptr<XML_ParserStruct, Release> parser;
-    /// What a handler threw: it must not pass through the library's own frames.
+    /// The exception of a handler, which must not pass through the frames of the library.
     std::exception_ptr failure;
-    std::size_t depth = 0;
+    /// Names of the elements that are open, each cut to what a message shows.
+    std::vector<std::string> open;
     std::size_t fed = 0;
     bool byteOrderMark = false;
 };

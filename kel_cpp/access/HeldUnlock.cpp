@@ -4,13 +4,13 @@
 #include <mutex>
 #include <utility>
 
-#include "kel_cpp/ExceptionBoundary.hpp"
-#include "kel_cpp/uds/Uds.hpp"
+#include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "std_util/TraceHelper.hpp"
+#include "uds/Uds.hpp"
 
 namespace Quarlen::Kel_cpp {
 
-HeldUnlock::HeldUnlock(std::unique_ptr<VehicleLink> unlockedLink,
+HeldUnlock::HeldUnlock(std::unique_ptr<Uds::VehicleLink> unlockedLink,
                        std::chrono::milliseconds interval)
     : link(std::move(unlockedLink)),
       thread([this, interval](const std::stop_token& stop) { keepAlive(stop, interval); }) {}
@@ -34,7 +34,7 @@ void HeldUnlock::sendTesterPresent() {
         link->send(
             {static_cast<std::uint8_t>(Service::TesterPresent), suppressPositiveResponseBit});
         while (link->receive(std::chrono::milliseconds{0})) {
-            // Nobody waits for what comes back; it must not pile up.
+            // Received messages are dropped, so that they do not pile up in the link.
         }
         failing = false;
     } catch (...) {

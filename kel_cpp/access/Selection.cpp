@@ -4,8 +4,8 @@
 #include <iterator>
 #include <utility>
 
-#include "kel_cpp/ExceptionBoundary.hpp"
-#include "kel_cpp/RuntimeError.hpp"
+#include "kel_cpp/base/ExceptionBoundary.hpp"
+#include "kel_cpp/base/RuntimeError.hpp"
 
 namespace Quarlen::Kel_cpp {
 

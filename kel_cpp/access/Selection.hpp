@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -12,7 +11,7 @@
 
 namespace Quarlen::Kel_cpp {
 
-/// What is selected at one moment. The pointers stay valid as long as the value lives.
+/// A snapshot of the selection. The pointers stay valid as long as the snapshot exists.
 struct SelectedVehicle {
     std::shared_ptr<const Project> project;
     /// Points into `project`.
@@ -20,20 +19,21 @@ struct SelectedVehicle {
     std::shared_ptr<VehicleAccess> access;
 };
 
-/// Kind 1 targets in the project's order.
+/// The control units (targets of kind 1) in the order of the project.
 std::vector<ProjectTarget> controlUnits(const VehicleInformation& information);
 /// Null when the vehicle information has no control unit of that name.
 const ProjectTarget* findControlUnit(const VehicleInformation& information,
                                      const std::wstring& name);
-/// True for a logical link that the project names anywhere.
+/// True when the project names the logical link anywhere.
 bool knowsLink(const Project& project, const std::wstring& logicalLink);
 
 /// The runtime's one selection: project, vehicle information, target filters and vehicle access.
-/// Safe from any thread; takers of `current` keep what they took, a closed access included.
+/// Safe from any thread; a snapshot keeps its project and its access, even when the access has been
+/// closed.
 class Selection {
 public:
     [[nodiscard]] SelectedVehicle current() const;
-    /// As `current`. They throw `KelApiException` when that part is not selected.
+    /// As `current`, but throw `KelApiException` when the named part is not selected.
     [[nodiscard]] SelectedVehicle withProject() const;
     [[nodiscard]] SelectedVehicle withInformation() const;
     [[nodiscard]] SelectedVehicle withAccess() const;
@@ -41,20 +41,20 @@ public:
     /// Closes the access and forgets everything that belonged to the former project.
     void deselect();
     void selectProject(std::shared_ptr<const Project> project);
-    /// Another vehicle information than the selected one closes the access. Throws
+    /// Closes the access when `name` is not the selected vehicle information. Throws
     /// `KelApiException`.
     void selectInformation(const std::wstring& name);
 
-    /// Takes the access over for what `expected` holds. Throws `KelApiException` when something
-    /// else has been selected meanwhile; then the access is closed.
+    /// Stores the access that was opened for the snapshot `expected`. When the selection has
+    /// changed meanwhile, closes the access and throws `KelApiException`.
     void attach(const SelectedVehicle& expected, std::shared_ptr<VehicleAccess> access);
-    /// Closes the access and forgets it where it still is the selected one.
+    /// Closes the access and removes it from the selection when it is still the selected one.
     void detach(const std::shared_ptr<VehicleAccess>& access);
 
     void setFilters(std::vector<TargetFilter> filters);
-    /// Targets of the vehicle information that the filters let through. With an enabled filter
-    /// these are only those that an enabled one names; without, all but those that a disabled one
-    /// names. Empty when nothing is selected.
+    /// Targets of the vehicle information that pass the filters. If any filter is enabled, only the
+    /// targets of enabled filters pass; otherwise all targets except those of disabled filters
+    /// pass. Empty when nothing is selected.
     [[nodiscard]] std::vector<ProjectTarget> targets() const;
 
 private:

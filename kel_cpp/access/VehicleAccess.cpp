@@ -2,19 +2,19 @@
 
 #include <utility>
 
-#include "kel_cpp/uds/UdsClient.hpp"
+#include "uds/Client.hpp"
 
 namespace Quarlen::Kel_cpp {
 
 VehicleAccess::VehicleAccess(std::wstring interfaceName,
-                             std::shared_ptr<VehicleInterface> openInterface)
+                             std::shared_ptr<Uds::VehicleInterface> openInterface)
     : name(std::move(interfaceName)), vehicleInterface(std::move(openInterface)) {}
 
 VehicleAccess::~VehicleAccess() {
     close();
 }
 
-bool VehicleAccess::uses(const std::shared_ptr<VehicleInterface>& candidate) const {
+bool VehicleAccess::uses(const std::shared_ptr<Uds::VehicleInterface>& candidate) const {
     return vehicleInterface == candidate;
 }
 
@@ -27,7 +27,7 @@ void VehicleAccess::close() {
     }
 }
 
-std::unique_ptr<VehicleLink> VehicleAccess::openLink(const std::wstring& logicalLink) const {
+std::unique_ptr<Uds::VehicleLink> VehicleAccess::openLink(const std::wstring& logicalLink) const {
     if (closeRequest.stop_requested()) {
         throw Uds::Cancelled();
     }
@@ -37,7 +37,7 @@ std::unique_ptr<VehicleLink> VehicleAccess::openLink(const std::wstring& logical
 VehicleAccess::Turn VehicleAccess::takeTurn(const std::stop_token& cancel) {
     std::unique_lock lock(mutex);
     turnEnded.wait(lock, cancel, [this] { return !turnTaken; });
-    // Also where the turn has come at last: whoever had it may have ended for the same reason.
+    // Checked even when the turn is free: its last owner may have ended by the same cancel.
     if (cancel.stop_requested()) {
         throw Uds::Cancelled();
     }
@@ -68,7 +68,7 @@ void VehicleAccess::releaseUnlock(std::uint64_t handle) {
         ended = std::move(found->second);
         unlocks.erase(found);
     }
-    // The lock goes before `ended` does: nobody waits for the session's thread with the lock held.
+    // The lock is released before `ended` is destroyed, which waits for the thread of the session.
 }
 
 } // namespace Quarlen::Kel_cpp

@@ -9,39 +9,41 @@
 #include <string>
 
 #include "kel_cpp/access/HeldUnlock.hpp"
-#include "kel_cpp/vehicle/VehicleLink.hpp"
+#include "uds/VehicleLink.hpp"
 
 namespace Quarlen::Kel_cpp {
 
-/// The open way to the vehicle: an interface, the turn of the one who uses it, and the unlock
-/// sessions held over it. Shared by the selection and the jobs that run over it; safe from any
-/// thread.
+/// The open connection to the vehicle: an interface, the turn that serializes the work of jobs and
+/// services, and the unlock sessions, which the access owns and which send TesterPresent on threads
+/// of their own. The selection and the jobs that use the access share its ownership; closing it
+/// cancels them. A job takes the turn, opens a logical link and talks UDS over the link on the
+/// job's thread. Safe from any thread.
 class VehicleAccess {
 public:
-    VehicleAccess(std::wstring interfaceName, std::shared_ptr<VehicleInterface> openInterface);
+    VehicleAccess(std::wstring interfaceName, std::shared_ptr<Uds::VehicleInterface> openInterface);
     VehicleAccess(const VehicleAccess&) = delete;
     VehicleAccess& operator=(const VehicleAccess&) = delete;
     ~VehicleAccess();
 
     [[nodiscard]] const std::wstring& interfaceName() const noexcept { return name; }
-    [[nodiscard]] bool uses(const std::shared_ptr<VehicleInterface>& candidate) const;
+    [[nodiscard]] bool uses(const std::shared_ptr<Uds::VehicleInterface>& candidate) const;
 
     /// Ends the unlock sessions and raises `closing`. Closing twice is harmless.
     void close();
-    /// Raised once the access is closed; whatever runs over it ends then.
+    /// Raised once the access is closed; the jobs and services that use it then end.
     [[nodiscard]] std::stop_token closing() const { return closeRequest.get_token(); }
 
-    /// Throws `LinkError`; `Uds::Cancelled` once the access is closed.
-    [[nodiscard]] std::unique_ptr<VehicleLink> openLink(const std::wstring& logicalLink) const;
+    /// Throws `Uds::LinkError`; `Uds::Cancelled` once the access is closed.
+    [[nodiscard]] std::unique_ptr<Uds::VehicleLink> openLink(const std::wstring& logicalLink) const;
 
     struct EndTurn {
         void operator()(VehicleAccess* access) const noexcept { access->endTurn(); }
     };
-    /// Gives the turn back when it goes. Must not outlive the access.
+    /// The turn of one owner; its destructor gives the turn back. Must not outlive the access.
     using Turn = std::unique_ptr<VehicleAccess, EndTurn>;
 
-    /// Waits until nobody else has the turn: jobs and services that change a control unit's state
-    /// run one after the other. Throws `Uds::Cancelled` when `cancel` is raised meanwhile.
+    /// Waits until the turn is free: jobs and services that change a control unit's state run one
+    /// after the other. Throws `Uds::Cancelled` when `cancel` is raised meanwhile.
     [[nodiscard]] Turn takeTurn(const std::stop_token& cancel);
 
     /// Keeps the unlock until `releaseUnlock` or `close`. Throws `Uds::Cancelled` once closed.
@@ -53,7 +55,7 @@ private:
     void endTurn() noexcept;
 
     const std::wstring name;
-    const std::shared_ptr<VehicleInterface> vehicleInterface;
+    const std::shared_ptr<Uds::VehicleInterface> vehicleInterface;
     std::stop_source closeRequest;
     std::mutex mutex;
     std::condition_variable_any turnEnded;

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <vector>
 
-#include "kel_cpp/ExceptionBoundary.hpp"
-#include "kel_cpp/RuntimeError.hpp"
-#include "kel_cpp/vehicle/SimulatedVehicle.hpp"
+#include "kel_cpp/base/ExceptionBoundary.hpp"
+#include "kel_cpp/base/RuntimeError.hpp"
+#include "simulation/SimulatedVehicle.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -48,11 +48,12 @@ VehicleInterfaces::Opened VehicleInterfaces::openEnabled(const InterfaceSettings
     return {names.front(), simulation(vehicleFile)};
 }
 
-std::shared_ptr<VehicleInterface>
+std::shared_ptr<Uds::VehicleInterface>
 VehicleInterfaces::simulation(const std::filesystem::path& vehicleFile) {
     const std::lock_guard lock(mutex);
     if (!simulatedVehicle) {
-        simulatedVehicle = openSimulatedVehicle(vehicleFile, clock);
+        simulatedVehicle =
+            withFileErrors([&] { return Simulation::openSimulatedVehicle(vehicleFile, clock); });
     }
     return simulatedVehicle;
 }

@@ -15,26 +15,26 @@ namespace Quarlen::Kel_cpp {
 /// "Simulation", the vehicle of the vehicle file. Safe from any thread.
 class VehicleInterfaces {
 public:
-    /// `clock` must outlive this and every interface that it opens.
+    /// `clock` must outlive this object and every interface that it opens.
     explicit VehicleInterfaces(Platform::Clock& clock) : clock(clock) {}
 
     struct Opened {
         std::wstring name;
-        std::shared_ptr<VehicleInterface> vehicleInterface;
+        std::shared_ptr<Uds::VehicleInterface> vehicleInterface;
     };
 
     /// Looks at the enabled interfaces in order and opens the first. Throws `KelApiException`:
-    /// NoInterfaceEnabled; UnknownInterface with the name of the first enabled one that is unknown
-    /// here, wherever it stands; Configuration when the vehicle file is wrong.
+    /// NoInterfaceEnabled; UnknownInterface when any enabled interface is unknown (the message
+    /// names the first of them); Configuration when the vehicle file is wrong.
     Opened openEnabled(const InterfaceSettings& settings, const std::filesystem::path& vehicleFile);
 
 private:
-    std::shared_ptr<VehicleInterface> simulation(const std::filesystem::path& vehicleFile);
+    std::shared_ptr<Uds::VehicleInterface> simulation(const std::filesystem::path& vehicleFile);
 
     Platform::Clock& clock;
     std::mutex mutex;
-    /// Kept once opened: the vehicle's state outlives each access to it.
-    std::shared_ptr<VehicleInterface> simulatedVehicle;
+    /// Kept once opened, so that the state of the vehicle outlives each access.
+    std::shared_ptr<Uds::VehicleInterface> simulatedVehicle;
 };
 
 } // namespace Quarlen::Kel_cpp

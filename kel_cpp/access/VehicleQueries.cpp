@@ -2,23 +2,23 @@
 
 #include <algorithm>
 
-#include "kel_cpp/ExceptionBoundary.hpp"
-#include "kel_cpp/RuntimeError.hpp"
-#include "kel_cpp/uds/UdsClient.hpp"
+#include "kel_cpp/base/ExceptionBoundary.hpp"
+#include "kel_cpp/base/RuntimeError.hpp"
 #include "platform/TextEncoding.hpp"
+#include "uds/Client.hpp"
 
 namespace Quarlen::Kel_cpp {
 
-using Uds::UdsClient;
+using Uds::Client;
 
 bool answers(const SelectedVehicle& vehicle, const ProjectTarget& controlUnit,
              Platform::Clock& clock) {
     try {
         const auto link = vehicle.access->openLink(controlUnit.link);
-        UdsClient(*link, vehicle.access->closing(), clock)
+        Client(*link, vehicle.access->closing(), clock)
             .exchange({static_cast<std::uint8_t>(Uds::Service::TesterPresent), 0x00});
         return true;
-    } catch (const LinkError&) {
+    } catch (const Uds::LinkError&) {
         return false;
     }
 }
@@ -40,11 +40,10 @@ std::wstring readVin(const SelectedVehicle& vehicle, const ProjectTarget& contro
                      Platform::Clock& clock) {
     try {
         const auto link = vehicle.access->openLink(controlUnit.link);
-        const auto data =
-            UdsClient(*link, vehicle.access->closing(), clock).readData(Uds::Did::vin);
+        const auto data = Client(*link, vehicle.access->closing(), clock).readData(Uds::Did::vin);
         return Platform::fromUtf8(
             std::string(data.begin(), std::find(data.begin(), data.end(), std::uint8_t{0})));
-    } catch (const LinkError&) {
+    } catch (const Uds::LinkError&) {
         return {};
     } catch (const Uds::NegativeResponse&) {
         return {};
@@ -60,12 +59,12 @@ std::wstring readVin(const SelectedVehicle& vehicle, Platform::Clock& clock) {
     return {};
 }
 
-std::unique_ptr<VehicleLink> unlockControlUnit(VehicleAccess& access, const UnlockRequest& request,
-                                               Platform::Clock& clock) {
+std::unique_ptr<Uds::VehicleLink>
+unlockControlUnit(VehicleAccess& access, const UnlockRequest& request, Platform::Clock& clock) {
     using namespace Uds;
     const VehicleAccess::Turn turn = access.takeTurn(access.closing());
     auto link = access.openLink(request.logicalLink);
-    UdsClient client(*link, access.closing(), clock);
+    Client client(*link, access.closing(), clock);
     client.request({static_cast<std::uint8_t>(Service::DiagnosticSessionControl),
                     static_cast<std::uint8_t>(Session::Extended)});
     client.unlock(request.level, request.keyMask);

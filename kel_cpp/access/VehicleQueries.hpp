@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -8,11 +7,12 @@
 #include "kel_cpp/access/Selection.hpp"
 #include "platform/Clock.hpp"
 
-/// Short questions to the vehicle that leave every control unit's state as it is and may run beside
-/// a job. All take a selection with an open access and throw `Uds::Cancelled` once it is closed.
+/// Short requests to the vehicle. All except `unlockControlUnit` take a selection with an open
+/// access, do not change the state of a control unit and may run beside a job. All throw
+/// `Uds::Cancelled` once the access is closed.
 namespace Quarlen::Kel_cpp {
 
-/// True when the control unit answers tester present, with yes or no.
+/// True when the control unit answers TesterPresent, positively or negatively.
 bool answers(const SelectedVehicle& vehicle, const ProjectTarget& controlUnit,
              Platform::Clock& clock);
 
@@ -20,22 +20,22 @@ bool answers(const SelectedVehicle& vehicle, const ProjectTarget& controlUnit,
 /// answers.
 void checkThatVehicleAnswers(const SelectedVehicle& vehicle, Platform::Clock& clock);
 
-/// The vehicle identification number as the control unit tells it; empty when it does not.
+/// The vehicle identification number (VIN) of the control unit; empty when it cannot be read.
 std::wstring readVin(const SelectedVehicle& vehicle, const ProjectTarget& controlUnit,
                      Platform::Clock& clock);
-/// Of the first control unit that tells it; empty when none does.
+/// The VIN of the first control unit that returns one; empty when none does.
 std::wstring readVin(const SelectedVehicle& vehicle, Platform::Clock& clock);
 
-/// The unlock procedure up to the control unit's consent: extended session, then security access.
+/// Parameters of an unlock, which enters the extended session and then runs SecurityAccess.
 struct UnlockRequest {
     std::wstring logicalLink;
     std::uint8_t level = 1;
     std::uint32_t keyMask = 0;
 };
 
-/// Takes the access's turn for it. Returns the link that was unlocked over. Throws `LinkError`,
-/// `Uds::NegativeResponse`, `Uds::Cancelled`.
-std::unique_ptr<VehicleLink> unlockControlUnit(VehicleAccess& access, const UnlockRequest& request,
-                                               Platform::Clock& clock);
+/// Unlocks the control unit while it holds the turn of the access. Returns the link that was used.
+/// Throws `Uds::LinkError`, `Uds::NegativeResponse`, `Uds::Cancelled`.
+std::unique_ptr<Uds::VehicleLink>
+unlockControlUnit(VehicleAccess& access, const UnlockRequest& request, Platform::Clock& clock);
 
 } // namespace Quarlen::Kel_cpp

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "kel_cpp/uds/UdsClient.hpp"
+#include "uds/Client.hpp"
 
 namespace Quarlen::Kel_cpp {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "kel_cpp/jobs/FlashFile.hpp"
-#include "kel_cpp/uds/Crc32.hpp"
+#include "uds/Crc32.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -34,11 +34,11 @@ Bytes routineRequest(std::uint16_t routine) {
     return request;
 }
 
-/// Whether a routine must tell its outcome in a status byte, or is done once it confirms its start.
+/// Whether a routine must report its outcome in a status byte, or a positive response is enough.
 enum class StatusByte { Optional, Required };
 
 /// Throws `FlashError` for a response that does not confirm the start of exactly this routine or
-/// lacks a status byte that it must have.
+/// lacks a required status byte.
 bool routineSucceeded(std::uint16_t routine, const Bytes& response, StatusByte status) {
     constexpr std::size_t statusAt = 4;
     const bool confirmed = response.size() >= statusAt &&
@@ -86,13 +86,13 @@ std::size_t FlashDownload::requestDownload() {
     if (lengthBytes < 1 || lengthBytes > 8 || response.size() < 2 + lengthBytes) {
         throw FlashError(L"unusable response to the download request: " + Uds::hexText(response));
     }
-    const std::uint64_t longest = Uds::numberAt(response, 2, lengthBytes);
-    if (longest <= blockHeader) {
+    const std::uint64_t maxBlock = Uds::numberAt(response, 2, lengthBytes);
+    if (maxBlock <= blockHeader) {
         throw FlashError(L"the control unit takes no data: its longest block has " +
-                         std::to_wstring(longest) + L" bytes");
+                         std::to_wstring(maxBlock) + L" bytes");
     }
     return static_cast<std::size_t>(
-        std::min<std::uint64_t>(longest - blockHeader, image.content.size()));
+        std::min<std::uint64_t>(maxBlock - blockHeader, image.content.size()));
 }
 
 void FlashDownload::transfer(std::size_t blockSize) {

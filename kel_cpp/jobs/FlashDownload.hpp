@@ -4,11 +4,11 @@
 #include <cstdint>
 #include <functional>
 
-#include "kel_cpp/uds/UdsClient.hpp"
+#include "uds/Client.hpp"
 
 namespace Quarlen::Kel_cpp {
 
-/// What is written where, and how the control unit is unlocked for it.
+/// The data to write, its address, and the parameters that unlock the control unit.
 struct FlashImage {
     const Uds::Bytes& content;
     std::uint32_t address = 0;
@@ -20,31 +20,31 @@ struct FlashImage {
 /// session, security access, erase, download, check.
 class FlashDownload {
 public:
-    /// Gets whole percents, each once and in rising order; 100 only after the control unit has
+    /// Receives whole percents, each once and in rising order; 100 only after the control unit has
     /// confirmed the checksum.
     using OnProgress = std::function<void(std::uint16_t)>;
 
-    /// All that is handed in must outlive the download.
-    FlashDownload(Uds::UdsClient& client, const FlashImage& image, const OnProgress& onProgress)
+    /// All arguments must outlive the download.
+    FlashDownload(Uds::Client& client, const FlashImage& image, const OnProgress& onProgress)
         : client(client), image(image), onProgress(onProgress) {}
 
-    /// Throws `FlashError`, `LinkError`, `Uds::NegativeResponse`, `Uds::Cancelled`.
+    /// Throws `FlashError`, `Uds::LinkError`, `Uds::NegativeResponse`, `Uds::Cancelled`.
     void run();
 
 private:
     void enterProgrammingSession();
     void erase();
-    /// The most bytes that one block may carry.
+    /// Returns the maximum number of data bytes in one block.
     [[nodiscard]] std::size_t requestDownload();
     void transfer(std::size_t blockSize);
     void transferExit();
     void checkMemory();
     void transferred(std::size_t bytes);
 
-    /// Address-and-length format identifier with four bytes each, address, size.
+    /// Appends the address-and-length format identifier (four bytes each), address and size.
     void appendRegion(Uds::Bytes& request) const;
 
-    Uds::UdsClient& client;
+    Uds::Client& client;
     const FlashImage& image;
     const OnProgress& onProgress;
     std::uint16_t reportedPercent = 0;

@@ -3,9 +3,9 @@
 #include <fstream>
 #include <system_error>
 
-#include "kel_cpp/uds/Crc32.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
+#include "uds/Crc32.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -23,7 +23,7 @@ FlashError unreadable(const std::error_code& failure) {
     return FlashError(L"the file cannot be read: " + Platform::errorText(failure));
 }
 
-/// Opening a pipe would wait for whoever writes into it.
+/// Only a regular file is opened: a pipe would block until a process writes into it.
 void refuseUnlessRegular(const std::filesystem::path& file) {
     std::error_code failure;
     const std::filesystem::file_status status = std::filesystem::status(file, failure);
@@ -48,9 +48,9 @@ std::uint64_t checkedSize(const std::filesystem::path& file) {
     if (size == 0) {
         throw FlashError(L"the file is empty");
     }
-    if (size > largestFlashFile) {
+    if (size > maxFlashFileSize) {
         throw FlashError(L"the file is too large: " + std::to_wstring(size) + L" bytes, at most " +
-                         std::to_wstring(largestFlashFile) + L" can be flashed");
+                         std::to_wstring(maxFlashFileSize) + L" can be flashed");
     }
     return size;
 }

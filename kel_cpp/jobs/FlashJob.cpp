@@ -1,24 +1,25 @@
 #include "kel_cpp/jobs/FlashJob.hpp"
 
 #include <algorithm>
+#include <memory>
 #include <utility>
 
-#include "kel_cpp/ExceptionBoundary.hpp"
-#include "kel_cpp/RuntimeError.hpp"
+#include "kel_cpp/base/ExceptionBoundary.hpp"
+#include "kel_cpp/base/RuntimeError.hpp"
 #include "kel_cpp/jobs/FlashDownload.hpp"
 #include "kel_cpp/jobs/FlashFile.hpp"
-#include "kel_cpp/uds/UdsClient.hpp"
 #include "std_util/TraceHelper.hpp"
+#include "uds/Client.hpp"
 
 namespace Quarlen::Kel_cpp {
 
 namespace {
 
-/// Tells the control unit to leave the programming session, whatever has become of the download.
-/// Nobody waits for an answer: a cancelled job has no time for one.
+/// Requests the default session when the download has ended, successfully or not. It does not wait
+/// for the response, because a cancelled job must end at once.
 class LeaveProgrammingSession {
 public:
-    explicit LeaveProgrammingSession(VehicleLink& link) : link(link) {}
+    explicit LeaveProgrammingSession(Uds::VehicleLink& link) : link(link) {}
     LeaveProgrammingSession(const LeaveProgrammingSession&) = delete;
     LeaveProgrammingSession& operator=(const LeaveProgrammingSession&) = delete;
     ~LeaveProgrammingSession() {
@@ -28,15 +29,15 @@ public:
         try {
             link.send({static_cast<std::uint8_t>(Service::DiagnosticSessionControl), quietDefault});
         } catch (...) {
-            // The session then ends with its timeout.
+            // The programming session then ends with the session timeout S3.
         }
     }
 
 private:
-    VehicleLink& link;
+    Uds::VehicleLink& link;
 };
 
-/// What the exception that is being handled means for the job. Only inside a catch block.
+/// Converts the exception that is being handled into the job's error. Only inside a catch block.
 std::shared_ptr<FlashJobError> currentJobError(const std::wstring& place) {
     auto error = std::make_shared<FlashJobError>();
     try {
@@ -47,7 +48,7 @@ std::shared_ptr<FlashJobError> currentJobError(const std::wstring& place) {
         error->message = place + failure.message();
     } catch (const Uds::NoUsableResponse& failure) {
         error->message = place + failure.message();
-    } catch (const LinkError& failure) {
+    } catch (const Uds::LinkError& failure) {
         error->message = place + L"the vehicle communication failed";
         error->vciServerError = std::make_shared<VciServerError>();
         error->vciServerError->message = failure.message();
@@ -113,7 +114,7 @@ std::vector<Uds::Bytes> FlashJob::readFiles(FlashResult& current) const {
         contents.push_back(readFlashFile(folder, session->file));
         checkFlashFile(contents.back(), *session);
         total += contents.back().size();
-        if (total > largestFlashFile) {
+        if (total > maxFlashFileSize) {
             throw FlashError(L"the files of the sessions are too large together");
         }
     }
@@ -123,7 +124,7 @@ std::vector<Uds::Bytes> FlashJob::readFiles(FlashResult& current) const {
 void FlashJob::flashAll(JobReport<FlashResult>& report, FlashResult& current,
                         const std::stop_token& cancel, Platform::Clock& clock) const {
     const std::vector<Uds::Bytes> contents = readFiles(current);
-    // Until the turn has come no session is at fault.
+    // A failure before the turn is taken belongs to no session.
     current.sessionName.clear();
     const VehicleAccess::Turn turn = vehicle.access->takeTurn(cancel);
     const FlashDownload::OnProgress onProgress = [&](std::uint16_t percent) {
@@ -135,7 +136,7 @@ void FlashJob::flashAll(JobReport<FlashResult>& report, FlashResult& current,
         current.progress = 0;
         const auto link = vehicle.access->openLink(controlUnit->link);
         const LeaveProgrammingSession leave(*link);
-        Uds::UdsClient client(*link, cancel, clock);
+        Uds::Client client(*link, cancel, clock);
         const FlashImage image{contents[i], sessions[i]->address, item->securityLevel,
                                item->keyMask};
         FlashDownload(client, image, onProgress).run();

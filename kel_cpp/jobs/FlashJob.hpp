@@ -1,7 +1,6 @@
 #pragma once
 
 #include <filesystem>
-#include <memory>
 #include <stop_token>
 #include <string>
 #include <vector>
@@ -12,25 +11,25 @@
 
 namespace Quarlen::Kel_cpp {
 
-/// Flashes sessions of one item, in the order given. The first that fails ends the job.
+/// Flashes sessions of one flash item in the given order. The first failed session ends the job.
 class FlashJob {
 public:
     /// `flashFolder` holds the sessions' files. Throws `KelApiException`: UnknownFlashItem for an
-    /// item or session that the project does not have, UnknownTarget when the item's control unit
-    /// is none of the selected vehicle information.
+    /// item or session that the project does not have, UnknownTarget when the selected vehicle
+    /// information does not contain the item's control unit.
     FlashJob(SelectedVehicle selected, const std::wstring& itemName,
              const std::vector<std::wstring>& sessionNames, std::filesystem::path flashFolder);
 
-    /// Reports each whole percent of each session; the last report carries the last session's
-    /// outcome, or no session's name where the job ended before the first one began. Before it a
-    /// trace tells how the job ended.
+    /// Reports each whole percent of each session; the last report carries the outcome of the last
+    /// session, or no session name when the job ended before the first session began. A trace about
+    /// the end of the job precedes the last report.
     void run(JobReport<FlashResult>& report, const std::stop_token& cancel,
              Platform::Clock& clock) const;
 
 private:
     [[nodiscard]] const FlashSessionDescription& findSession(const std::wstring& name) const;
-    /// All files are read before the first control unit is touched: a missing or wrong one leaves
-    /// the vehicle as it is.
+    /// Reads all files before the first request is sent, so that a missing or wrong file leaves the
+    /// vehicle unchanged.
     [[nodiscard]] std::vector<Uds::Bytes> readFiles(FlashResult& current) const;
     void flashAll(JobReport<FlashResult>& report, FlashResult& current,
                   const std::stop_token& cancel, Platform::Clock& clock) const;

@@ -1,18 +1,17 @@
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <utility>
 
-#include "kel_cpp/ExceptionBoundary.hpp"
+#include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "kel_server_lib/runtime/KelApi.hpp"
 #include "std_util/TraceHelper.hpp"
 
 namespace Quarlen::Kel_cpp {
 
-/// One job's way to the callback that its launch was given: any number of reports, then exactly one
-/// last one, sent by the destructor at the latest. The callback is not touched after it, since the
-/// one who waits for it may take the callback away. Used by the job's thread only.
+/// Sends the reports of one job to its callback: any number of reports, then exactly one last
+/// report, at the latest by the destructor. The callback is not used after the last report, because
+/// its owner may then destroy it. Used by the job's thread only.
 template <class Result>
 class JobReport {
 public:

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "kel_cpp/ExceptionBoundary.hpp"
-#include "kel_cpp/RuntimeError.hpp"
+#include "kel_cpp/base/ExceptionBoundary.hpp"
+#include "kel_cpp/base/RuntimeError.hpp"
 #include "std_util/TraceHelper.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -35,9 +35,9 @@ JobRunner::~JobRunner() {
 JobRunner::JobId JobRunner::start(Work work, std::stop_token alsoCancelledBy) {
     const std::lock_guard lock(mutex);
     joinEnded();
-    if (jobs.size() >= mostJobs) {
+    if (jobs.size() >= maxJobs) {
         throw runtimeError(ErrorCode::TooManyJobs,
-                           std::to_wstring(mostJobs) + L" jobs are running already");
+                           std::to_wstring(maxJobs) + L" jobs are running already");
     }
     const JobId id = newHandle();
     const auto job = jobs.emplace(id, std::make_shared<Job>()).first->second;
@@ -74,7 +74,7 @@ std::size_t JobRunner::running() const {
         jobs.begin(), jobs.end(), [](const auto& entry) { return !entry.second->ended; }));
 }
 
-/// The work is taken by value: what it holds is gone before the job counts as ended.
+/// Takes the work by value and releases its captures before the job counts as ended.
 void JobRunner::run(const std::shared_ptr<Job>& job, JobId id, Work work,
                     const std::stop_token& alsoCancelledBy) {
     try {

@@ -13,24 +13,28 @@
 
 namespace Quarlen::Kel_cpp {
 
-/// A number for a job or an unlock session: never 0, never given twice in a process.
+/// Returns a new identifier for a job or an unlock session: never 0, unique in the process.
 std::uint64_t newHandle();
 
-/// The runtime's jobs, each on a thread of its own. Safe from any thread, jobs included.
+/// Runs the runtime's jobs, each on a thread of its own. The runner owns the threads: the next
+/// `start` or the destructor joins a thread whose job has ended. Nothing is queued here; a job
+/// waits for the vehicle in `VehicleAccess::takeTurn`. `cancel`, the destructor and the token that
+/// `start` was given only raise the stop token of a job; the work checks the token and ends itself.
+/// Safe from any thread, jobs included.
 class JobRunner {
 public:
     using JobId = std::uint64_t;
-    /// Gets its own identifier and the token that a cancel raises.
+    /// Receives the identifier of the job and the token that a cancel raises.
     using Work = std::function<void(JobId, const std::stop_token&)>;
 
-    /// More would only wait for the vehicle.
-    static constexpr std::size_t mostJobs = 64;
+    /// Further jobs are refused, because they would only wait for the vehicle.
+    static constexpr std::size_t maxJobs = 64;
 
     JobRunner() = default;
     JobRunner(const JobRunner&) = delete;
     JobRunner& operator=(const JobRunner&) = delete;
-    /// Cancels all jobs and waits for their ends. Run by a job itself it does not wait for that
-    /// one, which then ends by itself.
+    /// Cancels all jobs and waits for their ends. When a job itself destroys the runner, that job
+    /// is not waited for and ends by itself.
     ~JobRunner();
 
     /// `alsoCancelledBy` cancels the job, too. Throws `KelApiException` (code TooManyJobs), and

@@ -1,10 +1,11 @@
 #include "kel_cpp/jobs/OtxRun.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <utility>
 #include <variant>
 
-#include "kel_cpp/ExceptionBoundary.hpp"
+#include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "kel_cpp/jobs/CancellableWait.hpp"
 #include "std_util/TraceHelper.hpp"
 
@@ -16,7 +17,8 @@ std::wstring negativeText(const Uds::Bytes& response) {
     return Uds::NegativeResponse(response[1], response[2]).message();
 }
 
-/// No control unit may refuse with code 0, and a refusal never is a success.
+/// Response code 0 is invalid in a negative response and would look like a success, so it is
+/// mapped.
 std::int32_t refusalError(std::uint8_t responseCode) {
     return responseCode == 0 ? static_cast<std::int32_t>(ServiceError::UnexpectedAnswer)
                              : responseCode;
@@ -31,7 +33,7 @@ bool matches(const Uds::Bytes& response, const UdsStep& step) {
                       });
 }
 
-/// As a project spells it, for example "62 F1 ?? *".
+/// The expectation as a project spells it, for example "62 F1 ?? *".
 std::wstring expectedText(const UdsStep& step) {
     std::wstring text;
     for (const ExpectedByte& byte : step.expected) {
@@ -48,12 +50,12 @@ std::wstring receivedText(const Uds::Bytes& response) {
     return Uds::isNegative(response) ? bytes + L" (" + negativeText(response) + L")" : bytes;
 }
 
-/// A step without an expectation wants any positive response.
+/// A step without an expectation accepts any positive response.
 bool hasExpectation(const UdsStep& step) {
     return !step.expected.empty() || step.openEnd;
 }
 
-/// The result of an exchange, judged by what the step expects instead of by its sign.
+/// Judges the result of an exchange by the step's expectation, not by whether it is positive.
 std::shared_ptr<ServiceResult> judged(std::shared_ptr<ServiceResult> result,
                                       const Uds::Bytes& response, const UdsStep& step) {
     if (matches(response, step)) {
@@ -104,8 +106,8 @@ std::shared_ptr<ServiceResult> exchangeRaw(const VehicleAccess& access,
                                            Platform::Clock& clock) {
     try {
         const auto link = access.openLink(logicalLink);
-        return resultOfResponse(Uds::UdsClient(*link, cancel, clock).exchange(request));
-    } catch (const LinkError& error) {
+        return resultOfResponse(Uds::Client(*link, cancel, clock).exchange(request));
+    } catch (const Uds::LinkError& error) {
         return failedResult(ServiceError::Communication,
                             L"logical link " + inQuotes(logicalLink) + L": " + error.message());
     }
@@ -154,7 +156,7 @@ std::shared_ptr<ServiceResult> OtxRun::execute(const UdsStep& step) {
         const Uds::Bytes response = clientFor(step.link).exchange(step.request);
         auto result = resultOfResponse(response);
         return hasExpectation(step) ? judged(std::move(result), response, step) : result;
-    } catch (const LinkError& error) {
+    } catch (const Uds::LinkError& error) {
         return failedResult(ServiceError::Communication,
                             L"logical link " + inQuotes(step.link) + L": " + error.message());
     }
@@ -175,11 +177,11 @@ std::shared_ptr<ServiceResult> OtxRun::execute(const VerdictStep& step) {
     return result;
 }
 
-Uds::UdsClient& OtxRun::clientFor(const std::wstring& logicalLink) {
+Uds::Client& OtxRun::clientFor(const std::wstring& logicalLink) {
     OpenLink& open = openLinks[logicalLink];
     if (!open.client) {
         open.link = access.openLink(logicalLink);
-        open.client = std::make_unique<Uds::UdsClient>(*open.link, cancel, clock);
+        open.client = std::make_unique<Uds::Client>(*open.link, cancel, clock);
     }
     return *open.client;
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -9,14 +8,14 @@
 #include <string>
 
 #include "kel_cpp/access/Selection.hpp"
-#include "kel_cpp/uds/UdsClient.hpp"
 #include "kel_server_lib/runtime/JobRecords.hpp"
 #include "platform/Clock.hpp"
+#include "uds/Client.hpp"
 
 namespace Quarlen::Kel_cpp {
 
-/// `ServiceResult::error` beyond the negative response codes, which stand for themselves (1 to
-/// 255; a refusal with code 0 is an unexpected answer).
+/// Values of `ServiceResult::error` in addition to the negative response codes (1 to 255, used
+/// unchanged; a refusal with code 0 is an unexpected answer).
 enum class ServiceError : std::int32_t {
     None = 0,
     /// No answer, or the interface failed.
@@ -27,12 +26,12 @@ enum class ServiceError : std::int32_t {
     Internal = 0x104,
 };
 
-/// A failed result that says why.
+/// A failed result with its error and text.
 std::shared_ptr<ServiceResult> failedResult(ServiceError error, std::wstring text);
 /// The result of one exchange. A negative response is a failure that carries the response.
 std::shared_ptr<ServiceResult> resultOfResponse(const Uds::Bytes& response);
 
-/// One raw exchange over one link. A link that fails is a failed result. Throws `Uds::Cancelled`.
+/// One raw exchange over one link. A link failure gives a failed result. Throws `Uds::Cancelled`.
 std::shared_ptr<ServiceResult> exchangeRaw(const VehicleAccess& access,
                                            const std::wstring& logicalLink,
                                            const Uds::Bytes& request, const std::stop_token& cancel,
@@ -42,10 +41,10 @@ std::shared_ptr<ServiceResult> exchangeRaw(const VehicleAccess& access,
 /// ended: passed with the text of the last verdict, failed with step and cause, or cancelled.
 class OtxRun {
 public:
-    /// Gets each step's result on the thread that runs.
+    /// Receives the result of each step on the thread that calls `run`.
     using OnResult = std::function<void(std::shared_ptr<ServiceResult>)>;
 
-    /// All that is handed in must outlive the run.
+    /// All arguments must outlive the run.
     OtxRun(const VehicleAccess& access, std::stop_token cancel, Platform::Clock& clock,
            const OnResult& onResult);
 
@@ -57,11 +56,11 @@ private:
     [[nodiscard]] std::shared_ptr<ServiceResult> execute(const UdsStep& step);
     [[nodiscard]] std::shared_ptr<ServiceResult> execute(const WaitStep& step);
     [[nodiscard]] std::shared_ptr<ServiceResult> execute(const VerdictStep& step);
-    Uds::UdsClient& clientFor(const std::wstring& logicalLink);
+    Uds::Client& clientFor(const std::wstring& logicalLink);
 
     struct OpenLink {
-        std::unique_ptr<VehicleLink> link;
-        std::unique_ptr<Uds::UdsClient> client;
+        std::unique_ptr<Uds::VehicleLink> link;
+        std::unique_ptr<Uds::Client> client;
     };
 
     const VehicleAccess& access;

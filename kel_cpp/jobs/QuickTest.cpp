@@ -6,15 +6,15 @@
 #include <unordered_set>
 #include <utility>
 
-#include "kel_cpp/ExceptionBoundary.hpp"
-#include "kel_cpp/uds/Uds.hpp"
+#include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "std_util/TraceHelper.hpp"
+#include "uds/Uds.hpp"
 
 namespace Quarlen::Kel_cpp {
 
 namespace {
 
-using Uds::UdsClient;
+using Uds::Client;
 
 /// Sub-functions of ReadDTCInformation, ISO 14229-1 table 317.
 constexpr std::uint8_t reportNumberOfDtcByStatusMask = 0x01;
@@ -31,7 +31,7 @@ std::vector<std::wstring> allNames(const VehicleInformation& information) {
     return names;
 }
 
-/// The first of several stays, so that the order does.
+/// Keeps the first of equal names, so that the order is kept.
 std::vector<std::wstring> withoutRepetitions(const std::vector<std::wstring>& names) {
     std::vector<std::wstring> unique;
     std::unordered_set<std::wstring_view> known;
@@ -43,7 +43,7 @@ std::vector<std::wstring> withoutRepetitions(const std::vector<std::wstring>& na
     return unique;
 }
 
-/// As text where all of it is printable ASCII (padding at the end left out), else in hexadecimal.
+/// Text when all bytes are printable ASCII (without padding at the end), else hexadecimal.
 std::wstring readableValue(Uds::Bytes data) {
     const Uds::Bytes whole = data;
     while (!data.empty() && (data.back() == 0x00 || data.back() == ' ')) {
@@ -56,15 +56,15 @@ std::wstring readableValue(Uds::Bytes data) {
 }
 
 /// Checks service and sub-function; `minimumSize` keeps what follows readable.
-Uds::Bytes askFaultMemory(UdsClient& client, const Uds::Bytes& request, std::size_t minimumSize) {
+Uds::Bytes askFaultMemory(Client& client, const Uds::Bytes& request, std::size_t minimumSize) {
     Uds::Bytes response = client.request(request);
     if (response.size() < minimumSize || response[1] != request[1]) {
-        throw LinkError(L"unusable response to ReadDTCInformation: " + Uds::hexText(response));
+        throw Uds::LinkError(L"unusable response to ReadDTCInformation: " + Uds::hexText(response));
     }
     return response;
 }
 
-std::uint16_t readFaultCount(UdsClient& client, std::uint8_t mask) {
+std::uint16_t readFaultCount(Client& client, std::uint8_t mask) {
     // 59 01 availabilityMask format countHigh countLow
     const auto response =
         askFaultMemory(client, {readDtcInformation, reportNumberOfDtcByStatusMask, mask}, 6);
@@ -120,7 +120,7 @@ void QuickTest::run(JobReport<QuickTestResult>& report, const std::stop_token& c
             report.add(std::move(result));
         }
     } catch (const Uds::Cancelled&) {
-        // What was tested until then has been reported; the last report tells the end.
+        // The results so far have been reported; the last report marks the end.
         end = L"cancelled";
     }
     summary.trace(vehicle.information->name, targets.size(), end);
@@ -141,15 +141,15 @@ std::shared_ptr<QuickTest::Result> QuickTest::test(const std::wstring& name,
     result->link = unit->link;
     try {
         const auto link = vehicle.access->openLink(unit->link);
-        UdsClient client(*link, cancel, clock);
+        Client client(*link, cancel, clock);
         readAll(*result, client);
-    } catch (const LinkError& error) {
+    } catch (const Uds::LinkError& error) {
         result->errorText = error.message();
     }
     return result;
 }
 
-void QuickTest::readAll(Result& result, UdsClient& client) const {
+void QuickTest::readAll(Result& result, Client& client) const {
     readIdentification(result, client);
     try {
         readFaultMemory(result, client);
@@ -158,7 +158,7 @@ void QuickTest::readAll(Result& result, UdsClient& client) const {
     }
 }
 
-void QuickTest::readIdentification(Result& result, UdsClient& client) const {
+void QuickTest::readIdentification(Result& result, Client& client) const {
     for (const auto& item : vehicle.project->identification) {
         IdentificationValue value{item.dataIdentifier, item.name, {}};
         try {
@@ -170,19 +170,19 @@ void QuickTest::readIdentification(Result& result, UdsClient& client) const {
     }
 }
 
-void QuickTest::readFaultMemory(Result& result, UdsClient& client) const {
+void QuickTest::readFaultMemory(Result& result, Client& client) const {
     result.faultCount = readFaultCount(client, statusMask);
     result.faults = readDtcs(client, {readDtcInformation, reportDtcByStatusMask, statusMask});
     result.supported = readDtcs(client, {readDtcInformation, reportSupportedDtc});
 }
 
-std::vector<DtcReading> QuickTest::readDtcs(UdsClient& client, const Uds::Bytes& request) const {
+std::vector<DtcReading> QuickTest::readDtcs(Client& client, const Uds::Bytes& request) const {
     // 59 02 availabilityMask, then for each fault three bytes of code and one of status
     constexpr std::size_t headerSize = 3;
     constexpr std::size_t entrySize = 4;
     const Uds::Bytes response = askFaultMemory(client, request, headerSize);
     if ((response.size() - headerSize) % entrySize != 0) {
-        throw LinkError(L"unusable response to ReadDTCInformation: " + Uds::hexText(response));
+        throw Uds::LinkError(L"unusable response to ReadDTCInformation: " + Uds::hexText(response));
     }
     std::vector<DtcReading> dtcs;
     for (std::size_t at = headerSize; at < response.size(); at += entrySize) {

@@ -20,8 +20,9 @@ void IoThread::run() {
             context.run();
             return;
         } catch (const std::exception& error) {
-            // One client's failure (no memory, for instance) must not end the others' service.
-            StdUtil::TraceHelper::ErrorTrace(L"kel_cpp/IoThread", __LINE__,
+            // A failure of one client (no memory, for instance) must not end the service of the
+            // others.
+            StdUtil::TraceHelper::ErrorTrace(L"kel_cpp/network/IoThread", __LINE__,
                                              L"Network handler failed: %s",
                                              Platform::fromUtf8(error.what()).c_str());
         }

@@ -17,13 +17,13 @@ public:
     IoThread();
     IoThread(const IoThread&) = delete;
     IoThread& operator=(const IoThread&) = delete;
-    /// Waits until nothing is pending: whoever opened sockets closes them before.
+    /// Waits until no handler is pending; the owner of the sockets must have closed them before.
     ~IoThread();
 
     asio::io_context& ioContext() noexcept { return context; }
 
-    /// Runs the function on the thread and returns what it returns or throws. Not to be called from
-    /// a handler.
+    /// Runs the function on the thread and returns what it returns or throws. Must not be called
+    /// from a handler.
     template <class Function>
     auto call(Function function) {
         std::packaged_task<std::invoke_result_t<Function>()> task(std::move(function));

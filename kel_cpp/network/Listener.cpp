@@ -32,7 +32,7 @@ std::wstring endpointText(const tcp::endpoint& endpoint) {
 tcp::acceptor openAcceptor(asio::io_context& context, const tcp::endpoint& endpoint) {
     tcp::acceptor acceptor(context);
     acceptor.open(endpoint.protocol());
-    Platform::claimAddress(static_cast<std::intptr_t>(acceptor.native_handle()));
+    Platform::bindExclusively(static_cast<std::intptr_t>(acceptor.native_handle()));
     acceptor.bind(endpoint);
     acceptor.listen();
     return acceptor;
@@ -84,12 +84,12 @@ void Listener::accepted(const std::error_code& error, tcp::socket socket) {
     take(std::move(socket));
 }
 
-/// A connection that cannot be taken (no file descriptor is free) stays ready; asking again at once
-/// would spin.
+/// A connection that cannot be accepted (no file descriptor is free) stays pending, so an immediate
+/// retry would spin.
 void Listener::pauseAccepting(const std::error_code& error) {
     constexpr std::chrono::milliseconds pause{100};
     if (!std::exchange(acceptFailed, true)) {
-        StdUtil::TraceHelper::ErrorTrace(L"kel_cpp/RuntimeServer", __LINE__,
+        StdUtil::TraceHelper::ErrorTrace(L"kel_cpp/network/Listener", __LINE__,
                                          L"Cannot accept clients: %s",
                                          Platform::errorText(error).c_str());
     }
@@ -101,14 +101,14 @@ void Listener::pauseAccepting(const std::error_code& error) {
     });
 }
 
-/// A client beyond the limit, or one that is gone already, is closed with its socket.
+/// Closes the socket of a client that is beyond the limit or already gone.
 void Listener::take(tcp::socket socket) {
     std::error_code error;
     const tcp::endpoint peer = socket.remote_endpoint(error);
-    if (error || count.current >= ClientCount::maximum) {
+    if (error || count.current >= ClientCount::maxClients) {
         return;
     }
-    // Finds clients that vanished without a word.
+    // Detects clients that disappeared without closing the connection.
     socket.set_option(asio::socket_base::keep_alive(true), error);
     auto client = std::make_shared<Client>(std::move(socket), endpointText(peer));
     const ClientId id = ++lastId;

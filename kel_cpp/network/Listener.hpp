@@ -16,18 +16,18 @@ namespace Quarlen::Kel_cpp {
 
 /// Number of clients over all listeners. Used on the I/O thread only.
 struct ClientCount {
-    static constexpr std::size_t maximum = 256;
+    static constexpr std::size_t maxClients = 256;
     std::size_t current = 0;
 };
 
 std::wstring endpointText(const asio::ip::tcp::endpoint& endpoint);
 
-/// An acceptor that is bound, exclusively, and listens. Throws `std::system_error`.
+/// Returns an acceptor that is bound exclusively and listens. Throws `std::system_error`.
 asio::ip::tcp::acceptor openAcceptor(asio::io_context& context,
                                      const asio::ip::tcp::endpoint& endpoint);
 
-/// One listening socket and the clients that came through it. Everything but construction happens
-/// on the I/O thread.
+/// One listening socket and the clients that it has accepted. All operations except construction
+/// run on the I/O thread.
 class Listener : public std::enable_shared_from_this<Listener> {
 public:
     /// `clientCount` must outlive the I/O context.
@@ -36,7 +36,7 @@ public:
     void begin();
     /// Closes the listening socket and all of its clients.
     void close();
-    /// In the order in which they came.
+    /// In the order in which the clients connected.
     [[nodiscard]] std::vector<std::wstring> clientNames() const;
 
 private:

@@ -9,10 +9,10 @@
 #include <asio/io_context.hpp>
 #include <asio/ip/tcp.hpp>
 
-#include "kel_cpp/RuntimeError.hpp"
+#include "kel_cpp/base/RuntimeError.hpp"
 #include "kel_cpp/network/IoThread.hpp"
+#include "kel_cpp/network/ListenAddress.hpp"
 #include "kel_cpp/network/Listener.hpp"
-#include "kel_cpp/network/ServerAddress.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 
@@ -68,7 +68,7 @@ private:
 
 std::wstring RuntimeServer::Implementation::start(const std::wstring& address) {
     try {
-        // Asking a name server can take long, so not under the lock.
+        // The name resolution can take long, so the lock is not held.
         const tcp::endpoint endpoint = findEndpoint(address, adapters);
         const std::lock_guard lock(mutex);
         return listen(endpoint);

@@ -10,9 +10,10 @@
 namespace Quarlen::Kel_cpp {
 
 /// The runtime's network server: listens on any number of addresses and keeps the clients that
-/// connect. Clients have nothing to say yet; what they send is read and dropped. All operations are
-/// thread-safe; one thread serves all sockets and exists only while something listens. At most 256
-/// clients are kept; more are closed at once.
+/// connect. There is no client protocol yet: received data is read and dropped. The server owns one
+/// `Listener` for each address, which owns its clients, and one I/O thread, which serves all
+/// sockets and exists only while an address is open. All operations are thread-safe. At most 256
+/// clients are kept; further clients are closed at once.
 class RuntimeServer {
 public:
     using AdapterList = std::function<std::vector<Platform::NetworkAdapter>()>;

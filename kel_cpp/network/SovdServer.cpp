@@ -11,7 +11,7 @@
 #include <httplib.h>
 #include <picojson.h>
 
-#include "kel_cpp/RuntimeError.hpp"
+#include "kel_cpp/base/RuntimeError.hpp"
 #include "kel_cpp/network/Listener.hpp"
 #include "platform/ListeningSocket.hpp"
 #include "platform/SystemError.hpp"
@@ -29,7 +29,7 @@ KelApiException startError(std::uint16_t port, const std::wstring& cause) {
                                              std::to_wstring(port) + L": " + cause);
 }
 
-/// The HTTP library does not say why it could not bind; asking once more does.
+/// Binds the port once more for the cause of the failure, which the HTTP library does not report.
 std::wstring whyNotBound(std::uint16_t port) {
     try {
         asio::io_context context;
@@ -56,7 +56,7 @@ std::string failureText(const std::exception_ptr& failure) {
     }
 }
 
-/// The shape of a SOVD "GenericError".
+/// Replies with a SOVD "GenericError".
 void replyError(httplib::Response& response, const char* code, const std::string& message) {
     reply(response, {{"error_code", picojson::value(code)}, {"message", picojson::value(message)}});
 }
@@ -98,8 +98,9 @@ SovdService::SovdService(const SovdModel& sovdModel, std::uint16_t wantedPort)
 }
 
 std::uint16_t SovdService::bind(std::uint16_t wantedPort) {
-    server.set_socket_options(
-        [](socket_t listening) { Platform::claimAddress(static_cast<std::intptr_t>(listening)); });
+    server.set_socket_options([](socket_t listening) {
+        Platform::bindExclusively(static_cast<std::intptr_t>(listening));
+    });
     if (wantedPort != 0 && server.bind_to_port(host, wantedPort)) {
         return wantedPort;
     }
@@ -115,17 +116,17 @@ SovdService::~SovdService() {
     thread.join();
 }
 
-/// One request per connection and short patience: nobody holds a worker for long.
+/// Allows one request per connection and short timeouts, so that no client holds a worker for long.
 void SovdService::limitClients() {
-    // All there from the start: the library's pool grows too late when many clients come at once.
+    // All workers exist from the start: the library's pool grows too late for many clients at once.
     constexpr std::size_t workers = 16;
-    constexpr std::size_t mostWaiting = 64;
-    constexpr std::size_t largestBody = 4096;
-    server.new_task_queue = [] { return new httplib::ThreadPool(workers, workers, mostWaiting); };
+    constexpr std::size_t maxWaiting = 64;
+    constexpr std::size_t maxBodySize = 4096;
+    server.new_task_queue = [] { return new httplib::ThreadPool(workers, workers, maxWaiting); };
     server.set_keep_alive_max_count(1);
     server.set_keep_alive_timeout(1);
     server.set_read_timeout(1);
-    server.set_payload_max_length(largestBody);
+    server.set_payload_max_length(maxBodySize);
 }
 
 void SovdService::addRoutes() {
@@ -208,7 +209,7 @@ public:
         service = std::make_unique<SovdService>(model, port);
     }
 
-    /// Waits for running requests outside of the lock: they may ask for our port.
+    /// Waits for running requests without the lock, because they may call `port`.
     void stop() {
         std::unique_ptr<SovdService> ending;
         const std::lock_guard lock(mutex);

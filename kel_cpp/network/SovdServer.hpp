@@ -8,7 +8,7 @@
 
 namespace Quarlen::Kel_cpp {
 
-/// What the SOVD server tells about the vehicle. Called from HTTP worker threads.
+/// The data that the SOVD server publishes. HTTP worker threads call its functions.
 struct SovdModel {
     struct Component {
         std::string id;
@@ -28,12 +28,13 @@ public:
     SovdServer& operator=(const SovdServer&) = delete;
     ~SovdServer();
 
-    /// Returns once it serves; port 0 takes any free one. Throws `KelApiException` (code Sovd) that
-    /// names the address and the cause, also when it runs already.
+    /// Returns once the server accepts requests; port 0 takes any free port. Throws
+    /// `KelApiException` (code Sovd) that names the address and the cause, also when the server is
+    /// already running.
     void start(std::uint16_t port);
-    /// Does nothing when it does not run.
+    /// Does nothing when the server is not running.
     void stop();
-    /// 0 when it does not run.
+    /// 0 when the server is not running.
     [[nodiscard]] std::uint16_t port() const;
 
 private:

@@ -8,7 +8,7 @@ namespace Quarlen::Kel_cpp {
 
 namespace {
 
-constexpr std::uint64_t longestWait = std::uint64_t{24} * 60 * 60 * 1000;
+constexpr std::uint64_t maxWait = std::uint64_t{24} * 60 * 60 * 1000;
 
 std::optional<ExpectedByte> parseExpectedByte(std::string_view token) {
     if (token == "??") {
@@ -23,7 +23,7 @@ std::optional<ExpectedByte> parseExpectedByte(std::string_view token) {
     return ExpectedByte(value);
 }
 
-UdsStep readRequest(const XmlFile& file, const pugi::xml_node& node) {
+UdsStep readRequest(const Xml::File& file, const pugi::xml_node& node) {
     file.allowNoContent(node, {"link", "send", "expect"});
     UdsStep step;
     step.link = file.requiredText(node, "link");
@@ -40,12 +40,12 @@ UdsStep readRequest(const XmlFile& file, const pugi::xml_node& node) {
     return step;
 }
 
-WaitStep readWait(const XmlFile& file, const pugi::xml_node& node) {
+WaitStep readWait(const Xml::File& file, const pugi::xml_node& node) {
     file.allowNoContent(node, {"milliseconds"});
-    return {std::chrono::milliseconds(file.number(node, "milliseconds", 0, longestWait))};
+    return {std::chrono::milliseconds(file.number(node, "milliseconds", 0, maxWait))};
 }
 
-VerdictStep readVerdict(const XmlFile& file, const pugi::xml_node& node) {
+VerdictStep readVerdict(const Xml::File& file, const pugi::xml_node& node) {
     file.allowNoContent(node, {"result", "text"});
     const auto result = file.requiredText(node, "result");
     if (result != L"passed" && result != L"failed") {
@@ -54,7 +54,7 @@ VerdictStep readVerdict(const XmlFile& file, const pugi::xml_node& node) {
     return {result == L"passed", file.optionalText(node, "text")};
 }
 
-OtxStep readStep(const XmlFile& file, const pugi::xml_node& node) {
+OtxStep readStep(const Xml::File& file, const pugi::xml_node& node) {
     const std::string_view kind = node.name();
     if (kind == "Request") {
         return readRequest(file, node);
@@ -89,7 +89,7 @@ std::optional<Expectation> parseExpectation(std::string_view text) {
     return text.empty() ? std::optional(expectation) : std::nullopt;
 }
 
-OtxProcedure readProcedure(const XmlFile& file, const pugi::xml_node& node) {
+OtxProcedure readProcedure(const Xml::File& file, const pugi::xml_node& node) {
     file.allowOnly(node, {"Request", "Wait", "Verdict"}, {"name"});
     OtxProcedure procedure;
     procedure.name = file.requiredText(node, "name");

@@ -5,21 +5,21 @@
 #include <vector>
 
 #include "kel_cpp/projects/Project.hpp"
-#include "kel_cpp/settings/XmlReading.hpp"
+#include "xml/File.hpp"
 
 namespace Quarlen::Kel_cpp {
 
-/// What an answer must look like.
+/// The expected bytes of a response.
 struct Expectation {
     std::vector<ExpectedByte> bytes;
     bool openEnd = false;
 };
 
-/// "62 F1 90 ?? *"; blanks between the bytes are optional. Nothing when it is anything else.
+/// Parses for example "62 F1 90 ?? *"; blanks between the bytes are optional. Returns nothing for
+/// any other text.
 std::optional<Expectation> parseExpectation(std::string_view text);
 
-/// One `Procedure` element below the project's root, its steps in order. Throws `KelApiException`
-/// (code Configuration).
-OtxProcedure readProcedure(const XmlFile& file, const pugi::xml_node& node);
+/// One `Procedure` element below the project's root, its steps in order. Throws `Xml::FileError`.
+OtxProcedure readProcedure(const Xml::File& file, const pugi::xml_node& node);
 
 } // namespace Quarlen::Kel_cpp

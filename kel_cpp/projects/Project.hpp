@@ -7,10 +7,13 @@
 #include <variant>
 #include <vector>
 
-#include "kel_cpp/uds/Uds.hpp"
+#include "uds/Uds.hpp"
 
-/// A diagnostic project as its project.xml describes it. Plain values; names are unique within
-/// their list, references between the lists are checked when the file is read.
+/// A diagnostic project as its project.xml describes it: vehicle informations with their targets,
+/// procedures, identification items, unlock procedures, flash items and DTC texts. `readProject`
+/// makes it and checks that names are unique within their list and that references between the
+/// lists are valid. A project holds plain values and is not changed after it has been read, so the
+/// selection and the jobs share its ownership and any thread may read it.
 namespace Quarlen::Kel_cpp {
 
 /// Kind 1 is a control unit and has a logical link; other kinds have none.
@@ -27,7 +30,7 @@ struct VehicleInformation {
     std::vector<std::wstring> procedures;
 };
 
-/// One byte of an expected answer; nothing stands for "any".
+/// One byte of an expected answer; an empty value matches any byte.
 using ExpectedByte = std::optional<std::uint8_t>;
 
 struct UdsStep {
@@ -54,7 +57,7 @@ struct OtxProcedure {
     std::vector<OtxStep> steps;
 };
 
-/// What is read from a control unit for identification.
+/// A data identifier that is read from a control unit for identification.
 struct IdentificationItem {
     std::uint16_t dataIdentifier = 0;
     std::wstring name;
@@ -79,7 +82,7 @@ struct FlashSessionDescription {
     /// File name in the data folder "flashdata".
     std::wstring file;
     std::uint32_t address = 0;
-    /// What the whole file must be where the project says so: bytes and their CRC-32.
+    /// Expected size in bytes and CRC-32 of the whole file; empty when the project gives none.
     std::optional<std::uint64_t> size{};
     std::optional<std::uint32_t> checksum{};
 };
@@ -94,7 +97,7 @@ struct FlashItem {
     std::vector<FlashSessionDescription> sessions;
 };
 
-/// Three-byte DTC and what it means.
+/// A three-byte DTC and its text.
 struct DtcText {
     std::uint32_t code = 0;
     std::wstring text;

@@ -1,39 +1,41 @@
 #include <limits>
 #include <set>
 
-#include "kel_cpp/projects/NamedElements.hpp"
+#include "kel_cpp/base/RuntimeError.hpp"
 #include "kel_cpp/projects/ProcedureReader.hpp"
 #include "kel_cpp/projects/ProjectStore.hpp"
-#include "kel_cpp/settings/XmlReading.hpp"
+#include "kel_cpp/projects/Uniqueness.hpp"
+#include "xml/File.hpp"
 
 namespace Quarlen::Kel_cpp {
 
 namespace {
 
-constexpr std::uint64_t highestKind = std::numeric_limits<std::int32_t>::max();
-constexpr std::uint64_t highestWord = std::numeric_limits<std::uint32_t>::max();
-constexpr std::uint64_t highestSecurityLevel = 0x7D;
-constexpr std::uint64_t highestDtc = 0xFFFFFF;
+constexpr std::uint64_t maxKind = std::numeric_limits<std::int32_t>::max();
+constexpr std::uint64_t maxWord = std::numeric_limits<std::uint32_t>::max();
+constexpr std::uint64_t maxSecurityLevel = 0x7D;
+/// A DTC has three bytes (ISO 14229-1, DTCAndStatusRecord).
+constexpr std::size_t dtcDigits = 6;
 constexpr std::int32_t controlUnit = 1;
 
-std::uint32_t readWord(const XmlFile& file, const pugi::xml_node& node, const char* attribute) {
-    return static_cast<std::uint32_t>(file.number(node, attribute, 0, highestWord));
+std::uint32_t readWord(const Xml::File& file, const pugi::xml_node& node, const char* attribute) {
+    return static_cast<std::uint32_t>(file.number(node, attribute, 0, maxWord));
 }
 
 /// Odd levels ask for a seed, even ones send the key (ISO 14229-1 clause 10.4).
-std::uint8_t readSecurityLevel(const XmlFile& file, const pugi::xml_node& node,
+std::uint8_t readSecurityLevel(const Xml::File& file, const pugi::xml_node& node,
                                const char* attribute) {
-    const auto level = file.number(node, attribute, 1, highestSecurityLevel, 1);
+    const auto level = file.number(node, attribute, 1, maxSecurityLevel, 1);
     if (level % 2 == 0) {
         file.failValue(node, attribute, L"an odd security level");
     }
     return static_cast<std::uint8_t>(level);
 }
 
-ProjectTarget readTarget(const XmlFile& file, const pugi::xml_node& node) {
+ProjectTarget readTarget(const Xml::File& file, const pugi::xml_node& node) {
     file.allowNoContent(node, {"kind", "name", "link"});
     ProjectTarget target;
-    target.kind = static_cast<std::int32_t>(file.number(node, "kind", 0, highestKind, controlUnit));
+    target.kind = static_cast<std::int32_t>(file.number(node, "kind", 0, maxKind, controlUnit));
     target.name = file.requiredText(node, "name");
     if (target.kind == controlUnit) {
         target.link = file.requiredText(node, "link");
@@ -43,7 +45,7 @@ ProjectTarget readTarget(const XmlFile& file, const pugi::xml_node& node) {
     return target;
 }
 
-VehicleInformation readVehicleInformation(const XmlFile& file, const pugi::xml_node& node) {
+VehicleInformation readVehicleInformation(const Xml::File& file, const pugi::xml_node& node) {
     file.allowOnly(node, {"Target", "Procedure"}, {"name"});
     VehicleInformation information;
     information.name = file.requiredText(node, "name");
@@ -57,11 +59,11 @@ VehicleInformation readVehicleInformation(const XmlFile& file, const pugi::xml_n
     return information;
 }
 
-std::vector<IdentificationItem> readIdentification(const XmlFile& file) {
+std::vector<IdentificationItem> readIdentification(const Xml::File& file) {
     const auto section = file.singleChild(file.root(), "Identification");
     file.allowOnly(section, {"DataIdentifier"}, {});
     Uniqueness<std::uint16_t> identifiers(file, "id");
-    const auto readItem = [&](const XmlFile&, const pugi::xml_node& node) {
+    const auto readItem = [&](const Xml::File&, const pugi::xml_node& node) {
         file.allowNoContent(node, {"id", "name"});
         const auto id = static_cast<std::uint16_t>(
             file.number(node, "id", 0, std::numeric_limits<std::uint16_t>::max()));
@@ -71,13 +73,13 @@ std::vector<IdentificationItem> readIdentification(const XmlFile& file) {
     return readNamed<IdentificationItem>(file, section, "DataIdentifier", readItem);
 }
 
-UnlockParameter readUnlockParameter(const XmlFile& file, const pugi::xml_node& node) {
+UnlockParameter readUnlockParameter(const Xml::File& file, const pugi::xml_node& node) {
     file.allowNoContent(node, {"name", "level", "keyMask"});
     return {file.requiredText(node, "name"), readSecurityLevel(file, node, "level"),
             readWord(file, node, "keyMask")};
 }
 
-UnlockProcedure readUnlock(const XmlFile& file, const pugi::xml_node& node) {
+UnlockProcedure readUnlock(const Xml::File& file, const pugi::xml_node& node) {
     file.allowOnly(node, {"Parameter"}, {"name", "link"});
     if (!node.child("Parameter")) {
         file.fail(node, L"'Unlock' needs at least one 'Parameter'");
@@ -86,13 +88,13 @@ UnlockProcedure readUnlock(const XmlFile& file, const pugi::xml_node& node) {
             readNamed<UnlockParameter>(file, node, "Parameter", readUnlockParameter)};
 }
 
-FlashSessionDescription readSession(const XmlFile& file, const pugi::xml_node& node) {
+FlashSessionDescription readSession(const Xml::File& file, const pugi::xml_node& node) {
     file.allowNoContent(node, {"name", "file", "address", "size", "checksum"});
     FlashSessionDescription session{file.requiredText(node, "name"),
                                     file.requiredText(node, "file"),
                                     readWord(file, node, "address")};
     if (node.attribute("size")) {
-        session.size = file.number(node, "size", 1, highestWord);
+        session.size = file.number(node, "size", 1, maxWord);
     }
     if (node.attribute("checksum")) {
         session.checksum = readWord(file, node, "checksum");
@@ -104,7 +106,7 @@ FlashSessionDescription readSession(const XmlFile& file, const pugi::xml_node& n
     return session;
 }
 
-FlashItem readFlashItem(const XmlFile& file, const pugi::xml_node& node) {
+FlashItem readFlashItem(const Xml::File& file, const pugi::xml_node& node) {
     file.allowOnly(node, {"Session"},
                    {"name", "target", "description", "securityLevel", "keyMask"});
     FlashItem item;
@@ -117,12 +119,12 @@ FlashItem readFlashItem(const XmlFile& file, const pugi::xml_node& node) {
     return item;
 }
 
-std::vector<DtcText> readDtcTexts(const XmlFile& file) {
+std::vector<DtcText> readDtcTexts(const Xml::File& file) {
     std::vector<DtcText> result;
     Uniqueness<std::uint32_t> codes(file, "code");
     for (const auto node : file.root().children("DtcText")) {
         file.allowNoContent(node, {"code", "text"});
-        const auto code = static_cast<std::uint32_t>(file.number(node, "code", 0, highestDtc));
+        const auto code = static_cast<std::uint32_t>(file.hexNumber(node, "code", dtcDigits));
         codes.add(node, code);
         result.push_back({code, file.requiredText(node, "text")});
     }
@@ -138,7 +140,7 @@ std::set<std::wstring> namesOf(const std::vector<Element>& list) {
     return names;
 }
 
-void checkProcedureNames(const XmlFile& file, const Project& project) {
+void checkProcedureNames(const Xml::File& file, const Project& project) {
     const auto known = namesOf(project.procedures);
     for (const auto information : file.root().children("VehicleInformation")) {
         for (const auto node : information.children("Procedure")) {
@@ -149,7 +151,7 @@ void checkProcedureNames(const XmlFile& file, const Project& project) {
     }
 }
 
-void checkFlashTargets(const XmlFile& file, const Project& project) {
+void checkFlashTargets(const Xml::File& file, const Project& project) {
     std::set<std::wstring> known;
     for (const auto& information : project.vehicleInformations) {
         for (const auto& target : information.targets) {
@@ -165,11 +167,7 @@ void checkFlashTargets(const XmlFile& file, const Project& project) {
     }
 }
 
-} // namespace
-
-std::shared_ptr<const Project> readProject(const std::filesystem::path& projectFile,
-                                           const std::wstring& name) {
-    const XmlFile file(projectFile, "Project");
+std::shared_ptr<const Project> readChecked(const Xml::File& file, const std::wstring& name) {
     const auto root = file.root();
     file.allowOnly(
         root,
@@ -188,6 +186,13 @@ std::shared_ptr<const Project> readProject(const std::filesystem::path& projectF
     checkProcedureNames(file, *project);
     checkFlashTargets(file, *project);
     return project;
+}
+
+} // namespace
+
+std::shared_ptr<const Project> readProject(const std::filesystem::path& projectFile,
+                                           const std::wstring& name) {
+    return withFileErrors([&] { return readChecked(Xml::File(projectFile, "Project"), name); });
 }
 
 } // namespace Quarlen::Kel_cpp

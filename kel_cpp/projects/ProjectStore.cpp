@@ -4,7 +4,7 @@
 #include <iterator>
 #include <system_error>
 
-#include "kel_cpp/RuntimeError.hpp"
+#include "kel_cpp/base/RuntimeError.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -20,7 +20,7 @@ bool isProject(const std::filesystem::path& folder) {
     return std::filesystem::is_regular_file(projectFile(folder), ignored);
 }
 
-/// A single name, nothing that leads out of the folder it is looked up in.
+/// True for a single name, which cannot lead out of the projects folder.
 bool isFolderName(const std::filesystem::path& name) {
     const bool cutShort = name.native().find(std::filesystem::path::value_type()) !=
                           std::filesystem::path::string_type::npos;

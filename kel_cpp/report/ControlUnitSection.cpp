@@ -88,7 +88,7 @@ void writeFaultRow(HtmlWriter& html, const DtcReading& fault) {
     writeStatusCell(html, fault.status);
 }
 
-/// The control unit counts by itself; a reader should know when its list is not that long.
+/// Writes a notice when the control unit's own fault count differs from the length of its list.
 void writeCountNotice(HtmlWriter& html, const ControlUnitQuickTestResult& unit) {
     if (unit.faultCount != 0 && unit.faultCount != unit.faults.size()) {
         html.element("p", "notice",

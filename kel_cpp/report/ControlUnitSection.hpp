@@ -19,21 +19,21 @@ struct ReportParts {
     bool supported;
 };
 
-/// A few words and the colour that goes with them.
+/// A short text and its colour.
 struct Badge {
     std::string text;
     std::string_view cssClass;
 };
 
 /// "No answer", "Incomplete" (an error, but some data), "No faults", "3 faults" or "Answered", the
-/// last where faults are not shown.
+/// last one when faults are not shown.
 Badge controlUnitBadge(const ControlUnitQuickTestResult& unit, const ReportParts& parts);
 
 /// Value of the section's `id`, for links; counted from 1.
 std::string controlUnitAnchor(std::size_t number);
 
-/// A control unit with an error shows the error and what was read before it; nothing says "no
-/// faults" there.
+/// For a control unit with an error the section shows the error and the data that was read before
+/// it, but never "no faults".
 void writeControlUnitSection(HtmlWriter& html, const ControlUnitQuickTestResult& unit,
                              const ReportParts& parts, std::size_t number);
 

@@ -1,5 +1,6 @@
 #include "kel_cpp/report/HtmlWriter.hpp"
 
+#include <cstddef>
 #include <utility>
 
 #include "platform/TextEncoding.hpp"
@@ -9,8 +10,7 @@ namespace {
 
 constexpr std::string_view replacementCharacter = "\xEF\xBF\xBD";
 
-/// Whole texts are converted at once; only one that is no valid text goes unit by unit, so that
-/// its readable part is kept.
+/// Converts a valid text at once, an invalid text unit by unit, so that its readable part is kept.
 std::string toDisplayableUtf8(std::wstring_view content) {
     std::string converted = Platform::toUtf8(content);
     if (!converted.empty() || content.empty()) {

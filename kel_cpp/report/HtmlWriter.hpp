@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -27,19 +26,19 @@ public:
 
     /// `tag` must be a literal: the element refers to it until it is closed.
     [[nodiscard]] Element open(std::string_view tag, std::string_view cssClass = {});
-    /// `attributes` as they stand in the document, for example `id="unit-1"`; values that are not
-    /// the program's own must come out of `escape`.
+    /// `attributes` as they stand in the document, for example `id="unit-1"`; values from outside
+    /// of the program must be escaped with `escape`.
     [[nodiscard]] Element openWith(std::string_view tag, std::string_view attributes);
 
-    /// Text of a vehicle, project or script. Characters that no document may hold, and what is no
-    /// valid text, appear as U+FFFD.
+    /// Text of a vehicle, project or script. Characters that XML forbids and invalid code units
+    /// appear as U+FFFD.
     void text(std::wstring_view content);
     /// The program's own text, UTF-8.
     void text(std::string_view content);
-    /// Markup that is taken over as it is.
+    /// Markup that is copied unchanged.
     void markup(std::string_view content);
 
-    /// A whole element with nothing but text inside.
+    /// Writes an element that contains only text.
     void element(std::string_view tag, std::string_view cssClass, std::wstring_view content);
     void element(std::string_view tag, std::string_view cssClass, std::string_view content);
 

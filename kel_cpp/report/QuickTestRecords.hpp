@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "kel_server_lib/runtime/JobRecords.hpp"
@@ -22,7 +21,7 @@ struct DtcReading {
 struct IdentificationValue {
     std::uint16_t dataIdentifier = 0;
     std::wstring name;
-    /// Readable text, or the bytes in hexadecimal, or why it could not be read.
+    /// Readable text, or the bytes in hexadecimal, or the reason why the value could not be read.
     std::wstring value;
 };
 
@@ -37,7 +36,7 @@ struct ControlUnitQuickTestResult : QuickTestResult {
     std::vector<DtcReading> faults;
     /// Every DTC the control unit supports (service 0x19 0x0A); filled when it was asked for.
     std::vector<DtcReading> supported;
-    /// DTCs that match the status mask by the control unit's own count (service 0x19 0x01).
+    /// Number of DTCs that match the status mask, counted by the control unit (service 0x19 0x01).
     std::uint16_t faultCount = 0;
 };
 

@@ -12,7 +12,7 @@ namespace {
 
 using ControlUnits = std::vector<std::shared_ptr<ControlUnitQuickTestResult>>;
 
-/// Nothing is loaded and nothing is run, whatever a text brings into the page.
+/// The page loads nothing and runs nothing, whatever its texts contain.
 constexpr std::string_view headMarkup =
     R"(<meta charset="utf-8"/>)"
     R"(<meta name="viewport" content="width=device-width, initial-scale=1"/>)"

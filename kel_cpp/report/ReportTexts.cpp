@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
-#include <iterator>
 
 namespace Quarlen::Kel_cpp {
 namespace {

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-/// What the numbers of a vehicle report mean to a reader. UTF-8.
+/// Texts for the numbers of a vehicle report, in UTF-8.
 namespace Quarlen::Kel_cpp {
 
 /// Bits of the report's service mask that the built-in runtime has data for.
@@ -24,9 +24,9 @@ std::vector<std::string> unavailableReportServices(std::uint32_t serviceMask);
 
 struct DtcStatusBit {
     std::uint8_t mask;
-    /// For a reader.
+    /// Text for the reader of a report.
     std::string_view words;
-    /// As scripts spell it.
+    /// Spelling in scripts.
     std::string_view scriptName;
     /// False for the two bits that only tell that a test has not been run.
     bool fault;
@@ -55,7 +55,7 @@ struct TimeTexts {
     std::string forFileNames;
 };
 
-/// `local` is what the machine's time zone makes of `moment`; their difference is the offset.
+/// `local` is `moment` in the machine's time zone; their difference is the UTC offset.
 TimeTexts timeTexts(const std::tm& local, std::time_t moment);
 
 } // namespace Quarlen::Kel_cpp

@@ -1,10 +1,9 @@
 #include "kel_cpp/report/VehicleReport.hpp"
 
-#include <cwctype>
 #include <string_view>
 #include <system_error>
 
-#include "kel_cpp/RuntimeError.hpp"
+#include "kel_cpp/base/RuntimeError.hpp"
 #include "kel_cpp/report/ReportPage.hpp"
 #include "kel_cpp/report/ReportTexts.hpp"
 #include "platform/LocalTime.hpp"
@@ -16,18 +15,18 @@ namespace Quarlen::Kel_cpp {
 namespace {
 
 /// Keep the whole name below the 255 bytes that file systems allow, four bytes a character.
-constexpr std::size_t longestNamePart = 40;
-constexpr std::size_t longestVinPart = 24;
+constexpr std::size_t maxNamePartLength = 40;
+constexpr std::size_t maxVinPartLength = 24;
 
-/// So many reports of one name within one second mean that something else is wrong.
-constexpr int mostTries = 10'000;
+/// More reports of one name within one second are a sign of another fault.
+constexpr int maxTries = 10'000;
 
 TimeTexts localTexts(const VehicleReport& report) {
     const std::time_t moment = std::chrono::system_clock::to_time_t(report.time);
     return timeTexts(Platform::localTime(moment), moment);
 }
 
-/// No platform's reserved characters, no blanks, nothing that is not text.
+/// False for blanks, for characters that a platform reserves and for characters that are not text.
 bool isSafeInFileName(wchar_t character) {
     constexpr std::wstring_view reserved = L"<>:\"/\\|?*% \x7F";
     return character > L'\x1F' && reserved.find(character) == std::wstring_view::npos &&
@@ -43,9 +42,9 @@ std::wstring trimmed(const std::wstring& text) {
     return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
-std::wstring fileNamePart(const std::wstring& text, std::size_t longest,
+std::wstring fileNamePart(const std::wstring& text, std::size_t maxLength,
                           std::wstring_view ifEmpty) {
-    std::wstring part = trimmed(text).substr(0, longest);
+    std::wstring part = trimmed(text).substr(0, maxLength);
     for (wchar_t& character : part) {
         if (!isSafeInFileName(character)) {
             character = L'_';
@@ -56,8 +55,8 @@ std::wstring fileNamePart(const std::wstring& text, std::size_t longest,
 
 std::wstring fileStem(const VehicleReport& report, const TimeTexts& time) {
     return Platform::fromUtf8(time.forFileNames) + L"_" +
-           fileNamePart(report.vin, longestVinPart, L"NoVIN") + L"_" +
-           fileNamePart(report.name, longestNamePart, L"Report");
+           fileNamePart(report.vin, maxVinPartLength, L"NoVIN") + L"_" +
+           fileNamePart(report.name, maxNamePartLength, L"Report");
 }
 
 [[noreturn]] void throwReportError(const std::filesystem::path& path, const std::wstring& cause) {
@@ -86,7 +85,7 @@ bool createFile(const std::filesystem::path& file, const std::string& page) {
     }
 }
 
-/// The first try has the plain name, later ones a counter from 2.
+/// The first attempt uses the plain name, later attempts add a counter from 2.
 std::filesystem::path candidate(const std::filesystem::path& folder, const std::wstring& stem,
                                 int attempt) {
     const std::wstring counter = attempt == 1 ? L"" : L"_" + std::to_wstring(attempt);
@@ -104,7 +103,7 @@ std::wstring writeVehicleReport(const VehicleReport& report, const std::filesyst
     const std::string page = renderReportPage(report, time);
     const std::filesystem::path target = absoluteFolder(folder);
     const std::wstring stem = fileStem(report, time);
-    for (int attempt = 1; attempt <= mostTries; ++attempt) {
+    for (int attempt = 1; attempt <= maxTries; ++attempt) {
         const std::filesystem::path file = candidate(target, stem, attempt);
         if (createFile(file, page)) {
             return Platform::fromPath(file);

@@ -11,7 +11,12 @@
 
 namespace Quarlen::Kel_cpp {
 
-/// Everything a vehicle report shows, as plain values.
+/// A vehicle report is one HTML page with the results of a quick test. The caller fills a
+/// `VehicleReport`; ReportPage.hpp renders it through `HtmlWriter`, ControlUnitSection.hpp writes
+/// the part of each control unit, and `writeVehicleReport` stores the page as a new file. The
+/// functions keep nothing between two calls and may be called from any thread.
+///
+/// All contents of a vehicle report as plain values.
 struct VehicleReport {
     /// From the script; becomes part of the file name (characters that no file name may hold are
     /// replaced).
@@ -33,9 +38,8 @@ struct VehicleReport {
 /// The page as UTF-8: one self-contained HTML document, every text escaped.
 std::string renderVehicleReport(const VehicleReport& report);
 
-/// Writes the page into the folder (made when missing) under a name that no file there has, and
-/// returns that file's absolute path. Throws `KelApiException` (code Report) that names path and
-/// cause.
+/// Writes the page into the folder (created when missing) as a new file with a unique name and
+/// returns its absolute path. Throws `KelApiException` (code Report) that names path and cause.
 std::wstring writeVehicleReport(const VehicleReport& report, const std::filesystem::path& folder);
 
 } // namespace Quarlen::Kel_cpp

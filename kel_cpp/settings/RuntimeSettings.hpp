@@ -7,7 +7,12 @@
 
 namespace Quarlen::Kel_cpp {
 
-/// Everything that KelServer.xml says, with defaults for what it does not say. Paths are absolute.
+/// The settings come from KelServer.xml. `SettingsReader` converts the XML elements into a
+/// `RuntimeSettings` value; `SettingsFile` reads the file and writes single groups of settings back
+/// into it. `ActiveSettings` owns the runtime's `SettingsFile`, keeps the values in memory and
+/// serializes the callers, because nothing here is thread-safe.
+///
+/// All settings of KelServer.xml, with defaults for missing ones. Paths are absolute.
 struct RuntimeSettings {
     ServerConfiguration serverConfiguration;
     ServerSettings serverSettings;
@@ -20,8 +25,8 @@ struct RuntimeSettings {
     std::uint16_t sovdPort = 0;
 };
 
-/// A record whose nested shared records are copied, too, so that callers and runtime never share.
-/// Null entries of the lists are left out.
+/// Copies a record with its nested shared records, so that callers and the runtime share none. Null
+/// entries of the lists are left out.
 std::shared_ptr<ServerConfiguration> deepCopy(const ServerConfiguration& record);
 std::shared_ptr<InterfaceSettings> deepCopy(const InterfaceSettings& record);
 
@@ -31,7 +36,7 @@ public:
     explicit SettingsFile(const std::filesystem::path& configFolder);
 
     [[nodiscard]] bool isThere() const;
-    /// With its folder.
+    /// The file name with its folder.
     [[nodiscard]] std::wstring name() const;
 
     /// A missing file gives the defaults and an error trace. Throws `KelApiException` (code
@@ -41,7 +46,7 @@ public:
     /// Write back one group of settings, atomically, and keep every other byte of the file:
     /// comments, order, line ends, the relative spelling of paths that have not changed. A missing
     /// file is created; when nothing has changed nothing is written. Throw `KelApiException` (code
-    /// Configuration), also when the file has become malformed; then it is left as it is.
+    /// Configuration), also when the file has become malformed; the file is then left unchanged.
     void writeServerSettings(const ServerSettings& settings);
     void writePaths(const PathSettings& paths);
     void writeInterfaces(const InterfaceSettings& interfaces);

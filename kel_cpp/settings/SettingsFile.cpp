@@ -1,17 +1,18 @@
+#include <functional>
 #include <optional>
 #include <string>
 #include <system_error>
 #include <utility>
 #include <vector>
 
-#include "kel_cpp/RuntimeError.hpp"
+#include "kel_cpp/base/RuntimeError.hpp"
 #include "kel_cpp/settings/RuntimeSettings.hpp"
 #include "kel_cpp/settings/SettingsReader.hpp"
-#include "kel_cpp/settings/XmlEditing.hpp"
 #include "platform/AtomicFile.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/TraceHelper.hpp"
+#include "xml/Editor.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -24,13 +25,13 @@ std::filesystem::path settingsFile(const std::filesystem::path& folder) {
     return folder / "KelServer.xml";
 }
 
-/// Nothing when there is no such file; what cannot be found out is left to the reading.
+/// Returns nothing when the file does not exist; any other fault is found by the read.
 std::optional<std::string> loadIfPresent(const std::filesystem::path& file) {
     std::error_code error;
     if (std::filesystem::status(file, error).type() == std::filesystem::file_type::not_found) {
         return std::nullopt;
     }
-    return XmlSource::load(file);
+    return Xml::Source::load(file);
 }
 
 void store(const std::filesystem::path& file, const std::string& text) {
@@ -44,7 +45,7 @@ void store(const std::filesystem::path& file, const std::string& text) {
     }
 }
 
-/// The file in the making. Only what has changed is touched, so that spellings are kept.
+/// The new content of the file. Only changed values are edited, so that spellings are kept.
 class Rewrite {
 public:
     explicit Rewrite(const std::filesystem::path& configFolder)
@@ -59,13 +60,15 @@ public:
         }
     }
 
-    void text(const ElementPath& element, const std::wstring& before, const std::wstring& value) {
+    void text(const Xml::ElementPath& element, const std::wstring& before,
+              const std::wstring& value) {
         if (before != value) {
             editor.setText(element, value);
         }
     }
 
-    void path(const ElementPath& element, const std::wstring& before, const std::wstring& value) {
+    void path(const Xml::ElementPath& element, const std::wstring& before,
+              const std::wstring& value) {
         const auto resolved = Platform::fromPath(SettingsReader::resolve(folder, value));
         text(element, before, resolved == before ? before : value);
     }
@@ -120,10 +123,11 @@ private:
         return flags;
     }
 
-    static std::vector<NewElement> elementsOf(const InterfaceSettings& record) {
-        std::vector<NewElement> groups;
+    static std::vector<Xml::NewElement> elementsOf(const InterfaceSettings& record) {
+        std::vector<Xml::NewElement> groups;
         for (const auto& group : record.groups) {
-            auto& element = groups.emplace_back(NewElement{"Group", {{"name", group->name}}, {}});
+            auto& element =
+                groups.emplace_back(Xml::NewElement{"Group", {{"name", group->name}}, {}});
             for (const auto& entry : group->interfaces) {
                 element.children.push_back(
                     {"Interface",
@@ -136,8 +140,8 @@ private:
 
     static std::wstring flagText(bool flag) { return flag ? L"true" : L"false"; }
 
-    /// `before` is what the section says, so its elements and the entries of both records go
-    /// together.
+    /// `before` was read from the section, so its elements match the entries of both records by
+    /// index.
     void switchInterfaces(const pugi::xml_node& section, const InterfaceSettings& before,
                           const InterfaceSettings& wanted) {
         auto group = section.child("Group");
@@ -161,9 +165,19 @@ private:
 
     std::filesystem::path folder;
     std::optional<std::string> original;
-    XmlEditor editor;
+    Xml::Editor editor;
     RuntimeSettings settings;
 };
+
+/// Converts an `Xml::FileError` into a `KelApiException`.
+void rewriteFile(const std::filesystem::path& folder,
+                 const std::function<void(Rewrite& rewrite)>& change) {
+    withFileErrors([&] {
+        Rewrite rewrite(folder);
+        change(rewrite);
+        rewrite.finish();
+    });
+}
 
 std::filesystem::path absoluteFolder(const std::filesystem::path& folder) {
     std::error_code error;
@@ -187,40 +201,41 @@ std::wstring SettingsFile::name() const {
 
 RuntimeSettings SettingsFile::read() const {
     const auto file = settingsFile(folder);
-    auto text = loadIfPresent(file);
-    if (!text) {
-        StdUtil::TraceHelper::ErrorTrace(L"kel_cpp/settings/SettingsFile", __LINE__,
-                                         L"there is no configuration file %s, defaults are used",
-                                         Platform::fromPath(file).c_str());
-        return SettingsReader::defaults(folder);
-    }
-    return SettingsReader::read(XmlFile(file, std::move(*text), SettingsReader::rootElement),
-                                folder);
+    return withFileErrors([&] {
+        auto text = loadIfPresent(file);
+        if (!text) {
+            StdUtil::TraceHelper::ErrorTrace(
+                L"kel_cpp/settings/SettingsFile", __LINE__,
+                L"there is no configuration file %s, defaults are used",
+                Platform::fromPath(file).c_str());
+            return SettingsReader::defaults(folder);
+        }
+        return SettingsReader::read(Xml::File(file, std::move(*text), SettingsReader::rootElement),
+                                    folder);
+    });
 }
 
 void SettingsFile::writeServerSettings(const ServerSettings& settings) {
-    Rewrite rewrite(folder);
-    const auto& before = rewrite.before().serverSettings;
-    rewrite.text({{"BrokerUrl"}}, before.brokerUrl, settings.brokerUrl);
-    rewrite.path({{"BrokerUrlFile"}}, before.brokerUrlFile, settings.brokerUrlFile);
-    rewrite.tracing(settings.optionTracing);
-    rewrite.finish();
+    rewriteFile(folder, [&](Rewrite& rewrite) {
+        const auto& before = rewrite.before().serverSettings;
+        rewrite.text({{"BrokerUrl"}}, before.brokerUrl, settings.brokerUrl);
+        rewrite.path({{"BrokerUrlFile"}}, before.brokerUrlFile, settings.brokerUrlFile);
+        rewrite.tracing(settings.optionTracing);
+    });
 }
 
 void SettingsFile::writePaths(const PathSettings& paths) {
-    Rewrite rewrite(folder);
-    const auto& before = rewrite.before().paths;
-    rewrite.path({{"Paths"}, {"Projects"}}, before.projectsPath, paths.projectsPath);
-    rewrite.path({{"Paths"}, {"Traces"}}, before.tracesPath, paths.tracesPath);
-    rewrite.path({{"Paths"}, {"Reports"}}, before.reportsPath, paths.reportsPath);
-    rewrite.tracing(paths.tracing);
-    rewrite.finish();
+    rewriteFile(folder, [&](Rewrite& rewrite) {
+        const auto& before = rewrite.before().paths;
+        rewrite.path({{"Paths"}, {"Projects"}}, before.projectsPath, paths.projectsPath);
+        rewrite.path({{"Paths"}, {"Traces"}}, before.tracesPath, paths.tracesPath);
+        rewrite.path({{"Paths"}, {"Reports"}}, before.reportsPath, paths.reportsPath);
+        rewrite.tracing(paths.tracing);
+    });
 }
 
 void SettingsFile::writeInterfaces(const InterfaceSettings& interfaces) {
-    Rewrite rewrite(folder);
-    rewrite.interfaces(*deepCopy(interfaces));
-    rewrite.finish();
+    rewriteFile(folder, [&](Rewrite& rewrite) { rewrite.interfaces(*deepCopy(interfaces)); });
 }
 
 } // namespace Quarlen::Kel_cpp

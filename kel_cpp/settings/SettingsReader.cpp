@@ -1,6 +1,5 @@
 #include "kel_cpp/settings/SettingsReader.hpp"
 
-#include <initializer_list>
 #include <limits>
 
 #include "platform/TextEncoding.hpp"
@@ -9,11 +8,11 @@ namespace Quarlen::Kel_cpp::SettingsReader {
 
 namespace {
 
-constexpr std::uint64_t highestPort = std::numeric_limits<std::uint16_t>::max();
+constexpr std::uint64_t maxPort = std::numeric_limits<std::uint16_t>::max();
 constexpr std::uint16_t defaultSovdPort = 20002;
-constexpr std::uint64_t highestTraceLevel = 3;
+constexpr std::uint64_t maxTraceLevel = 3;
 
-void checkRoot(const XmlFile& file) {
+void checkRoot(const Xml::File& file) {
     const auto root = file.root();
     file.allowOnly(root,
                    {"ServerAddresses", "BrokerUrl", "BrokerUrlFile", "StartSequence", "F1Sequence",
@@ -27,7 +26,7 @@ void checkRoot(const XmlFile& file) {
 }
 
 /// Empty when there is no such element.
-std::wstring childText(const XmlFile& file, const pugi::xml_node& parent, const char* element) {
+std::wstring childText(const Xml::File& file, const pugi::xml_node& parent, const char* element) {
     const auto node = file.singleChild(parent, element);
     if (!node) {
         return {};
@@ -36,7 +35,7 @@ std::wstring childText(const XmlFile& file, const pugi::xml_node& parent, const 
     return file.content(node);
 }
 
-std::shared_ptr<ServerAddress> readAddress(const XmlFile& file, const pugi::xml_node& node) {
+std::shared_ptr<ServerAddress> readAddress(const Xml::File& file, const pugi::xml_node& node) {
     file.allowOnly(node, {"IpAddress", "Port"}, {});
     auto entry = std::make_shared<ServerAddress>();
     entry->address = childText(file, node, "IpAddress");
@@ -45,12 +44,12 @@ std::shared_ptr<ServerAddress> readAddress(const XmlFile& file, const pugi::xml_
     }
     if (const auto port = file.singleChild(node, "Port")) {
         file.allowOnly(port, {}, {});
-        entry->port = static_cast<std::int32_t>(file.contentNumber(port, 1, highestPort));
+        entry->port = static_cast<std::int32_t>(file.contentNumber(port, 1, maxPort));
     }
     return entry;
 }
 
-ServerConfiguration readServerConfiguration(const XmlFile& file) {
+ServerConfiguration readServerConfiguration(const Xml::File& file) {
     const auto root = file.root();
     ServerConfiguration configuration;
     const auto addresses = root.child("ServerAddresses");
@@ -64,19 +63,19 @@ ServerConfiguration readServerConfiguration(const XmlFile& file) {
     return configuration;
 }
 
-std::wstring readPath(const XmlFile& file, const pugi::xml_node& parent, const char* element,
+std::wstring readPath(const Xml::File& file, const pugi::xml_node& parent, const char* element,
                       const std::filesystem::path& folder) {
     return Platform::fromPath(resolve(folder, childText(file, parent, element)));
 }
 
-/// An element that is there and not empty takes the place of what `target` holds.
+/// Replaces `target` when the element exists and is not empty.
 void takePath(std::wstring& target, std::wstring value) {
     if (!value.empty()) {
         target = std::move(value);
     }
 }
 
-void readFolders(RuntimeSettings& settings, const XmlFile& file,
+void readFolders(RuntimeSettings& settings, const Xml::File& file,
                  const std::filesystem::path& folder) {
     const auto paths = file.root().child("Paths");
     file.allowOnly(paths, {"Projects", "Traces", "Reports", "Data"}, {});
@@ -89,7 +88,7 @@ void readFolders(RuntimeSettings& settings, const XmlFile& file,
     }
 }
 
-void readTracing(RuntimeSettings& settings, const XmlFile& file) {
+void readTracing(RuntimeSettings& settings, const Xml::File& file) {
     const auto tracing = file.root().child("Tracing");
     file.allowNoContent(tracing, {"enabled", "level"});
     const bool enabled = file.flag(tracing, "enabled", false);
@@ -97,10 +96,10 @@ void readTracing(RuntimeSettings& settings, const XmlFile& file) {
     settings.paths.tracing = enabled;
     settings.paths.tracingSecondary = enabled;
     settings.traceLevel = static_cast<int>(file.number(
-        tracing, "level", 0, highestTraceLevel, static_cast<std::uint64_t>(settings.traceLevel)));
+        tracing, "level", 0, maxTraceLevel, static_cast<std::uint64_t>(settings.traceLevel)));
 }
 
-std::shared_ptr<InterfaceGroup> readGroup(const XmlFile& file, const pugi::xml_node& node) {
+std::shared_ptr<InterfaceGroup> readGroup(const Xml::File& file, const pugi::xml_node& node) {
     file.allowOnly(node, {"Interface"}, {"name"});
     auto group = std::make_shared<InterfaceGroup>();
     group->name = file.requiredText(node, "name");
@@ -114,7 +113,7 @@ std::shared_ptr<InterfaceGroup> readGroup(const XmlFile& file, const pugi::xml_n
     return group;
 }
 
-void readInterfaces(RuntimeSettings& settings, const XmlFile& file) {
+void readInterfaces(RuntimeSettings& settings, const Xml::File& file) {
     const auto section = file.root().child("Interfaces");
     if (!section) {
         return;
@@ -152,7 +151,7 @@ RuntimeSettings defaults(const std::filesystem::path& folder) {
     return settings;
 }
 
-RuntimeSettings read(const XmlFile& file, const std::filesystem::path& folder) {
+RuntimeSettings read(const Xml::File& file, const std::filesystem::path& folder) {
     checkRoot(file);
     const auto root = file.root();
     auto settings = defaults(folder);
@@ -168,7 +167,7 @@ RuntimeSettings read(const XmlFile& file, const std::filesystem::path& folder) {
     const auto sovd = root.child("SovdServer");
     file.allowNoContent(sovd, {"port"});
     settings.sovdPort =
-        static_cast<std::uint16_t>(file.number(sovd, "port", 1, highestPort, defaultSovdPort));
+        static_cast<std::uint16_t>(file.number(sovd, "port", 1, maxPort, defaultSovdPort));
     return settings;
 }
 

@@ -5,9 +5,12 @@
 #include <string_view>
 
 #include "kel_cpp/settings/RuntimeSettings.hpp"
-#include "kel_cpp/settings/XmlReading.hpp"
+#include "xml/File.hpp"
 
-/// What KelServer.xml means.
+/// Converts KelServer.xml into a `RuntimeSettings` value: missing elements get defaults, relative
+/// paths become absolute paths below the configuration folder. `SettingsFile` calls these functions
+/// with a parsed file that it owns. They keep nothing between two calls and may be called from any
+/// thread.
 namespace Quarlen::Kel_cpp::SettingsReader {
 
 inline constexpr std::string_view rootElement = "KelServer";
@@ -15,10 +18,10 @@ inline constexpr std::string_view rootElement = "KelServer";
 /// The settings of a configuration folder without a KelServer.xml. `folder` is absolute.
 RuntimeSettings defaults(const std::filesystem::path& folder);
 
-/// Throws `KelApiException` (code Configuration).
-RuntimeSettings read(const XmlFile& file, const std::filesystem::path& folder);
+/// Throws `Xml::FileError`: "file:line:column: message" with what was expected.
+RuntimeSettings read(const Xml::File& file, const std::filesystem::path& folder);
 
-/// Absolute and without detours; the empty text stays the empty path.
+/// Makes a path absolute and normalized; an empty text gives an empty path.
 std::filesystem::path resolve(const std::filesystem::path& folder, const std::wstring& text);
 
 } // namespace Quarlen::Kel_cpp::SettingsReader

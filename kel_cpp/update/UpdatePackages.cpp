@@ -5,8 +5,8 @@
 #include <system_error>
 #include <utility>
 
-#include "kel_cpp/PathFault.hpp"
-#include "kel_cpp/RuntimeError.hpp"
+#include "kel_cpp/base/PathFault.hpp"
+#include "kel_cpp/base/RuntimeError.hpp"
 #include "kel_cpp/update/ZipContents.hpp"
 #include "platform/FlushFile.hpp"
 #include "platform/SystemError.hpp"
@@ -19,7 +19,7 @@ namespace {
 namespace fs = std::filesystem;
 
 struct CheckedPackage {
-    /// Links resolved.
+    /// Path with all links resolved.
     fs::path file;
     std::uint64_t size = 0;
     std::size_t entryCount = 0;
@@ -49,7 +49,7 @@ fs::path validPath(const std::wstring& package) {
     return path;
 }
 
-/// Refuses what leads out of the folder before it looks whether that exists.
+/// Refuses a path that leads out of the folder before it checks whether the file exists.
 fs::path locate(const std::wstring& package, const fs::path& updateFolder) {
     fs::path file = fs::weakly_canonical(validPath(package));
     if (!isInside(file, withoutTrailingSeparator(fs::weakly_canonical(updateFolder)))) {
@@ -94,7 +94,7 @@ std::vector<CheckedPackage> checkAll(const RecordList<UpdatePackageInfo>& packag
     return checked;
 }
 
-/// Takes back what was staged so far unless all of it succeeded.
+/// Removes the files staged so far unless all packages were staged.
 class Staging {
 public:
     Staging() = default;
@@ -125,7 +125,7 @@ private:
     std::vector<fs::path> written;
 };
 
-/// First every copy, which can fail for many reasons, then every rename, which hardly can.
+/// Makes all copies first, which can fail for many reasons, then all renames, which rarely fail.
 void stageAll(const std::vector<CheckedPackage>& packages) {
     Staging staging;
     for (const CheckedPackage& package : packages) {

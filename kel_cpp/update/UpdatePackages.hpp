@@ -8,9 +8,9 @@
 
 namespace Quarlen::Kel_cpp {
 
-/// Reads the table of contents of each container (.pdx, .zip: both are ZIP archives). One that
-/// cannot be read is traced as an error and described by its message alone: what lies around in a
-/// data folder must not keep the others from being used.
+/// Reads the table of contents of each container (.pdx, .zip: both are ZIP archives). A container
+/// that cannot be read is traced as an error and described by its message alone, so that a bad file
+/// in a data folder does not block the others.
 void describeUpdatePackages(const std::vector<std::wstring>& paths,
                             RecordList<UpdateDescription>& descriptions);
 

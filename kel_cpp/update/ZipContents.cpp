@@ -5,7 +5,7 @@
 
 #include <zip.h>
 
-#include "kel_cpp/RuntimeError.hpp"
+#include "kel_cpp/base/RuntimeError.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -25,8 +25,8 @@ std::wstring zipErrorText(int code) {
     return text;
 }
 
-/// The library takes an empty file for an archive without entries, and waits for ever on files of
-/// some other kinds.
+/// The library takes an empty file for an archive without entries and blocks for ever on some files
+/// that are not regular.
 void checkFile(const std::filesystem::path& file) {
     std::error_code error;
     if (!std::filesystem::is_regular_file(file, error)) {
@@ -62,7 +62,7 @@ std::vector<std::wstring> zipEntryNames(const std::filesystem::path& file) {
     checkFile(file);
     const ZipHandle archive = openArchive(file);
     const auto count = static_cast<zip_uint64_t>(zip_get_num_entries(archive.get(), 0));
-    if (count > maximumZipEntries) {
+    if (count > maxZipEntries) {
         throw archiveError(file, L"the archive has more than 100000 entries");
     }
     std::vector<std::wstring> names;

@@ -4,12 +4,12 @@
 
 namespace Quarlen {
 
-/// Where the device's LED and proximity sensors are. Files that are missing are passed over in
-/// silence, so the same program runs on machines without them.
+/// The files of the device's LED and proximity sensors. Missing files are ignored without a report,
+/// so that the same program runs on machines without them.
 struct DevicePaths {
     /// Followed by "red/brightness", "green/brightness" and "blue/brightness".
     std::string ledPrefix = "/sys/class/leds/2.";
-    /// The crossing is the device's: button F1 has sensor 1, button F2 sensor 0.
+    /// The crossed order is right for the device: button F1 has sensor 1, button F2 sensor 0.
     std::string f1Sensor = "/sys/bus/iio/devices/iio:device1/in_proximity1_raw";
     std::string f2Sensor = "/sys/bus/iio/devices/iio:device1/in_proximity0_raw";
 };

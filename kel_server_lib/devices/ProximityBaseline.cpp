@@ -46,12 +46,12 @@ ProximityDecision ProximityBaseline::takeFar(std::int32_t reading) {
 
 ProximityDecision ProximityBaseline::takeNear() {
     ProximityDecision decision;
-    // Something left lying on the sensor for years must not wrap the count round.
+    // An object left on the sensor for years must not make the count wrap round.
     if (nearCount < std::numeric_limits<std::uint32_t>::max()) {
         ++nearCount;
     }
     decision.colour = LedColours::handNear;
-    decision.pressed = nearCount > longestTouch;
+    decision.pressed = nearCount > maxTouchReadings;
     return decision;
 }
 

@@ -9,7 +9,7 @@
 
 namespace Quarlen {
 
-/// What one reading of a proximity sensor asks for.
+/// The actions that one reading of a proximity sensor asks for.
 struct ProximityDecision {
     /// The colour to show unless the other button is busy, none to leave the LED as it is.
     std::optional<LedColour> colour;
@@ -21,15 +21,17 @@ struct ProximityDecision {
     friend bool operator==(const ProximityDecision&, const ProximityDecision&) = default;
 };
 
-/// Tells hands from background. The background is the mean of the last ten readings without a
-/// hand; a reading that is far enough above it is a hand. Free of I/O and time.
+/// Tells a hand from the background. The background is the mean of the last ten readings without a
+/// hand; a reading that is far enough above it is a hand. A button's thread owns the baseline,
+/// feeds it each reading of its `SensorFile` and carries out the decision: it shows the colour with
+/// `setLed` and runs the sequence. Free of I/O and time.
 class ProximityBaseline {
 public:
     static constexpr std::size_t length = 10;
     /// Raw sensor units above the background from which on a hand is near.
     static constexpr std::int64_t margin = 3000;
     /// A press needs more consecutive near readings than these.
-    static constexpr std::uint32_t longestTouch = 10;
+    static constexpr std::uint32_t maxTouchReadings = 10;
 
     /// `samples` is the button's own list and must remain live; it may hold readings already.
     explicit ProximityBaseline(std::deque<std::int32_t>& samples);
@@ -46,7 +48,7 @@ private:
     ProximityDecision takeNear();
 
     std::deque<std::int32_t>& samples;
-    /// Of the samples; wider than they are, so that no reading can overflow it.
+    /// Sum of the samples, in a wider type so that no reading can overflow it.
     std::int64_t sum = 0;
     std::uint32_t nearCount = 0;
 };

@@ -10,7 +10,7 @@ namespace Quarlen {
 SensorFile::SensorFile(const std::string& path) : stream(path) {}
 
 std::optional<std::string> SensorFile::readLine() {
-    // What the last read left behind, a failure or the file's end, must not stop this one.
+    // A failure or the end of the file in the last read must not stop this one.
     stream.clear();
     stream.sync();
     stream.seekg(0);

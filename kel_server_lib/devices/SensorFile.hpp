@@ -7,7 +7,8 @@
 
 namespace Quarlen {
 
-/// A sensor's file. It stays open and is read afresh from its start each time.
+/// A proximity sensor's file, owned by its button's thread. It stays open and is read again from
+/// its start each time.
 class SensorFile {
 public:
     explicit SensorFile(const std::string& path);

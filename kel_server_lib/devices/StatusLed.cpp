@@ -17,7 +17,7 @@ using Platform::ExistingFile;
 
 namespace {
 
-/// In a process each file's failure is told once: the LED is set again and again.
+/// Each file's failure is traced once per process, because the LED is set again and again.
 bool isFirstFailure(const std::string& file) {
     static std::mutex mutex;
     static std::set<std::string> failed;

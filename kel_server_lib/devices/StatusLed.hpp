@@ -22,9 +22,9 @@ inline constexpr LedColour handNear{255, 80, 0};
 inline constexpr LedColour allOn{255, 255, 255};
 } // namespace LedColours
 
-/// Writes the three intensities as decimal digits. Where one of the three files cannot be opened
-/// nothing is written and nothing is reported; files are never created. A file that is there and
-/// cannot be written is traced, once in the life of the process.
+/// Writes the three intensities as decimal digits, on any thread. Where one of the three files
+/// cannot be opened nothing is written; files are never created. An existing file that cannot be
+/// written is traced, once per process.
 void setLed(const std::string& prefix, const LedColour& colour);
 
 } // namespace Quarlen

@@ -11,7 +11,8 @@ namespace {
 
 constexpr std::string_view parameterMarker = "VAR_";
 
-/// The parameter child is kept among the literal ones under the text that no literal has.
+/// The key of the parameter child among the literal children: a marked segment is stored under the
+/// empty text.
 const std::string parameterChild;
 
 } // namespace

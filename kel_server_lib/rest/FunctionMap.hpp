@@ -1,25 +1,15 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
-#include "kel_server_lib/rest/PathParameters.hpp"
-
-namespace httplib {
-struct Request;
-struct Response;
-} // namespace httplib
+#include "kel_server_lib/rest/handlers/Call.hpp"
 
 namespace Quarlen::Rest {
-
-/// Fills the response. Throws an `httplib::StatusCode` to answer with an error status.
-using Handler =
-    std::function<void(const httplib::Request&, httplib::Response&, const PathParameters&)>;
 
 /// Routes as a tree of path segments. A lookup costs one hash per segment, however many routes
 /// there are. Built before the server listens, then only read: no lock.

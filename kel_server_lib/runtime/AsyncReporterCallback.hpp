@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
-#include <iterator>
 #include <memory>
 #include <mutex>
 #include <utility>
@@ -12,11 +11,11 @@
 
 namespace Quarlen::Kel_cpp {
 
-/// Collects what one kind of job reports, for a thread that polls.
+/// Collects the reports of one kind of job for a thread that polls.
 ///
 /// The runtime reports without a lock: `report` only pushes onto a lock-free list and then stores
-/// `done`, so a runtime thread can never be held up by a reader. Readers serialise among
-/// themselves with the mutex. Whoever sees `done` true also sees every result reported before it.
+/// `done`, so a reader never holds up a runtime thread. Readers serialise among themselves with the
+/// mutex. A reader that sees `done` true also sees every result reported before it.
 template <class Result, class Callback, class Mutex = std::mutex>
 class AsyncReporterCallback : public Callback {
 public:
@@ -55,13 +54,13 @@ public:
         return taken;
     }
 
-    /// Before a launch: forgets old results and marks a job as outstanding.
+    /// Call it before a launch: forgets old results and marks a job as outstanding.
     void expectJob() {
         deleteReports(reports.exchange(nullptr, std::memory_order_acquire));
         done.store(false, std::memory_order_release);
     }
 
-    /// After a launch that failed: no job is outstanding.
+    /// Call it after a launch that failed: no job is outstanding.
     void expectNoJob() { done.store(true, std::memory_order_release); }
 
 private:

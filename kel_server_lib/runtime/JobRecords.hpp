@@ -31,8 +31,8 @@ struct ServiceResult : Record {
 };
 
 struct QuicktestConfig : Record {
-    /// Control units to test; they only count when `everyControlUnit` is false. None is then a test
-    /// of nothing.
+    /// Control units to test, used only when `everyControlUnit` is false. An empty list then tests
+    /// nothing.
     std::vector<std::wstring> targets;
     /// True means every control unit of the vehicle information, whatever `targets` says.
     bool everyControlUnit = true;

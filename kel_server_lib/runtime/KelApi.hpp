@@ -16,7 +16,11 @@ namespace Quarlen::Kel_cpp {
 
 class ServerHandler;
 
-/// The diagnostic runtime as the program sees it.
+/// The diagnostic runtime as the program sees it: the one interface to projects, vehicle access,
+/// jobs, settings and the runtime's own servers. The runtime library implements it; the program
+/// gets one object from `getKelApi` and shares it between the application, the REST handlers and
+/// the sequences. Records cross it as shared pointers. The runtime calls back in two ways, both on
+/// its own threads: through the `ServerHandler` and through the callback of a launched job.
 ///
 /// - Every operation may throw `KelApiException` and no other exception.
 /// - Operations may be called from any thread at any time; the runtime serialises what it must.
@@ -49,7 +53,7 @@ public:
 
     /// Listens on "host:port" or a full web address and returns the address it listens on.
     virtual std::wstring startServer(const std::wstring& address) = 0;
-    /// Takes an address that `startServer` returned.
+    /// `address` is one that `startServer` returned.
     virtual void stopServer(const std::wstring& address) = 0;
 
     virtual std::shared_ptr<ProjectDetails> getProjectDetails(const std::wstring& projectName) = 0;
@@ -151,8 +155,9 @@ public:
     virtual std::shared_ptr<InterfaceSettings> getInterfaceSettings() = 0;
     virtual void setInterfaceSettings(std::shared_ptr<InterfaceSettings> settings) = 0;
 
-    /// An enabled filter lets only what enabled filters name through `getTargets`; with disabled
-    /// ones alone everything passes but what they name. The empty list lets everything through.
+    /// With at least one enabled filter, `getTargets` gives only the targets that enabled filters
+    /// name; with disabled ones alone it gives every target except those they name. The empty list
+    /// gives all.
     virtual void setTargetFilters(const RecordList<TargetFilter>& filters) = 0;
 
     virtual RecordList<ComponentVersion> getComponentVersions() = 0;

@@ -48,7 +48,7 @@ struct VehicleIdentification : Record {
 
 struct DataFile : Record {
     std::wstring path;
-    /// False for a file that is listed but not there.
+    /// False for a file that is listed but does not exist.
     bool present = false;
 };
 

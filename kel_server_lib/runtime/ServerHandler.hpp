@@ -10,20 +10,22 @@ namespace Quarlen::Kel_cpp {
 
 class KelApi;
 
-/// Who asks; an empty pointer or text means that nobody in particular does.
+/// The client that asks. An empty pointer or text means no particular client.
 struct ClientContext : Record {
     std::wstring text;
 };
 
-/// What the runtime calls back. The order of the operations is the order of their slots and part
-/// of the interface; the destructor has the last slot. The runtime calls from its own threads.
+/// The operations that the runtime calls. The order of the operations is the order of their slots
+/// and part of the interface; the destructor has the last slot. The runtime calls on its own
+/// threads.
 class ServerHandler {
 public:
     virtual void onNotification0(std::uint64_t code, std::shared_ptr<Record> first,
                                  std::shared_ptr<Record> second) = 0;
     virtual void onNotification1(std::shared_ptr<Record> first, std::shared_ptr<Record> second) = 0;
 
-    /// A client asks for a sequence. `handled` tells whether somebody has taken care of it.
+    /// A client asks for a sequence. `handled` tells whether a handler has taken care of the
+    /// request.
     virtual void startSequence(std::wstring name, std::shared_ptr<KelApi> api,
                                std::shared_ptr<ClientContext> context, bool& handled) = 0;
     /// A client asks to end the running sequence.

@@ -11,8 +11,10 @@ namespace Quarlen::Kel_cpp {
 /// One configured address: an IPv4 address, an adapter name, a host text with placeholders or a
 /// URL beginning with "http://" or "https://" (then the port is not used).
 struct ServerAddress : Record {
+    static constexpr std::int32_t defaultPort = 58000;
+
     std::wstring address;
-    std::int32_t port = 58000;
+    std::int32_t port = defaultPort;
 };
 
 /// What the server needs to know before it starts. An empty sequence name means "none".
@@ -66,8 +68,8 @@ struct ComponentVersion : Record {
     std::int32_t kind = 0;
 };
 
-/// Something that is connected to the runtime: a client of its server or an open vehicle access.
-/// The program only asks whether there is any.
+/// A connection of the runtime: a client of its server or an open vehicle access. The program only
+/// asks whether any exists.
 struct ActiveConnection : Record {
     std::wstring description;
 };

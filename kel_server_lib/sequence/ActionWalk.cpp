@@ -1,13 +1,13 @@
 #include "kel_server_lib/sequence/ActionWalk.hpp"
 
-#include "kel_server_lib/actions/ExecuteAction.hpp"
-#include "kel_server_lib/actions/FlashingAction.hpp"
-#include "kel_server_lib/actions/QuicktestAction.hpp"
-#include "kel_server_lib/actions/SelectAction.hpp"
-#include "kel_server_lib/sequence/QuicktestSettings.hpp"
-#include "kel_server_lib/sequence/TargetList.hpp"
-#include "kel_server_lib/sequence/Unlock.hpp"
-#include "kel_server_lib/sequence/UpdateFiles.hpp"
+#include "kel_server_lib/sequence/actions/ExecuteAction.hpp"
+#include "kel_server_lib/sequence/actions/FlashingAction.hpp"
+#include "kel_server_lib/sequence/actions/QuicktestAction.hpp"
+#include "kel_server_lib/sequence/actions/QuicktestSettings.hpp"
+#include "kel_server_lib/sequence/actions/SelectAction.hpp"
+#include "kel_server_lib/sequence/actions/TargetList.hpp"
+#include "kel_server_lib/sequence/actions/Unlock.hpp"
+#include "kel_server_lib/sequence/actions/UpdateFiles.hpp"
 
 namespace Quarlen {
 
@@ -31,7 +31,8 @@ bool run(ServerHandlerSequence& handler, const Api& api, const Config::CfxExecut
 bool run(ServerHandlerSequence& handler, const Api& api, const Config::CfxSelectAction& action) {
     if (const std::uint64_t handle = handler.currentJobHandle;
         action.project.empty() && handle != 0) {
-        // The field keeps the handle: unlock actions that follow see one as held.
+        // `currentJobHandle` keeps the released handle: later unlock actions take the session as
+        // held.
         api->releaseJob(handle);
     }
     return runSelectAction(handler, api, action.project, action.vehicleInformation,
@@ -59,7 +60,7 @@ bool run(ServerHandlerSequence& handler, const Api& api, const Config::CfxUnlock
     return true;
 }
 
-/// An action that is not of the kind its type id says is skipped like one of an unknown kind.
+/// An action whose class does not fit its type id is skipped like an action of an unknown kind.
 template <class Action>
 bool runAs(ServerHandlerSequence& handler, const Api& api, const Config::ConfigObject& object) {
     const Action* const action = Config::as<Action>(object);

@@ -5,7 +5,7 @@
 #include "config/ConfigBase.hpp"
 #include "config/ScriptObjects.hpp"
 #include "kel_server_lib/sequence/ScriptFile.hpp"
-#include "kel_server_lib/sequence/SequenceTrace.hpp"
+#include "kel_server_lib/sequence/actions/SequenceTrace.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/TraceHelper.hpp"
 
@@ -49,7 +49,7 @@ SequenceRun::Outcome SequenceRun::runScript(const StdUtil::PathString& path) con
 }
 
 void SequenceRun::end(const Outcome& outcome) const {
-    // A walk that was stopped stays so, even where the stop has been lowered since.
+    // A walk that was stopped counts as stopped, even where the stop has been lowered since.
     if (outcome.result.stopped || handler.stopRaised()) {
         endStoppedRun();
     }

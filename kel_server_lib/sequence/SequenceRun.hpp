@@ -3,13 +3,14 @@
 #include <functional>
 #include <string>
 
-#include "kel_server_lib/ServerHandlerSequence.hpp"
 #include "kel_server_lib/sequence/ActionWalk.hpp"
+#include "kel_server_lib/sequence/ServerHandlerSequence.hpp"
 #include "std_util/PathString.hpp"
 
 namespace Quarlen {
 
-/// One run of a script. The handler's run lock must be held for as long as it lives.
+/// One run of a script. The caller must hold the handler's run lock for as long as the object
+/// lives.
 class SequenceRun {
 public:
     using Walk =
@@ -19,7 +20,7 @@ public:
     SequenceRun(ServerHandlerSequence& handler, std::wstring name, ServerHandlerSequence::Api api,
                 Walk walk = walkActions);
 
-    /// Status and LED tell how it went. A script that is not there only leaves a message; one that
+    /// Status and LED show how the run went. A missing script only leaves a message; a script that
     /// cannot be loaded or has no actions ends like a successful one.
     void run();
 

@@ -13,7 +13,7 @@ struct TextTableRow {
     std::uint32_t value = 0;
 };
 
-/// What every table gives for a text it does not hold. Used like any other value: in a mask it
+/// The value of a text that a table does not hold. It is used like any other value: in a mask it
 /// sets every bit.
 inline constexpr std::uint32_t unknownText = 0xFFFFFFFFU;
 

@@ -14,9 +14,9 @@
 namespace Quarlen::Platform {
 namespace {
 
-/// As many as the system follows itself.
-constexpr int mostLinks = 40;
-constexpr int mostNames = 100;
+/// The system itself follows as many links.
+constexpr int maxLinks = 40;
+constexpr int maxNames = 100;
 constexpr mode_t privateMode = 0600;
 constexpr mode_t usualMode = 0666;
 constexpr mode_t permissionBits = 07777;
@@ -25,7 +25,7 @@ constexpr mode_t permissionBits = 07777;
     throw std::system_error(cause, std::generic_category(), "cannot write " + file.native());
 }
 
-/// What a new file takes over from the one that it replaces.
+/// The attributes that a new file takes over from the file that it replaces.
 struct Replaced {
     bool exists = false;
     mode_t mode = usualMode;
@@ -36,7 +36,7 @@ struct Replaced {
 /// The file that a symbolic link stands for, so that the link itself stays.
 std::filesystem::path followLinks(std::filesystem::path file) {
     for (int followed = 0; std::filesystem::is_symlink(file); ++followed) {
-        if (followed == mostLinks) {
+        if (followed == maxLinks) {
             fail(ELOOP, file);
         }
         file = file.parent_path() / std::filesystem::read_symlink(file);
@@ -96,10 +96,10 @@ private:
                std::to_string(std::random_device{}());
     }
 
-    /// Nobody else may open the copy of a file before it has that file's permissions.
+    /// Other users must not open the copy of a file before it has that file's permissions.
     int create(const Replaced& replaced) {
         const mode_t mode = replaced.exists ? privateMode : usualMode;
-        for (int attempt = 0; attempt < mostNames; ++attempt) {
+        for (int attempt = 0; attempt < maxNames; ++attempt) {
             const std::filesystem::path candidate = target.parent_path() / uniqueName();
             const int opened =
                 ::open(candidate.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
@@ -115,7 +115,7 @@ private:
     }
 
     void takeOver(const Replaced& replaced) const {
-        // Only the superuser gives files away; others keep what they write.
+        // Only the superuser can change the owner; other users keep the files that they write.
         if (::fchown(descriptor.get(), replaced.owner, replaced.group) != 0 && errno != EPERM) {
             fail(errno, target);
         }
@@ -127,8 +127,8 @@ private:
     Descriptor descriptor;
 };
 
-/// The new name is safe only with its folder. The content is in place already, so a file system
-/// that cannot flush folders is no failure.
+/// The new name is on the disk only once its folder has been flushed. The content is in place
+/// already, so a file system that cannot flush folders is not treated as a failure.
 void flushFolderOf(const std::filesystem::path& file) {
     const std::filesystem::path folder = file.has_parent_path() ? file.parent_path() : ".";
     const Descriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));

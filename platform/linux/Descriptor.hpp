@@ -15,12 +15,12 @@ public:
     [[nodiscard]] int get() const noexcept { return number; }
     [[nodiscard]] bool isOpen() const noexcept { return number >= 0; }
 
-    // All give the error number, 0 for success.
+    // All three give the error number, 0 for success.
 
     int close() noexcept;
-    /// To the last byte, whatever interrupts it.
+    /// Writes all bytes, also when a signal interrupts it.
     [[nodiscard]] int writeAll(std::string_view content) const noexcept;
-    /// To the disk.
+    /// Returns once the content is on the disk.
     [[nodiscard]] int flush() const noexcept;
 
 private:

@@ -15,7 +15,7 @@ public:
     [[nodiscard]] bool isOpen() const { return descriptor.isOpen(); }
 
     bool replaceContent(std::string_view content) override {
-        // What cannot be shortened has nothing that would be left over.
+        // A file that cannot be shortened has no old content that could be left over.
         [[maybe_unused]] const int ignored = ::ftruncate(descriptor.get(), 0);
         return descriptor.writeAll(content) == 0;
     }

@@ -11,7 +11,7 @@ namespace Quarlen::Platform {
 namespace {
 
 constexpr int keyboard = STDIN_FILENO;
-/// How often a background job looks whether it has got the terminal.
+/// How often a background job checks whether it has got the terminal.
 constexpr int foregroundPollMilliseconds = 500;
 
 /// A background job that reads its terminal gets an error instead of being stopped.
@@ -40,7 +40,7 @@ void waitForInput(TerminalMode& terminal) {
             continue;
         }
         terminal.claim();
-        // Standard input may be shared with somebody who made it non-blocking.
+        // Another process that shares standard input may have made it non-blocking.
         if (terminal.waitForInput()) {
             return;
         }

@@ -5,8 +5,8 @@
 
 namespace Quarlen::Platform {
 
-void claimAddress(std::intptr_t socket) noexcept {
-    // Here the option only steps over old connections; a second listener is refused all the same.
+void bindExclusively(std::intptr_t socket) noexcept {
+    // On Linux the option only ignores old connections; a second listener is still refused.
     const int on = 1;
     ::setsockopt(static_cast<int>(socket), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
 }

@@ -20,7 +20,7 @@ struct AddressListFree {
     void operator()(ifaddrs* list) const noexcept { ::freeifaddrs(list); }
 };
 
-/// The kernel's naming schemes, in the words that adapters are chosen by.
+/// Maps the kernel's adapter names to the words by which adapters are chosen.
 std::wstring friendlyNameOf(const std::wstring& systemName) {
     if (systemName.starts_with(L"eth") || systemName.starts_with(L"en")) {
         return L"Ethernet";
@@ -40,7 +40,7 @@ class AdapterList {
 public:
     void add(const ifaddrs& entry) {
         NetworkAdapter& adapter = find(fromUtf8(entry.ifa_name));
-        // Running as well: an adapter without its cable is not operational.
+        // The adapter has to be running, too: without its cable it is not operational.
         constexpr unsigned int operational = IFF_UP | IFF_RUNNING;
         adapter.up = (entry.ifa_flags & operational) == operational;
         if (entry.ifa_addr == nullptr) {
@@ -58,7 +58,7 @@ public:
     [[nodiscard]] std::vector<NetworkAdapter> take() { return std::move(adapters); }
 
 private:
-    /// Loopback has one of six zeros, which is as good as none.
+    /// The hardware address of loopback is six zeros, which counts as none.
     static std::size_t hardwareAddressLength(const sockaddr& address) {
         const auto& hardware = reinterpret_cast<const sockaddr_ll&>(address);
         const std::size_t length =

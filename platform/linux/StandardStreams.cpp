@@ -9,7 +9,7 @@ namespace Quarlen::Platform {
 void openMissingStandardStreams() {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (::fcntl(stream, F_GETFD) < 0) {
-            // The lowest free number, which is this one.
+            // Opening gives the lowest free number, which is this stream.
             // NOLINTNEXTLINE(android-cloexec-open): programs that are started inherit these streams
             static_cast<void>(::open("/dev/null", O_RDWR));
         }

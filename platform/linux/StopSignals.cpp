@@ -16,7 +16,7 @@ constinit std::atomic<bool> stopAsked{false};
 /// Never released: signals come as long as the process lives.
 const std::shared_ptr<std::atomic<bool>>* owner = nullptr;
 
-/// It is blocked until the handler returns.
+/// `raise` takes effect when the handler returns; until then the signal is blocked.
 void endBy(int signal) {
     struct sigaction standard {};
     standard.sa_handler = SIG_DFL;
@@ -24,8 +24,8 @@ void endBy(int signal) {
     ::raise(signal);
 }
 
-/// A terminal that goes away hangs up several times, and the service manager does so after a
-/// SIGTERM: that neither is a second request nor makes the next one a second.
+/// SIGHUP neither counts as a second request nor makes the next signal a second one: a terminal
+/// that goes away sends it several times, and the service manager sends it after a SIGTERM.
 void onStopSignal(int signal) {
     if (signal != SIGHUP && stopAsked.exchange(true)) {
         endBy(signal);

@@ -20,7 +20,8 @@ std::filesystem::path systemConfigFolder() {
 
 std::wstring hostName() {
     std::array<char, 64> name{};
-    // A name that fills the buffer is cut to what fits, as the system leaves it without an end.
+    // The system leaves a name that fills the buffer without an end; such a name is cut to what
+    // fits.
     if (::gethostname(name.data(), name.size()) != 0 && errno != ENAMETOOLONG) {
         return {};
     }

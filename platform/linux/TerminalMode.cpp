@@ -35,8 +35,8 @@ struct HandledSignal {
     void (*handler)(int);
 };
 
-/// The ending ones from outside, and what a program does to itself: `atexit` does not run when it
-/// aborts.
+/// The signals from outside that end the process, and those that a failing program raises itself:
+/// `atexit` does not run when the program aborts.
 constexpr std::array<HandledSignal, 10> handledSignals{{
     {SIGINT, onEndingSignal},
     {SIGTERM, onEndingSignal},
@@ -70,8 +70,8 @@ void setKeyMode(termios mode) {
     ::tcsetattr(terminal, TCSANOW, &mode);
 }
 
-/// The calling thread stops here, and the process with it, until it is continued. Goes on at once
-/// where nobody could continue it.
+/// Stops the calling thread, and the process with it, until the process is continued. Returns at
+/// once where no shell could continue it.
 void stopHere() {
     sigset_t stop;
     sigset_t blocked;
@@ -119,7 +119,7 @@ void TerminalMode::take() {
     }
     const bool renew = outdated.exchange(false);
     if (changed) {
-        // What is found now may be this object's own mode, which somebody has kept and put back.
+        // The mode that is set now may be this object's own, kept and put back by another program.
         if (renew) {
             setKeyModeUnlessEnding();
         }
@@ -135,7 +135,7 @@ void TerminalMode::take() {
 }
 
 /// A signal that asks the process to end may come on any thread just before the mode is set: its
-/// handler has then given back what is only taken now.
+/// handler has then restored the mode too early, so it is restored again here.
 void TerminalMode::setKeyModeUnlessEnding() {
     setKeyMode(original);
     if (ending) {

@@ -28,9 +28,9 @@ public:
 
     // For a thread that reads.
 
-    /// Takes the terminal if this job has it and its mode is another.
+    /// Takes the terminal if this job has it and its mode is not this object's.
     void claim();
-    /// Carries out what signals have asked for.
+    /// Carries out the stop that a signal has asked for.
     void obeySignals();
     /// Waits without limit. False when a signal came instead.
     bool waitForInput();
@@ -63,10 +63,10 @@ private:
     /// A process that is about to end must not change the terminal again; one that survives the
     /// signal reads on in line mode.
     std::atomic<bool> ending{false};
-    /// Somebody else may have changed the mode meanwhile.
+    /// Another program may have changed the mode meanwhile.
     std::atomic<bool> outdated{false};
     std::atomic<bool> stopAsked{false};
-    /// Becomes readable when a signal has something for a reading thread to do.
+    /// Becomes readable when a signal has work for a reading thread.
     std::atomic<int> wakeUp{-1};
     termios original{};
     std::array<struct sigaction, signalCount> former{};

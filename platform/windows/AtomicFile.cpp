@@ -12,11 +12,11 @@
 namespace Quarlen::Platform {
 namespace {
 
-constexpr std::size_t longestPath = 32768;
-constexpr std::size_t largestWrite = 1024 * 1024;
+constexpr std::size_t maxPathLength = 32768;
+constexpr std::size_t maxWriteSize = 1024 * 1024;
 /// Milliseconds.
 constexpr DWORD betweenAttempts = 1;
-constexpr ULONGLONG longestWaitForReaders = 5000;
+constexpr ULONGLONG maxWaitForReaders = 5000;
 
 struct HandleClose {
     void operator()(void* handle) const noexcept { ::CloseHandle(handle); }
@@ -45,16 +45,16 @@ std::filesystem::path followLinks(const std::filesystem::path& file) {
     if (handle == nullptr) {
         fail(::GetLastError(), file);
     }
-    std::wstring path(longestPath, L'\0');
+    std::wstring path(maxPathLength, L'\0');
     const DWORD length = ::GetFinalPathNameByHandleW(
         handle.get(), path.data(), static_cast<DWORD>(path.size()), FILE_NAME_NORMALIZED);
     path.resize(length < path.size() ? length : 0);
     return path.empty() ? file : std::filesystem::path(path);
 }
 
-/// A file that somebody reads cannot be replaced here unless the reader has allowed it, and most do
-/// not: this program's own readers, virus scanners. Where only the old file went away, the next
-/// attempt finds its place free.
+/// A file that is being read cannot be replaced on Windows unless the reader has allowed it, and
+/// most readers do not: this program's own ones, virus scanners. Where only the old file went away,
+/// the next attempt finds its place free.
 bool isInUse(DWORD failure) {
     return failure == ERROR_SHARING_VIOLATION || failure == ERROR_UNABLE_TO_REMOVE_REPLACED ||
            failure == ERROR_UNABLE_TO_MOVE_REPLACEMENT ||
@@ -86,7 +86,8 @@ public:
     NewFile& operator=(const NewFile&) = delete;
     ~NewFile() {
         handle.reset();
-        // Never the only copy: a replacement that failed halfway has taken the target away.
+        // The file is kept when it is the only copy: a replacement that failed halfway has removed
+        // the target.
         if (!path.empty() && !(replacing && isMissing(target))) {
             ::DeleteFileW(path.c_str());
         }
@@ -94,7 +95,7 @@ public:
 
     void write(std::string_view content) {
         while (!content.empty()) {
-            const auto size = static_cast<DWORD>(std::min(content.size(), largestWrite));
+            const auto size = static_cast<DWORD>(std::min(content.size(), maxWriteSize));
             DWORD written = 0;
             check(::WriteFile(handle.get(), content.data(), size, &written, nullptr));
             content.remove_prefix(written);
@@ -106,7 +107,7 @@ public:
         handle.reset();
         replacing = !isMissing(target);
         DWORD failure = move();
-        const ULONGLONG end = ::GetTickCount64() + longestWaitForReaders;
+        const ULONGLONG end = ::GetTickCount64() + maxWaitForReaders;
         while (isInUse(failure) && ::GetTickCount64() < end) {
             ::Sleep(betweenAttempts);
             failure = move();
@@ -118,7 +119,7 @@ public:
     }
 
 private:
-    /// One attempt; the cause of its failure.
+    /// Makes one attempt and returns the cause of its failure.
     [[nodiscard]] DWORD move() const {
         const DWORD attributes = ::GetFileAttributesW(target.c_str());
         const bool exists = attributes != INVALID_FILE_ATTRIBUTES;

@@ -2,7 +2,7 @@
 
 namespace Quarlen::Platform {
 
-/// A broken pipe is a failed write here from the start.
+/// On Windows a broken pipe is a failed write anyway.
 void surviveBrokenPipes() {}
 
 } // namespace Quarlen::Platform

@@ -32,8 +32,8 @@ void startDetachedThreadWith(const BeginThread& beginThread, std::function<void(
     ::CloseHandle(reinterpret_cast<HANDLE>(handle));
 }
 
-// Not a std::thread that is detached: with mingw-w64 such a thread may never begin, or crash at its
-// end, when it is detached just then.
+// A detached std::thread does not serve: with mingw-w64 it may never begin when it is detached as
+// it begins, or crash when it is detached as it ends.
 void startDetachedThread(std::function<void()> work) {
     startDetachedThreadWith(
         [](unsigned int(__stdcall * begin)(void*), void* argument) {

@@ -14,12 +14,12 @@ public:
     ~WritableFile() override { ::CloseHandle(handle); }
 
     bool replaceContent(std::string_view content) override {
-        constexpr std::size_t largestWrite = 1U << 30U;
-        // The position is the file's beginning. What cannot be shortened has nothing that would be
-        // left over.
+        constexpr std::size_t maxWriteSize = 1U << 30U;
+        // The position is the file's beginning. A file that cannot be shortened has no old content
+        // that could be left over.
         ::SetEndOfFile(handle);
         while (!content.empty()) {
-            const auto portion = static_cast<DWORD>(std::min(content.size(), largestWrite));
+            const auto portion = static_cast<DWORD>(std::min(content.size(), maxWriteSize));
             DWORD written = 0;
             if (::WriteFile(handle, content.data(), portion, &written, nullptr) == 0) {
                 return false;

@@ -9,8 +9,8 @@
 namespace Quarlen::Platform {
 namespace {
 
-constexpr std::size_t longestPath = 32767;
-constexpr std::size_t longestName = 255;
+constexpr std::size_t maxPathLength = 32767;
+constexpr std::size_t maxNameLength = 255;
 
 /// Names of devices, in every folder and whatever the extension.
 constexpr std::array<std::wstring_view, 4> devices{L"CON", L"PRN", L"AUX", L"NUL"};
@@ -45,7 +45,7 @@ bool isValidName(std::wstring_view name) {
     if (name.empty() || name == L"." || name == L"..") {
         return true;
     }
-    return name.size() <= longestName && !name.ends_with(L'.') && !name.ends_with(L' ') &&
+    return name.size() <= maxNameLength && !name.ends_with(L'.') && !name.ends_with(L' ') &&
            std::all_of(name.begin(), name.end(), isAllowed) && !isDeviceName(name);
 }
 
@@ -54,7 +54,7 @@ bool isValidName(std::wstring_view name) {
 bool couldNameFile(const std::filesystem::path& path) {
     const std::filesystem::path name = path.filename();
     const std::filesystem::path parts = path.relative_path();
-    return !name.empty() && name != L"." && name != L".." && path.native().size() < longestPath &&
+    return !name.empty() && name != L"." && name != L".." && path.native().size() < maxPathLength &&
            std::all_of(parts.begin(), parts.end(), [](const std::filesystem::path& component) {
                return isValidName(component.native());
            });

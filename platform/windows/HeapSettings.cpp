@@ -2,7 +2,7 @@
 
 namespace Quarlen::Platform {
 
-/// They share one there, which does not keep large pieces.
+/// On Windows all threads share one heap, which does not keep large blocks.
 void shareOneHeap() noexcept {}
 
 } // namespace Quarlen::Platform

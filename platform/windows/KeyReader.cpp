@@ -5,9 +5,9 @@
 namespace Quarlen::Platform {
 namespace {
 
-/// Reads as `_getch` does, without echo and without waiting for Enter, but the keys themselves: its
-/// 0 and 0xE0 in front of a function key's code are letters as well, and Alt+F10 has the code of
-/// "q".
+/// Reads single keys without echo and without waiting for Enter. `_getch` does not serve: the 0 and
+/// 0xE0 that it puts in front of a function key's code are letters as well, and Alt+F10 has the
+/// code of "q".
 class ConsoleKeys final : public KeyReader {
 public:
     explicit ConsoleKeys(HANDLE input) : input(input) {}

@@ -7,15 +7,15 @@ namespace Quarlen::Platform {
 namespace {
 
 /// How long one wait for a client takes: closing the socket does not end it on every system.
-constexpr long longestWaitInMicroseconds = 100'000;
+constexpr long maxWaitInMicroseconds = 100'000;
 
-/// True as well when the socket cannot be waited for: accepting tells why.
+/// True also when waiting for the socket fails: accepting then gives the cause.
 bool mayAccept(SOCKET listening) noexcept {
     fd_set sockets;
     FD_ZERO(&sockets);
     FD_SET(listening, &sockets);
-    timeval longestWait{.tv_sec = 0, .tv_usec = longestWaitInMicroseconds};
-    return ::select(0, &sockets, nullptr, nullptr, &longestWait) != 0;
+    timeval maxWait{.tv_sec = 0, .tv_usec = maxWaitInMicroseconds};
+    return ::select(0, &sockets, nullptr, nullptr, &maxWait) != 0;
 }
 
 void setNonBlocking(SOCKET socket, bool on) noexcept {
@@ -25,7 +25,7 @@ void setNonBlocking(SOCKET socket, bool on) noexcept {
 
 } // namespace
 
-void claimAddress(std::intptr_t socket) noexcept {
+void bindExclusively(std::intptr_t socket) noexcept {
     // SO_REUSEADDR would let two programs listen on one address here.
     const BOOL on = TRUE;
     ::setsockopt(static_cast<SOCKET>(socket), SOL_SOCKET, SO_EXCLUSIVEADDRUSE,
@@ -37,7 +37,8 @@ Accepted acceptConnection(std::intptr_t listening) noexcept {
     if (!mayAccept(socket)) {
         return {};
     }
-    // The client may have gone since; a wait for the next one would not end with the server.
+    // The client may have gone meanwhile; a blocking wait for the next one would not end with the
+    // server.
     setNonBlocking(socket, true);
     const SOCKET connection = ::WSAAccept(socket, nullptr, nullptr, nullptr, 0);
     if (connection == INVALID_SOCKET) {

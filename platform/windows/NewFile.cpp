@@ -7,7 +7,7 @@
 namespace Quarlen::Platform {
 namespace {
 
-constexpr std::size_t largestWrite = 1U << 30U;
+constexpr std::size_t maxWriteSize = 1U << 30U;
 
 [[noreturn]] void throwLastError() {
     throw std::system_error(static_cast<int>(::GetLastError()), std::system_category());
@@ -28,7 +28,7 @@ public:
 
     void write(std::string_view content) const {
         while (!content.empty()) {
-            const auto portion = static_cast<DWORD>(std::min(content.size(), largestWrite));
+            const auto portion = static_cast<DWORD>(std::min(content.size(), maxWriteSize));
             DWORD written = 0;
             if (::WriteFile(handle, content.data(), portion, &written, nullptr) == 0) {
                 throwLastError();

@@ -41,7 +41,7 @@ private:
     HANDLE screen;
 };
 
-/// The screen outlives the program: whoever comes next finds the encoding that was there.
+/// Restores the encoding of the screen at the end of the program: the screen outlives it.
 void useUtf8OnScreen() {
     static const UINT former = ::GetConsoleOutputCP();
     ::SetConsoleOutputCP(CP_UTF8);

@@ -6,7 +6,7 @@
 namespace Quarlen::Platform {
 namespace {
 
-/// A handle that nobody has handed over may have the value of one that is opened later.
+/// The value of a standard handle that was not inherited may later belong to another handle.
 bool isMissing(HANDLE stream) {
     ::SetLastError(NO_ERROR);
     return stream == nullptr || stream == INVALID_HANDLE_VALUE ||

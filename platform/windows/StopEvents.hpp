@@ -10,7 +10,7 @@ namespace Quarlen::Platform {
 class StopEvents {
 public:
     enum class Answer {
-        /// The process ends in order; who told of the event need not wait for it.
+        /// The process ends in order; the event is answered without waiting for that.
         GoOn,
         /// The system ends the process as soon as the event has been answered: the answer has to
         /// wait until the process has ended in order.
@@ -21,7 +21,7 @@ public:
 
     explicit StopEvents(std::shared_ptr<std::atomic<bool>> stopRequested);
 
-    /// Raises the flag, but at the second of Ctrl-C and Ctrl-Break. On any thread.
+    /// Raises the flag, except at the second Ctrl-C or Ctrl-Break. May be called on any thread.
     Answer onEvent(DWORD event) noexcept;
 
 private:

@@ -9,18 +9,18 @@
 namespace Quarlen::Platform {
 namespace {
 
-/// The system's callbacks have no argument for it. Never destroyed: events come as long as the
-/// process lives.
+/// Global, because the system's callbacks have no argument for it. Never destroyed: events come as
+/// long as the process lives.
 StopEvents* stopEvents = nullptr;
 
-/// The process's own end takes this thread with it.
+/// The end of the process ends this thread.
 [[noreturn]] void waitForTheEnd() {
     while (true) {
         ::Sleep(INFINITE);
     }
 }
 
-/// On a thread that the system makes for it.
+/// The system calls it on a thread of its own.
 BOOL WINAPI onConsoleEvent(DWORD event) {
     const StopEvents::Answer answer = stopEvents->onEvent(event);
     if (answer == StopEvents::Answer::WaitForTheEnd) {
@@ -39,9 +39,9 @@ LRESULT CALLBACK onMessage(HWND window, UINT message, WPARAM wide, LPARAM extra)
     return ::DefWindowProcW(window, message, wide, extra);
 }
 
-/// A program that has the window library loaded, as the shell's folders need it, is told of log-off
-/// and shutdown by messages to its windows and not by console events. So it has a window that
-/// nobody sees. Where none can be made there is no session that could end.
+/// Opens an invisible window and handles its messages. The system tells a program that has loaded
+/// the window library, which the shell's folders need, of log-off and shutdown by window messages
+/// and not by console events. Where no window can be made there is no session that could end.
 void watchSession() {
     WNDCLASSW kind{};
     kind.lpfnWndProc = onMessage;

@@ -17,7 +17,7 @@
 namespace Quarlen::Platform {
 namespace {
 
-constexpr std::size_t longestPath = 32768;
+constexpr std::size_t maxPathLength = 32768;
 
 struct TaskMemoryFree {
     void operator()(wchar_t* memory) const noexcept { ::CoTaskMemFree(memory); }
@@ -27,7 +27,7 @@ struct HandleClose {
     void operator()(void* handle) const noexcept { ::CloseHandle(handle); }
 };
 
-/// The socket library has to be started in the process before it answers.
+/// Starts the socket library, which answers only after that.
 class SocketLibrary {
 public:
     SocketLibrary() { started = ::WSAStartup(MAKEWORD(2, 2), &data) == 0; }
@@ -47,7 +47,7 @@ private:
 };
 
 std::wstring modulePath() {
-    std::wstring path(longestPath, L'\0');
+    std::wstring path(maxPathLength, L'\0');
     const DWORD length =
         ::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
     path.resize(length < path.size() ? length : 0);
@@ -62,14 +62,14 @@ std::wstring finalPath(const std::wstring& file) {
         return {};
     }
     const std::unique_ptr<void, HandleClose> handle(opened);
-    std::wstring path(longestPath, L'\0');
+    std::wstring path(maxPathLength, L'\0');
     const DWORD length = ::GetFinalPathNameByHandleW(
         handle.get(), path.data(), static_cast<DWORD>(path.size()), FILE_NAME_NORMALIZED);
     path.resize(length < path.size() ? length : 0);
     return path;
 }
 
-/// Without the prefix that marks a path for the system's eyes only.
+/// The path without the prefix that only system calls understand.
 std::wstring withoutDevicePrefix(std::wstring path) {
     const std::wstring share = L"\\\\?\\UNC\\";
     const std::wstring device = L"\\\\?\\";

@@ -10,8 +10,8 @@ namespace Quarlen::Platform {
 using BeginThread =
     std::function<std::uintptr_t(unsigned int(__stdcall* begin)(void*), void* argument)>;
 
-/// `startDetachedThread` on top of any such call. Whatever keeps the system from making the thread
-/// is told as `resource_unavailable_try_again`.
+/// `startDetachedThread` by means of `beginThread`. Any failure of the system to make the thread is
+/// thrown as `resource_unavailable_try_again`.
 void startDetachedThreadWith(const BeginThread& beginThread, std::function<void()> work);
 
 } // namespace Quarlen::Platform

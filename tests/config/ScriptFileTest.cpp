@@ -47,18 +47,17 @@ TEST_F(ScriptFile, IsARegularFile) {
 TEST_F(ScriptFile, MayHaveTheLargestSizeAndNoByteMore) {
     const std::string begin = "<a>";
     const std::string end = "</a>";
-    std::string content =
-        begin + std::string(maximumFileSize - begin.size() - end.size(), 'x') + end;
+    std::string content = begin + std::string(maxFileSize - begin.size() - end.size(), 'x') + end;
     const auto file = folder.write("large.xml", content);
 
     EXPECT_EQ(causeFor(file), L"");
-    EXPECT_EQ(collector.collected.size(), maximumFileSize - begin.size() - end.size());
-    std::filesystem::resize_file(file, maximumFileSize + 1);
+    EXPECT_EQ(collector.collected.size(), maxFileSize - begin.size() - end.size());
+    std::filesystem::resize_file(file, maxFileSize + 1);
     EXPECT_EQ(causeFor(file), L"the file is larger than 64 MiB");
 }
 
 TEST_F(ScriptFile, IsRefusedWhenItIsNotComplete) {
-    EXPECT_EQ(causeFor(folder.write("a.xml", "<a>")), L"no element found");
+    EXPECT_EQ(causeFor(folder.write("a.xml", "<a>")), L"the file ends too early, expected '</a>'");
     EXPECT_EQ(causeFor(folder.write("b.xml", "")), L"no element found");
 }
 

@@ -304,7 +304,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& test) { return test.param.subject; });
 
 TEST(ScriptReader, TakesATextUpToTheGreatestLength) {
-    constexpr std::size_t most = ScriptReader::maximumText;
+    constexpr std::size_t most = ScriptReader::maxTextSize;
     const auto attribute = [](std::size_t length) {
         return longName("<ExecuteAction command='", length, "'/>");
     };

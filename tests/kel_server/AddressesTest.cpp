@@ -8,7 +8,7 @@
 #include "platform/TextEncoding.hpp"
 #include "tests/kel_server/ApplicationFixture.hpp"
 
-namespace Quarlen {
+namespace Quarlen::Tests {
 
 namespace {
 
@@ -156,4 +156,4 @@ TEST_F(BrokerUrl, IsEmptyWhenTheFileIsNoText) {
 
 } // namespace
 
-} // namespace Quarlen
+} // namespace Quarlen::Tests

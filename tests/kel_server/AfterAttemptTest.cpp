@@ -2,7 +2,7 @@
 
 #include "kel_server/ServerStart.hpp"
 
-namespace Quarlen {
+namespace Quarlen::Tests {
 
 namespace {
 
@@ -56,4 +56,4 @@ INSTANTIATE_TEST_SUITE_P(
 
 } // namespace
 
-} // namespace Quarlen
+} // namespace Quarlen::Tests

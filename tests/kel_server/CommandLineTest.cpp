@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-namespace Quarlen {
+namespace Quarlen::Tests {
 
 namespace {
 
@@ -213,4 +213,4 @@ INSTANTIATE_TEST_SUITE_P(Words, CommandLinePositional,
 
 } // namespace
 
-} // namespace Quarlen
+} // namespace Quarlen::Tests

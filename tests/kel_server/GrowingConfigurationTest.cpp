@@ -2,7 +2,7 @@
 
 #include "tests/kel_server/ServerStartFixture.hpp"
 
-namespace Quarlen {
+namespace Quarlen::Tests {
 
 namespace {
 
@@ -87,4 +87,4 @@ TEST_F(GrowingConfiguration, HasStartedOnceAnyAttemptHas) {
 
 } // namespace
 
-} // namespace Quarlen
+} // namespace Quarlen::Tests

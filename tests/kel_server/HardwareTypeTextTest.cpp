@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-namespace Quarlen {
+namespace Quarlen::Tests {
 
 namespace {
 
@@ -29,4 +29,4 @@ INSTANTIATE_TEST_SUITE_P(Values, HardwareTypeText,
 
 } // namespace
 
-} // namespace Quarlen
+} // namespace Quarlen::Tests

@@ -9,7 +9,7 @@
 #include "tests/kel_server/ScriptedKeys.hpp"
 #include "tests/support/CountingBuffer.hpp"
 
-namespace Quarlen {
+namespace Quarlen::Tests {
 
 namespace {
 
@@ -143,4 +143,4 @@ TEST_F(KeyboardThread, OutlivesWhoeverStartedIt) {
 
 } // namespace
 
-} // namespace Quarlen
+} // namespace Quarlen::Tests

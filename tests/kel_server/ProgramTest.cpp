@@ -6,7 +6,7 @@
 
 #include "tests/kel_server/ApplicationFixture.hpp"
 
-namespace Quarlen {
+namespace Quarlen::Tests {
 
 namespace {
 
@@ -135,4 +135,4 @@ INSTANTIATE_TEST_SUITE_P(Words, ProgramUsage,
 
 } // namespace
 
-} // namespace Quarlen
+} // namespace Quarlen::Tests

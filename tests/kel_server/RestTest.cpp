@@ -3,12 +3,12 @@
 #include <gmock/gmock.h>
 
 #include "kel_server/ServerApplication.hpp"
-#include "kel_server_lib/rest/FacadeReference.hpp"
+#include "kel_server_lib/rest/handlers/FacadeReference.hpp"
 #include "tests/kel_server/ApplicationFixture.hpp"
 #include "tests/support/LoopbackPort.hpp"
 #include "tests/support/RawClient.hpp"
 
-namespace Quarlen {
+namespace Quarlen::Tests {
 
 namespace {
 
@@ -131,4 +131,4 @@ TEST_F(RestOfTheApplication, PrintsNoLinesOfItsListeningWhenItIsNotVerbose) {
 
 } // namespace
 
-} // namespace Quarlen
+} // namespace Quarlen::Tests

@@ -7,10 +7,10 @@
 
 #include <gmock/gmock.h>
 
-#include "kel_server_lib/rest/HttpServer.hpp"
+#include "kel_server_lib/http/HttpServer.hpp"
 #include "tests/kel_server/ApplicationFixture.hpp"
 
-namespace Quarlen {
+namespace Quarlen::Tests {
 
 namespace {
 
@@ -264,4 +264,4 @@ TEST_F(ServerApplicationTest, WaitsInStepsOfOneSecondForTheStop) {
 
 } // namespace
 
-} // namespace Quarlen
+} // namespace Quarlen::Tests

@@ -4,12 +4,12 @@
 #include <gmock/gmock.h>
 
 #include "kel_server/ServerApplication.hpp"
-#include "kel_server_lib/rest/HttpServer.hpp"
+#include "kel_server_lib/http/HttpServer.hpp"
 #include "std_util/ErrorHandler.hpp"
 #include "tests/kel_server/ApplicationFixture.hpp"
 #include "tests/support/LoopbackPort.hpp"
 
-namespace Quarlen {
+namespace Quarlen::Tests {
 
 namespace {
 
@@ -166,4 +166,4 @@ TEST_F(ShutdownOrder, ReleasesItsMembersInTheReverseOrderOfTheStart) {
 
 } // namespace
 
-} // namespace Quarlen
+} // namespace Quarlen::Tests

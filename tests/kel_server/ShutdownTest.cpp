@@ -5,7 +5,7 @@
 #include "std_util/ErrorHandler.hpp"
 #include "tests/kel_server/ApplicationFixture.hpp"
 
-namespace Quarlen {
+namespace Quarlen::Tests {
 
 namespace {
 
@@ -223,4 +223,4 @@ TEST_F(Shutdown, LeavesTheLedAllOnAfterTheRunOfAButton) {
 
 } // namespace
 
-} // namespace Quarlen
+} // namespace Quarlen::Tests

@@ -8,7 +8,7 @@
 #include "tests/kel_server/ApplicationFixture.hpp"
 #include "tests/support/TraceCapture.hpp"
 
-namespace Quarlen {
+namespace Quarlen::Tests {
 
 namespace {
 
@@ -132,4 +132,4 @@ TEST_F(StartButtons, BindsF2Alone) {
 
 } // namespace
 
-} // namespace Quarlen
+} // namespace Quarlen::Tests

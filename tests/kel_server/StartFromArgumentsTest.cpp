@@ -2,7 +2,7 @@
 
 #include "tests/kel_server/ServerStartFixture.hpp"
 
-namespace Quarlen {
+namespace Quarlen::Tests {
 
 namespace {
 
@@ -126,4 +126,4 @@ TEST_F(StartFromArguments, LeavesPlaceholdersAlone) {
 
 } // namespace
 
-} // namespace Quarlen
+} // namespace Quarlen::Tests

@@ -4,7 +4,7 @@
 
 #include "tests/kel_server/ServerStartFixture.hpp"
 
-namespace Quarlen {
+namespace Quarlen::Tests {
 
 namespace {
 
@@ -334,4 +334,4 @@ TEST_F(StartFromConfiguration, ForgetsTheBrokerWithSeveralAddresses) {
 
 } // namespace
 
-} // namespace Quarlen
+} // namespace Quarlen::Tests

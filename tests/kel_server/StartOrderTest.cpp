@@ -4,10 +4,10 @@
 #include <gmock/gmock.h>
 
 #include "kel_server/ServerApplication.hpp"
-#include "kel_server_lib/rest/HttpServer.hpp"
+#include "kel_server_lib/http/HttpServer.hpp"
 #include "tests/kel_server/ApplicationFixture.hpp"
 
-namespace Quarlen {
+namespace Quarlen::Tests {
 
 namespace {
 
@@ -339,4 +339,4 @@ TEST_F(StartOrder, PrintsTheMessageOfAnExceptionThatCannotBeConvertedAsEmpty) {
 
 } // namespace
 
-} // namespace Quarlen
+} // namespace Quarlen::Tests

@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
-namespace Quarlen {
+#include "tests/support/UsageText.hpp"
+
+namespace Quarlen::Tests {
 
 namespace {
 
@@ -16,29 +18,7 @@ std::string usageOf(const std::wstring& programPath) {
 }
 
 TEST(Usage, IsTheSameToTheByte) {
-    EXPECT_EQ(usageOf(L"/opt/kel/kel_server"),
-              "Usage: \n"
-              " kel_server <adapter name or ip address> <port number>\n"
-              "\t example: \n"
-              " kel_server 192.168.178.1 58005\n"
-              "\t or \n"
-              " kel_server eth0\n"
-              "\t port number is optional parameter, default value is 58000 \n"
-              "\n"
-              "\t or add the following to the KelServer.xml\r\n"
-              " <ServerAddresses >\r\n"
-              "  <ServerAddress>\r\n"
-              "   <IpAddress>eth0</IpAddress>\r\n"
-              "   <Port>58000</Port>\r\n"
-              "  </ServerAddress>\r\n"
-              "  <ServerAddress>\r\n"
-              "   <IpAddress>wlan0</IpAddress>\r\n"
-              "   <Port>58000</Port>\r\n"
-              "  </ServerAddress>\r\n"
-              " </ServerAddresses>\n"
-              "\n"
-              "Add --delayedStart parameter if you want a 2 second wait before starting server "
-              "(possible after restart)\n");
+    EXPECT_EQ(usageOf(L"/opt/kel/kel_server"), Tests::usageText("kel_server"));
 }
 
 TEST(Usage, ShowsTheProgramNameInUtf8) {
@@ -51,4 +31,4 @@ TEST(Usage, GoesWithoutAProgramName) {
 
 } // namespace
 
-} // namespace Quarlen
+} // namespace Quarlen::Tests

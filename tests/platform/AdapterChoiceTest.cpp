@@ -2,7 +2,7 @@
 
 #include "platform/NetworkAdapters.hpp"
 
-using namespace Quarlen::Platform;
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -171,3 +171,5 @@ TEST(AdapterChoice, GivesNothingForAnEmptyList) {
 }
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

@@ -11,7 +11,7 @@
 
 #include "tests/support/TemporaryFolder.hpp"
 
-using namespace Quarlen::Platform;
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -99,3 +99,5 @@ TEST_F(AtomicFile, ShowsReadersTheOldOrTheNewContentButNoMixture) {
 }
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

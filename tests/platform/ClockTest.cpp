@@ -2,10 +2,11 @@
 
 #include <gtest/gtest.h>
 
-using namespace Quarlen::Platform;
-using namespace std::chrono_literals;
+namespace Quarlen::Platform::Tests {
 
 namespace {
+
+using namespace std::chrono_literals;
 
 TEST(SystemClock, SleepsAtLeastAsLongAsAsked) {
     const Clock::TimePoint start = systemClock().now();
@@ -24,3 +25,5 @@ TEST(SystemClock, IsOneObject) {
 }
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

@@ -12,10 +12,11 @@
 
 #include "tests/support/CountingBuffer.hpp"
 
-using namespace Quarlen::Platform;
-using Quarlen::Tests::CountingBuffer;
+namespace Quarlen::Platform::Tests {
 
 namespace {
+
+using Quarlen::Tests::CountingBuffer;
 
 TEST(Console, EndsAndFlushesALine) {
     CountingBuffer buffer;
@@ -139,3 +140,5 @@ TEST(Console, IsOneObjectForStandardOutput) {
 }
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

@@ -4,6 +4,8 @@
 
 #include "tests/support/TemporaryFolder.hpp"
 
+namespace Quarlen::Platform::Tests {
+
 namespace {
 
 using Quarlen::Platform::ExistingFile;
@@ -35,3 +37,5 @@ TEST_F(ExistingFileTest, KeepsNothingOfALongerContent) {
 }
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

@@ -8,7 +8,7 @@
 #include "platform/NewFile.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 
-using namespace Quarlen::Platform;
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -50,3 +50,5 @@ INSTANTIATE_TEST_SUITE_P(Folders, UnusualPaths,
                                          "\xF0\x9F\x9A\x97", deepFolder()));
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

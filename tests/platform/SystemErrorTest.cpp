@@ -4,7 +4,7 @@
 
 #include "platform/TextEncoding.hpp"
 
-namespace Quarlen::Platform {
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -38,4 +38,4 @@ TEST(SystemError, IsTheNumberWhereTheTextCannotBeConverted) {
     EXPECT_EQ(errorText({-7, garbled}), L"error -7");
 }
 
-} // namespace Quarlen::Platform
+} // namespace Quarlen::Platform::Tests

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-using namespace Quarlen::Platform;
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -28,3 +28,5 @@ TEST(SystemPaths, GiveTheHostName) {
 }
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

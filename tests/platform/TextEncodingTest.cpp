@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-using namespace Quarlen::Platform;
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -75,3 +75,5 @@ TEST(PathConversion, RefusesANullCharacterInsteadOfNamingAnotherFile) {
 }
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

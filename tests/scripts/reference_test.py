@@ -22,7 +22,7 @@ class Reference(unittest.TestCase):
         self.assertGreater(len(options), 8)
 
     def test_formats_runtime_lists_the_error_codes(self):
-        enumeration = text("kel_cpp/RuntimeError.hpp").split("enum class ErrorCode")[1].split("};")[0]
+        enumeration = text("kel_cpp/base/RuntimeError.hpp").split("enum class ErrorCode")[1].split("};")[0]
         codes = re.findall(r"(\w+) = (\d+),", enumeration)
         documented = re.findall(r"^\| (\d+) \| (\w+) \|", text("docs/formats-runtime.md"), re.M)
         self.assertEqual(documented, [(number, name) for name, number in codes])

@@ -9,10 +9,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-using namespace StdUtil;
-using testing::ElementsAre;
+namespace StdUtil::Tests {
 
 namespace {
+
+using testing::ElementsAre;
 
 TraceLine line(std::wstring text) {
     return {TraceLevel::Info, L"source", 1, std::move(text)};
@@ -203,3 +204,5 @@ TEST_F(ErrorHandlerTest, TakesListenersLevelsAndLinesFromManyThreadsAtOnce) {
 }
 
 } // namespace
+
+} // namespace StdUtil::Tests

@@ -8,7 +8,7 @@
 #include "platform/TextEncoding.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 
-using namespace StdUtil;
+namespace StdUtil::Tests {
 
 namespace {
 
@@ -139,3 +139,5 @@ INSTANTIATE_TEST_SUITE_P(Endings, FileType,
                                          TypeCase{L"a.p\u0434x", 0}));
 
 } // namespace
+
+} // namespace StdUtil::Tests

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-using namespace StdUtil;
+namespace StdUtil::Tests {
 
 namespace {
 
@@ -59,3 +59,5 @@ TEST(PathString, KeepsTextsOutsideAscii) {
 }
 
 } // namespace
+
+} // namespace StdUtil::Tests

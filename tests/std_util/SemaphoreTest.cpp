@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-using namespace StdUtil;
+namespace StdUtil::Tests {
 
 namespace {
 
@@ -172,3 +172,5 @@ TEST(Semaphore, ExistsOnlyUnnamedAndOfTheDefaultMode) {
 }
 
 } // namespace
+
+} // namespace StdUtil::Tests

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-using namespace StdUtil;
+namespace StdUtil::Tests {
 
 namespace {
 
@@ -64,3 +64,5 @@ TEST(EndsWith, IsFalseForAnEmptyList) {
 }
 
 } // namespace
+
+} // namespace StdUtil::Tests

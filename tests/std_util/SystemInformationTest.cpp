@@ -7,7 +7,7 @@
 #include "platform/SystemPaths.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 
-using namespace StdUtil;
+namespace StdUtil::Tests {
 
 namespace {
 
@@ -57,3 +57,5 @@ TEST_F(WorkingFolderWithConfig, IsTakenForAnInstallationInIt) {
 }
 
 } // namespace
+
+} // namespace StdUtil::Tests

@@ -10,7 +10,7 @@
 
 #include "tests/support/TemporaryFolder.hpp"
 
-using namespace StdUtil;
+namespace StdUtil::Tests {
 
 namespace {
 
@@ -138,3 +138,5 @@ TEST_F(TraceFileTest, CreatesTheFolderThatItNeeds) {
 }
 
 } // namespace
+
+} // namespace StdUtil::Tests

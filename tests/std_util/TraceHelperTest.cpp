@@ -8,13 +8,14 @@
 
 #include "tests/support/TraceCapture.hpp"
 
-using namespace StdUtil;
-using testing::ElementsAre;
-using testing::IsEmpty;
+namespace StdUtil::Tests {
 
 namespace {
 
-constexpr std::size_t longestText = 1024 * 1024 / sizeof(wchar_t);
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr std::size_t maxTextLength = 1024 * 1024 / sizeof(wchar_t);
 
 class TraceHelperTest : public testing::Test {
 protected:
@@ -123,14 +124,14 @@ INSTANTIATE_TEST_SUITE_P(AroundTheBuffers, LongText,
 
 TEST_F(TraceHelperTest, CutsATextThatIsBeyondAllMeasure) {
     const Quarlen::Tests::TraceCapture capture;
-    const std::wstring text(4 * longestText, L'x');
+    const std::wstring text(4 * maxTextLength, L'x');
     TraceHelper::InfoTrace(L"source", 1, L"%d: %s and %s end", 7, text.c_str(), text.c_str());
     ASSERT_EQ(capture.texts().size(), 1U);
     const std::wstring written = capture.texts().front();
     EXPECT_TRUE(written.starts_with(L"7: xxxx"));
     EXPECT_TRUE(written.ends_with(L"xxxx end"));
     EXPECT_GT(written.size(), 50'000U);
-    EXPECT_LE(written.size(), longestText);
+    EXPECT_LE(written.size(), maxTextLength);
 }
 
 TEST_F(TraceHelperTest, ShowsAFormatThatCannotBeFilledIn) {
@@ -140,3 +141,5 @@ TEST_F(TraceHelperTest, ShowsAFormatThatCannotBeFilledIn) {
 }
 
 } // namespace
+
+} // namespace StdUtil::Tests

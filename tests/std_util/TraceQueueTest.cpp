@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-using namespace StdUtil;
+namespace StdUtil::Tests {
 
 namespace {
 
@@ -99,3 +99,5 @@ TEST_F(TraceQueueTest, GoesOnAfterAWriterThatThrows) {
 }
 
 } // namespace
+
+} // namespace StdUtil::Tests

@@ -4,12 +4,13 @@
 
 #include "tests/support/TemporaryFolder.hpp"
 
-using namespace StdUtil;
+namespace StdUtil::Tests {
+
+namespace {
+
 using testing::EndsWith;
 using testing::MatchesRegex;
 using testing::StartsWith;
-
-namespace {
 
 std::vector<TimedTrace> tracesOf(const std::vector<std::wstring>& texts) {
     std::vector<TimedTrace> traces;
@@ -50,3 +51,5 @@ TEST_F(TraceWriterTest, WritesEachLineAtOnce) {
 }
 
 } // namespace
+
+} // namespace StdUtil::Tests

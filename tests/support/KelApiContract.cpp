@@ -5,7 +5,7 @@
 
 #include "kel_server_lib/runtime/ServerHandler.hpp"
 
-namespace Quarlen::TestSupport {
+namespace Quarlen::Tests {
 
 using namespace Kel_cpp;
 
@@ -250,4 +250,4 @@ TEST_P(KelApiContract, ListensUntilStoppedAndRefusesATakenAddress) {
     EXPECT_THROW(api->stopServer(address), KelApiException);
 }
 
-} // namespace Quarlen::TestSupport
+} // namespace Quarlen::Tests

@@ -13,7 +13,7 @@
 
 #include "kel_server_lib/runtime/KelApi.hpp"
 
-namespace Quarlen::TestSupport {
+namespace Quarlen::Tests {
 
 /// A runtime to be held against the facade's contract, with the names of what it has to offer.
 struct KelApiContractSubject {
@@ -60,4 +60,4 @@ protected:
 
 std::string subjectLabel(const testing::TestParamInfo<KelApiContractSubject>& info);
 
-} // namespace Quarlen::TestSupport
+} // namespace Quarlen::Tests

@@ -9,7 +9,7 @@
 #include "tests/support/ReportCollector.hpp"
 
 /// The part of the contract that is about services, jobs, unlock sessions and threads.
-namespace Quarlen::TestSupport {
+namespace Quarlen::Tests {
 
 using namespace Kel_cpp;
 using std::chrono::milliseconds;
@@ -217,4 +217,4 @@ TEST_P(KelApiContract, EndsItsJobsBeforeItGoes) {
     EXPECT_TRUE(reports.waitForLast(std::chrono::milliseconds(0)));
 }
 
-} // namespace Quarlen::TestSupport
+} // namespace Quarlen::Tests

@@ -9,7 +9,7 @@
 
 #include "kel_server_lib/runtime/KelApi.hpp"
 
-namespace Quarlen::TestSupport {
+namespace Quarlen::Tests {
 
 /// A job's callback that keeps all reports and lets a test wait for the last one.
 template <class Result, class Callback>
@@ -75,4 +75,4 @@ using QuickTestCollector =
 using FlashCollector =
     ReportCollector<Kel_cpp::FlashResult, Kel_cpp::KelApi::ExecuteFlashSessionsCallback>;
 
-} // namespace Quarlen::TestSupport
+} // namespace Quarlen::Tests

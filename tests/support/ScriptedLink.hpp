@@ -7,27 +7,27 @@
 #include <utility>
 #include <vector>
 
-#include "kel_cpp/vehicle/VehicleLink.hpp"
 #include "tests/support/FakeClock.hpp"
+#include "uds/VehicleLink.hpp"
 
 namespace Quarlen::Tests {
 
 /// A link that answers the first request with the first list of responses, the second with the
 /// second and so on, each response so long after the request as it says. For one thread.
-class ScriptedLink : public Kel_cpp::VehicleLink {
+class ScriptedLink : public Uds::VehicleLink {
 public:
     using Milliseconds = std::chrono::milliseconds;
     struct Response {
         Milliseconds delay;
-        Kel_cpp::Uds::Bytes bytes;
+        Uds::Bytes bytes;
     };
 
     explicit ScriptedLink(FakeClock& clock) : clock(clock) {}
 
     void answerNext(std::vector<Response> responses) { script.push_back(std::move(responses)); }
-    [[nodiscard]] const std::vector<Kel_cpp::Uds::Bytes>& requests() const { return sent; }
+    [[nodiscard]] const std::vector<Uds::Bytes>& requests() const { return sent; }
 
-    void send(const Kel_cpp::Uds::Bytes& request) override {
+    void send(const Uds::Bytes& request) override {
         sent.push_back(request);
         if (script.empty()) {
             return;
@@ -38,7 +38,7 @@ public:
         script.pop_front();
     }
 
-    std::optional<Kel_cpp::Uds::Bytes> receive(Milliseconds timeout) override {
+    std::optional<Uds::Bytes> receive(Milliseconds timeout) override {
         const auto wait =
             arriving.empty()
                 ? timeout
@@ -57,8 +57,8 @@ public:
 private:
     FakeClock& clock;
     std::deque<std::vector<Response>> script;
-    std::deque<std::pair<Platform::Clock::TimePoint, Kel_cpp::Uds::Bytes>> arriving;
-    std::vector<Kel_cpp::Uds::Bytes> sent;
+    std::deque<std::pair<Platform::Clock::TimePoint, Uds::Bytes>> arriving;
+    std::vector<Uds::Bytes> sent;
 };
 
 } // namespace Quarlen::Tests

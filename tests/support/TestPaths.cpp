@@ -10,4 +10,8 @@ std::filesystem::path flashDataFolder() {
     return KEL_FLASH_DATA_FOLDER;
 }
 
+std::filesystem::path serverProgram() {
+    return KEL_SERVER_PROGRAM;
+}
+
 } // namespace Quarlen::Tests

@@ -10,4 +10,7 @@ std::filesystem::path examplesFolder();
 /// The flash files that go with it, made with the program.
 std::filesystem::path flashDataFolder();
 
+/// The built program, as the machine that builds it knows it.
+std::filesystem::path serverProgram();
+
 } // namespace Quarlen::Tests

@@ -1,8 +1,9 @@
 #include <gmock/gmock.h>
 
+#include "tests/support/UsageText.hpp"
 #include "tests/system/InstalledServer.hpp"
 
-namespace Quarlen {
+namespace Quarlen::Tests {
 
 namespace {
 
@@ -153,4 +154,4 @@ TEST_F(Console, TakesAnArgumentThatIsNoTextForAnEmptyOne) {
 
 } // namespace
 
-} // namespace Quarlen
+} // namespace Quarlen::Tests

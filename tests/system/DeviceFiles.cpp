@@ -117,7 +117,8 @@ bool DeviceFiles::waitForLed(const std::string& colour) {
 
 FileEvents::FileEvents(const std::filesystem::path& file, std::uint32_t kind)
     : kind(kind), descriptor(checked(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK), "inotify_init1")) {
-    // Equal events in a row are told as one. Each end of writing has a change before it.
+    // Equal events in a row are told as one. Each end of writing has a change before it; one
+    // without is the end of a change that came before the watch.
     const std::uint32_t told = kind == writes ? kind | IN_MODIFY : kind;
     checked(::inotify_add_watch(descriptor, file.c_str(), told), "inotify_add_watch");
 }
@@ -146,7 +147,11 @@ unsigned FileEvents::count() {
     for (std::size_t at = 0; length > 0 && at < static_cast<std::size_t>(length);) {
         inotify_event event{};
         std::memcpy(&event, buffer.data() + at, sizeof(event));
-        seen += (event.mask & kind) != 0 ? 1U : 0U;
+        changed = changed || kind != writes || (event.mask & IN_MODIFY) != 0;
+        if (changed && (event.mask & kind) != 0) {
+            ++seen;
+            changed = false;
+        }
         at += sizeof(event) + event.len;
     }
     return seen;

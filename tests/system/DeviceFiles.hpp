@@ -36,7 +36,7 @@ public:
 /// Counts what happens to one file from now on.
 class FileEvents {
 public:
-    /// Ends of writing, each of which closes the file.
+    /// Ends of writing, each of which closes the file, of changes that are younger than the watch.
     static constexpr std::uint32_t writes = 0x08;
     static constexpr std::uint32_t reads = 0x01;
 
@@ -54,6 +54,7 @@ private:
     std::uint32_t kind;
     int descriptor;
     unsigned seen = 0;
+    bool changed = false;
 };
 
 } // namespace Quarlen::Tests

@@ -12,7 +12,7 @@
 #include "tests/system/DeviceFiles.hpp"
 #include "tests/system/InstalledServer.hpp"
 
-namespace Quarlen {
+namespace Quarlen::Tests {
 
 namespace {
 
@@ -249,4 +249,4 @@ TEST_F(Device, WithoutSensorsTheButtonsAreBoundAndTheServerGoesOn) {
 
 } // namespace
 
-} // namespace Quarlen
+} // namespace Quarlen::Tests

@@ -23,7 +23,7 @@ std::filesystem::path createFolder() {
 } // namespace
 
 InstalledServer::InstalledServer() : folder(createFolder()) {
-    std::filesystem::copy_file(KEL_SERVER_PROGRAM, program());
+    std::filesystem::copy_file(serverProgram(), program());
     std::filesystem::create_directory(config());
 }
 
@@ -59,28 +59,6 @@ void InstalledServer::useExampleConfig() const {
 
 Process InstalledServer::start(const std::vector<std::string>& arguments, Stdio stdio) const {
     return Process({.program = program(), .arguments = arguments, .stdio = stdio});
-}
-
-std::string usageText(const std::string& name) {
-    return "Usage: \n " + name + " <adapter name or ip address> <port number>\n\t example: \n " +
-           name + " 192.168.178.1 58005\n\t or \n " + name +
-           " eth0\n"
-           "\t port number is optional parameter, default value is 58000 \n"
-           "\n"
-           "\t or add the following to the KelServer.xml\r\n"
-           " <ServerAddresses >\r\n"
-           "  <ServerAddress>\r\n"
-           "   <IpAddress>eth0</IpAddress>\r\n"
-           "   <Port>58000</Port>\r\n"
-           "  </ServerAddress>\r\n"
-           "  <ServerAddress>\r\n"
-           "   <IpAddress>wlan0</IpAddress>\r\n"
-           "   <Port>58000</Port>\r\n"
-           "  </ServerAddress>\r\n"
-           " </ServerAddresses>\n"
-           "\n"
-           "Add --delayedStart parameter if you want a 2 second wait before starting server "
-           "(possible after restart)\n";
 }
 
 } // namespace Quarlen::Tests

@@ -43,7 +43,4 @@ private:
     std::filesystem::path folder;
 };
 
-/// The whole usage text of a program with this name.
-std::string usageText(const std::string& name);
-
 } // namespace Quarlen::Tests

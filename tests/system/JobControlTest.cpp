@@ -6,7 +6,7 @@
 
 #include "tests/system/InstalledServer.hpp"
 
-namespace Quarlen {
+namespace Quarlen::Tests {
 
 namespace {
 
@@ -110,4 +110,4 @@ INSTANTIATE_TEST_SUITE_P(Shells, JobControl,
 
 } // namespace
 
-} // namespace Quarlen
+} // namespace Quarlen::Tests

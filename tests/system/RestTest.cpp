@@ -9,7 +9,7 @@
 #include "tests/support/RawClient.hpp"
 #include "tests/system/InstalledServer.hpp"
 
-namespace Quarlen {
+namespace Quarlen::Tests {
 
 namespace {
 
@@ -171,4 +171,4 @@ TEST_F(RestApi, GivesTheMemoryOfLargeBodiesBack) {
 
 } // namespace
 
-} // namespace Quarlen
+} // namespace Quarlen::Tests

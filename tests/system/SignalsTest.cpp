@@ -6,7 +6,7 @@
 
 #include "tests/system/InstalledServer.hpp"
 
-namespace Quarlen {
+namespace Quarlen::Tests {
 
 namespace {
 
@@ -163,4 +163,4 @@ TEST_F(Signals, LeaveTheStartSequenceItsTime) {
 
 } // namespace
 
-} // namespace Quarlen
+} // namespace Quarlen::Tests

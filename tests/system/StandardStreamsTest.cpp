@@ -6,7 +6,7 @@
 
 #include "tests/system/InstalledServer.hpp"
 
-namespace Quarlen {
+namespace Quarlen::Tests {
 
 namespace {
 
@@ -70,4 +70,4 @@ INSTANTIATE_TEST_SUITE_P(Streams, ClosedStreams,
 
 } // namespace
 
-} // namespace Quarlen
+} // namespace Quarlen::Tests

@@ -3,9 +3,10 @@
 
 #include <gmock/gmock.h>
 
+#include "tests/support/UsageText.hpp"
 #include "tests/system/InstalledServer.hpp"
 
-namespace Quarlen {
+namespace Quarlen::Tests {
 
 namespace {
 
@@ -172,4 +173,4 @@ TEST_F(Start, FindsItsConfigurationBesideTheProgramAndNotBesideALinkToIt) {
 
 } // namespace
 
-} // namespace Quarlen
+} // namespace Quarlen::Tests

@@ -1,8 +1,6 @@
-#include <httplib.h>
-
-#include "kel_server_lib/rest/FacadeReference.hpp"
-#include "kel_server_lib/rest/Replies.hpp"
+#include "kel_server_lib/rest/handlers/FacadeReference.hpp"
 #include "kel_server_lib/rest/handlers/Handlers.hpp"
+#include "kel_server_lib/rest/handlers/Replies.hpp"
 
 namespace Quarlen::Rest {
 
@@ -38,18 +36,17 @@ picojson::array otxOfProject(const std::wstring& projectName) {
 
 } // namespace
 
-void getProjectOtx(const httplib::Request& /*request*/, httplib::Response& response,
-                   const PathParameters& parameters) {
-    answeringErrors(response, [&] {
+void getProjectOtx(const Call& call) {
+    answeringErrors(call.response, [&] {
         const auto settings = facade()->getServerSettings();
         const bool listedBefore = settings->optionOtxListing;
         settings->optionOtxListing = true;
         facade()->setServerSettings(settings);
         deselectProject();
-        picojson::array otx = otxOfProject(parameters.at(L"PROJECTNAME"));
+        picojson::array otx = otxOfProject(call.parameters.at(L"PROJECTNAME"));
         settings->optionOtxListing = listedBefore;
         facade()->setServerSettings(settings);
-        setJson(response, {{"otx", picojson::value(otx)}});
+        setJson(call.response, {{"otx", picojson::value(otx)}});
     });
 }
 

@@ -1,36 +1,34 @@
 #include <httplib.h>
 
-#include "kel_server_lib/ServerHandlerSequence.hpp"
-#include "kel_server_lib/rest/FacadeReference.hpp"
-#include "kel_server_lib/rest/Replies.hpp"
-#include "kel_server_lib/rest/RequestBody.hpp"
+#include "kel_server_lib/rest/handlers/FacadeReference.hpp"
 #include "kel_server_lib/rest/handlers/Handlers.hpp"
+#include "kel_server_lib/rest/handlers/Replies.hpp"
+#include "kel_server_lib/rest/handlers/RequestBody.hpp"
+#include "kel_server_lib/sequence/ServerHandlerSequence.hpp"
 
 namespace Quarlen::Rest {
 
-void putScript(const HandlerContext& context, const httplib::Request& request,
-               httplib::Response& response, const PathParameters& parameters) {
-    const auto body = parseBody(request.body);
-    const std::wstring& button = parameters.at(L"BUTTON");
-    if (!body || (button != L"F1" && button != L"F2")) {
-        response.status = httplib::StatusCode::BadRequest_400;
-        return;
+void putScript(const Call& call) {
+    const picojson::value body = bodyOf(call);
+    const std::wstring& button = call.parameters.at(L"BUTTON");
+    if (button != L"F1" && button != L"F2") {
+        throw httplib::StatusCode{httplib::StatusCode::BadRequest_400};
     }
-    const std::wstring script = textOf(member(*body, "script"));
-    answeringErrors(response, [&] {
+    const std::wstring script = textOf(member(body, "script"));
+    answeringErrors(call.response, [&] {
         if (button == L"F1") {
-            context.sequenceHandler->changeF1Sequence(script, facade());
+            call.context.sequenceHandler->changeF1Sequence(script, facade());
         } else {
-            context.sequenceHandler->changeF2Sequence(script, facade());
+            call.context.sequenceHandler->changeF2Sequence(script, facade());
         }
-        setStatusOk(response);
+        setStatusOk(call.response);
     });
 }
 
-void putSequenceAbort(const HandlerContext& context, httplib::Response& response) {
-    answeringErrors(response, [&] {
-        context.sequenceHandler->abortSequence(facade());
-        setStatusOk(response);
+void putSequenceAbort(const Call& call) {
+    answeringErrors(call.response, [&] {
+        call.context.sequenceHandler->abortSequence(facade());
+        setStatusOk(call.response);
     });
 }
 

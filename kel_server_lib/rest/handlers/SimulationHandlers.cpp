@@ -2,10 +2,10 @@
 
 #include <httplib.h>
 
-#include "kel_server_lib/rest/FacadeReference.hpp"
-#include "kel_server_lib/rest/Replies.hpp"
-#include "kel_server_lib/rest/RequestBody.hpp"
+#include "kel_server_lib/rest/handlers/FacadeReference.hpp"
 #include "kel_server_lib/rest/handlers/Handlers.hpp"
+#include "kel_server_lib/rest/handlers/Replies.hpp"
+#include "kel_server_lib/rest/handlers/RequestBody.hpp"
 
 namespace Quarlen::Rest {
 
@@ -18,7 +18,7 @@ bool isSimulation(const InterfaceEntry& entry) {
     return entry.name == L"Simulation";
 }
 
-/// The first "Simulation" of a group speaks for the group, the last such group for all.
+/// The first "Simulation" of a group decides for the group, the last such group for all.
 bool simulationEnabled(const InterfaceSettings& settings) {
     bool enabled = false;
     for (const auto& group : settings.groups) {
@@ -40,8 +40,8 @@ void switchSimulationOn(InterfaceSettings& settings) {
     }
 }
 
-/// Does not leave the system without an interface: the first real one is switched on, the others
-/// stay as they are. Groups behind the one that completes both are not visited.
+/// Switches the simulation off and the first real interface on, so that the system has one; the
+/// others stay as they are. Groups after the one that completes both are not visited.
 void switchSimulationOff(InterfaceSettings& settings) {
     bool simulationSeen = false;
     bool otherSwitchedOn = false;
@@ -63,24 +63,18 @@ void switchSimulationOff(InterfaceSettings& settings) {
 
 } // namespace
 
-void getSimulation(const httplib::Request& /*request*/, httplib::Response& response,
-                   const PathParameters& /*parameters*/) {
-    answeringErrors(response, [&] {
+void getSimulation(const Call& call) {
+    answeringErrors(call.response, [&] {
         const auto settings = facade()->getInterfaceSettings();
-        setJson(response, {{"enabled", picojson::value(simulationEnabled(*settings))}});
-        response.status = httplib::StatusCode::OK_200;
+        setJson(call.response, {{"enabled", picojson::value(simulationEnabled(*settings))}});
+        call.response.status = httplib::StatusCode::OK_200;
     });
 }
 
-void putSimulation(const httplib::Request& request, httplib::Response& response,
-                   const PathParameters& /*parameters*/) {
-    const auto body = parseBody(request.body);
-    if (!body) {
-        response.status = httplib::StatusCode::BadRequest_400;
-        return;
-    }
-    const bool on = member(*body, "enable").evaluate_as_boolean();
-    answeringErrors(response, [&] {
+void putSimulation(const Call& call) {
+    const picojson::value body = bodyOf(call);
+    const bool on = member(body, "enable").evaluate_as_boolean();
+    answeringErrors(call.response, [&] {
         const auto settings = facade()->getInterfaceSettings();
         if (on) {
             switchSimulationOn(*settings);
@@ -89,7 +83,7 @@ void putSimulation(const httplib::Request& request, httplib::Response& response,
         }
         facade()->setInterfaceSettings(settings);
         facade()->applyInterfaceSettings();
-        setStatusOk(response);
+        setStatusOk(call.response);
     });
 }
 

@@ -2,27 +2,25 @@
 
 #include <httplib.h>
 
-#include "kel_server_lib/rest/FacadeReference.hpp"
-#include "kel_server_lib/rest/Replies.hpp"
+#include "kel_server_lib/rest/handlers/FacadeReference.hpp"
 #include "kel_server_lib/rest/handlers/Handlers.hpp"
+#include "kel_server_lib/rest/handlers/Replies.hpp"
 #include "std_util/SystemInformation.hpp"
 
 namespace Quarlen::Rest {
 
-void getConfigurations(const httplib::Request& /*request*/, httplib::Response& response,
-                       const PathParameters& /*parameters*/) {
+void getConfigurations(const Call& call) {
     const auto paths = facade()->getProjectPath();
     picojson::object body;
     body["projectsPath"] = jsonText(paths->projectsPath);
     body["tracesPath"] = jsonText(paths->tracesPath);
     body["reportsPath"] = jsonText(paths->reportsPath);
     body["ownPath"] = jsonText(StdUtil::SystemInformation::getInstallationPath().wstr());
-    setJson(response, body);
+    setJson(call.response, body);
 }
 
-void getVersion(const httplib::Request& /*request*/, httplib::Response& response,
-                const PathParameters& /*parameters*/) {
-    answeringErrors(response, [&] {
+void getVersion(const Call& call) {
+    answeringErrors(call.response, [&] {
         picojson::object body;
         body["version"] = jsonText(facade()->getServerVersion());
         const auto components = facade()->getComponentVersions();
@@ -34,19 +32,18 @@ void getVersion(const httplib::Request& /*request*/, httplib::Response& response
             body["dpduVersion"] = jsonText((*dpdu)->version);
         }
         body["cosVersion"] = jsonText(facade()->getDeviceInfo()->cosVersion);
-        setJson(response, body);
+        setJson(call.response, body);
     });
 }
 
-void getHealth(const httplib::Request& /*request*/, httplib::Response& response,
-               const PathParameters& /*parameters*/) {
-    setStatusOk(response);
-    response.status = httplib::StatusCode::OK_200;
+void getHealth(const Call& call) {
+    setStatusOk(call.response);
+    call.response.status = httplib::StatusCode::OK_200;
 }
 
-void putStop(const HandlerContext& context, httplib::Response& response) {
-    setStatusOk(response);
-    context.requestStop();
+void putStop(const Call& call) {
+    setStatusOk(call.response);
+    call.context.requestStop();
 }
 
 } // namespace Quarlen::Rest

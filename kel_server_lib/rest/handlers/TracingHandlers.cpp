@@ -1,9 +1,7 @@
-#include <httplib.h>
-
-#include "kel_server_lib/rest/FacadeReference.hpp"
-#include "kel_server_lib/rest/Replies.hpp"
-#include "kel_server_lib/rest/RequestBody.hpp"
+#include "kel_server_lib/rest/handlers/FacadeReference.hpp"
 #include "kel_server_lib/rest/handlers/Handlers.hpp"
+#include "kel_server_lib/rest/handlers/Replies.hpp"
+#include "kel_server_lib/rest/handlers/RequestBody.hpp"
 
 namespace Quarlen::Rest {
 
@@ -26,25 +24,19 @@ void switchPathTracing(bool on) {
 
 } // namespace
 
-void getTracing(const httplib::Request& /*request*/, httplib::Response& response,
-                const PathParameters& /*parameters*/) {
-    answeringErrors(response, [&] {
-        setJson(response, {{"tracing", picojson::value(facade()->getProjectPath()->tracing)}});
+void getTracing(const Call& call) {
+    answeringErrors(call.response, [&] {
+        setJson(call.response, {{"tracing", picojson::value(facade()->getProjectPath()->tracing)}});
     });
 }
 
-void putTracing(const httplib::Request& request, httplib::Response& response,
-                const PathParameters& /*parameters*/) {
-    const auto body = parseBody(request.body);
-    if (!body) {
-        response.status = httplib::StatusCode::BadRequest_400;
-        return;
-    }
-    const bool on = member(*body, "tracing").evaluate_as_boolean();
-    answeringErrors(response, [&] {
+void putTracing(const Call& call) {
+    const picojson::value body = bodyOf(call);
+    const bool on = member(body, "tracing").evaluate_as_boolean();
+    answeringErrors(call.response, [&] {
         switchServerTracing(on);
         switchPathTracing(on);
-        setStatusOk(response);
+        setStatusOk(call.response);
     });
 }
 

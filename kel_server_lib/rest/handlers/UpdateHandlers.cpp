@@ -1,9 +1,9 @@
 #include <httplib.h>
 
-#include "kel_server_lib/rest/FacadeReference.hpp"
-#include "kel_server_lib/rest/Replies.hpp"
-#include "kel_server_lib/rest/RequestBody.hpp"
+#include "kel_server_lib/rest/handlers/FacadeReference.hpp"
 #include "kel_server_lib/rest/handlers/Handlers.hpp"
+#include "kel_server_lib/rest/handlers/Replies.hpp"
+#include "kel_server_lib/rest/handlers/RequestBody.hpp"
 #include "std_util/SystemInformation.hpp"
 
 namespace Quarlen::Rest {
@@ -12,7 +12,7 @@ namespace {
 
 using Packages = Kel_cpp::RecordList<Kel_cpp::UpdatePackageInfo>;
 
-/// Forward slashes on every platform and no clean-up: what the path means is the runtime's to say.
+/// Forward slashes on every platform and no normalisation: the runtime interprets the path.
 Packages packagesOf(const picojson::value& body) {
     const std::wstring updateFolder =
         StdUtil::SystemInformation::getInstallationPath().wstr() + L"/Update/";
@@ -28,18 +28,13 @@ Packages packagesOf(const picojson::value& body) {
 
 } // namespace
 
-void putUpdate(const httplib::Request& request, httplib::Response& response,
-               const PathParameters& /*parameters*/) {
-    const auto body = parseBody(request.body);
-    if (!body) {
-        response.status = httplib::StatusCode::BadRequest_400;
-        return;
-    }
-    const Packages packages = packagesOf(*body);
-    answeringErrors(response, [&] {
+void putUpdate(const Call& call) {
+    const picojson::value body = bodyOf(call);
+    const Packages packages = packagesOf(body);
+    answeringErrors(call.response, [&] {
         facade()->installUpdatePackages(packages);
-        setStatusOk(response);
-        response.status = httplib::StatusCode::OK_200;
+        setStatusOk(call.response);
+        call.response.status = httplib::StatusCode::OK_200;
     });
 }
 

@@ -7,7 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "kel_cpp/RuntimeError.hpp"
+#include "kel_cpp/base/RuntimeError.hpp"
 #include "tests/kel_cpp/network/NetworkTesting.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {

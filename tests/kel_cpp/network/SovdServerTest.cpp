@@ -10,7 +10,7 @@
 #include <httplib.h>
 #include <picojson.h>
 
-#include "kel_cpp/RuntimeError.hpp"
+#include "kel_cpp/base/RuntimeError.hpp"
 #include "tests/kel_cpp/network/NetworkTesting.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {

@@ -7,7 +7,7 @@
 #include "tests/kel_cpp/settings/ExceptionMessage.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 
-namespace Quarlen::Kel_cpp {
+namespace Quarlen::Kel_cpp::Tests {
 namespace {
 
 using testing::ElementsAre;
@@ -20,7 +20,7 @@ protected:
                            L"Car");
     }
 
-    Tests::TemporaryFolder folder;
+    Quarlen::Tests::TemporaryFolder folder;
 };
 
 TEST_F(ReadingProjectXml, AcceptsAnEmptyProject) {
@@ -158,8 +158,8 @@ INSTANTIATE_TEST_SUITE_P(
                      "30: unknown element 'Jump' in 'Procedure', expected: Request, Wait, Verdict"},
         WrongProject{"UnlockWithoutParameter", "<Unlock name='U' link='L'/>",
                      "10: 'Unlock' needs at least one 'Parameter'"},
-        WrongProject{"UnknownAttribute", "<DtcText code='1' text='x' foo=''/>",
-                     "37: unknown attribute 'foo' of 'DtcText', expected: code, text"}),
+        WrongProject{"UnknownAttribute", "<DtcText code='0x000001' text='x' foo=''/>",
+                     "44: unknown attribute 'foo' of 'DtcText', expected: code, text"}),
     [](const auto& test) { return test.param.subject; });
 
 INSTANTIATE_TEST_SUITE_P(
@@ -210,7 +210,9 @@ INSTANTIATE_TEST_SUITE_P(
                      "71: attribute 'file' is '../a', expected the name of a file in the folder "
                      "flashdata"},
         WrongProject{"DtcTooLarge", "<DtcText code='0x1000000' text='x'/>",
-                     "19: attribute 'code' is '0x1000000', expected a number from 0 to 16777215"}),
+                     "19: attribute 'code' is '0x1000000', expected '0x' and 6 hexadecimal digits"},
+        WrongProject{"DtcOfTwoBytes", "<DtcText code='0x0301' text='x'/>",
+                     "19: attribute 'code' is '0x0301', expected '0x' and 6 hexadecimal digits"}),
     [](const auto& test) { return test.param.subject; });
 
 INSTANTIATE_TEST_SUITE_P(
@@ -259,8 +261,9 @@ INSTANTIATE_TEST_SUITE_P(
                      "<Unlock name='U' link='L'><Parameter name='p' keyMask='1'/>"
                      "<Parameter name='p' keyMask='1'/></Unlock>",
                      "80: " TWICE("p")},
-        WrongProject{"DtcCode", "<DtcText code='1' text='x'/><DtcText code='0x1' text='y'/>",
-                     "47: attribute 'code' is '0x1', expected a value that stands only once"}),
+        WrongProject{"DtcCode",
+                     "<DtcText code='0x000001' text='x'/><DtcText code='0x000001' text='y'/>",
+                     "54: attribute 'code' is '0x000001', expected a value that stands only once"}),
     [](const auto& test) { return test.param.subject; });
 
 #undef TWICE
@@ -301,4 +304,4 @@ INSTANTIATE_TEST_SUITE_P(ProcedureReader, WrongExpectedAnswer,
                                          "62,F1", "+1", "-1"));
 
 } // namespace
-} // namespace Quarlen::Kel_cpp
+} // namespace Quarlen::Kel_cpp::Tests

@@ -8,7 +8,7 @@
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/support/TestPaths.hpp"
 
-namespace Quarlen::Kel_cpp {
+namespace Quarlen::Kel_cpp::Tests {
 namespace {
 
 using testing::ElementsAre;
@@ -22,7 +22,7 @@ protected:
         (void)folder.write(name + "/project.xml", text);
     }
 
-    Tests::TemporaryFolder folder;
+    Quarlen::Tests::TemporaryFolder folder;
 };
 
 TEST_F(ProjectStore, ListsFoldersWithAProjectFileInByteOrder) {
@@ -51,8 +51,8 @@ TEST_F(ProjectStore, HasNoProjectsWithoutAFolder) {
 
 TEST_F(ProjectStore, NamesAFolderThatCannotBeRead) {
     const auto loop = folder.path() / "loop";
-    if (!Tests::makeLink(loop, loop)) {
-        GTEST_SKIP() << Tests::noLinks; // Windows keeps them to some users
+    if (!Quarlen::Tests::makeLink(loop, loop)) {
+        GTEST_SKIP() << Quarlen::Tests::noLinks; // Windows keeps them to some users
     }
 
     EXPECT_THAT(messageOf([&] { (void)listProjects(loop); }), HasSubstr("loop: cannot be read: "));
@@ -123,4 +123,4 @@ TEST(ExampleProjects, OfferWhatTheExampleVehicleNeeds) {
 }
 
 } // namespace
-} // namespace Quarlen::Kel_cpp
+} // namespace Quarlen::Kel_cpp::Tests

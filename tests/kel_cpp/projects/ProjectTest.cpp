@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace Quarlen::Kel_cpp {
+namespace Quarlen::Kel_cpp::Tests {
 namespace {
 
 class ProjectLookUp : public testing::Test {
@@ -35,4 +35,4 @@ TEST_F(ProjectLookUp, FindsNothingUnderOtherNames) {
 }
 
 } // namespace
-} // namespace Quarlen::Kel_cpp
+} // namespace Quarlen::Kel_cpp::Tests

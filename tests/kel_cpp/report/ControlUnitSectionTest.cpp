@@ -5,7 +5,7 @@
 
 #include "tests/kel_cpp/report/ParsedPage.hpp"
 
-namespace Quarlen::Kel_cpp {
+namespace Quarlen::Kel_cpp::Tests {
 namespace {
 
 using testing::ElementsAre;
@@ -135,4 +135,4 @@ TEST_F(ControlUnitSection, TakesMarkupInTextsAsText) {
 }
 
 } // namespace
-} // namespace Quarlen::Kel_cpp
+} // namespace Quarlen::Kel_cpp::Tests

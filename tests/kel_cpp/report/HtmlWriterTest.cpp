@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace Quarlen::Kel_cpp {
+namespace Quarlen::Kel_cpp::Tests {
 namespace {
 
 TEST(HtmlWriter, EscapesEveryCharacterThatMarkupIsMadeOf) {
@@ -46,4 +46,4 @@ TEST(HtmlWriter, LeavesTheClassOutWhenThereIsNone) {
 }
 
 } // namespace
-} // namespace Quarlen::Kel_cpp
+} // namespace Quarlen::Kel_cpp::Tests

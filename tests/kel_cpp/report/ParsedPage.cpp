@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace Quarlen::Kel_cpp {
+namespace Quarlen::Kel_cpp::Tests {
 
 ParsedPage::ParsedPage(const std::string& page) {
     const pugi::xml_parse_result result =
@@ -27,4 +27,4 @@ std::size_t ParsedPage::count(const char* xpath) const {
     return document.select_nodes(xpath).size();
 }
 
-} // namespace Quarlen::Kel_cpp
+} // namespace Quarlen::Kel_cpp::Tests

@@ -5,7 +5,7 @@
 
 #include <pugixml.hpp>
 
-namespace Quarlen::Kel_cpp {
+namespace Quarlen::Kel_cpp::Tests {
 
 /// A page as a reader's program sees it. A page that is not well-formed fails the test.
 class ParsedPage {
@@ -21,4 +21,4 @@ private:
     pugi::xml_document document;
 };
 
-} // namespace Quarlen::Kel_cpp
+} // namespace Quarlen::Kel_cpp::Tests

@@ -6,7 +6,7 @@
 #include "kel_cpp/report/ReportStyle.hpp"
 #include "tests/kel_cpp/report/ParsedPage.hpp"
 
-namespace Quarlen::Kel_cpp {
+namespace Quarlen::Kel_cpp::Tests {
 namespace {
 
 using testing::ElementsAre;
@@ -170,4 +170,4 @@ TEST_F(ReportPage, IsStyledForPaperDarkScreensAndPhones) {
 }
 
 } // namespace
-} // namespace Quarlen::Kel_cpp
+} // namespace Quarlen::Kel_cpp::Tests

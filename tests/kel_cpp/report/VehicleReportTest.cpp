@@ -8,12 +8,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "kel_cpp/RuntimeError.hpp"
+#include "kel_cpp/base/RuntimeError.hpp"
 #include "kel_cpp/report/ReportTexts.hpp"
 #include "platform/LocalTime.hpp"
 #include "platform/TextEncoding.hpp"
 
-namespace Quarlen::Kel_cpp {
+namespace Quarlen::Kel_cpp::Tests {
 namespace {
 
 namespace fs = std::filesystem;
@@ -181,4 +181,4 @@ TEST_F(WrittenVehicleReport, FailsWithTheFileNameWhenTheFolderTakesNoFiles) {
 }
 
 } // namespace
-} // namespace Quarlen::Kel_cpp
+} // namespace Quarlen::Kel_cpp::Tests

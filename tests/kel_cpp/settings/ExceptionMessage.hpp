@@ -5,10 +5,10 @@
 
 #include <gtest/gtest.h>
 
-#include "kel_cpp/RuntimeError.hpp"
+#include "kel_cpp/base/RuntimeError.hpp"
 #include "platform/TextEncoding.hpp"
 
-namespace Quarlen::Kel_cpp {
+namespace Quarlen::Kel_cpp::Tests {
 
 /// The message, in UTF-8, of the `KelApiException` that the call throws; its code must be
 /// `expected`.
@@ -24,4 +24,4 @@ std::string messageOf(Call call, ErrorCode expected = ErrorCode::Configuration) 
     return {};
 }
 
-} // namespace Quarlen::Kel_cpp
+} // namespace Quarlen::Kel_cpp::Tests

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace Quarlen::Kel_cpp {
+namespace Quarlen::Kel_cpp::Tests {
 namespace {
 
 TEST(RuntimeSettings, CopiesServerAddressesDeeply) {
@@ -35,4 +35,4 @@ TEST(RuntimeSettings, CopiesInterfacesDeeply) {
 }
 
 } // namespace
-} // namespace Quarlen::Kel_cpp
+} // namespace Quarlen::Kel_cpp::Tests

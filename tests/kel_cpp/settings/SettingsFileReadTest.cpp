@@ -9,7 +9,7 @@
 #include "tests/support/TestPaths.hpp"
 #include "tests/support/TraceCapture.hpp"
 
-namespace Quarlen::Kel_cpp {
+namespace Quarlen::Kel_cpp::Tests {
 namespace {
 
 class ReadingKelServerXml : public testing::Test {
@@ -23,7 +23,7 @@ protected:
         return Platform::fromPath(folder.inside(path));
     }
 
-    Tests::TemporaryFolder folder;
+    Quarlen::Tests::TemporaryFolder folder;
 };
 
 TEST_F(ReadingKelServerXml, TakesAMissingFileForAnEmptyConfiguration) {
@@ -39,7 +39,7 @@ TEST_F(ReadingKelServerXml, TakesAMissingFileForAnEmptyConfiguration) {
 }
 
 TEST_F(ReadingKelServerXml, TracesAMissingFileAsOneError) {
-    const Tests::TraceCapture traces;
+    const Quarlen::Tests::TraceCapture traces;
     (void)SettingsFile(folder.path()).read();
 
     ASSERT_EQ(traces.lines().size(), 1U);
@@ -49,7 +49,7 @@ TEST_F(ReadingKelServerXml, TracesAMissingFileAsOneError) {
 }
 
 TEST_F(ReadingKelServerXml, TracesNothingOfAFileThatIsThere) {
-    const Tests::TraceCapture traces;
+    const Quarlen::Tests::TraceCapture traces;
     read("<KelServer/>");
 
     EXPECT_TRUE(traces.lines().empty());
@@ -202,7 +202,7 @@ INSTANTIATE_TEST_SUITE_P(
     SettingsFile, WrongKelServerXml,
     testing::Values(
         WrongSetting{"Malformed", "<KelServer>\n  <Paths>\n</KelServer>",
-                     "3:3: malformed XML: mismatched tag"},
+                     "3:3: malformed XML: mismatched tag, expected '</Paths>'"},
         WrongSetting{"Empty", "", "1:1: malformed XML: no element found"},
         WrongSetting{"OtherRoot", "<Server/>", "1:1: root element 'Server', expected 'KelServer'"},
         WrongSetting{"UnknownElement", "<KelServer>\n <Foo/></KelServer>",
@@ -260,4 +260,4 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& test) { return test.param.subject; });
 
 } // namespace
-} // namespace Quarlen::Kel_cpp
+} // namespace Quarlen::Kel_cpp::Tests

@@ -7,7 +7,7 @@
 #include "tests/kel_cpp/settings/ExceptionMessage.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 
-namespace Quarlen::Kel_cpp {
+namespace Quarlen::Kel_cpp::Tests {
 namespace {
 
 using testing::HasSubstr;
@@ -18,7 +18,7 @@ protected:
     [[nodiscard]] std::string written() const { return folder.read("KelServer.xml"); }
     [[nodiscard]] RuntimeSettings settings() const { return SettingsFile(folder.path()).read(); }
 
-    Tests::TemporaryFolder folder;
+    Quarlen::Tests::TemporaryFolder folder;
     SettingsFile file{folder.path()};
 };
 
@@ -251,4 +251,4 @@ TEST_F(WritingKelServerXml, LeavesNoOtherFilesBehind) {
 }
 
 } // namespace
-} // namespace Quarlen::Kel_cpp
+} // namespace Quarlen::Kel_cpp::Tests

@@ -3,12 +3,11 @@
 
 #include <gtest/gtest.h>
 
-#include "kel_cpp/RuntimeError.hpp"
 #include "kel_cpp/settings/SettingsReader.hpp"
-#include "kel_cpp/settings/XmlEditing.hpp"
 #include "platform/TextEncoding.hpp"
+#include "xml/Editor.hpp"
 
-namespace Quarlen::Kel_cpp {
+namespace Quarlen::Kel_cpp::Tests {
 namespace {
 
 constexpr std::string_view whole =
@@ -22,7 +21,7 @@ constexpr std::string_view whole =
 /// must be read back.
 bool isReadAndEdited(const std::string& text) {
     try {
-        XmlEditor editor("KelServer.xml", text, SettingsReader::rootElement);
+        Xml::Editor editor("KelServer.xml", text, SettingsReader::rootElement);
         (void)SettingsReader::read(editor.file(), "/folder");
         editor.setAttribute({{"Tracing"}}, "enabled", L"true");
         editor.setText({{"BrokerUrl"}}, L"new <url>");
@@ -32,8 +31,7 @@ bool isReadAndEdited(const std::string& text) {
         EXPECT_EQ(settings.serverSettings.brokerUrl, L"new <url>") << text;
         EXPECT_EQ(Platform::toPath(settings.paths.projectsPath), Platform::toPath(L"/p")) << text;
         return true;
-    } catch (const KelApiException& exception) {
-        EXPECT_EQ(exception.code(), static_cast<std::int32_t>(ErrorCode::Configuration)) << text;
+    } catch (const Xml::FileError& exception) {
         EXPECT_EQ(exception.message().rfind(L"KelServer.xml:", 0), 0U) << text;
         return false;
     }
@@ -71,4 +69,4 @@ TEST(MutatedXml, IsRefusedOrStillCanBeEditedWithoutOneByte) {
 }
 
 } // namespace
-} // namespace Quarlen::Kel_cpp
+} // namespace Quarlen::Kel_cpp::Tests

@@ -7,7 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "kel_cpp/RuntimeError.hpp"
+#include "kel_cpp/base/RuntimeError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tests/kel_cpp/update/ZipFiles.hpp"
 #include "tests/support/TemporaryFolder.hpp"
@@ -81,7 +81,7 @@ TEST_F(ZipContents, ReportsWithTheCodeOfUpdates) {
 
 TEST_F(ZipContents, TakesAHundredThousandEntriesAndRefusesMore) {
     std::vector<std::string> names;
-    for (std::size_t index = 0; index < maximumZipEntries; ++index) {
+    for (std::size_t index = 0; index < maxZipEntries; ++index) {
         names.push_back(std::to_string(index));
     }
     EXPECT_EQ(zipEntryNames(writeZip(folder.path() / "full.zip", names)).size(), names.size());

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-namespace Quarlen::Rest {
+namespace Quarlen::Rest::Tests {
 
 namespace {
 
@@ -161,7 +161,7 @@ TEST_F(FunctionMapTest, TakesASegmentThatIsNoUtf8ForTheEmptyText) {
 
 TEST_F(FunctionMapTest, ReplacesTheHandlerOfAKeyThatIsAddedAgain) {
     routes.add("get/health", Handler());
-    routes.add("get/health", [](const auto&, auto&, const auto&) {});
+    routes.add("get/health", [](const Call&) {});
 
     EXPECT_TRUE(static_cast<bool>(find("get/health")->handler));
 }
@@ -185,4 +185,4 @@ TEST(SplitPath, KeepsEmptyPieces) {
 
 } // namespace
 
-} // namespace Quarlen::Rest
+} // namespace Quarlen::Rest::Tests

@@ -1,7 +1,7 @@
-#include "kel_server_lib/RESTServer.hpp"
+#include "kel_server_lib/rest/RESTServer.hpp"
 
-#include "kel_server_lib/rest/FacadeReference.hpp"
-#include "kel_server_lib/rest/HttpServer.hpp"
+#include "kel_server_lib/http/HttpServer.hpp"
+#include "kel_server_lib/rest/handlers/FacadeReference.hpp"
 #include "tests/kel_server_lib/rest/RestFixture.hpp"
 
 namespace Quarlen::Tests {

@@ -3,7 +3,7 @@
 #include <latch>
 #include <vector>
 
-#include "kel_server_lib/rest/HttpServer.hpp"
+#include "kel_server_lib/http/HttpServer.hpp"
 #include "tests/kel_server_lib/rest/RestFixture.hpp"
 
 namespace Quarlen::Tests {
@@ -23,7 +23,7 @@ protected:
         RestEnvironment small = environment();
         small.makeServer = [] {
             return std::make_unique<Rest::HttpServer>(
-                Rest::HttpServerEnvironment{.workers = {.mostWorkers = places}});
+                Rest::HttpServerEnvironment{.workers = {.maxWorkers = places}});
         };
         rest = std::make_unique<RESTServer>(stopRequested, handler, true, small);
         start();

@@ -11,8 +11,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "kel_server_lib/RESTServer.hpp"
-#include "kel_server_lib/ServerHandlerSequence.hpp"
+#include "kel_server_lib/rest/RESTServer.hpp"
+#include "kel_server_lib/sequence/ServerHandlerSequence.hpp"
 #include "tests/support/LoopbackPort.hpp"
 #include "tests/support/RawClient.hpp"
 #include "tests/support/RecordingKelApi.hpp"

@@ -1,7 +1,7 @@
 #include <system_error>
 
-#include "kel_server_lib/rest/HttpServer.hpp"
-#include "kel_server_lib/rest/HttplibInternals.hpp"
+#include "kel_server_lib/http/HttpServer.hpp"
+#include "platform/ConnectionSocket.hpp"
 #include "platform/OperatingSystem.hpp"
 #include "tests/kel_server_lib/rest/RestFixture.hpp"
 #include "tests/support/TraceCapture.hpp"
@@ -59,7 +59,7 @@ private:
 /// Its listening socket can fail as if the system had taken it away.
 class BreakableServer : public Rest::HttpServer {
 public:
-    void breakListening() { httplib::detail::shutdown_socket(svr_sock_); }
+    void breakListening() { Platform::stopReading(static_cast<std::intptr_t>(svr_sock_.load())); }
 };
 
 /// Listening as the console and the trace tell it, and in which order.

@@ -2,7 +2,7 @@
 #include <regex>
 #include <string_view>
 
-#include "tests/kel_cpp/runtime/RuntimeFixture.hpp"
+#include "tests/kel_cpp/RuntimeFixture.hpp"
 #include "tests/kel_server_lib/rest/RestFixture.hpp"
 
 namespace Quarlen::Tests {

@@ -13,7 +13,7 @@ using std::chrono::milliseconds;
 using testing::HasSubstr;
 using testing::Not;
 
-constexpr milliseconds longestStop{2000};
+constexpr milliseconds maxStop{2000};
 
 /// The end of the server while clients still want something of it.
 class RestStop : public RestFixture {
@@ -45,7 +45,7 @@ TEST_F(RestStop, EndsAHundredIdleConnections) {
         ASSERT_THAT(clients.back().receiveReply(), HasSubstr("200 OK"));
     }
 
-    EXPECT_LT(stop(), longestStop);
+    EXPECT_LT(stop(), maxStop);
 
     for (RawClient& client : clients) {
         EXPECT_TRUE(client.waitForClose());
@@ -60,7 +60,7 @@ TEST_F(RestStop, EndsConnectionsThatHaveSentNothingAndHalfARequest) {
     halfBody.send("PUT /kel/v1/tracing HTTP/1.1\r\nContent-Length: 50\r\n\r\n{");
     ASSERT_EQ(get("/kel/v1/health").status, 200);
 
-    EXPECT_LT(stop(), longestStop);
+    EXPECT_LT(stop(), maxStop);
 }
 
 TEST_F(RestStop, EndsUnderFullLoad) {
@@ -79,7 +79,7 @@ TEST_F(RestStop, EndsUnderFullLoad) {
     }
     served.wait();
 
-    EXPECT_LT(stop(), longestStop);
+    EXPECT_LT(stop(), maxStop);
 
     ended = true;
     for (std::thread& client : clients) {
@@ -96,7 +96,7 @@ TEST_F(RestStop, EndsAClientThatSendsWithoutReadingAnything) {
     client.send(requests);
     ASSERT_THAT(client.receiveReply(), HasSubstr("200 OK"));
 
-    EXPECT_LT(stop(), longestStop);
+    EXPECT_LT(stop(), maxStop);
 }
 
 TEST_F(RestStop, EndsAClientThatDoesNotTakeItsLargeReply) {
@@ -108,7 +108,7 @@ TEST_F(RestStop, EndsAClientThatDoesNotTakeItsLargeReply) {
     client.send("GET /kel/v1/projects/P1/otx HTTP/1.1\r\nHost: localhost\r\n\r\n");
     ASSERT_TRUE(client.waitForData());
 
-    EXPECT_LT(stop(), longestStop);
+    EXPECT_LT(stop(), maxStop);
 }
 
 TEST_F(RestStop, AnswersTheRequestThatIsUnderWayAndSaysThatTheConnectionEnds) {

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-namespace Quarlen::Rest {
+namespace Quarlen::Rest::Tests {
 
 namespace {
 
@@ -33,4 +33,4 @@ TEST(TraceText, ShowsTheBytesOfWhatIsNoUtf8) {
 
 } // namespace
 
-} // namespace Quarlen::Rest
+} // namespace Quarlen::Rest::Tests

@@ -1,7 +1,7 @@
 #include "kel_server_lib/sequence/ActionWalk.hpp"
 
-#include "kel_server_lib/sequence/QuicktestSettings.hpp"
-#include "tests/kel_server_lib/SequenceFixture.hpp"
+#include "kel_server_lib/sequence/actions/QuicktestSettings.hpp"
+#include "tests/kel_server_lib/sequence/SequenceFixture.hpp"
 
 namespace Quarlen::Tests {
 

@@ -1,7 +1,7 @@
 #include <stdexcept>
 
 #include "kel_server_lib/sequence/SequenceRun.hpp"
-#include "tests/kel_server_lib/SequenceFixture.hpp"
+#include "tests/kel_server_lib/sequence/SequenceFixture.hpp"
 
 namespace Quarlen::Tests {
 

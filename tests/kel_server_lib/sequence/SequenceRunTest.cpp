@@ -1,8 +1,8 @@
 #include "kel_server_lib/sequence/SequenceRun.hpp"
 
 #include "platform/TextEncoding.hpp"
-#include "tests/kel_server_lib/DuringTraces.hpp"
-#include "tests/kel_server_lib/SequenceFixture.hpp"
+#include "tests/kel_server_lib/sequence/DuringTraces.hpp"
+#include "tests/kel_server_lib/sequence/SequenceFixture.hpp"
 
 namespace Quarlen::Tests {
 

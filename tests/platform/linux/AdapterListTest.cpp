@@ -12,7 +12,7 @@
 
 #include <gtest/gtest.h>
 
-using namespace Quarlen::Platform;
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -172,3 +172,5 @@ INSTANTIATE_TEST_SUITE_P(
                     std::pair{"veth1", L"veth1"}, std::pair{"docker0", L"docker0"}));
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

@@ -10,7 +10,7 @@
 
 #include "tests/support/TemporaryFolder.hpp"
 
-using namespace Quarlen::Platform;
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -132,3 +132,5 @@ TEST_F(AtomicFileOnLinux, WritesIntoTheWorkingFolderForABareName) {
 }
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

@@ -9,7 +9,7 @@
 
 #include "tests/platform/linux/TerminalChild.hpp"
 
-using namespace Quarlen::Platform;
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -29,3 +29,5 @@ TEST(BrokenPipes, AreFailedWritesAndDoNotEndTheProcess) {
 }
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

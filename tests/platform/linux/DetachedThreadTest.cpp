@@ -12,7 +12,7 @@
 
 #include "tests/platform/linux/TerminalChild.hpp"
 
-using namespace Quarlen::Platform;
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -47,3 +47,5 @@ TEST(DetachedThread, ThrowsTheSystemsErrorWhenItCannotBeCreated) {
 }
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-using namespace Quarlen::Platform;
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -37,3 +37,5 @@ TEST(FileName, IsCountedWithItsWholePath) {
 }
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

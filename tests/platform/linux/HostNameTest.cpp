@@ -7,7 +7,7 @@
 
 #include "platform/SystemPaths.hpp"
 
-using namespace Quarlen::Platform;
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -55,3 +55,5 @@ INSTANTIATE_TEST_SUITE_P(Names, HostName,
                                                       std::wstring(63, L'h')}));
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

@@ -6,6 +6,8 @@
 
 #include "platform/KeyReader.hpp"
 
+namespace Quarlen::Platform::Tests {
+
 void show(std::string_view text) {
     if (::write(STDOUT_FILENO, text.data(), text.size()) < 0) {
         ::_exit(1);
@@ -27,3 +29,5 @@ int showKeys() {
 bool endedWith(int status, int code) {
     return WIFEXITED(status) && WEXITSTATUS(status) == code;
 }
+
+} // namespace Quarlen::Platform::Tests

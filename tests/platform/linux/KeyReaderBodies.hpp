@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+namespace Quarlen::Platform::Tests {
+
 /// What the child processes of the key reader's tests do, and what is asked about them.
 
 constexpr int endOfInput = 77;
@@ -14,3 +16,5 @@ int showKeys();
 
 /// `status` is as `waitpid` gives it.
 bool endedWith(int status, int code);
+
+} // namespace Quarlen::Platform::Tests

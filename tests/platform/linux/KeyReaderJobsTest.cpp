@@ -10,10 +10,11 @@
 #include "tests/platform/linux/TerminalChild.hpp"
 #include "tests/support/linux/ProcessState.hpp"
 
-using namespace Quarlen::Platform;
-using Quarlen::Tests::stateOf;
+namespace Quarlen::Platform::Tests {
 
 namespace {
+
+using Quarlen::Tests::stateOf;
 
 /// A shell that starts a job in the background and brings it to the front once it waits. Ends as
 /// the job does.
@@ -243,3 +244,5 @@ TEST(KeyReaderJobs, LeavesTheTerminalOfAnotherJobAlone) {
 }
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

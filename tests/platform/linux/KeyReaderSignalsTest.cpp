@@ -9,7 +9,7 @@
 #include "tests/platform/linux/KeyReaderBodies.hpp"
 #include "tests/platform/linux/TerminalChild.hpp"
 
-using namespace Quarlen::Platform;
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -130,3 +130,5 @@ TEST(EndingSignal, LetsALaterReaderTakeTheTerminalWhereTheProcessGoesOn) {
 }
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

@@ -16,10 +16,11 @@
 #include "tests/platform/linux/TerminalChild.hpp"
 #include "tests/support/linux/ProcessState.hpp"
 
-using namespace Quarlen::Platform;
-using Quarlen::Tests::stateOf;
+namespace Quarlen::Platform::Tests {
 
 namespace {
+
+using Quarlen::Tests::stateOf;
 
 /// The keys until the input ends, as an exit code: their number.
 int countKeys() {
@@ -239,3 +240,5 @@ TEST(KeyReader, GivesNothingWhenTheInputIsClosedLater) {
 }
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

@@ -8,7 +8,7 @@
 
 #include "platform/TextEncoding.hpp"
 
-using namespace Quarlen::Platform;
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -43,3 +43,5 @@ TEST(NetworkAdapters, NameTheKindByTheNamingSchemesOfTheKernel) {
 }
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

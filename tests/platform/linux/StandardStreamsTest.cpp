@@ -10,7 +10,7 @@
 
 #include "tests/platform/linux/TerminalChild.hpp"
 
-using namespace Quarlen::Platform;
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -66,3 +66,5 @@ TEST(StandardStreams, CanBeReadToTheirEndAndWrittenTo) {
 }
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

@@ -10,7 +10,7 @@
 #include "tests/platform/linux/KeyReaderBodies.hpp"
 #include "tests/platform/linux/TerminalChild.hpp"
 
-using namespace Quarlen::Platform;
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -119,3 +119,5 @@ TEST(StopSignals, LeaveATerminalBehindAsItWas) {
 }
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

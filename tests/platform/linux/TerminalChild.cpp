@@ -17,6 +17,8 @@
 
 #include "tests/support/linux/ProcessState.hpp"
 
+namespace Quarlen::Platform::Tests {
+
 namespace {
 
 constexpr int patienceMilliseconds = 60'000;
@@ -168,3 +170,5 @@ int runWithInput(int input, const std::function<int()>& body) {
     const int status = statusAtTheEndOf(child);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
+
+} // namespace Quarlen::Platform::Tests

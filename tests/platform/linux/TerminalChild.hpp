@@ -6,6 +6,8 @@
 #include <sys/types.h>
 #include <termios.h>
 
+namespace Quarlen::Platform::Tests {
+
 /// A child process whose standard input and output are a terminal, and the other side of that
 /// terminal: what a person types and sees. The child is ended with the object.
 class TerminalChild {
@@ -52,3 +54,5 @@ private:
 
 /// Runs `body` in a child process with `input` as standard input and gives its exit code.
 int runWithInput(int input, const std::function<int()>& body);
+
+} // namespace Quarlen::Platform::Tests

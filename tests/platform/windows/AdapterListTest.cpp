@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-using namespace Quarlen::Platform;
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -106,3 +106,5 @@ TEST_F(AdapterList, HasNoAddressWhereTheFirstIsEmpty) {
 }
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

@@ -9,7 +9,7 @@
 
 #include "platform/windows/ThreadStart.hpp"
 
-using namespace Quarlen::Platform;
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -45,3 +45,5 @@ TEST_P(FailingThread, IsAnUnavailableResourceWhateverTheCause) {
 INSTANTIATE_TEST_SUITE_P(Causes, FailingThread, testing::Values(EACCES, EINVAL, EAGAIN, ENOMEM, 0));
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

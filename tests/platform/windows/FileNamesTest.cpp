@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-using namespace Quarlen::Platform;
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -39,3 +39,5 @@ TEST(FileName, IsCountedWithItsWholePath) {
 }
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

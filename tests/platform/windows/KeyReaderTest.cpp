@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-using namespace Quarlen::Platform;
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -92,3 +92,5 @@ TEST(KeyReader, ReadsTheLettersOfAConsoleAndNoFunctionKeys) {
 }
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

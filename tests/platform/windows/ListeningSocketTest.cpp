@@ -6,7 +6,7 @@
 
 #include "platform/SystemPaths.hpp"
 
-using namespace Quarlen::Platform;
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -47,8 +47,8 @@ protected:
 };
 
 TEST_F(ListeningSocket, IsNotSharedWithAnotherThatClaimsItsAddress) {
-    claimAddress(static_cast<std::intptr_t>(first));
-    claimAddress(static_cast<std::intptr_t>(second));
+    bindExclusively(static_cast<std::intptr_t>(first));
+    bindExclusively(static_cast<std::intptr_t>(second));
     ASSERT_TRUE(bind(first, 0));
     ASSERT_EQ(::listen(first, 1), 0);
 
@@ -56,7 +56,7 @@ TEST_F(ListeningSocket, IsNotSharedWithAnotherThatClaimsItsAddress) {
 }
 
 TEST_F(ListeningSocket, IsNotSharedWithAnotherThatWouldShareIt) {
-    claimAddress(static_cast<std::intptr_t>(first));
+    bindExclusively(static_cast<std::intptr_t>(first));
     const BOOL on = TRUE;
     ::setsockopt(second, SOL_SOCKET, SO_REUSEADDR, reinterpret_cast<const char*>(&on), sizeof on);
     ASSERT_TRUE(bind(first, 0));
@@ -66,3 +66,5 @@ TEST_F(ListeningSocket, IsNotSharedWithAnotherThatWouldShareIt) {
 }
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

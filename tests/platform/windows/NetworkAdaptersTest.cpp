@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-using namespace Quarlen::Platform;
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -41,3 +41,5 @@ TEST(NetworkAdapters, GiveTheirAddressAsDottedText) {
 }
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

@@ -9,7 +9,7 @@
 #include "platform/Console.hpp"
 #include "platform/SystemPaths.hpp"
 
-using namespace Quarlen::Platform;
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -47,3 +47,5 @@ TEST(StandardConsole, WritesUtf8ByteForByteWithoutTranslatingLineEnds) {
 }
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

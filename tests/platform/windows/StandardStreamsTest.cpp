@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-using namespace Quarlen::Platform;
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -62,3 +62,5 @@ TEST(StandardStreams, StayWhereTheyAreThere) {
 }
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-using namespace Quarlen::Platform;
+namespace Quarlen::Platform::Tests {
 
 namespace {
 
@@ -50,3 +50,5 @@ INSTANTIATE_TEST_SUITE_P(Events, EndOfTheConsole,
                          testing::Values(CTRL_CLOSE_EVENT, CTRL_LOGOFF_EVENT, CTRL_SHUTDOWN_EVENT));
 
 } // namespace
+
+} // namespace Quarlen::Platform::Tests

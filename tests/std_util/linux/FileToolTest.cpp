@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-namespace StdUtil {
+namespace StdUtil::Tests {
 namespace {
 
 TEST(FileToolOnLinux, ReadsAFileThatAnnouncesNoSize) {
@@ -25,4 +25,4 @@ TEST(FileToolOnLinux, LeavesDevicesAlone) {
 }
 
 } // namespace
-} // namespace StdUtil
+} // namespace StdUtil::Tests

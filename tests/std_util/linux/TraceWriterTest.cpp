@@ -9,12 +9,13 @@
 
 #include "tests/support/TemporaryFolder.hpp"
 
-using namespace StdUtil;
+namespace StdUtil::Tests {
+
+namespace {
+
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::MatchesRegex;
-
-namespace {
 
 /// As on a disk that is full then, no file of this process grows beyond so many bytes.
 class FullDisk {
@@ -154,3 +155,5 @@ TEST(TraceWriterInATimeZone, WritesTheLocalTimeWithItsOffsetFromUtc) {
 }
 
 } // namespace
+
+} // namespace StdUtil::Tests

@@ -14,7 +14,7 @@ namespace Quarlen::Tests {
 
 namespace {
 
-constexpr std::size_t largestPart = 1024 * 1024;
+constexpr std::size_t maxPartSize = 1024 * 1024;
 
 int checked(int result, const char* operation) {
     if (result == SOCKET_ERROR) {
@@ -81,7 +81,7 @@ std::uint16_t TestSocket::port() const {
 
 bool TestSocket::send(std::string_view bytes) {
     while (!bytes.empty()) {
-        const auto part = static_cast<int>(std::min(bytes.size(), largestPart));
+        const auto part = static_cast<int>(std::min(bytes.size(), maxPartSize));
         const int sent = ::send(system(handle), bytes.data(), part, 0);
         if (sent < 0) {
             return false;
@@ -93,7 +93,7 @@ bool TestSocket::send(std::string_view bytes) {
 
 std::size_t TestSocket::receive(char* target, std::size_t size) {
     const int count =
-        ::recv(system(handle), target, static_cast<int>(std::min(size, largestPart)), 0);
+        ::recv(system(handle), target, static_cast<int>(std::min(size, maxPartSize)), 0);
     return static_cast<std::size_t>(std::max(count, 0));
 }
 

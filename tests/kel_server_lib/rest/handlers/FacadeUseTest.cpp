@@ -1,4 +1,4 @@
-#include "kel_server_lib/rest/FacadeReference.hpp"
+#include "kel_server_lib/rest/handlers/FacadeReference.hpp"
 #include "tests/kel_server_lib/rest/handlers/HandlerFixture.hpp"
 
 namespace Quarlen::Tests {

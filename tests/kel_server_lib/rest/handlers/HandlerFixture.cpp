@@ -4,8 +4,8 @@
 
 #include <httplib.h>
 
-#include "kel_server_lib/rest/FacadeReference.hpp"
 #include "kel_server_lib/rest/Routes.hpp"
+#include "kel_server_lib/rest/handlers/FacadeReference.hpp"
 
 namespace Quarlen::Tests {
 
@@ -19,7 +19,7 @@ HandlerFixture::HandlerFixture() {
                             .devices = devices,
                             .configPath = StdUtil::PathString(folder.path() / "config")});
     Rest::setFacade(api, this);
-    Rest::addRoutes(routes, {[this] { stopRequested = true; }, handler});
+    Rest::addRoutes(routes);
 }
 
 HandlerFixture::~HandlerFixture() {
@@ -27,6 +27,17 @@ HandlerFixture::~HandlerFixture() {
 }
 
 HandlerReply HandlerFixture::call(const std::string& route, const std::string& body) {
+    httplib::Response response;
+    try {
+        handle(route, body, response);
+    } catch (const httplib::StatusCode code) {
+        response.status = code;
+    }
+    return {response.status, response.body, response.get_header_value("Content-Type")};
+}
+
+void HandlerFixture::handle(const std::string& route, const std::string& body,
+                            httplib::Response& response) {
     const std::vector<std::string> segments = Rest::splitPath(route);
     const auto* found = routes.find(segments);
     if (found == nullptr) {
@@ -34,9 +45,8 @@ HandlerReply HandlerFixture::call(const std::string& route, const std::string& b
     }
     httplib::Request request;
     request.body = body;
-    httplib::Response response;
-    found->handler(request, response, Rest::parameterValues(*found, segments));
-    return {response.status, response.body, response.get_header_value("Content-Type")};
+    const Rest::HandlerContext context{[this] { stopRequested = true; }, handler};
+    found->handler({request, response, Rest::parameterValues(*found, segments), context});
 }
 
 std::string HandlerFixture::exceptionOf(const std::string& route, const std::string& body) {

@@ -9,8 +9,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "kel_server_lib/ServerHandlerSequence.hpp"
 #include "kel_server_lib/rest/FunctionMap.hpp"
+#include "kel_server_lib/sequence/ServerHandlerSequence.hpp"
 #include "tests/support/FakeClock.hpp"
 #include "tests/support/RecordingKelApi.hpp"
 #include "tests/support/TemporaryFolder.hpp"
@@ -37,8 +37,11 @@ protected:
     HandlerFixture& operator=(const HandlerFixture&) = delete;
     ~HandlerFixture() override;
 
-    /// Calls the handler of a route such as "put/scripts/F1". What it throws passes.
+    /// Calls the handler of a route such as "put/scripts/F1". A status that it throws is the
+    /// reply's, as in the server; what else it throws passes.
     HandlerReply call(const std::string& route, const std::string& body = {});
+    /// The same; whatever it throws passes.
+    void handle(const std::string& route, const std::string& body, httplib::Response& response);
     /// The text of the exception that leaves the handler; empty when none does.
     std::string exceptionOf(const std::string& route, const std::string& body = {});
 

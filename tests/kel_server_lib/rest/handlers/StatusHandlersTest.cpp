@@ -152,12 +152,13 @@ TEST_F(StatusHandlers, HasSetItsReplyWhenItRaisesTheStopFlag) {
     httplib::Response response;
     std::string bodyAtTheStop;
     std::string typeAtTheStop;
-    Rest::putStop({[&] {
-                       bodyAtTheStop = response.body;
-                       typeAtTheStop = response.get_header_value("Content-Type");
-                   },
-                   handler},
-                  response);
+    const Rest::HandlerContext context{[&] {
+                                           bodyAtTheStop = response.body;
+                                           typeAtTheStop =
+                                               response.get_header_value("Content-Type");
+                                       },
+                                       handler};
+    Rest::putStop({httplib::Request(), response, Rest::PathParameters(), context});
 
     EXPECT_EQ(bodyAtTheStop, R"({"status":"OK"})");
     EXPECT_EQ(typeAtTheStop, "application/json");

@@ -1,0 +1,124 @@
+#include "kel_server_lib/sequence/actions/SelectAction.hpp"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "kel_server_lib/sequence/actions/ActionFrame.hpp"
+#include "kel_server_lib/sequence/actions/SequenceTrace.hpp"
+#include "platform/TextEncoding.hpp"
+#include "std_util/TraceHelper.hpp"
+
+namespace Quarlen {
+
+namespace {
+
+constexpr std::size_t manufacturerLength = 3;
+constexpr std::size_t shortestVin = 6;
+/// Service identifier and data identifier of a positive ReadDataByIdentifier response
+/// (ISO 14229-1, 11.2).
+constexpr std::size_t responseHeaderLength = 3;
+
+void openVehicle(Kel_cpp::KelApi& api, bool autoConnect) {
+    if (autoConnect) {
+        api.connectVehicle();
+        return;
+    }
+    Kel_cpp::RecordList<Kel_cpp::IdentifiedTarget> targets;
+    std::shared_ptr<Kel_cpp::VehicleIdentification> identification;
+    api.identifyVehicle(targets, 0, identification);
+}
+
+Kel_cpp::RecordList<Kel_cpp::ServiceResult> requestVin(Kel_cpp::KelApi& api) {
+    const auto input = std::make_shared<Kel_cpp::ServiceInput>();
+    input->serviceName = L"HexService";
+    input->requestBytes = {0x22, 0xF1, 0x90};
+    Kel_cpp::RecordList<Kel_cpp::ServiceResult> results;
+    api.executeServiceSync(results, L"UDS_CAN_D", {input});
+    return results;
+}
+
+std::string vinOf(const Kel_cpp::RecordList<Kel_cpp::ServiceResult>& results) {
+    if (results.size() != 1 || results.front()->error != 0 ||
+        results.front()->responses.size() != 1) {
+        return {};
+    }
+    const auto& data = results.front()->responses.front()->data;
+    if (data.size() <= responseHeaderLength) {
+        return {};
+    }
+    const auto begin = data.begin() + responseHeaderLength;
+    return {begin, std::find(begin, data.end(), std::uint8_t{0})};
+}
+
+/// A vehicle that gives no number is not traced as a failure.
+void traceNoMatch(const std::wstring& vin) {
+    if (!vin.empty()) {
+        StdUtil::TraceHelper::ErrorTrace(sequenceTraceSource, __LINE__,
+                                         L"no project matches the VIN %s", vin.c_str());
+    }
+}
+
+/// The steps end early where a stop is raised.
+void selectProjectAndVehicle(RunState& state, Kel_cpp::KelApi& api, const std::wstring& name,
+                             const std::wstring& vehicleInformation, bool autoConnect) {
+    if (state.stopRaised()) {
+        return;
+    }
+    api.setServerStatus(L"Selecting project " + name);
+    api.selectProject(name);
+    if (name.empty() || state.stopRaised()) {
+        return;
+    }
+    api.setServerStatus(L"Project " + name + L" selected.");
+    api.selectVehicleInformation(vehicleInformation);
+    if (!state.stopRaised()) {
+        openVehicle(api, autoConnect);
+    }
+}
+
+} // namespace
+
+bool runSelectAction(RunState& state, RunState::Api api, const std::wstring& project,
+                     const std::wstring& vehicleInformation, bool autoConnect) {
+    return runInActionFrame(state, *api, L"runSelectAction", [&] {
+        if (state.stopRaised()) {
+            return;
+        }
+        const std::wstring name =
+            project == L"AUTO_SELECT" ? autoSelectProject(state, api, autoConnect) : project;
+        selectProjectAndVehicle(state, *api, name, vehicleInformation, autoConnect);
+    });
+}
+
+std::wstring autoSelectProject(RunState& state, const RunState::Api& api, bool autoConnect) {
+    const std::wstring vin = Platform::fromUtf8(readVin(state, api, autoConnect));
+    if (vin.size() < shortestVin) {
+        traceNoMatch(vin);
+        return {};
+    }
+    const std::wstring key = vin.substr(manufacturerLength);
+    Kel_cpp::RecordList<Kel_cpp::ProjectEntry> projects;
+    api->getProjects(projects);
+    const auto match = std::find_if(projects.begin(), projects.end(), [&key](const auto& project) {
+        return project->name.find(key) != std::wstring::npos;
+    });
+    if (match == projects.end()) {
+        traceNoMatch(vin);
+        return {};
+    }
+    return (*match)->name;
+}
+
+std::string readVin(RunState& state, const RunState::Api& api, bool autoConnect) {
+    std::string vin;
+    api->selectProject(L"VIN_Reader");
+    api->selectVehicleInformation(L"DefaultVIT");
+    if (!state.stopRaised()) {
+        openVehicle(*api, autoConnect);
+        vin = vinOf(requestVin(*api));
+    }
+    api->selectProject(L"");
+    return vin;
+}
+
+} // namespace Quarlen

@@ -1,0 +1,276 @@
+#include "simulation/ControlUnitReader.hpp"
+
+#include <algorithm>
+#include <iterator>
+#include <limits>
+#include <map>
+#include <set>
+#include <utility>
+
+#include "platform/TextEncoding.hpp"
+
+namespace Quarlen::Simulation {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+/// With this limit the response to 0x19 0x0A fits into one ISO-TP message.
+constexpr std::size_t maxDtcs = 1000;
+/// A DTC has three bytes (ISO 14229-1, DTCAndStatusRecord).
+constexpr std::size_t dtcDigits = 6;
+/// Stands for every DTC (groupOfDTC, annex D.1).
+constexpr std::uint32_t allDtcs = 0xFFFFFF;
+constexpr std::size_t maxValueLength = 4000;
+constexpr std::uint64_t maxMilliseconds = 60000;
+constexpr std::uint64_t maxLevel = 0x7D;
+constexpr std::uint32_t maxMemorySize = 64U * 1024U * 1024U;
+
+class ControlUnitReader {
+public:
+    ControlUnitReader(const Xml::File& file, const std::wstring& vin) : file(file), vin(vin) {}
+
+    ControlUnitDescription read(const pugi::xml_node& node);
+
+private:
+    void readSecurityLevel(const pugi::xml_node& node);
+    void readDataIdentifier(const pugi::xml_node& node);
+    void readDtc(const pugi::xml_node& node);
+    void readRoutine(const pugi::xml_node& node);
+    void readFlashMemory(const pugi::xml_node& node);
+    void checkRegion(const pugi::xml_node& node, const FlashMemoryDescription& memory);
+    void readFault(const pugi::xml_node& node);
+
+    [[nodiscard]] Uds::Bytes readValue(const pugi::xml_node& node) const;
+    [[nodiscard]] AccessRequirement readAccess(const pugi::xml_node& node) const;
+    [[nodiscard]] std::uint8_t readLevelReference(const pugi::xml_node& node,
+                                                  std::uint8_t fallback) const;
+    [[nodiscard]] milliseconds readDuration(const pugi::xml_node& node,
+                                            const char* attribute) const;
+    template <typename Number>
+    [[nodiscard]] Number number(const pugi::xml_node& node, const char* attribute, Number min = 0,
+                                Number max = std::numeric_limits<Number>::max()) const {
+        return static_cast<Number>(file.number(node, attribute, min, max));
+    }
+    template <typename Number>
+    void claim(std::set<Number>& taken, Number value, const pugi::xml_node& node,
+               const char* attribute) const {
+        if (!taken.insert(value).second) {
+            file.failAttribute(node, attribute,
+                               L"the control unit has this one already, expected each only once");
+        }
+    }
+
+    const Xml::File& file;
+    const std::wstring& vin;
+    ControlUnitDescription unit;
+    std::set<std::uint8_t> levels;
+    std::set<std::uint16_t> identifiers;
+    std::set<std::uint32_t> codes;
+    std::set<std::uint16_t> routines;
+    /// End address of each memory by its first address.
+    std::map<std::uint32_t, std::uint64_t> memoryEnds;
+};
+
+/// Reads the security levels first, because elements before and after them refer to them.
+ControlUnitDescription ControlUnitReader::read(const pugi::xml_node& node) {
+    file.allowOnly(node,
+                   {"DataIdentifier", "Dtc", "SecurityLevel", "Routine", "FlashMemory", "Fault"},
+                   {"name", "address", "link", "responseDelay"});
+    unit.name = file.requiredText(node, "name");
+    unit.address = number<std::uint16_t>(node, "address");
+    unit.link = file.requiredText(node, "link");
+    unit.responseDelay = readDuration(node, "responseDelay");
+    const auto each = [&](const char* element,
+                          void (ControlUnitReader::*readOne)(const pugi::xml_node& child)) {
+        for (const auto& child : node.children(element)) {
+            (this->*readOne)(child);
+        }
+    };
+    each("SecurityLevel", &ControlUnitReader::readSecurityLevel);
+    each("DataIdentifier", &ControlUnitReader::readDataIdentifier);
+    each("Dtc", &ControlUnitReader::readDtc);
+    each("Routine", &ControlUnitReader::readRoutine);
+    each("FlashMemory", &ControlUnitReader::readFlashMemory);
+    each("Fault", &ControlUnitReader::readFault);
+    return std::move(unit);
+}
+
+void ControlUnitReader::readSecurityLevel(const pugi::xml_node& node) {
+    file.allowNoContent(node, {"level", "keyMask"});
+    SecurityLevelDescription level;
+    level.level = number<std::uint8_t>(node, "level", 1, maxLevel);
+    if (level.level % 2 == 0) {
+        file.failAttribute(node, "level",
+                           L"attribute 'level' is even, expected an odd security level");
+    }
+    level.keyMask = number<std::uint32_t>(node, "keyMask");
+    claim(levels, level.level, node, "level");
+    unit.securityLevels.push_back(level);
+}
+
+void ControlUnitReader::readDataIdentifier(const pugi::xml_node& node) {
+    file.allowNoContent(node,
+                        {"id", "text", "bytes", "vin", "writable", "session", "securityLevel"});
+    DataIdentifierDescription identifier;
+    identifier.id = number<std::uint16_t>(node, "id");
+    identifier.value = readValue(node);
+    identifier.writable = file.flag(node, "writable", false);
+    identifier.writeAccess = readAccess(node);
+    claim(identifiers, identifier.id, node, "id");
+    unit.dataIdentifiers.push_back(std::move(identifier));
+}
+
+void ControlUnitReader::readDtc(const pugi::xml_node& node) {
+    file.allowNoContent(node, {"code", "status"});
+    const auto code = static_cast<std::uint32_t>(file.hexNumber(node, "code", dtcDigits));
+    if (code == 0 || code == allDtcs) {
+        file.failValue(node, "code", L"0x000001 to 0xFFFFFE");
+    }
+    claim(codes, code, node, "code");
+    unit.dtcs.push_back({code, number<std::uint8_t>(node, "status")});
+    if (unit.dtcs.size() > maxDtcs) {
+        file.fail(node, L"more DTCs than expected, at most 1000 in one control unit");
+    }
+}
+
+void ControlUnitReader::readRoutine(const pugi::xml_node& node) {
+    file.allowNoContent(node, {"id", "result", "duration", "session", "securityLevel"});
+    RoutineDescription routine;
+    routine.id = number<std::uint16_t>(node, "id");
+    if (routine.id == Uds::Routine::eraseMemory || routine.id == Uds::Routine::checkMemory) {
+        file.failAttribute(node, "id",
+                           L"this routine belongs to a FlashMemory, expected another number");
+    }
+    if (node.attribute("result")) {
+        routine.result = file.bytes(node, "result");
+    }
+    routine.duration = readDuration(node, "duration");
+    routine.access = readAccess(node);
+    claim(routines, routine.id, node, "id");
+    unit.routines.push_back(std::move(routine));
+}
+
+void ControlUnitReader::readFlashMemory(const pugi::xml_node& node) {
+    file.allowNoContent(node, {"address", "size", "blockLength", "eraseDuration", "securityLevel",
+                               "softwareVersion"});
+    FlashMemoryDescription memory;
+    memory.address = number<std::uint32_t>(node, "address");
+    memory.size = number<std::uint32_t>(node, "size", 1, maxMemorySize);
+    memory.blockLength = static_cast<std::uint32_t>(
+        file.number(node, "blockLength", 8, std::uint64_t{1024} * 1024, 4096));
+    memory.eraseDuration = readDuration(node, "eraseDuration");
+    memory.securityLevel = readLevelReference(node, 1);
+    unit.flashMemories.push_back(memory);
+    checkRegion(node, memory);
+    if (node.attribute("softwareVersion")) {
+        claim(identifiers, Uds::Did::softwareVersion, node, "softwareVersion");
+        const auto version = Platform::toUtf8(file.requiredText(node, "softwareVersion"));
+        unit.dataIdentifiers.push_back(
+            {Uds::Did::softwareVersion, Uds::Bytes(version.begin(), version.end()), false, {}});
+    }
+}
+
+void ControlUnitReader::checkRegion(const pugi::xml_node& node,
+                                    const FlashMemoryDescription& memory) {
+    if (memory.end() > std::uint64_t{1} << 32U) {
+        file.failAttribute(node, "size", L"the memory ends behind 0xFFFFFFFF, expected 32 bits");
+    }
+    // The memories read so far do not overlap, so only the two neighbours need a check.
+    const auto above = memoryEnds.lower_bound(memory.address);
+    const bool reachesAbove = above != memoryEnds.end() && above->first < memory.end();
+    const bool reachedFromBelow =
+        above != memoryEnds.begin() && std::prev(above)->second > memory.address;
+    if (reachesAbove || reachedFromBelow) {
+        file.failAttribute(node, "address",
+                           L"two flash memories overlap, expected separate regions");
+    }
+    memoryEnds.emplace_hint(above, memory.address, memory.end());
+    if (memory.securityLevel != unit.flashMemories.front().securityLevel) {
+        file.failAttribute(node, "securityLevel",
+                           L"expected the same security level for all flash memories of a "
+                           L"control unit");
+    }
+}
+
+void ControlUnitReader::readFault(const pugi::xml_node& node) {
+    file.allowNoContent(node, {"request", "response", "linkLost", "after", "times"});
+    FaultDescription fault;
+    fault.request = file.bytes(node, "request");
+    if (node.attribute("response")) {
+        fault.response = file.bytes(node, "response");
+    }
+    fault.linkLost = file.flag(node, "linkLost", false);
+    if (fault.linkLost && !fault.response.empty()) {
+        file.failAttribute(node, "linkLost", L"expected either 'response' or 'linkLost'");
+    }
+    constexpr std::uint64_t most = std::numeric_limits<std::uint32_t>::max();
+    fault.after = static_cast<std::uint32_t>(file.number(node, "after", 0, most, 0));
+    if (node.attribute("times")) {
+        fault.times = number<std::uint32_t>(node, "times", 1);
+    }
+    unit.faults.push_back(std::move(fault));
+}
+
+Uds::Bytes ControlUnitReader::readValue(const pugi::xml_node& node) const {
+    const bool hasText = node.attribute("text");
+    const bool hasBytes = node.attribute("bytes");
+    const bool hasVin = file.flag(node, "vin", false);
+    if (int{hasText} + int{hasBytes} + int{hasVin} != 1) {
+        file.fail(node, L"a DataIdentifier has its value from one of the attributes, expected "
+                        L"'text', 'bytes' or vin='true'");
+    }
+    Uds::Bytes value;
+    if (hasBytes) {
+        value = file.bytes(node, "bytes");
+    } else {
+        const auto text = Platform::toUtf8(hasVin ? vin : file.requiredText(node, "text"));
+        value.assign(text.begin(), text.end());
+    }
+    if (value.size() > maxValueLength) {
+        file.fail(node, L"the value is too long, expected at most 4000 bytes");
+    }
+    return value;
+}
+
+AccessRequirement ControlUnitReader::readAccess(const pugi::xml_node& node) const {
+    AccessRequirement access;
+    access.securityLevel = readLevelReference(node, 0);
+    const auto session = file.optionalText(node, "session");
+    if (session == L"extended") {
+        access.session = Uds::Session::Extended;
+    } else if (session == L"programming") {
+        access.session = Uds::Session::Programming;
+    } else if (node.attribute("session") && session != L"default") {
+        file.failAttribute(node, "session",
+                           L"attribute 'session' is '" + session +
+                               L"', expected default, extended or programming");
+    }
+    return access;
+}
+
+std::uint8_t ControlUnitReader::readLevelReference(const pugi::xml_node& node,
+                                                   std::uint8_t fallback) const {
+    const auto level =
+        static_cast<std::uint8_t>(file.number(node, "securityLevel", 0, maxLevel, fallback));
+    if (level != 0 && !levels.contains(level)) {
+        file.failAttribute(node, "securityLevel",
+                           L"the control unit has no security level " + std::to_wstring(level) +
+                               L", expected the level of one of its SecurityLevel elements or 0");
+    }
+    return level;
+}
+
+milliseconds ControlUnitReader::readDuration(const pugi::xml_node& node,
+                                             const char* attribute) const {
+    return milliseconds{file.number(node, attribute, 0, maxMilliseconds, 0)};
+}
+
+} // namespace
+
+ControlUnitDescription readControlUnit(const Xml::File& file, const pugi::xml_node& node,
+                                       const std::wstring& vin) {
+    return ControlUnitReader(file, vin).read(node);
+}
+
+} // namespace Quarlen::Simulation

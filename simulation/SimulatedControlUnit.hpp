@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "platform/Clock.hpp"
+#include "simulation/DataIdentifiers.hpp"
+#include "simulation/DeliberateFaults.hpp"
+#include "simulation/FaultMemory.hpp"
+#include "simulation/FlashProgramming.hpp"
+#include "simulation/Routines.hpp"
+#include "simulation/SecurityAccess.hpp"
+#include "simulation/ServiceReply.hpp"
+#include "uds/Uds.hpp"
+
+namespace Quarlen::Simulation {
+
+/// A response and the time at which it is received.
+struct TimedResponse {
+    Platform::Clock::TimePoint due;
+    Uds::Bytes bytes;
+};
+
+/// The UDS server of one control unit (ISO 14229-1): request bytes in, timed response bytes out. It
+/// never sleeps. Checks come in the order of clause 8.7: service, session, security, length,
+/// sub-function, then the service's own. Not thread-safe.
+class SimulatedControlUnit {
+public:
+    /// `clock` must outlive the control unit.
+    SimulatedControlUnit(const ControlUnitDescription& description, Platform::Clock& clock);
+
+    /// Responses in the order of their times. Throws `Uds::LinkError` for a described fault that
+    /// breaks the link.
+    std::vector<TimedResponse> handle(const Uds::Bytes& request);
+
+    /// The content of a region of the flash memory. Empty when the region is not within one memory.
+    [[nodiscard]] Uds::Bytes memoryContent(std::uint32_t address, std::uint32_t size) const;
+
+private:
+    using TimePoint = Platform::Clock::TimePoint;
+    struct ServiceRule;
+
+    [[nodiscard]] static const ServiceRule* findRule(std::uint8_t serviceId);
+    [[nodiscard]] std::vector<TimedResponse> fail(const FaultDescription& fault,
+                                                  TimePoint now) const;
+    [[nodiscard]] std::vector<TimedResponse> refuseWhileBusy(const Uds::Bytes& request,
+                                                             TimePoint now) const;
+    std::vector<TimedResponse> schedule(const Uds::Bytes& request, ServiceReply reply,
+                                        TimePoint now);
+    [[nodiscard]] bool offers(Uds::Service service) const;
+    [[nodiscard]] AccessState access() const;
+    void enterSession(Uds::Session entered);
+    void leaveTimedOutSession(TimePoint now);
+
+    ServiceReply serve(const Uds::Bytes& request);
+    ServiceReply controlSession(const Uds::Bytes& request);
+    ServiceReply reset(const Uds::Bytes& request);
+    ServiceReply controlRoutine(const Uds::Bytes& request);
+    ServiceReply runFlashRoutine(const Uds::Bytes& request);
+    ServiceReply requestDownload(const Uds::Bytes& request);
+    ServiceReply stayPresent(const Uds::Bytes& request);
+
+    ControlUnitDescription description;
+    Platform::Clock& clock;
+    DataIdentifiers data;
+    FaultMemory faultMemory;
+    SecurityAccess security;
+    FlashProgramming flash;
+    Routines routines;
+    DeliberateFaults faults;
+    Uds::Session session = Uds::Session::Default;
+    TimePoint lastActivity{};
+    TimePoint busyUntil{};
+};
+
+} // namespace Quarlen::Simulation

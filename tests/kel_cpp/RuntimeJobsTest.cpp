@@ -1,0 +1,244 @@
+#include <atomic>
+#include <future>
+#include <thread>
+
+#include "kel_cpp/jobs/OtxRun.hpp"
+#include "kel_server_lib/runtime/AsyncReporterCallback.hpp"
+#include "tests/kel_cpp/RuntimeFixture.hpp"
+#include "tests/support/ReportCollector.hpp"
+
+namespace Quarlen::Kel_cpp::Tests {
+
+namespace {
+
+using Quarlen::Tests::ServiceCollector;
+using std::chrono::milliseconds;
+
+/// Before the slow procedure would end by itself, however busy the machine is.
+constexpr std::chrono::seconds soon{4};
+
+class RuntimeJobs : public RuntimeFixture {
+protected:
+    KelApi::JobId start(const std::wstring& procedure, ServiceCollector& reports) {
+        return runtime->executeService(L"#OTX", inputsOf({procedure}), &reports);
+    }
+
+    RecordList<ServiceResult> run(const std::vector<std::wstring>& procedures) {
+        ServiceCollector reports;
+        runtime->executeService(L"#OTX", inputsOf(procedures), &reports);
+        EXPECT_TRUE(reports.waitForLast());
+        return reports.results();
+    }
+};
+
+/// Uses the runtime from inside its reports.
+class CallingBack : public KelApi::ExecuteServiceCallback {
+public:
+    explicit CallingBack(KelApi& api) : api(api) {}
+
+    void report(RecordList<ServiceResult> /*results*/, std::uint64_t id,
+                std::shared_ptr<Record> /*context*/, bool done) override {
+        RecordList<ActiveConnection> connections;
+        api.getActiveConnections(connections);
+        api.setServerStatus(L"reported");
+        api.cancelJobs({id});
+        api.selectProject(L"");
+        if (done) {
+            last.set_value();
+        }
+    }
+
+    std::promise<void> last;
+
+private:
+    KelApi& api;
+};
+
+} // namespace
+
+TEST_F(RuntimeJobs, AProcedureReportsEachStepAndThenItsEnd) {
+    connect();
+    ServiceCollector reports;
+    const auto id = start(L"Otx_ReadIdent", reports);
+    ASSERT_TRUE(reports.waitForLast());
+    EXPECT_EQ(reports.reportCount(), 5U);
+    EXPECT_EQ(reports.value(), id);
+    const auto results = reports.results();
+    ASSERT_EQ(results.size(), 4U);
+    EXPECT_EQ(results[0]->responses.at(0)->data.size(), 20U);
+    EXPECT_EQ(results[3]->errorText, L"Identification read");
+}
+
+TEST_F(RuntimeJobs, AnExpectationThatIsNotMetIsAnErrorInTheResults) {
+    connect();
+    const auto results = run({L"Otx_Fail"});
+    ASSERT_EQ(results.size(), 1U);
+    EXPECT_EQ(results[0]->error, static_cast<std::int32_t>(ServiceError::UnexpectedAnswer));
+    EXPECT_NE(results[0]->errorText.find(L"Otx_Fail"), std::wstring::npos);
+}
+
+TEST_F(RuntimeJobs, EachInputIsOneProcedureAndAFailedOneDoesNotStopTheNext) {
+    connect();
+    const auto results = run({L"Otx_Fail", L"Otx_ClearFaults"});
+    ASSERT_EQ(results.size(), 4U);
+    EXPECT_NE(results[0]->error, 0);
+    EXPECT_EQ(results[3]->errorText, L"Fault memories cleared");
+}
+
+TEST_F(RuntimeJobs, AProcedureThatTheVehicleInformationDoesNotOfferDoesNotLaunch) {
+    folder.replaceIn("projects/Car_DEMO0000000042/project.xml",
+                     "<Procedure name=\"Otx_Fail\"/>\n  </VehicleInformation>\n\n  <!-- The",
+                     "</VehicleInformation>\n\n  <!-- The");
+    connect();
+    ServiceCollector reports;
+    const auto error = errorOf([&] { start(L"Otx_Fail", reports); });
+    EXPECT_NE(error.find(L"\"VIT_A\""), std::wstring::npos);
+    EXPECT_NE(error.find(L"\"Otx_Fail\""), std::wstring::npos);
+}
+
+TEST_F(RuntimeJobs, BadServiceInputsDoNotLaunch) {
+    connect();
+    ServiceCollector reports;
+    EXPECT_NE(errorOf([&] { runtime->executeService(L"#OTX", {nullptr}, &reports); }), L"");
+    EXPECT_NE(errorOf([&] { start(L"HexService", reports); }), L"");
+    EXPECT_NE(errorOf([&] { start(L"", reports); }), L"");
+    EXPECT_NE(errorOf([&] {
+                  runtime->executeService(L"UDS_CAN_D", inputsOf({L"HexService"}), &reports);
+              }),
+              L"");
+    EXPECT_NE(errorOf([&] { runtime->executeService(L"#OTX", inputsOf({L"Otx_Fail"}), nullptr); }),
+              L"");
+    EXPECT_EQ(reports.reportCount(), 0U);
+}
+
+TEST_F(RuntimeJobs, ARawRequestMayRunAsAJobOverALogicalLink) {
+    connect();
+    auto inputs = inputsOf({L"HexService"});
+    inputs[0]->requestBytes = {0x22, 0xF1, 0x90};
+    ServiceCollector reports;
+    runtime->executeService(L"UDS_CAN_D", inputs, &reports);
+    ASSERT_TRUE(reports.waitForLast());
+    EXPECT_EQ(reports.results().at(0)->responses.at(0)->data.size(), 20U);
+}
+
+TEST_F(RuntimeJobs, ASynchronousServiceMayNameAProcedure) {
+    connect();
+    RecordList<ServiceResult> results;
+    runtime->executeServiceSync(results, L"UDS_CAN_D", inputsOf({L"Otx_ReadIdent", L"Otx_Fail"}));
+    ASSERT_EQ(results.size(), 2U);
+    EXPECT_EQ(results[0]->error, 0);
+    EXPECT_EQ(results[0]->responses.size(), 3U);
+    EXPECT_NE(results[1]->error, 0);
+}
+
+TEST_F(RuntimeJobs, ASuppressedPositiveResponseIsASuccessWithoutOne) {
+    connect();
+    const auto result = hexService(L"UDS_CAN_D", {0x3E, 0x80});
+    EXPECT_EQ(result->error, 0);
+    EXPECT_TRUE(result->responses.empty());
+}
+
+TEST_F(RuntimeJobs, AControlUnitThatDoesNotAnswerIsAResultWithItsReason) {
+    folder.replaceIn("vehicle.xml", "link=\"UDS_CAN_ENGINE\"", "link=\"ELSEWHERE\"");
+    connect();
+    const auto result = hexService(L"UDS_CAN_ENGINE", {0x3E, 0x00});
+    EXPECT_EQ(result->error, static_cast<std::int32_t>(ServiceError::Communication));
+    EXPECT_NE(result->errorText.find(L"UDS_CAN_ENGINE"), std::wstring::npos);
+    EXPECT_TRUE(result->responses.empty());
+}
+
+TEST_F(RuntimeJobs, ACancelledProcedureSaysSoInItsLastReport) {
+    useRealTime();
+    connect();
+    ServiceCollector reports;
+    runtime->cancelJobs({start(L"Otx_Slow", reports)});
+    ASSERT_TRUE(reports.waitForLast(soon));
+    ASSERT_EQ(reports.results().size(), 1U);
+    EXPECT_EQ(reports.results()[0]->error, static_cast<std::int32_t>(ServiceError::Cancelled));
+}
+
+TEST_F(RuntimeJobs, AJobThatWaitsForAnotherOneCanBeCancelled) {
+    useRealTime();
+    connect();
+    ServiceCollector first;
+    ServiceCollector second;
+    start(L"Otx_Slow", first);
+    EXPECT_FALSE(first.waitForLast(milliseconds(20)));
+    const auto waiting = start(L"Otx_ReadIdent", second);
+    EXPECT_FALSE(second.waitForLast(milliseconds(20)));
+    runtime->cancelJobs({waiting});
+    EXPECT_TRUE(second.waitForLast(soon));
+    EXPECT_EQ(first.reportCount(), 0U);
+    runtime->selectProject(L"");
+    EXPECT_TRUE(first.waitForLast());
+}
+
+TEST_F(RuntimeJobs, DeselectingTheProjectEndsItsJobs) {
+    useRealTime();
+    connect();
+    ServiceCollector reports;
+    start(L"Otx_Slow", reports);
+    EXPECT_FALSE(reports.waitForLast(milliseconds(20)));
+    runtime->selectProject(L"");
+    EXPECT_TRUE(reports.waitForLast(soon));
+}
+
+TEST_F(RuntimeJobs, ASynchronousServiceThatWaitsForAJobEndsWhenTheVehicleIsClosed) {
+    useRealTime();
+    connect();
+    ServiceCollector reports;
+    start(L"Otx_Slow", reports);
+    EXPECT_FALSE(reports.waitForLast(milliseconds(20)));
+    auto waiting = std::async(std::launch::async, [&] {
+        return errorOf([&] { hexService(L"UDS_CAN_D", {0x3E, 0x00}); });
+    });
+    EXPECT_EQ(waiting.wait_for(milliseconds(20)), std::future_status::timeout);
+    runtime->selectProject(L"");
+    EXPECT_TRUE(reports.waitForLast());
+    EXPECT_NE(waiting.get().find(L"closed"), std::wstring::npos);
+}
+
+TEST_F(RuntimeJobs, ACallbackMayUseTheRuntime) {
+    connect();
+    CallingBack callback(*runtime);
+    runtime->executeService(L"#OTX", inputsOf({L"Otx_ReadIdent"}), &callback);
+    EXPECT_EQ(callback.last.get_future().wait_for(std::chrono::seconds(10)),
+              std::future_status::ready);
+    EXPECT_EQ(runtime->getSelectedProjectName(), L"");
+}
+
+TEST_F(RuntimeJobs, TheProgramsReporterSeesEveryResultOfAJobThatIsCancelledMeanwhile) {
+    useRealTime();
+    connect();
+    AsyncReporterCallback<ServiceResult, KelApi::ExecuteServiceCallback> reporter;
+    reporter.expectJob();
+    const auto job =
+        runtime->executeService(L"#OTX", inputsOf({L"Otx_ReadIdent", L"Otx_Slow"}), &reporter);
+    RecordList<ServiceResult> results;
+    std::thread canceller([&] { runtime->cancelJobs({job}); });
+    while (!reporter.done) {
+        const auto more = reporter.takeResults();
+        results.insert(results.end(), more.begin(), more.end());
+        std::this_thread::yield();
+    }
+    canceller.join();
+    const auto rest = reporter.takeResults();
+    results.insert(results.end(), rest.begin(), rest.end());
+    ASSERT_FALSE(results.empty());
+    EXPECT_EQ(results.back()->error, static_cast<std::int32_t>(ServiceError::Cancelled));
+}
+
+TEST_F(RuntimeJobs, ManyJobsAtOnceAllSendTheirLastReport) {
+    connect();
+    std::vector<std::unique_ptr<ServiceCollector>> collectors;
+    for (int i = 0; i < 20; ++i) {
+        collectors.push_back(std::make_unique<ServiceCollector>());
+        start(L"Otx_ReadIdent", *collectors.back());
+    }
+    for (const auto& reports : collectors) {
+        ASSERT_TRUE(reports->waitForLast());
+        EXPECT_EQ(reports->results().back()->error, 0);
+    }
+}
+
+} // namespace Quarlen::Kel_cpp::Tests

@@ -1,0 +1,182 @@
+#include <barrier>
+#include <fstream>
+#include <future>
+#include <iterator>
+
+#include "kel_cpp/report/QuickTestRecords.hpp"
+#include "platform/TextEncoding.hpp"
+#include "tests/kel_cpp/RuntimeFixture.hpp"
+
+namespace Quarlen::Kel_cpp::Tests {
+
+namespace {
+
+class RuntimeVehicle : public RuntimeFixture {
+protected:
+    void useInterfaces(const std::string& entries) {
+        folder.replaceIn("KelServer.xml", "<Interface name=\"Simulation\" enabled=\"true\"/>",
+                         entries);
+        restart();
+    }
+
+    std::wstring connectError() {
+        return errorOf([&] { connect(); });
+    }
+
+    static std::string contentOf(const std::wstring& file) {
+        std::ifstream stream(Platform::toPath(file), std::ios::binary);
+        return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    }
+};
+
+} // namespace
+
+TEST_F(RuntimeVehicle, AnEnabledInterfaceThatIsUnknownIsNamed) {
+    useInterfaces("<Interface name=\"CarBox\" enabled=\"true\"/>");
+    EXPECT_NE(connectError().find(L"\"CarBox\""), std::wstring::npos);
+    EXPECT_EQ(connectionCount(*runtime), 0U);
+}
+
+TEST_F(RuntimeVehicle, AnUnknownInterfaceIsNamedAlsoBehindAKnownOne) {
+    useInterfaces("<Interface name=\"Simulation\" enabled=\"true\"/>"
+                  "<Interface name=\"CarBox\" enabled=\"true\"/>");
+    EXPECT_NE(connectError().find(L"\"CarBox\""), std::wstring::npos);
+}
+
+TEST_F(RuntimeVehicle, AnUnknownInterfaceThatIsNotEnabledIsNoMatter) {
+    useInterfaces("<Interface name=\"CarBox\" enabled=\"false\"/>"
+                  "<Interface name=\"Simulation\" enabled=\"true\"/>");
+    EXPECT_EQ(connectError(), L"");
+}
+
+TEST_F(RuntimeVehicle, SaysThatNoInterfaceIsEnabled) {
+    useInterfaces("<Interface name=\"Simulation\" enabled=\"false\"/>");
+    EXPECT_NE(connectError().find(L"no vehicle communication interface is enabled"),
+              std::wstring::npos);
+}
+
+TEST_F(RuntimeVehicle, IdentifyingNamesAnUnknownInterfaceToo) {
+    useInterfaces("<Interface name=\"CarBox\" enabled=\"true\"/>");
+    runtime->selectProject(L"Car_DEMO0000000042");
+    runtime->selectVehicleInformation(L"VIT_A");
+    RecordList<IdentifiedTarget> targets;
+    std::shared_ptr<VehicleIdentification> identification;
+    const auto error = errorOf([&] { runtime->identifyVehicle(targets, 0, identification); });
+    EXPECT_NE(error.find(L"\"CarBox\""), std::wstring::npos);
+}
+
+TEST_F(RuntimeVehicle, ConnectingFailsWhenNoControlUnitAnswers) {
+    folder.write("vehicle.xml", "<Vehicle vin=\"WKLDEMO0000000042\">"
+                                "<ControlUnit name=\"X\" address=\"1\" link=\"X\"/>"
+                                "</Vehicle>");
+    EXPECT_NE(connectError().find(L"no control unit of vehicle information \"VIT_A\""),
+              std::wstring::npos);
+    EXPECT_EQ(connectionCount(*runtime), 0U);
+}
+
+TEST_F(RuntimeVehicle, ConnectingIsContentWithOneControlUnitThatAnswers) {
+    folder.replaceIn("vehicle.xml", "link=\"UDS_CAN_ENGINE\"", "link=\"ELSEWHERE\"");
+    folder.replaceIn("vehicle.xml", "link=\"UDS_CAN_D\"", "link=\"NOWHERE\"");
+    EXPECT_EQ(connectError(), L"");
+}
+
+TEST_F(RuntimeVehicle, AWrongVehicleFileIsAnErrorWithItsPlace) {
+    folder.write("vehicle.xml", "<Vehicle>\n<Wheel/></Vehicle>");
+    EXPECT_NE(connectError().find(L"vehicle.xml:2:"), std::wstring::npos);
+}
+
+TEST_F(RuntimeVehicle, ConnectingTwiceKeepsTheOneConnectionAndItsUnlocks) {
+    connect();
+    const auto session = runtime->openUnlockSession(L"UnlockGateway", {L"level1"});
+    runtime->connectVehicle();
+    EXPECT_EQ(connectionCount(*runtime), 1U);
+    // Still unlocked: the write is let through.
+    EXPECT_EQ(hexService(L"UDS_CAN_D", {0x2E, 0xF1, 0x5A, 1, 2, 3, 4})->error, 0);
+    runtime->releaseJob(session->handle);
+}
+
+TEST_F(RuntimeVehicle, TwoWhoConnectAtOnceBothSucceedOverOneAccess) {
+    useRealTime();
+    for (int round = 0; round < 20; ++round) {
+        runtime->selectProject(L"Car_DEMO0000000042");
+        runtime->selectVehicleInformation(L"VIT_A");
+        std::barrier together(2);
+        const auto connectTogether = [&] {
+            together.arrive_and_wait();
+            return errorOf([&] { runtime->connectVehicle(); });
+        };
+        auto other = std::async(std::launch::async, connectTogether);
+        EXPECT_EQ(connectTogether(), L"");
+        EXPECT_EQ(other.get(), L"");
+        EXPECT_EQ(connectionCount(*runtime), 1U);
+    }
+}
+
+TEST_F(RuntimeVehicle, AFailedCheckKeepsAnAccessThatWasOpenBefore) {
+    folder.write("vehicle.xml", "<Vehicle vin=\"WKLDEMO0000000042\">"
+                                "<ControlUnit name=\"G\" address=\"1\" link=\"UDS_CAN_D\">"
+                                "<Fault request=\"3E 00\" after=\"1\" linkLost=\"true\"/>"
+                                "</ControlUnit></Vehicle>");
+    connect();
+    EXPECT_NE(errorOf([&] { runtime->connectVehicle(); }), L"");
+    EXPECT_EQ(connectionCount(*runtime), 1U);
+}
+
+TEST_F(RuntimeVehicle, IdentifyingTellsTheNumberAndWhoIsSilent) {
+    folder.replaceIn("vehicle.xml", "link=\"UDS_CAN_ENGINE\"", "link=\"ELSEWHERE\"");
+    runtime->selectProject(L"Car_DEMO0000000042");
+    runtime->selectVehicleInformation(L"VIT_A");
+    RecordList<IdentifiedTarget> targets;
+    std::shared_ptr<VehicleIdentification> identification;
+    runtime->identifyVehicle(targets, 0, identification);
+    ASSERT_EQ(targets.size(), 3U);
+    EXPECT_EQ(targets[0]->name, L"ENGINE");
+    EXPECT_FALSE(targets[0]->reachable);
+    EXPECT_TRUE(targets[1]->reachable);
+    EXPECT_EQ(identification->vin, L"WKLDEMO0000000042");
+}
+
+TEST_F(RuntimeVehicle, ReadsTheIdentificationNumberOverTheAuxiliaryProject) {
+    runtime->selectProject(L"VIN_Reader");
+    runtime->selectVehicleInformation(L"DefaultVIT");
+    runtime->connectVehicle();
+    const auto result = hexService(L"UDS_CAN_D", {0x22, 0xF1, 0x90});
+    ASSERT_EQ(result->responses.size(), 1U);
+    const auto& data = result->responses[0]->data;
+    EXPECT_EQ(std::string(data.begin() + 3, data.end()), "WKLDEMO0000000042");
+}
+
+TEST_F(RuntimeVehicle, WritesAReportWithTheVehiclesNumberAndReturnsItsPath) {
+    connect();
+    auto unit = std::make_shared<ControlUnitQuickTestResult>();
+    unit->name = L"ENGINE";
+    std::wstring file;
+    runtime->createVehicleReport(file, L"Initial", nullptr, {unit},
+                                 std::make_shared<VehicleReportConfig>());
+    const auto reports = folder.config() / "reports";
+    EXPECT_EQ(Platform::toPath(file).parent_path(), reports);
+    EXPECT_NE(contentOf(file).find("WKLDEMO0000000042"), std::string::npos);
+    EXPECT_NE(contentOf(file).find("ENGINE"), std::string::npos);
+}
+
+TEST_F(RuntimeVehicle, WritesAReportAlsoWhenTheVehicleIsClosedAlready) {
+    std::wstring file;
+    runtime->createVehicleReport(file, L"Late", nullptr, {},
+                                 std::make_shared<VehicleReportConfig>());
+    EXPECT_TRUE(std::filesystem::exists(Platform::toPath(file)));
+}
+
+TEST_F(RuntimeVehicle, AReportNeedsItsConfigurationAndResultsOfThisRuntime) {
+    std::wstring file = L"before";
+    EXPECT_NE(errorOf([&] { runtime->createVehicleReport(file, L"R", nullptr, {}, nullptr); }),
+              L"");
+    const RecordList<QuickTestResult> foreign{nullptr};
+    EXPECT_NE(errorOf([&] {
+                  runtime->createVehicleReport(file, L"R", nullptr, foreign,
+                                               std::make_shared<VehicleReportConfig>());
+              }).find(L"not made by this runtime"),
+              std::wstring::npos);
+    EXPECT_EQ(file, L"before");
+}
+
+} // namespace Quarlen::Kel_cpp::Tests

@@ -1,0 +1,76 @@
+#include "kel_cpp/jobs/FlashFile.hpp"
+
+#include <filesystem>
+
+#include <gmock/gmock.h>
+
+#include "platform/TextEncoding.hpp"
+#include "tests/support/TemporaryFolder.hpp"
+
+namespace Quarlen::Kel_cpp::Tests {
+
+using Uds::Bytes;
+
+namespace {
+
+class FlashFile : public testing::Test {
+protected:
+    /// Has no blocks on the disk, whatever its size.
+    void makeSparseFile(const std::string& name, std::uint64_t size) const {
+        std::filesystem::resize_file(folder.write(name, ""), size);
+    }
+
+    [[nodiscard]] std::wstring errorOf(const std::wstring& name) const {
+        try {
+            readFlashFile(folder.path(), name);
+        } catch (const FlashError& error) {
+            return error.message();
+        }
+        return {};
+    }
+
+    Quarlen::Tests::TemporaryFolder folder;
+};
+
+} // namespace
+
+TEST_F(FlashFile, IsReadAsItIs) {
+    folder.write("a.bin", std::string("a\r\n\0\x1A", 5));
+    EXPECT_EQ(readFlashFile(folder.path(), L"a.bin"), (Bytes{'a', '\r', '\n', 0x00, 0x1A}));
+}
+
+TEST_F(FlashFile, RefusesANameThatLeavesTheFolder) {
+    for (const auto* name : {L"../secret.bin", L"sub/file.bin", L"..", L".", L"", L"/etc/passwd"}) {
+        EXPECT_THROW(readFlashFile("/tmp", name), FlashError);
+    }
+}
+
+TEST_F(FlashFile, MustHaveTheSizeAndTheChecksumThatTheProjectSays) {
+    const Bytes content{'1', '2', '3', '4', '5', '6', '7', '8', '9'};
+    FlashSessionDescription session;
+    EXPECT_NO_THROW(checkFlashFile(content, session));
+    session.size = 9;
+    session.checksum = 0xCBF43926;
+    EXPECT_NO_THROW(checkFlashFile(content, session));
+    EXPECT_THROW(checkFlashFile({'1', '2', '3'}, session), FlashError);
+    EXPECT_THROW(checkFlashFile({'1', '2', '3', '4', '5', '6', '7', '8', '0'}, session),
+                 FlashError);
+}
+
+TEST_F(FlashFile, ThatIsMissingDoesNotExist) {
+    EXPECT_EQ(errorOf(L"none.bin"),
+              L"the file does not exist in " + Platform::fromPath(folder.path()));
+}
+
+TEST_F(FlashFile, MustNotBeAFolder) {
+    std::filesystem::create_directory(folder.path() / "a.bin");
+    EXPECT_EQ(errorOf(L"a.bin"), L"this is no regular file");
+}
+
+TEST_F(FlashFile, LargerThanAnyMemoryIsNotEvenRead) {
+    makeSparseFile("a.bin", maxFlashFileSize + 1);
+    EXPECT_EQ(errorOf(L"a.bin"),
+              L"the file is too large: 268435457 bytes, at most 268435456 can be flashed");
+}
+
+} // namespace Quarlen::Kel_cpp::Tests

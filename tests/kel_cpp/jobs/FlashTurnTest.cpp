@@ -1,0 +1,82 @@
+#include <chrono>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "kel_cpp/jobs/FlashJob.hpp"
+#include "tests/kel_cpp/AgreeingControlUnit.hpp"
+#include "tests/kel_cpp/FakeVehicle.hpp"
+#include "tests/support/ReportCollector.hpp"
+#include "tests/support/TemporaryFolder.hpp"
+
+namespace Quarlen::Kel_cpp::Tests {
+
+namespace {
+
+/// Long enough for a job that does not wait to have begun.
+constexpr std::chrono::milliseconds aWhile{20};
+
+/// A flash job of two sessions while somebody else has the turn.
+class FlashTurn : public testing::Test {
+protected:
+    FlashTurn() {
+        folder.write("app.bin", "12345678");
+        folder.write("data.bin", "1234");
+        vehicle->answer = agreeTo;
+        project->vehicleInformations = {{L"V", {{1, L"UNIT", L"LINK"}}, {}}};
+        project->flashItems = {
+            {L"ITEM", L"UNIT", L"", 1, 0, {{L"APP", L"app.bin", 0}, {L"DATA", L"data.bin", 64}}}};
+    }
+
+    void start() {
+        job = std::jthread([this] {
+            const FlashJob flash({project, &project->vehicleInformations.front(), access}, L"ITEM",
+                                 {L"APP", L"DATA"}, folder.path());
+            JobReport<FlashResult> report(reports, 1);
+            flash.run(report, cancel.get_token(), clock);
+        });
+    }
+
+    Quarlen::Tests::FakeClock clock;
+    Quarlen::Tests::TemporaryFolder folder;
+    std::shared_ptr<FakeVehicle> vehicle = std::make_shared<FakeVehicle>(clock);
+    std::shared_ptr<VehicleAccess> access = std::make_shared<VehicleAccess>(L"Test", vehicle);
+    std::shared_ptr<Project> project = std::make_shared<Project>();
+    VehicleAccess::Turn turn = access->takeTurn({});
+    Quarlen::Tests::FlashCollector reports;
+    std::stop_source cancel;
+    /// Ends before what it uses.
+    std::jthread job;
+};
+
+} // namespace
+
+TEST_F(FlashTurn, IsWaitedForWithoutARequestOrAReport) {
+    start();
+    EXPECT_FALSE(reports.waitForLast(aWhile));
+    EXPECT_EQ(reports.reportCount(), 0U);
+    EXPECT_TRUE(vehicle->requests().empty());
+
+    turn.reset();
+
+    ASSERT_TRUE(reports.waitForLast());
+    EXPECT_EQ(reports.results().back()->jobError, nullptr);
+    EXPECT_EQ(reports.results().back()->progress, 100);
+    EXPECT_FALSE(vehicle->requests().empty());
+}
+
+TEST_F(FlashTurn, ThatIsCancelledBeforeItHasComeIsNoSessionsFault) {
+    start();
+    EXPECT_FALSE(reports.waitForLast(aWhile));
+
+    cancel.request_stop();
+
+    ASSERT_TRUE(reports.waitForLast());
+    const auto result = reports.results().back();
+    ASSERT_NE(result->jobError, nullptr);
+    EXPECT_EQ(result->jobError->message, L"flash item \"ITEM\": cancelled");
+    EXPECT_EQ(result->sessionName, L"");
+    EXPECT_TRUE(vehicle->requests().empty());
+}
+
+} // namespace Quarlen::Kel_cpp::Tests

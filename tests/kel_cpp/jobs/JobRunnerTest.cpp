@@ -1,0 +1,151 @@
+#include "kel_cpp/jobs/JobRunner.hpp"
+
+#include <future>
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "kel_cpp/base/RuntimeError.hpp"
+#include "kel_cpp/jobs/JobReport.hpp"
+#include "tests/support/ReportCollector.hpp"
+
+namespace Quarlen::Kel_cpp::Tests {
+
+namespace {
+
+/// Blocks until the token is raised.
+void waitForCancel(const std::stop_token& cancel) {
+    std::promise<void> cancelled;
+    const std::stop_callback onCancel(cancel, [&] { cancelled.set_value(); });
+    cancelled.get_future().wait();
+}
+
+JobRunner::Work untilCancelled(std::atomic<int>& ended) {
+    return [&ended](JobRunner::JobId, const std::stop_token& cancel) {
+        waitForCancel(cancel);
+        ++ended;
+    };
+}
+
+} // namespace
+
+TEST(JobRunner, GivesEachJobItsOwnIdentifier) {
+    JobRunner runner;
+    std::promise<JobRunner::JobId> seen;
+    const auto first = runner.start([&](auto id, const auto&) { seen.set_value(id); }, {});
+    const auto second = runner.start([](auto, const auto&) {}, {});
+    EXPECT_EQ(seen.get_future().get(), first);
+    EXPECT_NE(first, 0U);
+    EXPECT_GT(second, first);
+}
+
+TEST(JobRunner, CancelsOnlyTheJobThatIsMeant) {
+    JobRunner runner;
+    std::promise<bool> otherCancelled;
+    std::promise<void> firstEnded;
+    const auto first = runner.start(
+        [&](auto, const std::stop_token& cancel) {
+            waitForCancel(cancel);
+            firstEnded.set_value();
+        },
+        {});
+    runner.start(
+        [&, ended = firstEnded.get_future().share()](auto, const std::stop_token& cancel) {
+            ended.wait();
+            otherCancelled.set_value(cancel.stop_requested());
+        },
+        {});
+    runner.cancel({first});
+    EXPECT_FALSE(otherCancelled.get_future().get());
+}
+
+TEST(JobRunner, AJobIsAlsoCancelledByTheTokenOfItsStart) {
+    std::stop_source closing;
+    JobRunner runner;
+    std::promise<void> done;
+    runner.start(
+        [&](auto, const std::stop_token& cancel) {
+            waitForCancel(cancel);
+            done.set_value();
+        },
+        closing.get_token());
+    closing.request_stop();
+    done.get_future().wait();
+}
+
+TEST(JobRunner, RefusesMoreJobsThanItsLimit) {
+    std::atomic<int> ended{0};
+    {
+        JobRunner runner;
+        for (std::size_t i = 0; i < JobRunner::maxJobs; ++i) {
+            runner.start(untilCancelled(ended), {});
+        }
+        try {
+            runner.start(untilCancelled(ended), {});
+            FAIL() << "was started";
+        } catch (const KelApiException& exception) {
+            EXPECT_EQ(exception.code(), static_cast<std::int32_t>(ErrorCode::TooManyJobs));
+        }
+        EXPECT_EQ(runner.running(), JobRunner::maxJobs);
+    }
+    EXPECT_EQ(ended, static_cast<int>(JobRunner::maxJobs));
+}
+
+TEST(JobRunner, EndedJobsMakeRoomForNewOnes) {
+    JobRunner runner;
+    std::atomic<std::size_t> ran{0};
+    for (std::size_t i = 0; i < 3 * JobRunner::maxJobs; ++i) {
+        std::promise<void> done;
+        runner.start([&](auto, const auto&) { ++ran; }, {});
+        while (runner.running() > 0) {
+            std::this_thread::yield();
+        }
+    }
+    EXPECT_EQ(ran, 3 * JobRunner::maxJobs);
+}
+
+TEST(JobRunner, AnExceptionEndsOnlyItsJob) {
+    JobRunner runner;
+    runner.start([](auto, const auto&) { throw std::runtime_error("broken"); }, {});
+    std::promise<void> ran;
+    runner.start([&](auto, const auto&) { ran.set_value(); }, {});
+    ran.get_future().wait();
+}
+
+TEST(JobRunner, AJobMayBeTheOneThatEndsTheRunner) {
+    auto runner = std::make_unique<JobRunner>();
+    std::promise<void> go;
+    std::promise<void> ended;
+    runner->start(
+        [&, started = go.get_future().share()](auto, const auto&) {
+            started.wait();
+            runner.reset();
+            ended.set_value();
+        },
+        {});
+    go.set_value();
+    ended.get_future().wait();
+    EXPECT_EQ(runner, nullptr);
+}
+
+TEST(JobReport, SendsTheLastReportAtItsEndAtTheLatest) {
+    Quarlen::Tests::ServiceCollector reports;
+    { const JobReport<ServiceResult> report(reports, 7); }
+    EXPECT_TRUE(reports.waitForLast(std::chrono::milliseconds(0)));
+    EXPECT_EQ(reports.value(), 7U);
+    EXPECT_EQ(reports.reportCount(), 1U);
+}
+
+TEST(JobReport, SendsNothingAfterTheLastReport) {
+    Quarlen::Tests::ServiceCollector reports;
+    JobReport<ServiceResult> report(reports, 7);
+    report.finish({std::make_shared<ServiceResult>()});
+    report.add(std::make_shared<ServiceResult>());
+    report.finish({std::make_shared<ServiceResult>()});
+    EXPECT_EQ(reports.reportCount(), 1U);
+    EXPECT_EQ(reports.results().size(), 1U);
+}
+
+} // namespace Quarlen::Kel_cpp::Tests

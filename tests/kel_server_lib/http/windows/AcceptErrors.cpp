@@ -1,0 +1,16 @@
+#include "tests/kel_server_lib/http/AcceptErrors.hpp"
+
+#include <winsock2.h>
+
+namespace Quarlen::Tests {
+
+std::vector<int> passingAcceptErrors() {
+    return {WSAECONNRESET, WSAENOBUFS,     WSAEMFILE,    WSAENETDOWN,   WSAECONNABORTED,
+            WSAEINTR,      WSAEWOULDBLOCK, WSATRY_AGAIN, WSAEINPROGRESS};
+}
+
+std::vector<int> lastAcceptErrors() {
+    return {WSAENOTSOCK, WSAEINVAL};
+}
+
+} // namespace Quarlen::Tests

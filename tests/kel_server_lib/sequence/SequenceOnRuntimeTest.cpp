@@ -1,0 +1,223 @@
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <sstream>
+#include <thread>
+
+#include <gmock/gmock.h>
+
+#include "kel_server_lib/sequence/ServerHandlerSequence.hpp"
+#include "tests/kel_cpp/RuntimeFixture.hpp"
+#include "tests/support/TestPaths.hpp"
+#include "tests/support/TraceCapture.hpp"
+
+namespace Quarlen::Tests {
+
+namespace {
+
+using testing::AnyOf;
+using testing::Contains;
+using testing::HasSubstr;
+
+constexpr const char* red = "255 0 0";
+constexpr const char* green = "0 255 0";
+
+constexpr const char* connectToTheVehicle =
+    "<SelectAction project='Car_DEMO0000000042' vehicleInformation='VIT_A' autoConnect='true'/>";
+constexpr const char* slow = "<ExecuteAction command='Otx_Slow'/>";
+constexpr const char* readIdent = "<ExecuteAction command='Otx_ReadIdent'/>";
+
+/// Before the slow procedure would end by itself, however busy the machine is.
+constexpr std::chrono::seconds soon{8};
+
+/// Real time, but nobody waits long between two looks.
+class HurriedClock : public Platform::Clock {
+public:
+    void sleepFor(std::chrono::milliseconds /*duration*/) override {
+        ++sleeps;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    [[nodiscard]] TimePoint now() const override { return std::chrono::steady_clock::now(); }
+
+    std::atomic<int> sleeps{0};
+};
+
+/// Sequences on the built-in runtime with the example configuration, whose "Otx_Slow" takes ten
+/// seconds: far more than what is left of it once somebody ends it.
+class SequenceOnRuntime : public Kel_cpp::Tests::RuntimeFixture {
+protected:
+    void SetUp() override {
+        useRealTime();
+        for (const char* const colour : {"red", "green", "blue"}) {
+            writeBeside(std::string("leds/2.") + colour + "/brightness", "-");
+        }
+        writeScript("Slow.xml", std::string(connectToTheVehicle) + slow + readIdent);
+        writeScript("ReadIdent.xml", std::string(connectToTheVehicle) + readIdent);
+    }
+
+    void writeBeside(const std::string& name, const std::string& content) const {
+        folder.write(std::filesystem::path("..") / name, content);
+    }
+    void writeScript(const std::string& name, const std::string& actions) const {
+        folder.write("KelServerScripts/" + name,
+                     "<KelServerScript>" + actions + "</KelServerScript>");
+    }
+
+    [[nodiscard]] SequenceEnvironment environment() {
+        const DevicePaths devices{.ledPrefix = (folder.base() / "leds/2.").string(),
+                                  .f1Sensor = (folder.base() / "f1").string(),
+                                  .f2Sensor = (folder.base() / "f2").string()};
+        return {.clock = hurried,
+                .console = console,
+                .devices = devices,
+                .configPath = StdUtil::PathString(folder.config())};
+    }
+
+    std::jthread runOnAThread(const std::wstring& script) {
+        return std::jthread([this, script] { handler->runSequence(script, runtime); });
+    }
+
+    void waitForAJob() const {
+        while (handler->currentJobId == 0) {
+            std::this_thread::yield();
+        }
+    }
+
+    /// A button's thread, the only one that sleeps meanwhile, has read its sensor often enough.
+    void waitForBackground() const {
+        constexpr int readings = 10;
+        while (hurried.sleeps <= readings) {
+            std::this_thread::yield();
+        }
+    }
+
+    [[nodiscard]] std::string ledColour() const {
+        return folder.read("../leds/2.red/brightness") + ' ' +
+               folder.read("../leds/2.green/brightness") + ' ' +
+               folder.read("../leds/2.blue/brightness");
+    }
+    [[nodiscard]] static std::ptrdiff_t runs(const TraceCapture& traces,
+                                             const std::wstring& procedure) {
+        const auto texts = traces.texts();
+        return std::count(texts.begin(), texts.end(), L"kel_server::execute: " + procedure);
+    }
+
+    HurriedClock hurried;
+    std::ostringstream output;
+    Platform::Console console{output};
+    std::unique_ptr<ServerHandlerSequence> handler =
+        std::make_unique<ServerHandlerSequence>(environment());
+};
+
+} // namespace
+
+TEST_F(SequenceOnRuntime, ACancelDuringAProcedureEndsTheRun) {
+    const TraceCapture traces;
+    auto run = runOnAThread(L"Slow.xml");
+    waitForAJob();
+    bool handled = false;
+
+    const auto begin = hurried.now();
+    handler->cancelSequence(runtime, nullptr, handled);
+    run.join();
+
+    EXPECT_LT(hurried.now() - begin, soon);
+    EXPECT_TRUE(handled);
+    EXPECT_EQ(runs(traces, L"Otx_ReadIdent"), 0);
+    EXPECT_EQ(handler->currentJobId, 0U);
+    EXPECT_FALSE(handler->stopRequested);
+    EXPECT_EQ(runtime->getSelectedProjectName(), L"");
+    EXPECT_EQ(runtime->serverStatus().text, L"Idle");
+}
+
+TEST_F(SequenceOnRuntime, RunsAgainAfterACancel) {
+    auto run = runOnAThread(L"Slow.xml");
+    waitForAJob();
+    bool handled = false;
+    handler->cancelSequence(runtime, nullptr, handled);
+    run.join();
+
+    handler->runSequence(L"ReadIdent.xml", runtime);
+
+    EXPECT_EQ(ledColour(), green);
+    EXPECT_EQ(runtime->getSelectedProjectName(), L"Car_DEMO0000000042");
+}
+
+TEST_F(SequenceOnRuntime, AnAbortDuringAProcedureLetsTheWalkGoOn) {
+    const TraceCapture traces;
+    writeScript("Slow.xml",
+                std::string(connectToTheVehicle) + slow + "<SelectAction project='VIN_Reader'/>");
+    auto run = runOnAThread(L"Slow.xml");
+    waitForAJob();
+
+    const auto begin = hurried.now();
+    handler->abortSequence(runtime);
+    run.join();
+
+    EXPECT_LT(hurried.now() - begin, soon);
+    EXPECT_THAT(traces.texts(), Contains(L"<- runExecuteAction"));
+    EXPECT_EQ(std::ranges::count(traces.texts(), L"-> runSelectAction"), 2);
+    EXPECT_THAT(ledColour(), AnyOf(green, red));
+    EXPECT_EQ(handler->currentJobId, 0U);
+}
+
+TEST_F(SequenceOnRuntime, DestructionWaitsForTheRunOfAButton) {
+    const TraceCapture traces;
+    folder.replaceIn("projects/Car_DEMO0000000042/project.xml", "milliseconds=\"10000\"",
+                     "milliseconds=\"1000\"");
+    restart();
+    writeBeside("f1", "1000\n");
+    handler->startF1ScriptThread(L"Slow.xml", runtime);
+    waitForBackground();
+    writeBeside("f1", "9000\n");
+    waitForAJob();
+
+    handler.reset();
+
+    EXPECT_EQ(runs(traces, L"Otx_Slow"), 1);
+    EXPECT_EQ(runs(traces, L"Otx_ReadIdent"), 0);
+    EXPECT_EQ(runtime->serverStatus().text, L"Idle");
+    EXPECT_EQ(runtime->getSelectedProjectName(), L"");
+    EXPECT_EQ(runtime.use_count(), 1);
+}
+
+TEST_F(SequenceOnRuntime, TwoRunsAtOnceHappenOneAfterTheOther) {
+    const TraceCapture traces;
+    {
+        const auto first = runOnAThread(L"ReadIdent.xml");
+        const auto second = runOnAThread(L"ReadIdent.xml");
+    }
+
+    std::vector<std::wstring> frame;
+    std::ranges::copy_if(traces.texts(), std::back_inserter(frame), [](const auto& text) {
+        return text.ends_with(L"- Running sequence: ReadIdent.xml") ||
+               text.ends_with(L"> Running sequence: ReadIdent.xml");
+    });
+    EXPECT_EQ(frame, (std::vector<std::wstring>{L"-> Running sequence: ReadIdent.xml",
+                                                L"<- Running sequence: ReadIdent.xml",
+                                                L"-> Running sequence: ReadIdent.xml",
+                                                L"<- Running sequence: ReadIdent.xml"}));
+    EXPECT_EQ(runs(traces, L"Otx_ReadIdent"), 2);
+    EXPECT_EQ(ledColour(), green);
+}
+
+TEST_F(SequenceOnRuntime, ATruncatedContainerDoesNotKeepTheGoodDataFromBeingFlashed) {
+    usedClock = &clock;
+    restart();
+    const auto data = folder.config() / "data" / "flashdata";
+    std::filesystem::create_directories(data);
+    std::filesystem::copy(flashDataFolder(), data);
+    std::filesystem::copy(data / "engine.pdx", data / "broken.zip");
+    std::filesystem::resize_file(data / "broken.zip", 5000);
+    const TraceCapture traces;
+
+    handler->runSequence(L"Flash.xml", runtime);
+
+    EXPECT_EQ(ledColour(), green);
+    EXPECT_THAT(traces.texts(), Contains(HasSubstr(L"broken.zip: not a readable archive: ")));
+    const auto version = hexService(L"UDS_CAN_ENGINE", {0x22, 0xF1, 0x95});
+    const auto& answer = version->responses.at(0)->data;
+    EXPECT_EQ(std::string(answer.begin() + 3, answer.end()), "EN_02.00.00");
+}
+
+} // namespace Quarlen::Tests

@@ -1,0 +1,123 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/// Numbers of ISO 14229-1:2020.
+namespace Quarlen::Uds {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// Service identifiers (clause 9 to 16, table 2 of annex A gives the responses: + 0x40).
+enum class Service : std::uint8_t {
+    DiagnosticSessionControl = 0x10,
+    EcuReset = 0x11,
+    ClearDiagnosticInformation = 0x14,
+    ReadDtcInformation = 0x19,
+    ReadDataByIdentifier = 0x22,
+    ReadMemoryByAddress = 0x23,
+    SecurityAccess = 0x27,
+    CommunicationControl = 0x28,
+    Authentication = 0x29,
+    ReadDataByPeriodicIdentifier = 0x2A,
+    WriteDataByIdentifier = 0x2E,
+    InputOutputControlByIdentifier = 0x2F,
+    RoutineControl = 0x31,
+    RequestDownload = 0x34,
+    RequestUpload = 0x35,
+    TransferData = 0x36,
+    RequestTransferExit = 0x37,
+    WriteMemoryByAddress = 0x3D,
+    TesterPresent = 0x3E,
+    AccessTimingParameter = 0x83,
+    ControlDtcSetting = 0x85,
+    ResponseOnEvent = 0x86,
+    LinkControl = 0x87,
+};
+
+inline constexpr std::uint8_t positiveResponseOffset = 0x40;
+inline constexpr std::uint8_t negativeResponseId = 0x7F;
+inline constexpr std::uint8_t suppressPositiveResponseBit = 0x80;
+
+/// Negative response codes (annex A.1).
+enum class Nrc : std::uint8_t {
+    GeneralReject = 0x10,
+    ServiceNotSupported = 0x11,
+    SubFunctionNotSupported = 0x12,
+    IncorrectMessageLengthOrInvalidFormat = 0x13,
+    ResponseTooLong = 0x14,
+    BusyRepeatRequest = 0x21,
+    ConditionsNotCorrect = 0x22,
+    RequestSequenceError = 0x24,
+    NoResponseFromSubnetComponent = 0x25,
+    FailurePreventsExecutionOfRequestedAction = 0x26,
+    RequestOutOfRange = 0x31,
+    SecurityAccessDenied = 0x33,
+    AuthenticationRequired = 0x34,
+    InvalidKey = 0x35,
+    ExceededNumberOfAttempts = 0x36,
+    RequiredTimeDelayNotExpired = 0x37,
+    UploadDownloadNotAccepted = 0x70,
+    TransferDataSuspended = 0x71,
+    GeneralProgrammingFailure = 0x72,
+    WrongBlockSequenceCounter = 0x73,
+    ResponsePending = 0x78,
+    SubFunctionNotSupportedInActiveSession = 0x7E,
+    ServiceNotSupportedInActiveSession = 0x7F,
+    VoltageTooHigh = 0x92,
+    VoltageTooLow = 0x93,
+};
+
+enum class Session : std::uint8_t { Default = 0x01, Programming = 0x02, Extended = 0x03 };
+
+/// True when the second byte of a request is a sub-function, whose highest bit asks for the
+/// positive response to be left out (clause 8.2.2).
+[[nodiscard]] bool hasSubFunction(std::uint8_t serviceId) noexcept;
+/// True for a request with a sub-function whose highest bit is set.
+[[nodiscard]] bool suppressesPositiveResponse(const Bytes& request) noexcept;
+/// True for a whole negative response: 0x7F, the service that is refused, the response code.
+[[nodiscard]] bool isNegative(const Bytes& response) noexcept;
+
+/// Appends a number with its most significant byte first. `count` is 1 to 8.
+void appendNumber(Bytes& message, std::uint64_t value, std::size_t count);
+/// `offset + count` must lie within the message.
+[[nodiscard]] std::uint64_t numberAt(const Bytes& message, std::size_t offset,
+                                     std::size_t count) noexcept;
+
+/// blockSequenceCounter of TransferData: 0 follows 255 (ISO 14229-1, TransferData).
+constexpr std::uint8_t nextBlockCounter(std::uint8_t counter) {
+    return static_cast<std::uint8_t>((counter + 1U) & 0xFFU);
+}
+
+/// Data identifiers (annex C.1).
+namespace Did {
+inline constexpr std::uint16_t vin = 0xF190;
+inline constexpr std::uint16_t softwareVersion = 0xF195;
+inline constexpr std::uint16_t hardwareVersion = 0xF193;
+inline constexpr std::uint16_t sparePartNumber = 0xF187;
+inline constexpr std::uint16_t serialNumber = 0xF18C;
+inline constexpr std::uint16_t fingerprint = 0xF15A;
+} // namespace Did
+
+/// Routine identifiers: 0xFF00 eraseMemory is ISO 14229-1 annex F; 0x0202 checkMemory is the number
+/// the manufacturers' common flash procedure uses.
+namespace Routine {
+inline constexpr std::uint16_t eraseMemory = 0xFF00;
+inline constexpr std::uint16_t checkMemory = 0x0202;
+} // namespace Routine
+
+/// Sub-functions of RoutineControl (routineControlType).
+namespace RoutineControlType {
+inline constexpr std::uint8_t startRoutine = 0x01;
+inline constexpr std::uint8_t requestRoutineResults = 0x03;
+} // namespace RoutineControlType
+
+/// Text for messages, for example "requestOutOfRange (0x31)".
+std::wstring nrcText(std::uint8_t nrc);
+std::wstring serviceText(std::uint8_t serviceId);
+/// "22 F1 90"
+std::wstring hexText(const Bytes& bytes);
+
+} // namespace Quarlen::Uds
