@@ -2,6 +2,7 @@
 // knows no vehicle. Replace one operation after the other by what your runtime can do.
 
 #include <cstdio>
+#include <mutex>
 #include <utility>
 
 #include "kel_server_lib/runtime/KelApi.hpp"
@@ -16,12 +17,31 @@ using Text = std::wstring;
     throw KelApiException(Text(operation) + L": this runtime knows no vehicle", 1);
 }
 
+/// A record that any thread reads and replaces at any time.
+template <class Record>
+class Kept {
+public:
+    std::shared_ptr<Record> get() const {
+        const std::lock_guard lock(mutex);
+        return record;
+    }
+    void set(std::shared_ptr<Record> written) {
+        const std::lock_guard lock(mutex);
+        record = std::move(written);
+    }
+
+private:
+    mutable std::mutex mutex;
+    std::shared_ptr<Record> record = std::make_shared<Record>();
+};
+
 class SmallestRuntime : public KelApi {
     // Servers and their settings: what a start needs.
     void initialize() override {}
     Text startServer(const Text& address) override { return address; }
     void stopServer(const Text&) override {}
     void setServerHandler(std::shared_ptr<ServerHandler> handler) override {
+        const std::lock_guard lock(mutex);
         serverHandler = std::move(handler);
     }
     void setServerStatus(const Text& status) override {
@@ -38,15 +58,17 @@ class SmallestRuntime : public KelApi {
     void getActiveConnections(RecordList<ActiveConnection>& connections) override {
         connections.clear();
     }
-    std::shared_ptr<ServerSettings> getServerSettings() override { return settings; }
-    void setServerSettings(std::shared_ptr<ServerSettings> written) override { settings = written; }
+    std::shared_ptr<ServerSettings> getServerSettings() override { return settings.get(); }
+    void setServerSettings(std::shared_ptr<ServerSettings> written) override {
+        settings.set(written);
+    }
     void commitServerSettings() override {}
-    std::shared_ptr<PathSettings> getProjectPath() override { return paths; }
-    void setProjectPath(std::shared_ptr<PathSettings> written) override { paths = written; }
+    std::shared_ptr<PathSettings> getProjectPath() override { return paths.get(); }
+    void setProjectPath(std::shared_ptr<PathSettings> written) override { paths.set(written); }
     void commitProjectPath() override {}
-    std::shared_ptr<InterfaceSettings> getInterfaceSettings() override { return interfaces; }
+    std::shared_ptr<InterfaceSettings> getInterfaceSettings() override { return interfaces.get(); }
     void setInterfaceSettings(std::shared_ptr<InterfaceSettings> written) override {
-        interfaces = written;
+        interfaces.set(written);
     }
     void applyInterfaceSettings() override {}
     void installUpdatePackages(const RecordList<UpdatePackageInfo>&) override {
@@ -119,10 +141,11 @@ class SmallestRuntime : public KelApi {
     }
     void cancelJobs(const std::vector<JobId>&) override {}
 
+    std::mutex mutex;
     std::shared_ptr<ServerHandler> serverHandler;
-    std::shared_ptr<ServerSettings> settings = std::make_shared<ServerSettings>();
-    std::shared_ptr<PathSettings> paths = std::make_shared<PathSettings>();
-    std::shared_ptr<InterfaceSettings> interfaces = std::make_shared<InterfaceSettings>();
+    Kept<ServerSettings> settings;
+    Kept<PathSettings> paths;
+    Kept<InterfaceSettings> interfaces;
 };
 
 } // namespace

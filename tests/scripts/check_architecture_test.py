@@ -59,6 +59,10 @@ class CheckArchitecture(unittest.TestCase):
         self.plant("kel_server_lib/sequence/A.cpp", '\n#include "kel_cpp/Runtime.hpp"\n')
         self.expect_finding("kel_server_lib/sequence/A.cpp:2: kel_server_lib/sequence must not include")
 
+    def test_finds_an_include_in_angle_brackets_too(self):
+        self.plant("kel_server_lib/runtime/A.hpp", "#pragma once\n#include <kel_cpp/Runtime.hpp>\n")
+        self.expect_finding("kel_server_lib/runtime/A.hpp:2: kel_server_lib/runtime must not include")
+
     def test_finds_an_arrow_against_the_order_of_the_folders(self):
         for name, header in (("kel_server_lib/devices/A.cpp", "kel_server_lib/sequence/B.hpp"),
                              ("kel_server_lib/sequence/actions/A.cpp", "kel_server_lib/sequence/B.hpp"),
