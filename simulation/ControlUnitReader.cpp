@@ -1,6 +1,5 @@
 #include "simulation/ControlUnitReader.hpp"
 
-#include <algorithm>
 #include <iterator>
 #include <limits>
 #include <map>

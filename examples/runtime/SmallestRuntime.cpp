@@ -1,8 +1,8 @@
 // The smallest runtime that the program runs on: it keeps settings in memory, listens nowhere and
 // knows no vehicle. Replace one operation after the other by what your runtime can do.
 
+#include <atomic>
 #include <cstdio>
-#include <mutex>
 #include <utility>
 
 #include "kel_server_lib/runtime/KelApi.hpp"
@@ -17,23 +17,9 @@ using Text = std::wstring;
     throw KelApiException(Text(operation) + L": this runtime knows no vehicle", 1);
 }
 
-/// A record that any thread reads and replaces at any time.
+/// Any thread reads and replaces it at any time, as every operation may be called.
 template <class Record>
-class Kept {
-public:
-    std::shared_ptr<Record> get() const {
-        const std::lock_guard lock(mutex);
-        return record;
-    }
-    void set(std::shared_ptr<Record> written) {
-        const std::lock_guard lock(mutex);
-        record = std::move(written);
-    }
-
-private:
-    mutable std::mutex mutex;
-    std::shared_ptr<Record> record = std::make_shared<Record>();
-};
+using Kept = std::atomic<std::shared_ptr<Record>>;
 
 class SmallestRuntime : public KelApi {
     // Servers and their settings: what a start needs.
@@ -41,7 +27,6 @@ class SmallestRuntime : public KelApi {
     Text startServer(const Text& address) override { return address; }
     void stopServer(const Text&) override {}
     void setServerHandler(std::shared_ptr<ServerHandler> handler) override {
-        const std::lock_guard lock(mutex);
         serverHandler = std::move(handler);
     }
     void setServerStatus(const Text& status) override {
@@ -58,17 +43,15 @@ class SmallestRuntime : public KelApi {
     void getActiveConnections(RecordList<ActiveConnection>& connections) override {
         connections.clear();
     }
-    std::shared_ptr<ServerSettings> getServerSettings() override { return settings.get(); }
-    void setServerSettings(std::shared_ptr<ServerSettings> written) override {
-        settings.set(written);
-    }
+    std::shared_ptr<ServerSettings> getServerSettings() override { return settings; }
+    void setServerSettings(std::shared_ptr<ServerSettings> written) override { settings = written; }
     void commitServerSettings() override {}
-    std::shared_ptr<PathSettings> getProjectPath() override { return paths.get(); }
-    void setProjectPath(std::shared_ptr<PathSettings> written) override { paths.set(written); }
+    std::shared_ptr<PathSettings> getProjectPath() override { return paths; }
+    void setProjectPath(std::shared_ptr<PathSettings> written) override { paths = written; }
     void commitProjectPath() override {}
-    std::shared_ptr<InterfaceSettings> getInterfaceSettings() override { return interfaces.get(); }
+    std::shared_ptr<InterfaceSettings> getInterfaceSettings() override { return interfaces; }
     void setInterfaceSettings(std::shared_ptr<InterfaceSettings> written) override {
-        interfaces.set(written);
+        interfaces = written;
     }
     void applyInterfaceSettings() override {}
     void installUpdatePackages(const RecordList<UpdatePackageInfo>&) override {
@@ -141,11 +124,10 @@ class SmallestRuntime : public KelApi {
     }
     void cancelJobs(const std::vector<JobId>&) override {}
 
-    std::mutex mutex;
-    std::shared_ptr<ServerHandler> serverHandler;
-    Kept<ServerSettings> settings;
-    Kept<PathSettings> paths;
-    Kept<InterfaceSettings> interfaces;
+    Kept<ServerHandler> serverHandler;
+    Kept<ServerSettings> settings = std::make_shared<ServerSettings>();
+    Kept<PathSettings> paths = std::make_shared<PathSettings>();
+    Kept<InterfaceSettings> interfaces = std::make_shared<InterfaceSettings>();
 };
 
 } // namespace
