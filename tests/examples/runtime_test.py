@@ -5,9 +5,11 @@ import http.client
 import json
 import pathlib
 import shutil
+import socket
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 PROGRAM = pathlib.Path(sys.argv.pop(1)).resolve()
@@ -33,6 +35,17 @@ class ProgramOnTheExample(unittest.TestCase):
         self.addCleanup(process.kill)
         return process
 
+    def wait_until_it_serves(self, process):
+        """The line that it listens comes before it does."""
+        end = time.monotonic() + PATIENCE
+        while time.monotonic() < end and process.poll() is None:
+            try:
+                socket.create_connection(("127.0.0.1", REST_PORT), timeout=PATIENCE).close()
+                return
+            except ConnectionRefusedError:
+                time.sleep(0.05)
+        self.fail(f"it does not serve; its exit code: {process.poll()}")
+
     def request(self, method, path):
         connection = http.client.HTTPConnection("127.0.0.1", REST_PORT, timeout=PATIENCE)
         self.addCleanup(connection.close)
@@ -53,6 +66,7 @@ class ProgramOnTheExample(unittest.TestCase):
         process = self.start("127.0.0.1", "--REST", "--non_interactive")
         self.assertIn("server version: smallest runtime 1.0\n",
                       self.read_until(process, "REST API Listening"))
+        self.wait_until_it_serves(process)
         self.assertEqual(self.request("GET", "version")[1]["version"], "smallest runtime 1.0")
         self.assertEqual(self.request("GET", "projects/Car/otx"), (500, {
             "errorCode": "1", "errorMessage": "selectProject: this runtime knows no vehicle"}))
