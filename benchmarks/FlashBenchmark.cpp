@@ -17,7 +17,7 @@ constexpr std::uint32_t blockLength = 4096;
 constexpr std::int64_t megabyte = 1'000'000;
 
 /// One control unit that answers at once and has exactly this much memory.
-std::shared_ptr<VehicleInterface> vehicleWith(std::uint32_t memorySize) {
+std::shared_ptr<Uds::VehicleInterface> vehicleWith(std::uint32_t memorySize) {
     Simulation::ControlUnitDescription unit;
     unit.name = L"UNIT";
     unit.link = L"LINK";
