@@ -49,10 +49,11 @@ struct HttpServerEnvironment {
 ///   is still sending;
 /// - `stopServing` ends idle, busy and half-sent connections alike.
 ///
-/// Two protected members of the library are used, here and nowhere else, so that a newer release
-/// can break this class alone: `process_request`, because a connection is served by a loop of our
-/// own that knows its limits and the stop, and `svr_sock_`, because the thread that stops the
-/// server takes the listening socket out of it, which then ends the accept loop.
+/// Protected members of the library are used here and nowhere else, so that a newer release can
+/// break this class alone: `process_request`, because a connection is served by a loop of our own
+/// that knows its limits and the stop; `svr_sock_`, because the thread that stops the server takes
+/// the listening socket out of it, which then ends the accept loop; and the time-outs and counts
+/// that the library's setters keep, because that loop obeys them.
 class HttpServer : public httplib::Server {
 public:
     explicit HttpServer(HttpServerEnvironment environment = {});

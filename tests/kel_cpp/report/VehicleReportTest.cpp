@@ -168,7 +168,7 @@ TEST_F(WrittenVehicleReport, FailsWithPathAndCauseWhenTheFolderCannotBeMade) {
 TEST_F(WrittenVehicleReport, FailsWithTheFileNameWhenTheFolderTakesNoFiles) {
     const fs::path kernelFolder = "/proc";
     if (!fs::exists(kernelFolder)) {
-        GTEST_SKIP() << "needs a folder that takes no files, for the superuser either";
+        GTEST_SKIP() << "no /proc here, the folder that takes no files from the superuser either";
     }
     try {
         writeVehicleReport(report, kernelFolder);

@@ -179,6 +179,7 @@ TEST_F(RestListening, LooksEvery200MillisecondsWhetherItServes) {
 }
 
 TEST_F(RestListening, SaysSoWhenItsListeningFails) {
+    // What breaks the socket in this test, its shutdown, leaves one of Winsock that listens alone.
     if (Platform::operatingSystem().kind == Platform::OperatingSystemKind::Windows) {
         GTEST_SKIP() << "a listening socket of this system does not fail unless it is closed";
     }
