@@ -117,8 +117,8 @@ bool DeviceFiles::waitForLed(const std::string& colour) {
 
 FileEvents::FileEvents(const std::filesystem::path& file, std::uint32_t kind)
     : kind(kind), descriptor(checked(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK), "inotify_init1")) {
-    // Equal events in a row are told as one. Each end of writing has a change before it; one
-    // without is the end of a change that came before the watch.
+    // Equal events in a row are told as one: two ends of writing would be, without the change
+    // between them. An end without a change is that of one that came before the watch.
     const std::uint32_t told = kind == writes ? kind | IN_MODIFY : kind;
     checked(::inotify_add_watch(descriptor, file.c_str(), told), "inotify_add_watch");
 }
