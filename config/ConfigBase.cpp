@@ -1,13 +1,15 @@
 #include "config/ConfigBase.hpp"
 
 #include <new>
+#include <string_view>
 
-#include "config/ScriptFile.hpp"
 #include "config/ScriptReader.hpp"
 #include "platform/FreeMemory.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/TraceHelper.hpp"
 #include "xml/Fault.hpp"
+#include "xml/FileBytes.hpp"
+#include "xml/Parser.hpp"
 
 namespace Config {
 namespace {
@@ -46,11 +48,14 @@ bool XmlConfig::load(const std::wstring& path) {
     return error.empty();
 }
 
-/// Sets either the root or the error.
+/// Only a small part of the file is in memory at one time. Sets either the root or the error.
 void XmlConfig::read(const std::wstring& path) {
     ScriptReader reader;
     try {
-        readXmlFile(Quarlen::Platform::toPath(path), reader);
+        Xml::Parser parser(reader, ScriptReader::limits);
+        Xml::readFile(Quarlen::Platform::toPath(path), ScriptReader::limits.size,
+                      [&](std::string_view part) { parser.feed(part); });
+        parser.finish();
         rootObject = reader.root();
     } catch (const Xml::Fault& fault) {
         error = describe(path, fault);

@@ -7,7 +7,13 @@
 
 namespace Config {
 
-/// One configuration file, loaded into objects.
+/// One configuration file, loaded into objects. A script comes from people and may be wrong or as
+/// large as a disk: it is read in parts, only what it says is kept, and what is wrong ends as one
+/// error text with the place in the file instead of an exception, because a run of such a script
+/// ends, not the program. Who needs a file makes a `ConfigBase`, loads it and asks for the root;
+/// the objects are counted references, so they live as long as somebody holds one, also without
+/// their file. Loading belongs to one thread at a time; the objects do not change afterwards and
+/// may be read by any thread.
 class ConfigBase {
 public:
     ConfigBase() = default;

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/TextEncoding.hpp"
+#include "xml/Quoting.hpp"
 
 namespace Config {
 namespace {
@@ -37,13 +38,6 @@ std::string_view withoutOuterBlanks(std::string_view text) {
     return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
-/// Quotes a text of the file for a message, which must stay readable.
-std::wstring inQuotes(std::string_view text) {
-    constexpr std::size_t maxShown = 60;
-    const std::wstring wide = Quarlen::Platform::fromUtf8(text);
-    return L"\"" + (wide.size() > maxShown ? wide.substr(0, maxShown) + L"..." : wide) + L"\"";
-}
-
 /// Boolean of XML Schema (datatypes, clause 3.2.2).
 bool attributeFlag(const Xml::Attributes& attributes, std::string_view name, bool fallback) {
     const auto text = attributes.find(name);
@@ -57,15 +51,15 @@ bool attributeFlag(const Xml::Attributes& attributes, std::string_view name, boo
     if (value == "false" || value == "0") {
         return false;
     }
-    throw Xml::Fault(L"the attribute " + inQuotes(name) + L" must be true or false, not " +
-                     inQuotes(*text));
+    throw Xml::Fault(L"the attribute " + Xml::inQuotes(name) + L" must be true or false, not " +
+                     Xml::inQuotes(*text));
 }
 
 /// Makes the value of an element that may occur only once in an action.
 template <class Value>
 Value& onlyOne(std::optional<Value>& place, std::string_view element) {
     if (place) {
-        throw Xml::Fault(L"a second element " + inQuotes(element) + L" in one action");
+        throw Xml::Fault(L"a second element " + Xml::inQuotes(element) + L" in one action");
     }
     return place.emplace();
 }

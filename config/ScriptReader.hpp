@@ -12,12 +12,24 @@
 namespace Config {
 
 /// Makes the objects of a script file while it is parsed: a `CfxKelServerScript`, or a `CfxUnknown`
-/// when the root element has another name. `readXmlFile` parses the file and calls this receiver on
-/// its thread; `root` then shares the ownership of the objects with the caller. Unknown attributes
-/// and unknown elements inside an action are skipped and cost no memory. Throws `Xml::Fault` for an
+/// when the root element has another name. The parser of the file calls this receiver on its
+/// thread; `root` then shares the ownership of the objects with the caller. Unknown attributes and
+/// unknown elements inside an action are skipped and cost no memory. Throws `Xml::Fault` for an
 /// invalid value, for more objects than `maxMemory` and for a text longer than `maxTextSize`.
 class ScriptReader : public Xml::Receiver {
 public:
+    /// For the parser of the file. Tags and attributes have no bound of their own: what the reader
+    /// does not know costs nothing, and `maxMemory` bounds what it makes of the rest.
+    static constexpr Xml::Limits limits{
+        // Read in a few seconds.
+        .size = std::size_t{64} * 1024 * 1024,
+        // A script has four; the parser keeps the names of all that are open.
+        .depth = 256,
+        // Has to be in memory as a whole.
+        .markup = std::size_t{4} * 1024 * 1024,
+        // A script must not cost the device its memory.
+        .memory = std::size_t{32} * 1024 * 1024};
+
     /// Bytes of all objects and their texts.
     static constexpr std::size_t maxMemory = std::size_t{24} * 1024 * 1024;
     /// Bytes in UTF-8. Limited because the runtime keeps a text, for example the last status.

@@ -25,7 +25,7 @@ void feed(Xml::Parser& parser, std::string_view bytes) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     try {
         Config::ScriptReader reader;
-        Xml::Parser parser(reader);
+        Xml::Parser parser(reader, Config::ScriptReader::limits);
         feed(parser, {reinterpret_cast<const char*>(data), size});
         const auto root = reader.root();
         if (const auto* script = Config::as<Config::CfxKelServerScript>(*root)) {

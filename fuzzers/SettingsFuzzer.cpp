@@ -25,7 +25,7 @@ void require(bool holds) {
 }
 
 Xml::Editor editorOf(const std::string& text) {
-    return {fileName, text, SettingsReader::rootElement};
+    return {fileName, text, SettingsReader::rootElement, SettingsReader::limits};
 }
 
 /// Nothing when the text is refused.

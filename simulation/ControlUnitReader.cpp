@@ -16,13 +16,8 @@ using std::chrono::milliseconds;
 
 /// With this limit the response to 0x19 0x0A fits into one ISO-TP message.
 constexpr std::size_t maxDtcs = 1000;
-/// A DTC has three bytes (ISO 14229-1, DTCAndStatusRecord).
-constexpr std::size_t dtcDigits = 6;
-/// Stands for every DTC (groupOfDTC, annex D.1).
-constexpr std::uint32_t allDtcs = 0xFFFFFF;
 constexpr std::size_t maxValueLength = 4000;
 constexpr std::uint64_t maxMilliseconds = 60000;
-constexpr std::uint64_t maxLevel = 0x7D;
 constexpr std::uint32_t maxMemorySize = 64U * 1024U * 1024U;
 
 class ControlUnitReader {
@@ -98,7 +93,7 @@ ControlUnitDescription ControlUnitReader::read(const pugi::xml_node& node) {
 void ControlUnitReader::readSecurityLevel(const pugi::xml_node& node) {
     file.allowNoContent(node, {"level", "keyMask"});
     SecurityLevelDescription level;
-    level.level = number<std::uint8_t>(node, "level", 1, maxLevel);
+    level.level = number<std::uint8_t>(node, "level", 1, Uds::maxSecurityLevel);
     if (level.level % 2 == 0) {
         file.failAttribute(node, "level",
                            L"attribute 'level' is even, expected an odd security level");
@@ -122,8 +117,8 @@ void ControlUnitReader::readDataIdentifier(const pugi::xml_node& node) {
 
 void ControlUnitReader::readDtc(const pugi::xml_node& node) {
     file.allowNoContent(node, {"code", "status"});
-    const auto code = static_cast<std::uint32_t>(file.hexNumber(node, "code", dtcDigits));
-    if (code == 0 || code == allDtcs) {
+    const auto code = static_cast<std::uint32_t>(file.hexNumber(node, "code", Uds::dtcDigits));
+    if (code == 0 || code == Uds::allDtcs) {
         file.failValue(node, "code", L"0x000001 to 0xFFFFFE");
     }
     claim(codes, code, node, "code");
@@ -250,8 +245,8 @@ AccessRequirement ControlUnitReader::readAccess(const pugi::xml_node& node) cons
 
 std::uint8_t ControlUnitReader::readLevelReference(const pugi::xml_node& node,
                                                    std::uint8_t fallback) const {
-    const auto level =
-        static_cast<std::uint8_t>(file.number(node, "securityLevel", 0, maxLevel, fallback));
+    const auto level = static_cast<std::uint8_t>(
+        file.number(node, "securityLevel", 0, Uds::maxSecurityLevel, fallback));
     if (level != 0 && !levels.contains(level)) {
         file.failAttribute(node, "securityLevel",
                            L"the control unit has no security level " + std::to_wstring(level) +

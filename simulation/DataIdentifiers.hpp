@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "simulation/ServiceReply.hpp"
+#include "simulation/VehicleDescription.hpp"
 #include "uds/Uds.hpp"
 
 namespace Quarlen::Simulation {

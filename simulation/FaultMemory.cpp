@@ -6,11 +6,8 @@ namespace Quarlen::Simulation {
 
 namespace {
 
-constexpr std::uint8_t reportNumberByStatusMask = 0x01;
-constexpr std::uint8_t reportByStatusMask = 0x02;
-constexpr std::uint8_t reportSupported = 0x0A;
+namespace ReportType = Uds::ReadDtcReportType;
 
-constexpr std::uint32_t allGroups = 0xFFFFFF;
 /// testNotCompletedSinceLastClear and testNotCompletedThisOperationCycle (annex D.2).
 constexpr std::uint8_t clearedStatus = 0x50;
 /// Every bit of the status byte is in use.
@@ -25,9 +22,9 @@ ServiceReply FaultMemory::clear(const Uds::Bytes& request) {
         return Uds::Nrc::IncorrectMessageLengthOrInvalidFormat;
     }
     const auto group = Uds::numberAt(request, 1, 3);
-    bool known = group == allGroups;
+    bool known = group == Uds::allDtcs;
     for (auto& dtc : dtcs) {
-        if (group == allGroups || group == dtc.code) {
+        if (group == Uds::allDtcs || group == dtc.code) {
             dtc.status = clearedStatus;
             known = true;
         }
@@ -40,15 +37,15 @@ ServiceReply FaultMemory::clear(const Uds::Bytes& request) {
 
 ServiceReply FaultMemory::read(const Uds::Bytes& request) const {
     const auto subFunction = request[1];
-    const bool byMask =
-        subFunction == reportNumberByStatusMask || subFunction == reportByStatusMask;
-    if (!byMask && subFunction != reportSupported) {
+    const bool byMask = subFunction == ReportType::numberOfDtcByStatusMask ||
+                        subFunction == ReportType::dtcByStatusMask;
+    if (!byMask && subFunction != ReportType::supportedDtc) {
         return Uds::Nrc::SubFunctionNotSupported;
     }
     if (request.size() != (byMask ? 3U : 2U)) {
         return Uds::Nrc::IncorrectMessageLengthOrInvalidFormat;
     }
-    if (subFunction == reportNumberByStatusMask) {
+    if (subFunction == ReportType::numberOfDtcByStatusMask) {
         return countMatching(request[2]);
     }
     return list(subFunction, byMask ? request[2] : std::uint8_t{0});
@@ -58,8 +55,9 @@ ServiceReply FaultMemory::countMatching(std::uint8_t mask) const {
     const auto count = std::count_if(dtcs.begin(), dtcs.end(), [mask](const DtcDescription& dtc) {
         return (dtc.status & mask) != 0;
     });
-    auto response = positiveResponse(Uds::Service::ReadDtcInformation,
-                                     {reportNumberByStatusMask, statusAvailabilityMask, dtcFormat});
+    auto response =
+        positiveResponse(Uds::Service::ReadDtcInformation,
+                         {ReportType::numberOfDtcByStatusMask, statusAvailabilityMask, dtcFormat});
     Uds::appendNumber(response, static_cast<std::uint64_t>(count), 2);
     return response;
 }
@@ -68,7 +66,7 @@ ServiceReply FaultMemory::list(std::uint8_t subFunction, std::uint8_t mask) cons
     auto response =
         positiveResponse(Uds::Service::ReadDtcInformation, {subFunction, statusAvailabilityMask});
     for (const auto& dtc : dtcs) {
-        if (subFunction == reportSupported || (dtc.status & mask) != 0) {
+        if (subFunction == ReportType::supportedDtc || (dtc.status & mask) != 0) {
             Uds::appendNumber(response, dtc.code, 3);
             response.push_back(dtc.status);
         }

@@ -6,6 +6,7 @@
 
 #include "platform/Clock.hpp"
 #include "simulation/ServiceReply.hpp"
+#include "simulation/VehicleDescription.hpp"
 #include "uds/Uds.hpp"
 
 namespace Quarlen::Simulation {

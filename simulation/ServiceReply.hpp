@@ -6,7 +6,6 @@
 #include <optional>
 #include <utility>
 
-#include "simulation/VehicleDescription.hpp"
 #include "uds/Uds.hpp"
 
 namespace Quarlen::Simulation {

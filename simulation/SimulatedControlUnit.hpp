@@ -11,6 +11,7 @@
 #include "simulation/Routines.hpp"
 #include "simulation/SecurityAccess.hpp"
 #include "simulation/ServiceReply.hpp"
+#include "simulation/VehicleDescription.hpp"
 #include "uds/Uds.hpp"
 
 namespace Quarlen::Simulation {

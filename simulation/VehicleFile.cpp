@@ -11,6 +11,9 @@ namespace Quarlen::Simulation {
 
 namespace {
 
+/// A tree takes some twenty times the memory of its text: room for 256 control units with their
+/// DTCs.
+constexpr std::size_t maxFileSize = std::size_t{16} * 1024 * 1024;
 constexpr std::size_t maxControlUnits = 256;
 
 std::wstring readVin(const Xml::File& file) {
@@ -70,7 +73,7 @@ private:
 } // namespace
 
 VehicleDescription readVehicleFile(const std::filesystem::path& path) {
-    const Xml::File file(path, "Vehicle");
+    const Xml::File file(path, "Vehicle", Xml::limitsOfTree(maxFileSize));
     file.allowOnly(file.root(), {"ControlUnit"}, {"vin"});
     VehicleDescription vehicle;
     vehicle.vin = readVin(file);

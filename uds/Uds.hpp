@@ -5,7 +5,12 @@
 #include <string>
 #include <vector>
 
-/// Numbers of ISO 14229-1:2020.
+/// What both sides of a diagnostic link have to agree on: the numbers of ISO 14229-1:2020, how a
+/// message is put together from them, and their names in messages to people. A request is a service
+/// identifier with its parameters; its answer is the same identifier + 0x40 with data, or 0x7F with
+/// the service and the reason of the refusal. The runtime asks with these numbers and the simulated
+/// control units answer with them, so that neither has a table of its own. A message is a plain
+/// vector of bytes that its holder owns; nothing here has a state, so any thread may call it.
 namespace Quarlen::Uds {
 
 using Bytes = std::vector<std::uint8_t>;
@@ -80,6 +85,14 @@ enum class Session : std::uint8_t { Default = 0x01, Programming = 0x02, Extended
 /// True for a whole negative response: 0x7F, the service that is refused, the response code.
 [[nodiscard]] bool isNegative(const Bytes& response) noexcept;
 
+/// Highest level of SecurityAccess that asks for a seed (clause 10.4; 0x7F has a meaning of its
+/// own).
+inline constexpr std::uint8_t maxSecurityLevel = 0x7D;
+/// A DTC has three bytes (DTCAndStatusRecord).
+inline constexpr std::size_t dtcDigits = 6;
+/// Stands for every DTC (groupOfDTC, annex D.1).
+inline constexpr std::uint32_t allDtcs = 0xFFFFFF;
+
 /// Appends a number with its most significant byte first. `count` is 1 to 8.
 void appendNumber(Bytes& message, std::uint64_t value, std::size_t count);
 /// `offset + count` must lie within the message.
@@ -113,6 +126,13 @@ namespace RoutineControlType {
 inline constexpr std::uint8_t startRoutine = 0x01;
 inline constexpr std::uint8_t requestRoutineResults = 0x03;
 } // namespace RoutineControlType
+
+/// Sub-functions of ReadDTCInformation (clause 12.3, reportType).
+namespace ReadDtcReportType {
+inline constexpr std::uint8_t numberOfDtcByStatusMask = 0x01;
+inline constexpr std::uint8_t dtcByStatusMask = 0x02;
+inline constexpr std::uint8_t supportedDtc = 0x0A;
+} // namespace ReadDtcReportType
 
 /// Text for messages, for example "requestOutOfRange (0x31)".
 std::wstring nrcText(std::uint8_t nrc);

@@ -156,8 +156,12 @@ std::string childrenText(const std::vector<NewElement>& children, const Layout& 
 
 } // namespace
 
-Editor::Editor(std::filesystem::path file, std::string text, std::string_view rootElement)
-    : path(std::move(file)), rootName(rootElement), current(path, std::move(text), rootName) {}
+Editor::Editor(std::filesystem::path file, std::string text, std::string_view rootElement,
+               const Limits& limits)
+    : path(std::move(file)),
+      rootName(rootElement),
+      limits(limits),
+      current(path, std::move(text), rootName, limits) {}
 
 const File& Editor::file() {
     applyGathered();
@@ -262,7 +266,7 @@ void Editor::applyGathered() {
         copied = change.range.end;
     }
     text += before.substr(copied);
-    current = File(path, std::move(text), rootName);
+    current = File(path, std::move(text), rootName, limits);
 }
 
 } // namespace Xml

@@ -37,7 +37,8 @@ struct NewElement {
 class Editor {
 public:
     /// Throws as `File`; `file` is only named in messages.
-    Editor(std::filesystem::path file, std::string text, std::string_view rootElement);
+    Editor(std::filesystem::path file, std::string text, std::string_view rootElement,
+           const Limits& limits);
 
     /// The file as it is after the changes so far.
     [[nodiscard]] const File& file();
@@ -67,6 +68,7 @@ private:
 
     std::filesystem::path path;
     std::string rootName;
+    Limits limits;
     /// The parsed text without the gathered changes.
     File current;
     /// Changes by the offset at which they begin.

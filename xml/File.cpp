@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/TextEncoding.hpp"
+#include "xml/Quoting.hpp"
 #include "xml/Scan.hpp"
 
 namespace Xml {
@@ -17,13 +18,6 @@ std::string_view trimmed(std::string_view text) {
         return {};
     }
     return text.substr(begin, text.find_last_not_of(Scan::blanks) - begin + 1);
-}
-
-/// Quotes a text of the file for a message, which must stay readable.
-std::wstring inQuotes(std::string_view text) {
-    constexpr std::size_t maxShown = 60;
-    const auto wide = Quarlen::Platform::fromUtf8(text);
-    return L"'" + (wide.size() > maxShown ? wide.substr(0, maxShown) + L"..." : wide) + L"'";
 }
 
 std::wstring joined(std::initializer_list<std::string_view> names) {
@@ -99,11 +93,12 @@ std::string rawContent(const pugi::xml_node& node) {
 
 } // namespace
 
-File::File(const std::filesystem::path& file, std::string_view rootElement)
-    : File(file, Source::load(file), rootElement) {}
+File::File(const std::filesystem::path& file, std::string_view rootElement, const Limits& limits)
+    : File(file, Source::load(file, limits), rootElement, limits) {}
 
-File::File(const std::filesystem::path& file, std::string text, std::string_view rootElement)
-    : xml(file, std::move(text)) {
+File::File(const std::filesystem::path& file, std::string text, std::string_view rootElement,
+           const Limits& limits)
+    : xml(file, std::move(text), limits) {
     const auto found = root();
     if (found.name() != rootElement) {
         fail(found,

@@ -21,11 +21,12 @@ namespace Xml {
 /// after construction.
 class File {
 public:
-    /// Fails when the file cannot be read, is larger than 16 MiB, is nested deeper than 256, is no
-    /// well-formed XML in UTF-8, or its root is not `rootElement`.
-    File(const std::filesystem::path& file, std::string_view rootElement);
+    /// Fails when the file cannot be read, is beyond `limits`, is no well-formed XML in UTF-8, or
+    /// its root is not `rootElement`.
+    File(const std::filesystem::path& file, std::string_view rootElement, const Limits& limits);
     /// The same for a text that is the present or future content of `file`.
-    File(const std::filesystem::path& file, std::string text, std::string_view rootElement);
+    File(const std::filesystem::path& file, std::string text, std::string_view rootElement,
+         const Limits& limits);
 
     [[nodiscard]] pugi::xml_node root() const;
     [[nodiscard]] const Source& source() const { return xml; }

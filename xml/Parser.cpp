@@ -6,7 +6,8 @@
 #include <new>
 #include <string>
 
-#include "platform/TextEncoding.hpp"
+#include "xml/Quoting.hpp"
+#include "xml/SyntaxCause.hpp"
 
 namespace Xml {
 namespace {
@@ -29,29 +30,11 @@ bool isVersion(std::string_view version) {
            version.find_first_not_of("0123456789", 2) == std::string_view::npos;
 }
 
-/// The cause of an invalid token, from the invalid byte and the byte before it.
-std::wstring causeOfToken(char before, char unit) {
-    const auto value = static_cast<unsigned char>(unit);
-    if (unit == '<') {
-        return L"a '<' in the wrong place, expected '&lt;' in a text";
-    }
-    if (unit == '&' || before == '&') {
-        return L"a '&' that begins no reference, expected '&amp;'";
-    }
-    if (value > 0 && value < 0x20 && unit != '\t' && unit != '\n' && unit != '\r') {
-        return L"a control character that XML does not allow";
-    }
-    if (value >= 0x80) {
-        return L"no text in the file's encoding, or a character that cannot stand here";
-    }
-    return L"not well-formed";
-}
-
-/// Shortens a name, so that messages stay readable and many open elements need little memory.
-std::string shownName(std::string_view element) {
-    constexpr std::size_t maxShown = 60;
-    return element.size() > maxShown ? std::string(element.substr(0, maxShown)) + "..."
-                                     : std::string(element);
+/// By its byte order mark or by a character that has a zero for one of its two bytes (XML 1.0,
+/// appendix F).
+bool isUtf16(std::string_view begin) {
+    return begin.starts_with("\xFE\xFF") || begin.starts_with("\xFF\xFE") ||
+           begin.substr(0, 2).find('\0') != std::string_view::npos;
 }
 
 } // namespace
@@ -71,13 +54,11 @@ struct Parser::Handlers {
 
     static void XMLCALL begin(void* self, const XML_Char* element, const XML_Char** pairs) {
         of(self).guarded([&](Parser& parser) {
-            if (parser.open.size() == parser.limits.depth) {
-                throw Fault(L"more than " + std::to_wstring(parser.limits.depth) +
-                            L" elements inside each other");
-            }
-            parser.open.push_back(shownName(element));
-            const auto count = XML_GetSpecifiedAttributeCount(parser.parser.get());
-            parser.receiver.begin(element, {pairs, static_cast<std::size_t>(count)});
+            const auto count =
+                static_cast<std::size_t>(XML_GetSpecifiedAttributeCount(parser.parser.get()));
+            parser.checkElement(element, count / 2);
+            parser.open.push_back(shortened(element));
+            parser.receiver.begin(element, {pairs, count});
         });
     }
 
@@ -152,6 +133,9 @@ Parser::~Parser() = default;
 void Parser::feed(std::string_view part) {
     if (fed == 0) {
         byteOrderMark = part.starts_with(utf8Mark);
+        if (limits.onlyUtf8 && isUtf16(part)) {
+            throw Fault(notUtf8);
+        }
     }
     parse(part, false);
     fed += part.size();
@@ -181,6 +165,20 @@ void Parser::guarded(Function function) noexcept {
     XML_StopParser(parser.get(), XML_FALSE);
 }
 
+/// Counts the element, whose attributes are `attributes` in number.
+void Parser::checkElement(const char* element, std::size_t attributes) {
+    if (open.size() == limits.depth) {
+        throw Fault(L"more than " + std::to_wstring(limits.depth) + L" elements inside each other");
+    }
+    if (++tags > limits.tags) {
+        throw Fault(L"more than " + std::to_wstring(limits.tags) + L" elements");
+    }
+    if (attributes > limits.attributes) {
+        throw Fault(L"more than " + std::to_wstring(limits.attributes) + L" attributes of " +
+                    inQuotes(element));
+    }
+}
+
 void Parser::checkDeclaration(const char* version, const char* encoding) const {
     if (version != nullptr && !isVersion(version)) {
         throw Fault(L"the declared version is none of XML 1");
@@ -191,8 +189,7 @@ void Parser::checkDeclaration(const char* version, const char* encoding) const {
     const std::string name = lowerCase(encoding);
     const bool ascii = name == "us-ascii" && !byteOrderMark;
     if ((limits.onlyUtf8 || byteOrderMark) && name != "utf-8" && !ascii) {
-        throw Fault(L"the declared encoding is \"" + Quarlen::Platform::fromUtf8(encoding) +
-                    L"\", expected UTF-8");
+        throw Fault(L"the declared encoding is " + inQuotes(encoding) + L", expected UTF-8");
     }
 }
 
@@ -204,7 +201,7 @@ void Parser::parse(std::string_view part, bool last) {
         std::rethrow_exception(failure);
     }
     if (status != XML_STATUS_OK) {
-        throw Fault(cause(part), place());
+        throw Fault(cause(), place());
     }
 }
 
@@ -224,23 +221,22 @@ Place Parser::place() const {
             XML_GetCurrentColumnNumber(parser.get()) + 1};
 }
 
-std::wstring Parser::cause(std::string_view part) const {
+std::wstring Parser::cause() const {
     const XML_Error code = XML_GetErrorCode(parser.get());
     if (code == XML_ERROR_NO_MEMORY) {
         return L"it would need more than " + std::to_wstring(limits.memory / 1024 / 1024) +
                L" MiB of memory";
     }
-    const std::size_t offset = place().offset;
-    if (code == XML_ERROR_INVALID_TOKEN && offset > fed && offset - fed < part.size()) {
-        return causeOfToken(part[offset - fed - 1], part[offset - fed]);
+    int offset = 0;
+    int size = 0;
+    const char* const known = XML_GetInputContext(parser.get(), &offset, &size);
+    std::string_view text;
+    if (known != nullptr && offset < size) {
+        text = std::string_view(known, static_cast<std::size_t>(size))
+                   .substr(static_cast<std::size_t>(offset));
     }
-    const std::wstring words = code == XML_ERROR_NO_ELEMENTS && !open.empty()
-                                   ? L"the file ends too early"
-                                   : Quarlen::Platform::fromUtf8(XML_ErrorString(code));
-    const bool ofTags = code == XML_ERROR_TAG_MISMATCH || code == XML_ERROR_NO_ELEMENTS;
-    return ofTags && !open.empty()
-               ? words + L", expected '</" + Quarlen::Platform::fromUtf8(open.back()) + L">'"
-               : words;
+    return causeOf({code, text, offset > 0 && !text.empty() ? known[offset - 1] : '\0',
+                    open.empty() ? std::string_view() : open.back(), limits.onlyUtf8});
 }
 
 void checkWellFormed(std::string_view text, const Limits& limits) {

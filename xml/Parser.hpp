@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "xml/Fault.hpp"
+#include "xml/Limits.hpp"
 #include "xml/MemoryBudget.hpp"
 
 struct XML_ParserStruct;
@@ -44,17 +45,6 @@ public:
     virtual void text(std::string_view /*part*/) {}
 };
 
-struct Limits {
-    /// Nesting depth of elements.
-    std::size_t depth = 256;
-    /// Bytes of one tag, comment or instruction, where a file is fed in parts.
-    std::size_t markup = std::size_t{4} * 1024 * 1024;
-    /// Bytes that the parser may hold at one time.
-    std::size_t memory = std::size_t{32} * 1024 * 1024;
-    /// Refuses a declared encoding other than UTF-8 and its subset US-ASCII.
-    bool onlyUtf8 = false;
-};
-
 /// A streaming XML parser: the caller feeds a file in parts, and the parser calls the `Receiver` on
 /// the same thread for each tag and text. It accepts well-formed XML 1.0 in UTF-8, UTF-16,
 /// ISO-8859-1 and US-ASCII and refuses declarations of entities and attributes and external
@@ -62,7 +52,7 @@ struct Limits {
 /// and by one thread; the receiver must outlive it.
 class Parser {
 public:
-    explicit Parser(Receiver& receiver, const Limits& limits = {});
+    Parser(Receiver& receiver, const Limits& limits);
     Parser(const Parser&) = delete;
     Parser& operator=(const Parser&) = delete;
     ~Parser();
@@ -81,11 +71,12 @@ private:
 
     template <class Function>
     void guarded(Function function) noexcept;
+    void checkElement(const char* element, std::size_t attributes);
     void checkDeclaration(const char* version, const char* encoding) const;
     void parse(std::string_view part, bool last);
     void checkMarkupSize() const;
     [[nodiscard]] Place place() const;
-    [[nodiscard]] std::wstring cause(std::string_view part) const;
+    [[nodiscard]] std::wstring cause() const;
 
     Receiver& receiver;
     Limits limits;
@@ -96,6 +87,7 @@ private:
     /// Names of the elements that are open, each cut to what a message shows.
     std::vector<std::string> open;
     std::size_t fed = 0;
+    std::size_t tags = 0;
     bool byteOrderMark = false;
 };
 

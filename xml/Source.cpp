@@ -1,16 +1,12 @@
 #include "xml/Source.hpp"
 
 #include <algorithm>
-#include <cerrno>
-#include <fstream>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
-#include <utf8.h>
-
-#include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
+#include "xml/Fault.hpp"
+#include "xml/FileBytes.hpp"
 #include "xml/FileError.hpp"
 #include "xml/Parser.hpp"
 #include "xml/Scan.hpp"
@@ -21,81 +17,30 @@ namespace {
 
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
-[[noreturn]] void failFile(const std::filesystem::path& file, const std::wstring& message) {
-    throw FileError(Quarlen::Platform::fromPath(file) + L": " + message);
-}
-
-[[noreturn]] void failRead(const std::filesystem::path& file, const std::error_code& cause) {
-    failFile(file, L"cannot be read: " + Quarlen::Platform::errorText(cause));
-}
-
-/// The cause of a failed open, which a stream need not report.
-std::error_code causeOfFailedOpen() {
-    return errno == 0 ? std::make_error_code(std::errc::io_error)
-                      : std::error_code(errno, std::generic_category());
-}
-
 bool continuesCharacter(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
 }
 
-bool isForbiddenCharacter(char character) {
-    return static_cast<unsigned char>(character) < 0x20 && character != '\t' && character != '\n' &&
-           character != '\r';
-}
-
-/// The whole text is in memory already, and a file of nothing but names needs the most beside it.
-constexpr Limits limits{.depth = Source::maxDepth,
-                        .markup = Source::maxSize,
-                        .memory = 16 * Source::maxSize,
-                        .onlyUtf8 = true};
-
 } // namespace
 
-std::string Source::load(const std::filesystem::path& file) {
-    std::error_code error;
-    const auto size = std::filesystem::file_size(file, error);
-    if (error) {
-        failRead(file, error);
+std::string Source::load(const std::filesystem::path& file, const Limits& limits) {
+    std::string content;
+    try {
+        readFile(file, limits.size, [&](std::string_view part) { content += part; });
+    } catch (const Fault& fault) {
+        throw FileError(Quarlen::Platform::fromPath(file) + L": " + fault.cause());
     }
-    if (size > maxSize) {
-        failFile(file, L"larger than " + std::to_wstring(maxSize) + L" bytes");
-    }
-    errno = 0;
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) {
-        failRead(file, causeOfFailedOpen());
-    }
-    std::string content(static_cast<std::size_t>(size), '\0');
-    stream.read(content.data(), static_cast<std::streamsize>(content.size()));
-    if (stream.bad()) {
-        failRead(file, std::make_error_code(std::errc::io_error));
-    }
-    content.resize(static_cast<std::size_t>(stream.gcount()));
     return content;
 }
 
-Source::Source(std::filesystem::path file, std::string content)
+Source::Source(std::filesystem::path file, std::string content, const Limits& limits)
     : path(std::move(file)),
       source(std::move(content)),
       document(std::make_unique<pugi::xml_document>()) {
-    checkCharacters();
-    parse();
+    parse(limits);
 }
 
-void Source::checkCharacters() const {
-    const auto invalid = utf8::find_invalid(source.begin(), source.end());
-    if (invalid != source.end()) {
-        failAt(static_cast<std::size_t>(invalid - source.begin()),
-               L"no UTF-8 text, expected a file in UTF-8");
-    }
-    const auto bad = std::find_if(source.begin(), source.end(), isForbiddenCharacter);
-    if (bad != source.end()) {
-        failAt(static_cast<std::size_t>(bad - source.begin()), L"control character in the text");
-    }
-}
-
-void Source::parse() {
+void Source::parse(const Limits& limits) {
     try {
         checkWellFormed(source, limits);
     } catch (const Fault& fault) {

@@ -7,6 +7,8 @@
 
 #include <pugixml.hpp>
 
+#include "xml/Limits.hpp"
+
 namespace Xml {
 
 /// The text of one XML file together with its tree and the way back from the tree to places in the
@@ -16,16 +18,12 @@ namespace Xml {
 /// typing error is refused and never read as something else.
 class Source {
 public:
-    /// A tree takes some twenty times the memory of its text; this bounds both.
-    static constexpr std::size_t maxSize = std::size_t{16} * 1024 * 1024;
-    static constexpr std::size_t maxDepth = 256;
-
     /// The whole file. Throws `FileError` when it cannot be read, is no
     /// regular file or too large.
-    static std::string load(const std::filesystem::path& file);
+    static std::string load(const std::filesystem::path& file, const Limits& limits);
 
-    /// `file` is only named in messages. Throws `FileError`.
-    Source(std::filesystem::path file, std::string content);
+    /// `file` is only named in messages; `limits` come from `limitsOfTree`. Throws `FileError`.
+    Source(std::filesystem::path file, std::string content, const Limits& limits);
 
     [[nodiscard]] const pugi::xml_document& tree() const { return *document; }
     [[nodiscard]] const std::string& text() const { return source; }
@@ -41,8 +39,7 @@ public:
     [[noreturn]] void failAt(std::size_t offset, const std::wstring& message) const;
 
 private:
-    void checkCharacters() const;
-    void parse();
+    void parse(const Limits& limits);
 
     std::filesystem::path path;
     std::string source;

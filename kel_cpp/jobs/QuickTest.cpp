@@ -17,9 +17,7 @@ namespace {
 using Uds::Client;
 
 /// Sub-functions of ReadDTCInformation, ISO 14229-1 table 317.
-constexpr std::uint8_t reportNumberOfDtcByStatusMask = 0x01;
-constexpr std::uint8_t reportDtcByStatusMask = 0x02;
-constexpr std::uint8_t reportSupportedDtc = 0x0A;
+namespace ReportType = Uds::ReadDtcReportType;
 
 constexpr auto readDtcInformation = static_cast<std::uint8_t>(Uds::Service::ReadDtcInformation);
 
@@ -67,7 +65,7 @@ Uds::Bytes askFaultMemory(Client& client, const Uds::Bytes& request, std::size_t
 std::uint16_t readFaultCount(Client& client, std::uint8_t mask) {
     // 59 01 availabilityMask format countHigh countLow
     const auto response =
-        askFaultMemory(client, {readDtcInformation, reportNumberOfDtcByStatusMask, mask}, 6);
+        askFaultMemory(client, {readDtcInformation, ReportType::numberOfDtcByStatusMask, mask}, 6);
     return static_cast<std::uint16_t>(Uds::numberAt(response, 4, 2));
 }
 
@@ -172,8 +170,8 @@ void QuickTest::readIdentification(Result& result, Client& client) const {
 
 void QuickTest::readFaultMemory(Result& result, Client& client) const {
     result.faultCount = readFaultCount(client, statusMask);
-    result.faults = readDtcs(client, {readDtcInformation, reportDtcByStatusMask, statusMask});
-    result.supported = readDtcs(client, {readDtcInformation, reportSupportedDtc});
+    result.faults = readDtcs(client, {readDtcInformation, ReportType::dtcByStatusMask, statusMask});
+    result.supported = readDtcs(client, {readDtcInformation, ReportType::supportedDtc});
 }
 
 std::vector<DtcReading> QuickTest::readDtcs(Client& client, const Uds::Bytes& request) const {

@@ -5,6 +5,7 @@
 #include "kel_cpp/projects/ProcedureReader.hpp"
 #include "kel_cpp/projects/ProjectStore.hpp"
 #include "kel_cpp/projects/Uniqueness.hpp"
+#include "uds/Uds.hpp"
 #include "xml/File.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -13,9 +14,8 @@ namespace {
 
 constexpr std::uint64_t maxKind = std::numeric_limits<std::int32_t>::max();
 constexpr std::uint64_t maxWord = std::numeric_limits<std::uint32_t>::max();
-constexpr std::uint64_t maxSecurityLevel = 0x7D;
-/// A DTC has three bytes (ISO 14229-1, DTCAndStatusRecord).
-constexpr std::size_t dtcDigits = 6;
+/// A tree takes some twenty times the memory of its text: room for the texts of 200,000 DTCs.
+constexpr std::size_t maxFileSize = std::size_t{16} * 1024 * 1024;
 constexpr std::int32_t controlUnit = 1;
 
 std::uint32_t readWord(const Xml::File& file, const pugi::xml_node& node, const char* attribute) {
@@ -25,7 +25,7 @@ std::uint32_t readWord(const Xml::File& file, const pugi::xml_node& node, const 
 /// Odd levels ask for a seed, even ones send the key (ISO 14229-1 clause 10.4).
 std::uint8_t readSecurityLevel(const Xml::File& file, const pugi::xml_node& node,
                                const char* attribute) {
-    const auto level = file.number(node, attribute, 1, maxSecurityLevel, 1);
+    const auto level = file.number(node, attribute, 1, Uds::maxSecurityLevel, 1);
     if (level % 2 == 0) {
         file.failValue(node, attribute, L"an odd security level");
     }
@@ -124,7 +124,7 @@ std::vector<DtcText> readDtcTexts(const Xml::File& file) {
     Uniqueness<std::uint32_t> codes(file, "code");
     for (const auto node : file.root().children("DtcText")) {
         file.allowNoContent(node, {"code", "text"});
-        const auto code = static_cast<std::uint32_t>(file.hexNumber(node, "code", dtcDigits));
+        const auto code = static_cast<std::uint32_t>(file.hexNumber(node, "code", Uds::dtcDigits));
         codes.add(node, code);
         result.push_back({code, file.requiredText(node, "text")});
     }
@@ -192,7 +192,9 @@ std::shared_ptr<const Project> readChecked(const Xml::File& file, const std::wst
 
 std::shared_ptr<const Project> readProject(const std::filesystem::path& projectFile,
                                            const std::wstring& name) {
-    return withFileErrors([&] { return readChecked(Xml::File(projectFile, "Project"), name); });
+    return withFileErrors([&] {
+        return readChecked(Xml::File(projectFile, "Project", Xml::limitsOfTree(maxFileSize)), name);
+    });
 }
 
 } // namespace Quarlen::Kel_cpp

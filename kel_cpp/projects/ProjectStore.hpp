@@ -7,6 +7,12 @@
 
 #include "kel_cpp/projects/Project.hpp"
 
+/// A project is a folder with a project.xml that people write and copy while the program runs. The
+/// folders themselves are the store: each call looks at the disk, nothing is cached, so a project
+/// that has just been copied is there with the next call. What is read is checked as a whole before
+/// anybody gets it and never changes afterwards; whoever has selected a project shares its
+/// ownership and keeps what was in force then, whatever happens to the file. Any thread may call
+/// these functions.
 namespace Quarlen::Kel_cpp {
 
 /// Reads one project.xml. Throws `KelApiException` (code Configuration) that names file, line,

@@ -31,7 +31,7 @@ std::optional<std::string> loadIfPresent(const std::filesystem::path& file) {
     if (std::filesystem::status(file, error).type() == std::filesystem::file_type::not_found) {
         return std::nullopt;
     }
-    return Xml::Source::load(file);
+    return Xml::Source::load(file, SettingsReader::limits);
 }
 
 void store(const std::filesystem::path& file, const std::string& text) {
@@ -51,7 +51,8 @@ public:
     explicit Rewrite(const std::filesystem::path& configFolder)
         : folder(configFolder),
           original(loadIfPresent(settingsFile(folder))),
-          editor(settingsFile(folder), original.value_or(emptyFile), SettingsReader::rootElement),
+          editor(settingsFile(folder), original.value_or(emptyFile), SettingsReader::rootElement,
+                 SettingsReader::limits),
           settings(SettingsReader::read(editor.file(), folder)) {}
 
     void tracing(bool enabled) {
@@ -210,8 +211,9 @@ RuntimeSettings SettingsFile::read() const {
                 Platform::fromPath(file).c_str());
             return SettingsReader::defaults(folder);
         }
-        return SettingsReader::read(Xml::File(file, std::move(*text), SettingsReader::rootElement),
-                                    folder);
+        return SettingsReader::read(
+            Xml::File(file, std::move(*text), SettingsReader::rootElement, SettingsReader::limits),
+            folder);
     });
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -14,6 +15,10 @@
 namespace Quarlen::Kel_cpp::SettingsReader {
 
 inline constexpr std::string_view rootElement = "KelServer";
+
+/// A tree takes some twenty times the memory of its text; people write some kilobytes.
+inline constexpr std::size_t maxFileSize = std::size_t{16} * 1024 * 1024;
+inline constexpr Xml::Limits limits = Xml::limitsOfTree(maxFileSize);
 
 /// The settings of a configuration folder without a KelServer.xml. `folder` is absolute.
 RuntimeSettings defaults(const std::filesystem::path& folder);

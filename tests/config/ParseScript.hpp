@@ -12,7 +12,7 @@ namespace Config::Tests {
 
 inline Ref<ConfigObject> parseRoot(std::string_view text) {
     ScriptReader reader;
-    Xml::Parser parser(reader);
+    Xml::Parser parser(reader, ScriptReader::limits);
     parser.feed(text);
     parser.finish();
     return reader.root();

@@ -247,7 +247,7 @@ std::wstring causeOfRepeated(std::size_t count, const std::string& before, const
                              const std::string& behind) {
     return causeOfFault([&] {
         ScriptReader reader;
-        Xml::Parser parser(reader);
+        Xml::Parser parser(reader, ScriptReader::limits);
         parser.feed("<KelServerScript>" + before);
         std::string parts;
         for (std::size_t index = 0; index < count; ++index) {
@@ -327,20 +327,20 @@ TEST(ScriptReader, ElementsAndTextsThatItPassesOverCostNothing) {
 
 TEST(ScriptReader, RefusesASecondUnlockOrVehicleReportInOneAction) {
     EXPECT_EQ(causeOfFault([] { parseScript("<UnlockAction><Unlock/><Unlock/></UnlockAction>"); }),
-              L"a second element \"Unlock\" in one action");
+              L"a second element 'Unlock' in one action");
     EXPECT_EQ(causeOfFault([] {
                   parseScript("<QuicktestAction><VehicleReport/><VehicleReport/>"
                               "</QuicktestAction>");
               }),
-              L"a second element \"VehicleReport\" in one action");
+              L"a second element 'VehicleReport' in one action");
 }
 
 TEST(ScriptReader, CutsALongValueInItsMessage) {
     const auto element = longName("<ExecuteAction enabled='", 61, "'/>");
 
     EXPECT_EQ(causeOfFault([&] { parseScript(element); }),
-              L"the attribute \"enabled\" must be true or false, not \"" + std::wstring(60, L'x') +
-                  L"...\"");
+              L"the attribute 'enabled' must be true or false, not '" + std::wstring(60, L'x') +
+                  L"...'");
 }
 
 struct FlagCase {
@@ -375,12 +375,12 @@ INSTANTIATE_TEST_SUITE_P(Texts, ScriptFlag,
 
 TEST(ScriptReader, NamesTheFlagAndItsTextWhenItIsNoBoolean) {
     EXPECT_EQ(causeOfFault([] { parseScript("<SelectAction autoConnect='maybe'/>"); }),
-              L"the attribute \"autoConnect\" must be true or false, not \"maybe\"");
+              L"the attribute 'autoConnect' must be true or false, not 'maybe'");
     EXPECT_THAT(causeOfFault([] { (void)parseRoot("<KelServerScript resultLed='on'/>"); }),
-                HasSubstr(L"\"resultLed\""));
+                HasSubstr(L"'resultLed'"));
     EXPECT_THAT(causeOfFault(
                     [] { parseScript("<FlashingAction><Target enabled='on'/></FlashingAction>"); }),
-                HasSubstr(L"\"enabled\""));
+                HasSubstr(L"'enabled'"));
 }
 
 } // namespace

@@ -22,10 +22,12 @@ ELSEWHERE = "the HTTP library's own"
 PRODUCT = ("config", "kel_cpp", "kel_server", "kel_server_lib", "platform", "simulation", "std_util",
            "uds", "xml")
 DECLARED = re.compile(r"\bconstexpr [\w:]+ (max[A-Z]\w*)(?: =|\{)")
+# What a user of the XML library gives as a number of its own.
+GIVEN_TO_XML = re.compile(r"^\s+\.(\w+) = (?:std::size_t\{)?\d", re.MULTILINE)
 # Bounds of a number's type or digits, of what a message or name shows, and steps of a wait: nobody
 # reaches them.
 NO_LIMITS = {
-    "maxArriving", "maxBytes", "maxDigits", "maxKind", "maxLength", "maxLevel", "maxNamePartLength",
+    "maxArriving", "maxBytes", "maxDigits", "maxKind", "maxNamePartLength",
     "maxNameLength", "maxNames", "maxPathLength", "maxPieceSize", "maxPort", "maxSecurityLevel",
     "maxShown", "maxTimeout", "maxTouchReadings", "maxTraceLevel", "maxVersionLength",
     "maxVinPartLength", "maxWaitForReaders", "maxWaitInMicroseconds", "maxWord", "maxWriteSize",
@@ -42,7 +44,9 @@ def rows():
 def declared_limits():
     for folder in PRODUCT:
         for path in sorted((ROOT / folder).rglob("*.[ch]pp")):
-            for name in DECLARED.findall(path.read_text()):
+            text = path.read_text()
+            given = GIVEN_TO_XML.findall(text) if "Xml::Limits" in text else []
+            for name in DECLARED.findall(text) + given:
                 yield name, path.relative_to(ROOT).as_posix()
 
 

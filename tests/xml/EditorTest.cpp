@@ -10,7 +10,7 @@ namespace {
 using testing::HasSubstr;
 
 Editor editorOf(const std::string& text) {
-    return {"file.xml", text, "Root"};
+    return {"file.xml", text, "Root", limitsOfTree(std::size_t{1024} * 1024)};
 }
 
 std::string textOf(Editor& editor) {

@@ -15,8 +15,10 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
+constexpr Limits limits = limitsOfTree(std::size_t{1024} * 1024);
+
 File parsed(const std::string& text) {
-    return {"file.xml", text, "Root"};
+    return {"file.xml", text, "Root", limits};
 }
 
 TEST(XmlFile, NamesAnotherRootThanExpected) {
@@ -32,7 +34,7 @@ TEST(XmlFile, ReadsFromDisk) {
     const Quarlen::Tests::TemporaryFolder folder;
     const auto path = folder.write("some.xml", "<Root a='1'/>");
 
-    const File file(path, "Root");
+    const File file(path, "Root", limits);
 
     EXPECT_EQ(file.requiredText(file.root(), "a"), L"1");
 }

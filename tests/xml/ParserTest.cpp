@@ -28,7 +28,7 @@ public:
 
 std::string eventsOf(std::string_view bytes, std::size_t part = std::string::npos) {
     Recorder recorder;
-    Parser parser(recorder);
+    Parser parser(recorder, {});
     while (!bytes.empty()) {
         const auto now = bytes.substr(0, part);
         parser.feed(now);
@@ -43,7 +43,7 @@ struct Refusal {
     Place place;
 };
 
-Refusal refusalOf(std::string_view bytes, const Limits& limits = {}) {
+Refusal refusalOf(std::string_view bytes, const Limits& limits = {.depth = 256}) {
     try {
         checkWellFormed(bytes, limits);
     } catch (const Fault& fault) {
@@ -143,16 +143,16 @@ INSTANTIATE_TEST_SUITE_P(
         Malformed{"Nothing", "", 0, L"no element found"},
         Malformed{"NoElement", "<!-- only -->", 13, L"no element found"},
         Malformed{"OnlyText", "text", 0, L"syntax error"},
-        Malformed{"WrongEndTag", "<a><b></a>", 8, L"mismatched tag, expected '</b>'"},
+        Malformed{"WrongEndTag", "<a><b></a>", 8, L"mismatched tag '</a>', expected '</b>'"},
         Malformed{"WrongEndTagAfterAClosedElement", "<a><b/><c></c></x>", 16,
-                  L"mismatched tag, expected '</a>'"},
+                  L"mismatched tag '</x>', expected '</a>'"},
         Malformed{"MissingEndTag", "<a><b></b>", 10, L"the file ends too early, expected '</a>'"},
         Malformed{"SecondRoot", "<a/><b/>", 4, L"junk after document element"},
         Malformed{"TextBehindTheRoot", "<a/>text", 4, L"junk after document element"},
-        Malformed{"UnclosedTag", "<a><b", 3, L"unclosed token"},
-        Malformed{"UnclosedComment", "<a><!-- </a>", 3, L"unclosed token"},
+        Malformed{"UnclosedTag", "<a><b", 3, L"unclosed token '<b'"},
+        Malformed{"UnclosedComment", "<a><!-- </a>", 3, L"unclosed token '<!--'"},
         Malformed{"UnquotedValue", "<a b=c/>", 5, notWellFormed},
-        Malformed{"AttributeTwice", "<a><b c='' d='' c=''/></a>", 16, L"duplicate attribute"},
+        Malformed{"AttributeTwice", "<a><b c='' d='' c=''/></a>", 16, L"duplicate attribute 'c'"},
         Malformed{"NoBlankBetweenAttributes", "<a b=''c=''/>", 7, notWellFormed},
         Malformed{"ReferenceToNull", "<a>&#0;</a>", 3, badReference},
         Malformed{"ReferenceToNullInAnAttribute", "<a x='b&#0;c'/>", 7, badReference},
@@ -164,8 +164,9 @@ INSTANTIATE_TEST_SUITE_P(
         Malformed{"BareAmpersand", "<a>x & y</a>", 6, bareAmpersand},
         Malformed{"BareAmpersandInAnAttribute", "<a x='1&2'/>", 8, bareAmpersand},
         Malformed{"AngleInAnAttribute", "<a x='1<2'/>", 7, wrongAngle},
-        Malformed{"UndeclaredEntity", "<a>&foo;</a>", 3, L"undefined entity"},
-        Malformed{"UndeclaredEntityInAnAttribute", "<a x='&foo;'/>", 0, L"undefined entity"},
+        Malformed{"UndeclaredEntity", "<a>&foo;</a>", 3, L"undefined entity '&foo;'"},
+        Malformed{"UndeclaredEntityInAnAttribute", "<a x='&lt;&#65;&foo;&bar;'/>", 0,
+                  L"undefined entity '&foo;'"},
         Malformed{"DashesInAComment", "<a><!-- -- --></a>", 10, notWellFormed},
         Malformed{"EndOfCdataInAText", "<a>x]]>y</a>", 6, notWellFormed},
         Malformed{"DeclarationBehindABlank", " <?xml version='1.0'?><a/>", 1,
@@ -178,7 +179,7 @@ INSTANTIATE_TEST_SUITE_P(
                   L"the declared version is none of XML 1"},
         Malformed{"DeclarationOfAVersionThatIsNone", "<?xml version='1.'?><a/>", 0,
                   L"the declared version is none of XML 1"},
-        Malformed{"UnclosedDeclaration", "<?xml version='1.0'><a/>", 0, L"unclosed token"},
+        Malformed{"UnclosedDeclaration", "<?xml version='1.0'><a/>", 0, L"unclosed token '<?xml'"},
         Malformed{"ReservedTarget", "<a><?XML x?></a>", 8, notWellFormed},
         Malformed{"UnknownEncoding", "<?xml version='1.0' encoding='EBCDIC'?><a/>", 30,
                   L"unknown encoding"},
@@ -186,10 +187,10 @@ INSTANTIATE_TEST_SUITE_P(
                   L"encoding specified in XML declaration is incorrect"},
         Malformed{"EncodingAgainstTheByteOrderMark",
                   "\xEF\xBB\xBF<?xml version='1.0' encoding='ISO-8859-1'?><a/>", 3,
-                  L"the declared encoding is \"ISO-8859-1\", expected UTF-8"},
+                  L"the declared encoding is 'ISO-8859-1', expected UTF-8"},
         Malformed{"AsciiAgainstTheByteOrderMark",
                   "\xEF\xBB\xBF<?xml version='1.0' encoding='US-ASCII'?><a/>", 3,
-                  L"the declared encoding is \"US-ASCII\", expected UTF-8"},
+                  L"the declared encoding is 'US-ASCII', expected UTF-8"},
         Malformed{"BytesThatAreNoAscii", "<?xml version='1.0' encoding='US-ASCII'?><a>\xC3\xBC</a>",
                   44, noText},
         Malformed{"OverlongCharacter", "<a>\xC0\xAF</a>", 3, noText},
@@ -234,7 +235,7 @@ TEST(XmlParser, TakesOnlyUtf8WhereItIsToldSo) {
     EXPECT_EQ(refusalOf(declared("us-ascii"), utf8).cause, L"");
     EXPECT_EQ(refusalOf("<?xml version='1.0'?><a/>", utf8).cause, L"");
     EXPECT_EQ(refusalOf(declared("ISO-8859-1"), utf8).cause,
-              L"the declared encoding is \"ISO-8859-1\", expected UTF-8");
+              L"the declared encoding is 'ISO-8859-1', expected UTF-8");
 }
 
 std::string nested(std::size_t depth) {
@@ -256,6 +257,55 @@ TEST(XmlParser, TakesElementsUpToTheGreatestDepth) {
     EXPECT_EQ(refusalOf(nested(257)).place.offset, 256U * 3);
     EXPECT_EQ(refusalOf("<r>" + siblings + nested(255) + siblings + "</r>").cause, L"");
     EXPECT_EQ(refusalOf(nested(4), {.depth = 3}).cause, L"more than 3 elements inside each other");
+}
+
+TEST(XmlParser, NamesWhatItFoundInWhateverPartsItIsFedWith) {
+    const auto causeInParts = [](std::string_view bytes) {
+        Receiver nobody;
+        Parser parser(nobody, {});
+        try {
+            for (const char& byte : bytes) {
+                parser.feed({&byte, 1});
+            }
+            parser.finish();
+        } catch (const Fault& fault) {
+            return fault.cause();
+        }
+        return std::wstring();
+    };
+
+    for (const auto* const bytes : {"<a><b></a>", "<a><b c='' d='' c=''/></a>", "<a x='&foo;'/>",
+                                    "<a><!-- </a>", "<a>x & y</a>", "<a>&foo;</a>"}) {
+        EXPECT_EQ(causeInParts(bytes), refusalOf(bytes).cause) << bytes;
+    }
+}
+
+TEST(XmlParser, CutsALongNameThatItFound) {
+    const std::string name(61, 'b');
+
+    EXPECT_EQ(refusalOf("<a></" + name + ">").cause,
+              L"mismatched tag '</" + std::wstring(60, L'b') + L"...>', expected '</a>'");
+    EXPECT_EQ(refusalOf("<a>&" + name + ";</a>").cause,
+              L"undefined entity '&" + std::wstring(59, L'b') + L"...'");
+}
+
+TEST(XmlParser, NamesNothingOfAFileInUtf16) {
+    EXPECT_EQ(refusalOf("\xFF\xFE" + utf16(u"<a></b>", false)).cause,
+              L"mismatched tag, expected '</a>'");
+    EXPECT_EQ(refusalOf("\xFE\xFF" + utf16(u"<a>&foo;</a>", true)).cause, L"undefined entity");
+}
+
+TEST(XmlParser, BoundsTheElementsOfAFile) {
+    EXPECT_EQ(refusalOf("<a><b/><b/></a>", {.tags = 3}).cause, L"");
+    EXPECT_EQ(refusalOf("<a><b/><b/></a>", {.tags = 2}).cause, L"more than 2 elements");
+    EXPECT_EQ(refusalOf("<a><b/><b/></a>", {.tags = 2}).place.offset, 7U);
+}
+
+TEST(XmlParser, BoundsTheAttributesOfAnElement) {
+    EXPECT_EQ(refusalOf("<a b='' c=''><d b=''/></a>", {.attributes = 2}).cause, L"");
+    EXPECT_EQ(refusalOf("<a><d b='' c=''/></a>", {.attributes = 1}).cause,
+              L"more than 1 attributes of 'd'");
+    EXPECT_EQ(refusalOf("<a><d b='' c=''/></a>", {.attributes = 1}).place.offset, 3U);
 }
 
 TEST(XmlParser, BoundsTheSizeOfOnePieceOfMarkup) {
@@ -307,7 +357,7 @@ public:
 
 TEST(XmlParser, LetsAReceiversFaultOutWithThePlaceOfItsEvent) {
     Thrower thrower;
-    Parser parser(thrower);
+    Parser parser(thrower, {});
 
     try {
         parser.feed("<a>\n <fault/><fault/></a>");
@@ -324,7 +374,7 @@ TEST(XmlParser, LetsAReceiversFaultOutWithThePlaceOfItsEvent) {
 
 TEST(XmlParser, LetsWhatElseAReceiverThrowsOutAsItIs) {
     Thrower thrower;
-    Parser parser(thrower);
+    Parser parser(thrower, {});
 
     EXPECT_THROW(parser.feed("<error/>"), std::runtime_error);
 }

@@ -14,8 +14,10 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
+constexpr Limits sourceLimits = limitsOfTree(std::size_t{16} * 1024 * 1024);
+
 std::string messageFor(const std::string& text) {
-    return messageOf([&] { (void)Source("file.xml", text); });
+    return messageOf([&] { (void)Source("file.xml", text, sourceLimits); });
 }
 
 struct MalformedFile {
@@ -51,11 +53,11 @@ INSTANTIATE_TEST_SUITE_P(
                       "file.xml:3:3: malformed XML: junk after document element"},
         MalformedFile{"CharacterDataBehindRoot", "<A/><![CDATA[x]]>", "file.xml:1:"},
         MalformedFile{"RepeatedAttribute", "<A b='1'\n   b='2'/>",
-                      "file.xml:2:4: malformed XML: duplicate attribute"},
+                      "file.xml:2:4: malformed XML: duplicate attribute 'b'"},
         MalformedFile{"BareAmpersand", "<A>x & y</A>",
                       "file.xml:1:7: malformed XML: a '&' that begins no reference"},
         MalformedFile{"UnknownEntity", "<A b='\n&foo;'/>",
-                      "file.xml:1:1: malformed XML: undefined entity"},
+                      "file.xml:1:1: malformed XML: undefined entity '&foo;'"},
         MalformedFile{"NullReference", "<A>&#0;</A>",
                       "file.xml:1:4: malformed XML: reference to invalid"},
         MalformedFile{"SurrogateReference", "<A>&#xD800;</A>",
@@ -66,11 +68,18 @@ INSTANTIATE_TEST_SUITE_P(
                       "file.xml:1:7: malformed XML: not well-formed"},
         MalformedFile{"TagInAttribute", "<A b='1<2'/>",
                       "file.xml:1:8: malformed XML: a '<' in the wrong place"},
-        MalformedFile{"NullByte", "<A>\n\0</A>"s, "file.xml:2:1: control character"},
-        MalformedFile{"ControlCharacter", "<A>\x01</A>", "file.xml:1:4: control character"},
-        MalformedFile{"OverlongCharacter", "<A>\n \xC0\x80</A>", "file.xml:2:2: no UTF-8"},
-        MalformedFile{"CutCharacter", "<A>ok\n</A>\xE2\x82", "file.xml:2:5: no UTF-8"},
-        MalformedFile{"Utf16", "\xFF\xFE<\0A\0/\0>\0"s, "file.xml:1:1: no UTF-8"}),
+        MalformedFile{"NullByte", "<A>\n\0</A>"s,
+                      "file.xml:2:1: malformed XML: a control character"},
+        MalformedFile{"ControlCharacter", "<A>\x01</A>",
+                      "file.xml:1:4: malformed XML: a control character"},
+        MalformedFile{"OverlongCharacter", "<A>\n \xC0\x80</A>",
+                      "file.xml:2:2: malformed XML: no UTF-8"},
+        MalformedFile{"CutCharacter", "<A>ok\n</A>\xE2\x82",
+                      "file.xml:2:5: malformed XML: no UTF-8"},
+        MalformedFile{"Utf16", "\xFF\xFE<\0A\0/\0>\0"s, "file.xml:1:1: malformed XML: no UTF-8"},
+        MalformedFile{"Utf16WithoutMark", "\0<\0A\0/\0>"s, "file.xml:1:1: malformed XML: no UTF-8"},
+        MalformedFile{"CharacterInAName", "<A\xC3\x97/>",
+                      "file.xml:1:3: malformed XML: a character that cannot stand here"}),
     [](const auto& test) { return test.param.subject; });
 
 TEST(XmlSource, CountsColumnsInCharacters) {
@@ -86,7 +95,7 @@ TEST(XmlSource, AcceptsAMillionElementsBesideEachOther) {
     for (int count = 0; count < 1'000'000; ++count)
         text += "<B/>";
 
-    const Source source("file.xml", text + "</A>");
+    const Source source("file.xml", text + "</A>", sourceLimits);
 
     EXPECT_EQ(source.tree().document_element().name(), std::string("A"));
 }
@@ -104,19 +113,19 @@ TEST(XmlSource, RefusesAMillionElementsInsideEachOther) {
 
 TEST(XmlSource, AcceptsTheDeepestNestingAllowed) {
     std::string text;
-    for (std::size_t count = 0; count < Source::maxDepth; ++count)
+    for (std::size_t count = 0; count < sourceLimits.depth; ++count)
         text = "<A>" + text + "</A>";
 
-    EXPECT_NO_THROW((void)Source("file.xml", text));
+    EXPECT_NO_THROW((void)Source("file.xml", text, sourceLimits));
     EXPECT_THAT(messageFor("<A>" + text + "</A>"), HasSubstr("more than 256 elements"));
 }
 
 TEST(XmlSource, RefusesADeclaredEncodingThatIsNotUtf8) {
     const std::string behind = "'?><A>\xC3\xA4</A>";
 
-    EXPECT_NO_THROW(Source("f", "<?xml version='1.0' encoding='utf-8" + behind));
+    EXPECT_NO_THROW(Source("f", "<?xml version='1.0' encoding='utf-8" + behind, sourceLimits));
     EXPECT_THAT(messageFor("<?xml version='1.0' encoding='ISO-8859-1" + behind),
-                HasSubstr("the declared encoding is \"ISO-8859-1\", expected UTF-8"));
+                HasSubstr("the declared encoding is 'ISO-8859-1', expected UTF-8"));
 }
 
 TEST(XmlSource, FindsTheFirstBadByteOfALargeFile) {
@@ -125,7 +134,7 @@ TEST(XmlSource, FindsTheFirstBadByteOfALargeFile) {
         text += "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x9A\x97 and some more of this kind of text here\n";
 
     EXPECT_THAT(messageFor(text + "x\xFF\n\xFE</A>"),
-                StartsWith("file.xml:200002:2: no UTF-8 text"));
+                StartsWith("file.xml:200002:2: malformed XML: no UTF-8 text"));
 }
 
 TEST(XmlSource, DoesNotExpandEntitiesOfADocumentType) {
@@ -136,16 +145,18 @@ TEST(XmlSource, DoesNotExpandEntitiesOfADocumentType) {
 TEST(XmlSource, RefusesATooLargeFile) {
     const Quarlen::Tests::TemporaryFolder folder;
     const auto file = folder.write("large.xml", "");
-    std::filesystem::resize_file(file, Source::maxSize + 1);
+    std::filesystem::resize_file(file, sourceLimits.size + 1);
 
-    EXPECT_THAT(messageOf([&] { (void)Source::load(file); }), HasSubstr("larger than 16777216"));
+    EXPECT_THAT(messageOf([&] { (void)Source::load(file, sourceLimits); }),
+                HasSubstr("large.xml: the file is larger than 16 MiB"));
 }
 
 TEST(XmlSource, NamesAFileThatCannotBeRead) {
     const Quarlen::Tests::TemporaryFolder folder;
 
-    const auto missing = messageOf([&] { (void)Source::load(folder.path() / "none.xml"); });
-    const auto directory = messageOf([&] { (void)Source::load(folder.path()); });
+    const auto missing =
+        messageOf([&] { (void)Source::load(folder.path() / "none.xml", sourceLimits); });
+    const auto directory = messageOf([&] { (void)Source::load(folder.path(), sourceLimits); });
 
     EXPECT_THAT(missing, HasSubstr("none.xml: cannot be read: "));
     EXPECT_THAT(directory, HasSubstr(": cannot be read: "));
@@ -153,7 +164,7 @@ TEST(XmlSource, NamesAFileThatCannotBeRead) {
 
 TEST(XmlSource, FindsElementsAndAttributesInTheText) {
     const std::string text = "\xEF\xBB\xBF<!-- x -->\n<A first='&amp;&amp;' second='2'><B/></A>";
-    const Source source("file.xml", text);
+    const Source source("file.xml", text, sourceLimits);
     const auto root = source.tree().document_element();
 
     EXPECT_EQ(source.offsetOf(root), text.find("<A"));

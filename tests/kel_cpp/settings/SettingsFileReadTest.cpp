@@ -202,7 +202,7 @@ INSTANTIATE_TEST_SUITE_P(
     SettingsFile, WrongKelServerXml,
     testing::Values(
         WrongSetting{"Malformed", "<KelServer>\n  <Paths>\n</KelServer>",
-                     "3:3: malformed XML: mismatched tag, expected '</Paths>'"},
+                     "3:3: malformed XML: mismatched tag '</KelServer>', expected '</Paths>'"},
         WrongSetting{"Empty", "", "1:1: malformed XML: no element found"},
         WrongSetting{"OtherRoot", "<Server/>", "1:1: root element 'Server', expected 'KelServer'"},
         WrongSetting{"UnknownElement", "<KelServer>\n <Foo/></KelServer>",

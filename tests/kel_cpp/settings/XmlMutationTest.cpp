@@ -21,7 +21,8 @@ constexpr std::string_view whole =
 /// must be read back.
 bool isReadAndEdited(const std::string& text) {
     try {
-        Xml::Editor editor("KelServer.xml", text, SettingsReader::rootElement);
+        Xml::Editor editor("KelServer.xml", text, SettingsReader::rootElement,
+                           SettingsReader::limits);
         (void)SettingsReader::read(editor.file(), "/folder");
         editor.setAttribute({{"Tracing"}}, "enabled", L"true");
         editor.setText({{"BrokerUrl"}}, L"new <url>");
