@@ -1,14 +1,13 @@
 #include "kel_server_lib/http/LocalHosts.hpp"
 
 #include <algorithm>
-#include <array>
-#include <cstdint>
 #include <optional>
 #include <string>
 
 #include <httplib.h>
 
 #include "kel_server_lib/http/HeaderText.hpp"
+#include "platform/LoopbackAddress.hpp"
 
 namespace Quarlen::Rest {
 
@@ -19,33 +18,20 @@ bool isPort(std::string_view text) {
                        [](char letter) { return letter >= '0' && letter <= '9'; });
 }
 
-bool isLoopbackAddress4(const std::string& host) {
-    constexpr std::uint32_t loopbackNet = 127;
-    in_addr address{};
-    return ::inet_pton(AF_INET, host.c_str(), &address) == 1 &&
-           ntohl(address.s_addr) >> 24 == loopbackNet;
-}
-
 /// `host` includes its brackets.
-bool isLoopbackAddress6(std::string_view host) {
-    if (!host.starts_with('[') || !host.ends_with(']')) {
-        return false;
-    }
-    const std::string text(host.substr(1, host.size() - 2));
-    std::array<unsigned char, sizeof(in6_addr)> address{};
-    constexpr std::array<unsigned char, sizeof(in6_addr)> loopback{0, 0, 0, 0, 0, 0, 0, 0,
-                                                                   0, 0, 0, 0, 0, 0, 0, 1};
-    return ::inet_pton(AF_INET6, text.c_str(), address.data()) == 1 && address == loopback;
+bool isLoopbackLiteral(std::string_view host) {
+    return host.starts_with('[') && host.ends_with(']') &&
+           Platform::isLoopbackIpv6(std::string(host.substr(1, host.size() - 2)));
 }
 
 bool isLocalHost(std::string_view host) {
-    if (isLoopbackAddress6(host)) {
+    if (isLoopbackLiteral(host)) {
         return true;
     }
     if (host.ends_with('.')) {
         host.remove_suffix(1);
     }
-    return isSameText(host, "localhost") || isLoopbackAddress4(std::string(host));
+    return isSameText(host, "localhost") || Platform::isLoopbackIpv4(std::string(host));
 }
 
 /// The authority of a target that is a whole URL; nothing for a target that begins with its path.
