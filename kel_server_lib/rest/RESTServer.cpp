@@ -1,5 +1,6 @@
 #include "kel_server_lib/rest/RESTServer.hpp"
 
+#include <chrono>
 #include <utility>
 #include <vector>
 
@@ -16,6 +17,7 @@ namespace Quarlen {
 
 namespace {
 
+/// External tools know this name, so it stands without the folder rest/.
 constexpr const wchar_t* traceSource = L"kel_server_lib/RESTServer";
 constexpr const char* catchAllPattern = "/kel/v1/.*";
 constexpr const wchar_t* testingDeviceMarker = L".testing.device";

@@ -1,9 +1,11 @@
 #include "kel_server/Usage.hpp"
 
 #include <sstream>
+#include <string>
 
 #include <gtest/gtest.h>
 
+#include "kel_server_lib/runtime/SettingsRecords.hpp"
 #include "tests/support/UsageText.hpp"
 
 namespace Quarlen::Tests {
@@ -19,6 +21,17 @@ std::string usageOf(const std::wstring& programPath) {
 
 TEST(Usage, IsTheSameToTheByte) {
     EXPECT_EQ(usageOf(L"/opt/kel/kel_server"), Tests::usageText("kel_server"));
+}
+
+TEST(Usage, NamesThePortThatTheProgramTakes) {
+    const auto text = usageOf(L"kel_server");
+    const auto port = std::to_string(Kel_cpp::ServerAddress::defaultPort);
+
+    EXPECT_NE(text.find("default value is " + port + " \n"), std::string::npos);
+    for (const char* const address : {"eth0", "wlan0"}) {
+        EXPECT_NE(text.find(std::string(address) + "</IpAddress>\r\n   <Port>" + port + "</Port>"),
+                  std::string::npos);
+    }
 }
 
 TEST(Usage, ShowsTheProgramNameInUtf8) {

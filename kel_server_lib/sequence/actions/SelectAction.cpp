@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 
 #include "kel_server_lib/sequence/actions/ActionFrame.hpp"
 #include "kel_server_lib/sequence/actions/SequenceTrace.hpp"
@@ -14,8 +15,10 @@ namespace {
 
 constexpr std::size_t manufacturerLength = 3;
 constexpr std::size_t shortestVin = 6;
-/// Service identifier and data identifier of a positive ReadDataByIdentifier response
-/// (ISO 14229-1, 11.2).
+/// ReadDataByIdentifier (ISO 14229-1, 11.2) and the data identifier VIN (annex C.1).
+constexpr std::uint8_t readDataByIdentifier = 0x22;
+constexpr std::uint16_t vinIdentifier = 0xF190;
+/// Service identifier and data identifier of a positive response.
 constexpr std::size_t responseHeaderLength = 3;
 
 void openVehicle(Kel_cpp::KelApi& api, bool autoConnect) {
@@ -31,7 +34,7 @@ void openVehicle(Kel_cpp::KelApi& api, bool autoConnect) {
 Kel_cpp::RecordList<Kel_cpp::ServiceResult> requestVin(Kel_cpp::KelApi& api) {
     const auto input = std::make_shared<Kel_cpp::ServiceInput>();
     input->serviceName = L"HexService";
-    input->requestBytes = {0x22, 0xF1, 0x90};
+    input->requestBytes = {readDataByIdentifier, vinIdentifier >> 8U, vinIdentifier & 0xFFU};
     Kel_cpp::RecordList<Kel_cpp::ServiceResult> results;
     api.executeServiceSync(results, L"UDS_CAN_D", {input});
     return results;
