@@ -5,9 +5,9 @@
 #include <mutex>
 #include <string>
 
-#include "kel_cpp/access/VehicleAccess.hpp"
 #include "kel_server_lib/runtime/SettingsRecords.hpp"
 #include "platform/Clock.hpp"
+#include "uds/VehicleLink.hpp"
 
 namespace Quarlen::Kel_cpp {
 

@@ -7,7 +7,8 @@
 #include <stop_token>
 #include <string>
 
-#include "kel_cpp/access/Selection.hpp"
+#include "kel_cpp/access/VehicleAccess.hpp"
+#include "kel_cpp/projects/Project.hpp"
 #include "kel_server_lib/runtime/JobRecords.hpp"
 #include "platform/Clock.hpp"
 #include "uds/Client.hpp"

@@ -6,6 +6,11 @@
 
 #include "kel_server_lib/runtime/UpdateRecords.hpp"
 
+/// Updates arrive as archives that somebody has put into the update folder, perhaps cut off on the
+/// way or named so as to reach another folder. So nothing is taken on trust and nothing by halves:
+/// every package is checked first, and only when all are good they are copied into the staging
+/// folder. Both folders belong to the caller and hold all the state. Any thread may call these
+/// functions; a second one that stages waits for the first.
 namespace Quarlen::Kel_cpp {
 
 /// Reads the table of contents of each container (.pdx, .zip: both are ZIP archives). A container

@@ -3,6 +3,11 @@
 #include <cstdint>
 #include <string>
 
+/// The device shows people without a screen how a script goes by one light of three colours. The
+/// system has a file for each colour, whose number is its intensity; a PC has none, and there the
+/// light is left out without a word. Which colour means what stands in `LedColours`; the sequence
+/// decides when it is shown. The files are opened for each change and nobody keeps them, so any
+/// thread may set the light, and the last one wins.
 namespace Quarlen {
 
 /// Intensities, 0 to 255 as used.

@@ -1,6 +1,7 @@
 #include "kel_server_lib/http/HttpServer.hpp"
 
 #include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <exception>
 #include <memory>

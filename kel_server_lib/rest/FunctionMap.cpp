@@ -1,6 +1,7 @@
 #include "kel_server_lib/rest/FunctionMap.hpp"
 
 #include <optional>
+#include <unordered_map>
 #include <utility>
 
 #include "platform/TextEncoding.hpp"

@@ -6,6 +6,10 @@
 #include <cstdint>
 #include <string_view>
 
+/// Scripts name things by texts, the runtime by numbers and bits: these tables say which text is
+/// which number. Each is a constant array of rows in a file of its own, which reads like the table
+/// in the documentation, and `valueOfText` searches it row by row. The compiler makes the tables;
+/// nobody owns them and any thread may read them.
 namespace Quarlen {
 
 struct TextTableRow {
