@@ -8,6 +8,7 @@
 #include <stop_token>
 
 #include "uds/Client.hpp"
+#include "uds/Identifiers.hpp"
 
 namespace {
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/TextEncoding.hpp"
+#include "uds/Identifiers.hpp"
 
 namespace Quarlen::Simulation {
 

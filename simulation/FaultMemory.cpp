@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "uds/Identifiers.hpp"
+
 namespace Quarlen::Simulation {
 
 namespace {

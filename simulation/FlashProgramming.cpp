@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "uds/Crc32.hpp"
+#include "uds/Identifiers.hpp"
 
 namespace Quarlen::Simulation {
 

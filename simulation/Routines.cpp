@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "uds/Identifiers.hpp"
+
 namespace Quarlen::Simulation {
 
 namespace {

@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "uds/Identifiers.hpp"
 #include "uds/VehicleLink.hpp"
 
 namespace Quarlen::Simulation {

@@ -85,14 +85,6 @@ enum class Session : std::uint8_t { Default = 0x01, Programming = 0x02, Extended
 /// True for a whole negative response: 0x7F, the service that is refused, the response code.
 [[nodiscard]] bool isNegative(const Bytes& response) noexcept;
 
-/// Highest level of SecurityAccess that asks for a seed (clause 10.4; 0x7F has a meaning of its
-/// own).
-inline constexpr std::uint8_t maxSecurityLevel = 0x7D;
-/// A DTC has three bytes (DTCAndStatusRecord).
-inline constexpr std::size_t dtcDigits = 6;
-/// Stands for every DTC (groupOfDTC, annex D.1).
-inline constexpr std::uint32_t allDtcs = 0xFFFFFF;
-
 /// Appends a number with its most significant byte first. `count` is 1 to 8.
 void appendNumber(Bytes& message, std::uint64_t value, std::size_t count);
 /// `offset + count` must lie within the message.
@@ -103,36 +95,6 @@ void appendNumber(Bytes& message, std::uint64_t value, std::size_t count);
 constexpr std::uint8_t nextBlockCounter(std::uint8_t counter) {
     return static_cast<std::uint8_t>((counter + 1U) & 0xFFU);
 }
-
-/// Data identifiers (annex C.1).
-namespace Did {
-inline constexpr std::uint16_t vin = 0xF190;
-inline constexpr std::uint16_t softwareVersion = 0xF195;
-inline constexpr std::uint16_t hardwareVersion = 0xF193;
-inline constexpr std::uint16_t sparePartNumber = 0xF187;
-inline constexpr std::uint16_t serialNumber = 0xF18C;
-inline constexpr std::uint16_t fingerprint = 0xF15A;
-} // namespace Did
-
-/// Routine identifiers: 0xFF00 eraseMemory is ISO 14229-1 annex F; 0x0202 checkMemory is the number
-/// the manufacturers' common flash procedure uses.
-namespace Routine {
-inline constexpr std::uint16_t eraseMemory = 0xFF00;
-inline constexpr std::uint16_t checkMemory = 0x0202;
-} // namespace Routine
-
-/// Sub-functions of RoutineControl (routineControlType).
-namespace RoutineControlType {
-inline constexpr std::uint8_t startRoutine = 0x01;
-inline constexpr std::uint8_t requestRoutineResults = 0x03;
-} // namespace RoutineControlType
-
-/// Sub-functions of ReadDTCInformation (clause 12.3, reportType).
-namespace ReadDtcReportType {
-inline constexpr std::uint8_t numberOfDtcByStatusMask = 0x01;
-inline constexpr std::uint8_t dtcByStatusMask = 0x02;
-inline constexpr std::uint8_t supportedDtc = 0x0A;
-} // namespace ReadDtcReportType
 
 /// Text for messages, for example "requestOutOfRange (0x31)".
 std::wstring nrcText(std::uint8_t nrc);

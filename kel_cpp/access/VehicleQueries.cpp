@@ -6,6 +6,7 @@
 #include "kel_cpp/base/RuntimeError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "uds/Client.hpp"
+#include "uds/Identifiers.hpp"
 
 namespace Quarlen::Kel_cpp {
 

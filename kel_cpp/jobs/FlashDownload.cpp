@@ -4,6 +4,7 @@
 
 #include "kel_cpp/jobs/FlashFile.hpp"
 #include "uds/Crc32.hpp"
+#include "uds/Identifiers.hpp"
 
 namespace Quarlen::Kel_cpp {
 

@@ -8,6 +8,7 @@
 
 #include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "std_util/TraceHelper.hpp"
+#include "uds/Identifiers.hpp"
 #include "uds/Uds.hpp"
 
 namespace Quarlen::Kel_cpp {

@@ -5,7 +5,7 @@
 #include "kel_cpp/projects/ProcedureReader.hpp"
 #include "kel_cpp/projects/ProjectStore.hpp"
 #include "kel_cpp/projects/Uniqueness.hpp"
-#include "uds/Uds.hpp"
+#include "uds/Identifiers.hpp"
 #include "xml/File.hpp"
 
 namespace Quarlen::Kel_cpp {

@@ -8,6 +8,7 @@
 #include "tests/support/TestPaths.hpp"
 #include "uds/Client.hpp"
 #include "uds/Crc32.hpp"
+#include "uds/Identifiers.hpp"
 
 namespace Quarlen::Simulation::Tests {
 namespace {

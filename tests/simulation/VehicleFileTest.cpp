@@ -11,6 +11,7 @@
 
 #include "tests/support/HexBytes.hpp"
 #include "tests/support/TestPaths.hpp"
+#include "uds/Identifiers.hpp"
 #include "xml/FileError.hpp"
 
 namespace Quarlen::Simulation::Tests {

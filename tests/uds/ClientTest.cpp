@@ -7,6 +7,7 @@
 #include "tests/support/FakeClock.hpp"
 #include "tests/support/HexBytes.hpp"
 #include "tests/support/ScriptedLink.hpp"
+#include "uds/Identifiers.hpp"
 
 namespace Quarlen::Uds::Tests {
 namespace {

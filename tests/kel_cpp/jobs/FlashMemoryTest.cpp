@@ -5,6 +5,7 @@
 #include "tests/support/FakeClock.hpp"
 #include "tests/support/ReportCollector.hpp"
 #include "tests/support/TemporaryFolder.hpp"
+#include "uds/Identifiers.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
 
