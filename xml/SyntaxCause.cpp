@@ -37,23 +37,29 @@ std::wstring quotedEndTag(std::string_view name) {
     return L"'</" + Quarlen::Platform::fromUtf8(shortened(name)) + L">'";
 }
 
-/// What the words of the library are about; empty where it cannot be told, as in a file in UTF-16.
-std::wstring subject(const SyntaxFault& fault) {
-    if (fault.text.substr(0, 2).find('\0') != std::string_view::npos) {
-        return {};
-    }
+/// What the words of the library are about.
+std::string_view found(const SyntaxFault& fault) {
     switch (fault.code) {
     case XML_ERROR_UNDEFINED_ENTITY:
-        return L" " + inQuotes(unknownReference(fault.text));
+        return unknownReference(fault.text);
     case XML_ERROR_DUPLICATE_ATTRIBUTE:
-        return L" " + inQuotes(nameAt(fault.text));
-    case XML_ERROR_UNCLOSED_TOKEN:
-        return L" " + inQuotes(fault.text.substr(0, fault.text.find_first_of(Scan::blanks)));
     case XML_ERROR_TAG_MISMATCH:
-        return L" " + quotedEndTag(nameAt(fault.text));
+        return nameAt(fault.text);
+    case XML_ERROR_UNCLOSED_TOKEN:
+        return fault.text.substr(0, fault.text.find_first_of(Scan::blanks));
     default:
         return {};
     }
+}
+
+/// Empty where it cannot be told, as in a file in UTF-16.
+std::wstring subject(const SyntaxFault& fault) {
+    const auto text = found(fault);
+    const bool isUtf16 = fault.text.substr(0, 2).find('\0') != std::string_view::npos;
+    if (text.empty() || isUtf16 || !utf8::is_valid(text.begin(), text.end())) {
+        return {};
+    }
+    return L" " + (fault.code == XML_ERROR_TAG_MISMATCH ? quotedEndTag(text) : inQuotes(text));
 }
 
 bool isControlCharacter(unsigned char value, bool onlyUtf8) {

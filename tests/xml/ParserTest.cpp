@@ -289,7 +289,10 @@ TEST(XmlParser, CutsALongNameThatItFound) {
               L"undefined entity '&" + std::wstring(59, L'b') + L"...'");
 }
 
-TEST(XmlParser, NamesNothingOfAFileInUtf16) {
+TEST(XmlParser, NamesNothingThatIsNoUtf8) {
+    const std::string latin = "<?xml version='1.0' encoding='ISO-8859-1'?>";
+    EXPECT_EQ(refusalOf(latin + "<a></\xFC>").cause, L"mismatched tag, expected '</a>'");
+    EXPECT_EQ(refusalOf(latin + "<a></b>").cause, L"mismatched tag '</b>', expected '</a>'");
     EXPECT_EQ(refusalOf("\xFF\xFE" + utf16(u"<a></b>", false)).cause,
               L"mismatched tag, expected '</a>'");
     EXPECT_EQ(refusalOf("\xFE\xFF" + utf16(u"<a>&foo;</a>", true)).cause, L"undefined entity");
