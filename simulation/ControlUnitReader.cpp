@@ -199,8 +199,8 @@ void ControlUnitReader::readFault(const pugi::xml_node& node) {
     if (fault.linkLost && !fault.response.empty()) {
         file.failAttribute(node, "linkLost", L"expected either 'response' or 'linkLost'");
     }
-    constexpr std::uint64_t most = std::numeric_limits<std::uint32_t>::max();
-    fault.after = static_cast<std::uint32_t>(file.number(node, "after", 0, most, 0));
+    constexpr std::uint64_t maxAfter = std::numeric_limits<std::uint32_t>::max();
+    fault.after = static_cast<std::uint32_t>(file.number(node, "after", 0, maxAfter, 0));
     if (node.attribute("times")) {
         fault.times = number<std::uint32_t>(node, "times", 1);
     }

@@ -27,9 +27,9 @@ public:
     /// a trace that cannot be written must not disturb the code that traces.
     using Writer = std::function<void(const Traces&)>;
 
-    static constexpr std::size_t usualCharacters = std::size_t{4} * 1024 * 1024;
+    static constexpr std::size_t defaultMaxCharacters = std::size_t{4} * 1024 * 1024;
 
-    explicit TraceQueue(Writer writer, std::size_t maxCharacters = usualCharacters);
+    explicit TraceQueue(Writer writer, std::size_t maxCharacters = defaultMaxCharacters);
     TraceQueue(const TraceQueue&) = delete;
     TraceQueue& operator=(const TraceQueue&) = delete;
     /// Returns once everything has been written.

@@ -23,7 +23,7 @@ namespace {
 
 constexpr std::size_t maxFileSize = std::size_t{5} * 1024 * 1024;
 /// In addition to the current file: three files in all.
-constexpr std::size_t formerFiles = 2;
+constexpr std::size_t maxFormerFiles = 2;
 /// The time with its offset from UTC, so that it means the same on every machine.
 constexpr const char* linePattern = "%Y-%m-%d %H:%M:%S.%e%z %-5l %v";
 
@@ -107,7 +107,7 @@ void TraceWriter::open() {
     if (!sink) {
         startsLine = endsInsideALine(file);
         sink = std::make_shared<spdlog::sinks::rotating_file_sink_st>(
-            file.string<FileName::value_type>(), maxFileSize, formerFiles, false, unbuffered());
+            file.string<FileName::value_type>(), maxFileSize, maxFormerFiles, false, unbuffered());
         sink->set_pattern(startsLine ? std::string("\n") + linePattern : linePattern);
     }
 }

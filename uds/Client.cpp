@@ -14,7 +14,7 @@ using std::chrono::milliseconds;
 /// The longest wait between two checks of the cancel request.
 constexpr milliseconds slice{20};
 constexpr milliseconds busyPause{20};
-constexpr int busyRepeats = 3;
+constexpr int maxBusyRepeats = 3;
 constexpr int maxLateResponses = 256;
 
 bool isRefusal(const Bytes& response, Nrc nrc) {
@@ -62,7 +62,7 @@ Bytes Client::exchange(const Bytes& request) {
     for (int repeat = 0;; ++repeat) {
         sendFresh(request);
         auto response = finalResponse(request, limit);
-        if (!isRefusal(response, Nrc::BusyRepeatRequest) || repeat == busyRepeats) {
+        if (!isRefusal(response, Nrc::BusyRepeatRequest) || repeat == maxBusyRepeats) {
             return response;
         }
         clock.sleepFor(busyPause);

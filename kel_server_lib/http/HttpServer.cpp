@@ -26,7 +26,7 @@ using HandlerResponse = httplib::Server::HandlerResponse;
 static_assert(CPPHTTPLIB_LISTEN_BACKLOG >= 128, "clients that arrive together have to queue");
 constexpr std::chrono::seconds keepAliveTime{3600};
 /// Bounds how long one client keeps its worker when it never pauses.
-constexpr std::size_t requestsPerConnection = 100;
+constexpr std::size_t maxRequestsPerConnection = 100;
 /// How long a client may take to end its side after the last reply.
 constexpr std::chrono::seconds drainTimeout{2};
 /// The pause before a system that failed to accept a connection is asked again.
@@ -107,7 +107,7 @@ HttpServer::HttpServer(HttpServerEnvironment environment) : environment(std::mov
     // server has the first, and two servers would share the port.
     set_address_family(AF_INET);
     set_keep_alive_timeout(keepAliveTime.count());
-    set_keep_alive_max_count(requestsPerConnection);
+    set_keep_alive_max_count(maxRequestsPerConnection);
     set_payload_max_length(maxBodySize);
     set_socket_options([](socket_t socket) { Platform::bindExclusively(handleOf(socket)); });
     set_expect_100_continue_handler([this](const Request& request, Response& response) {

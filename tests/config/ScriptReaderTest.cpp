@@ -304,7 +304,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& test) { return test.param.subject; });
 
 TEST(ScriptReader, TakesATextUpToTheGreatestLength) {
-    constexpr std::size_t most = ScriptReader::maxTextSize;
+    constexpr std::size_t maxSize = ScriptReader::maxTextSize;
     const auto attribute = [](std::size_t length) {
         return longName("<ExecuteAction command='", length, "'/>");
     };
@@ -312,11 +312,12 @@ TEST(ScriptReader, TakesATextUpToTheGreatestLength) {
         return longName("<FlashingAction><Item>", length - 1, "<!-- -->x</Item></FlashingAction>");
     };
 
-    EXPECT_EQ(ParsedAction<CfxExecuteAction>(attribute(most))->command.size(), most);
-    EXPECT_EQ(ParsedAction<CfxFlashingAction>(element(most))->items.at(0).size(), most);
-    EXPECT_EQ(causeOfFault([&] { parseScript(attribute(most + 1)); }),
+    EXPECT_EQ(ParsedAction<CfxExecuteAction>(attribute(maxSize))->command.size(), maxSize);
+    EXPECT_EQ(ParsedAction<CfxFlashingAction>(element(maxSize))->items.at(0).size(), maxSize);
+    EXPECT_EQ(causeOfFault([&] { parseScript(attribute(maxSize + 1)); }),
               L"a text longer than 256 KiB");
-    EXPECT_EQ(causeOfFault([&] { parseScript(element(most + 1)); }), L"a text longer than 256 KiB");
+    EXPECT_EQ(causeOfFault([&] { parseScript(element(maxSize + 1)); }),
+              L"a text longer than 256 KiB");
 }
 
 TEST(ScriptReader, ElementsAndTextsThatItPassesOverCostNothing) {

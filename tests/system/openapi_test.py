@@ -58,10 +58,10 @@ NOT_PROVOKED = {
 # Refused before a route sees them, on each of the routes.
 REFUSED = (400, 403, 404, 413, 414, 501)
 STATUS_OK = b'{"status":"OK"}'
-LONGEST_TARGET = 2048
-LONGEST_HEADER_LINE = 8192
-LONGEST_REQUEST_LINE = 32768
-MOST_HEADER_LINES = 100
+MAX_TARGET = 2048
+MAX_HEADER_LINE = 8192
+MAX_REQUEST_LINE = 32768
+MAX_HEADER_LINES = 100
 
 
 def resolved(node):
@@ -198,18 +198,18 @@ class Replies(unittest.TestCase):
         """What the document's text says of methods and sizes, on both sides of each limit."""
         def status(*arguments, **more):
             return send(*arguments, **more)[0]
-        room = LONGEST_TARGET - len(f"{PREFIX}/health?")
+        room = MAX_TARGET - len(f"{PREFIX}/health?")
         self.assertEqual(status("get", "/health?" + "x" * room, None), 200)
         self.assertEqual(status("get", "/health?" + "x" * (room + 1), None), 414)
-        room = LONGEST_HEADER_LINE - len("X: \r\n")
+        room = MAX_HEADER_LINE - len("X: \r\n")
         self.assertEqual(status("get", "/health", None, "X: " + "x" * room), 200)
         self.assertEqual(status("get", "/health", None, "X: " + "x" * (room + 1)), 400)
-        lines = ["X: x"] * (MOST_HEADER_LINES - 1)
+        lines = ["X: x"] * (MAX_HEADER_LINES - 1)
         self.assertEqual(status("get", "/health", None, "\r\n".join(lines)), 200)
         self.assertEqual(status("get", "/health", None, "\r\n".join([*lines, "X: x"])), 400)
         self.assertEqual(status("put", "/update", "[]" + LARGE_BODY[3:]), 200)
         with self.assertRaises((http.client.HTTPException, OSError)):
-            send("get", "/health?" + "x" * LONGEST_REQUEST_LINE, None)
+            send("get", "/health?" + "x" * MAX_REQUEST_LINE, None)
         with self.assertRaises(OSError):
             socket.create_connection(("::1", PORT), timeout=30)
         for method, expected in (("head", 200), ("post", 404), ("delete", 404), ("patch", 404),

@@ -313,20 +313,20 @@ TEST(XmlParser, BoundsTheAttributesOfAnElement) {
 
 TEST(XmlParser, BoundsTheSizeOfOnePieceOfMarkup) {
     Receiver nobody;
-    constexpr std::size_t most = 1024 * 1024;
+    constexpr std::size_t maxMarkup = 1024 * 1024;
     const auto feed = [&](const std::string& begin, std::size_t size) {
-        Parser parser(nobody, {.markup = most});
+        Parser parser(nobody, {.markup = maxMarkup});
         parser.feed("<a>");
         parser.feed(begin + std::string(size / 2 - begin.size(), 'x'));
         parser.feed(std::string(size - size / 2, 'x'));
     };
 
     for (const char* const markup : {"<!--", "<b c='", "<", "<?"}) {
-        EXPECT_NO_THROW(feed(markup, most)) << markup;
-        EXPECT_THROW(feed(markup, most + 1), Fault) << markup;
+        EXPECT_NO_THROW(feed(markup, maxMarkup)) << markup;
+        EXPECT_THROW(feed(markup, maxMarkup + 1), Fault) << markup;
     }
-    EXPECT_NO_THROW(feed("text", 8 * most));
-    EXPECT_NO_THROW(feed("<![CDATA[", 8 * most));
+    EXPECT_NO_THROW(feed("text", 8 * maxMarkup));
+    EXPECT_NO_THROW(feed("<![CDATA[", 8 * maxMarkup));
 }
 
 TEST(XmlParser, BoundsItsMemoryWhateverNamesAFileHas) {
