@@ -14,7 +14,7 @@ CLEAN_TREE = {
     "platform/Clock.hpp": "#pragma once\n#ifdef _WIN32\n#include <windows.h>\n#endif\n",
     "kel_server_lib/runtime/KelApi.hpp": "#pragma once\n#include <string>\nstd::string name();\n",
     "kel_server_lib/sequence/Handler.cpp": '#include "kel_server_lib/runtime/KelApi.hpp"\n',
-    "kel_server_lib/CMakeLists.txt": "add_library(kel_runtime_interface INTERFACE)\n"
+    "kel_server_lib/CMakeLists.txt": "add_library(kel_server_lib_runtime INTERFACE)\n"
                                      "add_library(x sequence/Handler.cpp)\n",
     "kel_cpp/CMakeLists.txt": "add_library(y ${PROJECT_SOURCE_DIR}/kel_cpp/Runtime.cpp)\n",
     "kel_cpp/Runtime.cpp": '#include "kel_server_lib/runtime/KelApi.hpp"\n',
@@ -82,7 +82,18 @@ class CheckArchitecture(unittest.TestCase):
         check.ARROWS = {"a": (), "b": ("a", "c"), "c": ("b",)}
         findings = check.Findings()
         check.check_arrows(findings)
-        self.assertEqual(findings.lines, ["scripts/check-architecture:1: b -> c points down: a circle"])
+        self.assertEqual(findings, ["scripts/check-architecture:1: b -> c points down: a circle"])
+
+    def test_finds_a_circle_between_folders_of_tests(self):
+        self.plant("tests/a/A.hpp", '#pragma once\n#include "tests/b/B.hpp"\n')
+        self.plant("tests/b/B.hpp", '#pragma once\n#include "tests/c/C.hpp"\n')
+        self.plant("tests/c/C.hpp", '#pragma once\n#include "tests/d/D.hpp"\n')
+        self.assertEqual(self.run_check().returncode, 0)
+        self.plant("tests/c/D.hpp", '#pragma once\n\n#include "tests/a/A.hpp"\n')
+        for arrow in ("tests/a/A.hpp:2: tests/a -> tests/b", "tests/b/B.hpp:2: tests/b -> tests/c",
+                      "tests/c/D.hpp:3: tests/c -> tests/a"):
+            self.expect_finding(f"{arrow} is part of a circle")
+        self.assertNotIn("tests/d", self.run_check().stdout)
 
     def test_finds_a_server_library_that_links_the_runtime(self):
         for library in ("kel_cpp", "kel_cpp_uds", "kel_runtime"):

@@ -38,7 +38,7 @@ std::ostream& operator<<(std::ostream& stream, const KelApiContractSubject& subj
 
 /// What every implementation of the facade must keep, whatever runtime is behind it.
 ///
-/// To run another runtime against it, add KelApiContract.cpp and KelApiContractJobs.cpp to
+/// To run another runtime against it, add KelApiContractTest.cpp and KelApiContractJobsTest.cpp to
 /// a test program's sources and instantiate the suite there:
 ///     INSTANTIATE_TEST_SUITE_P(Mine, KelApiContract, testing::Values(subject), subjectLabel);
 class KelApiContract : public testing::TestWithParam<KelApiContractSubject> {

@@ -15,7 +15,7 @@
 #include <thread>
 #include <unistd.h>
 
-#include "tests/support/Process.hpp"
+#include "tests/support/linux/Process.hpp"
 
 namespace Quarlen::Tests {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "tests/support/LoopbackPort.hpp"
-#include "tests/support/Process.hpp"
+#include "tests/support/linux/Process.hpp"
 
 namespace Quarlen::Tests {
 

@@ -2,19 +2,17 @@
 #include <future>
 #include <system_error>
 
-#include "kel_server_lib/http/HttpServer.hpp"
 #include "tests/kel_server_lib/http/AcceptErrors.hpp"
-#include "tests/kel_server_lib/rest/RestFixture.hpp"
+#include "tests/kel_server_lib/http/HttpFixture.hpp"
 #include "tests/support/FakeClock.hpp"
-#include "tests/support/TraceCapture.hpp"
+#include "tests/support/ImpatientClock.hpp"
 
-namespace Quarlen::Tests {
+namespace Quarlen::Rest::Tests {
 
 namespace {
 
 using std::chrono::milliseconds;
 using testing::Each;
-using testing::HasSubstr;
 using testing::SizeIs;
 
 /// The system, but the first waits for a client fail as they are told to.
@@ -35,82 +33,65 @@ private:
     std::deque<int> codes;
 };
 
-class RestAccept : public RestFixture {
+class Accept : public HttpFixture {
 protected:
     void startFailing(const std::vector<int>& codes) {
-        RestEnvironment failing = environment();
-        failing.makeServer = [this, codes] {
-            return std::make_unique<Rest::HttpServer>(
-                Rest::HttpServerEnvironment{.clock = pauses, .accept = FailingAccept(codes)});
-        };
-        rest = std::make_unique<RESTServer>(stopRequested, handler, true, failing);
+        server = std::make_unique<HttpServer>(
+            HttpServerEnvironment{.clock = pauses, .accept = FailingAccept(codes)});
         start();
     }
 
-    FakeClock pauses;
+    Quarlen::Tests::FakeClock pauses;
 };
 
-TEST_F(RestAccept, TriesAgainAfterEachFailureThatPasses) {
-    const std::vector<int> errors = passingAcceptErrors();
-    startFailing(errors);
+TEST_F(Accept, TriesAgainAfterEachFailureThatPasses) {
+    startFailing(passingAcceptErrors());
 
-    EXPECT_EQ(get("/kel/v1/health").status, 200);
-    rest->stop();
-    EXPECT_THAT(printed(), HasSubstr("REST API stop listening in " + url + "\n"));
-    EXPECT_THAT(printed(), Not(HasSubstr("failed")));
+    EXPECT_EQ(get().status, 200);
+    EXPECT_TRUE(stop());
 }
 
-TEST_F(RestAccept, PausesAfterEachFailureThatPasses) {
+TEST_F(Accept, PausesAfterEachFailureThatPasses) {
     const std::vector<int> errors = passingAcceptErrors();
     startFailing(errors);
-    ASSERT_EQ(get("/kel/v1/health").status, 200);
+    ASSERT_EQ(get().status, 200);
 
     EXPECT_THAT(pauses.sleeps(), SizeIs(errors.size()));
     EXPECT_THAT(pauses.sleeps(), Each(milliseconds(50)));
 }
 
-TEST_F(RestAccept, DoesNotPauseWhenNobodyHasComeSoFar) {
+TEST_F(Accept, DoesNotPauseWhenNobodyHasComeSoFar) {
     startFailing({0, 0});
-    ASSERT_EQ(get("/kel/v1/health").status, 200);
+    ASSERT_EQ(get().status, 200);
 
     EXPECT_THAT(pauses.sleeps(), testing::IsEmpty());
 }
 
-TEST_F(RestAccept, CanBeStoppedWhileEveryTryFails) {
+TEST_F(Accept, CanBeStoppedWhileEveryTryFails) {
     std::promise<void> failed;
     bool first = true;
-    RestEnvironment failing = environment();
-    failing.makeServer = [&] {
-        return std::make_unique<Rest::HttpServer>(Rest::HttpServerEnvironment{
-            .clock = clock, .accept = [&](std::intptr_t) {
-                if (std::exchange(first, false)) {
-                    failed.set_value();
-                }
-                return Platform::Accepted{
-                    .error = {passingAcceptErrors().front(), std::system_category()}};
-            }});
-    };
-    rest = std::make_unique<RESTServer>(stopRequested, handler, true, failing);
+    Quarlen::Tests::ImpatientClock clock;
+    server = std::make_unique<HttpServer>(
+        HttpServerEnvironment{.clock = clock, .accept = [&](std::intptr_t) {
+                                  if (std::exchange(first, false)) {
+                                      failed.set_value();
+                                  }
+                                  return Platform::Accepted{.error = {passingAcceptErrors().front(),
+                                                                      std::system_category()}};
+                              }});
     start();
     failed.get_future().wait();
 
-    EXPECT_TRUE(rest->stop());
-
-    EXPECT_THAT(printed(), HasSubstr("REST API stop listening in " + url + "\n"));
+    EXPECT_TRUE(stop());
 }
 
-TEST_F(RestAccept, EndsWithASocketThatDoesNotListenAnyMore) {
+TEST_F(Accept, EndsWithASocketThatDoesNotListenAnyMore) {
     for (const int code : lastAcceptErrors()) {
-        output.str("");
-        const TraceCapture traces;
         startFailing({code});
-        rest->stop();
 
-        EXPECT_THAT(printed(),
-                    HasSubstr("REST API server failed to stop listening in " + url + "\n"));
-        EXPECT_EQ(traces.lines().back().line, 294);
+        EXPECT_FALSE(waitForEnd());
         EXPECT_THAT(pauses.sleeps(), testing::IsEmpty());
-        EXPECT_EQ(get("/kel/v1/health").status, 0);
+        EXPECT_EQ(get().status, 0);
     }
 }
 
@@ -127,4 +108,4 @@ TEST(AcceptedConnection, FailureThatIsNoneEndsNothing) {
 
 } // namespace
 
-} // namespace Quarlen::Tests
+} // namespace Quarlen::Rest::Tests

@@ -9,43 +9,25 @@
 #include <string>
 #include <thread>
 
-#include "tests/kel_server_lib/rest/RestFixture.hpp"
+#include "tests/kel_server_lib/http/HttpFixture.hpp"
 
-namespace Quarlen::Tests {
+namespace Quarlen::Rest::Tests {
 
 namespace {
 
 using testing::HasSubstr;
 using testing::Not;
 
-/// The HTTP server without the API.
-class HttpServerTest : public testing::Test {
-protected:
-    ~HttpServerTest() override {
-        server.stopServing();
-        if (listener.joinable()) {
-            listener.join();
-        }
-    }
-
-    void start() {
-        ASSERT_TRUE(server.bind_to_port("127.0.0.1", port));
-        listener = std::thread([this] { server.serve(); });
-    }
-
-    const std::uint16_t port = freePort();
-    Rest::HttpServer server;
-    std::thread listener;
-};
+using HttpServerTest = HttpFixture;
 
 TEST_F(HttpServerTest, SendsNothingOfAReplyThatFailsAfterItsBodyWasSet) {
-    server.Get("/half", [](const httplib::Request&, httplib::Response& response) {
+    server->Get("/half", [](const httplib::Request&, httplib::Response& response) {
         response.set_header("X-Half", "told");
         response.set_content("half a reply", "text/plain");
         throw std::runtime_error("secret");
     });
     start();
-    RawClient client(port);
+    RawClient client = connect();
     client.send("GET /half HTTP/1.1\r\nHost: localhost\r\n\r\n");
     const std::string reply = client.receiveReply();
 
@@ -56,42 +38,36 @@ TEST_F(HttpServerTest, SendsNothingOfAReplyThatFailsAfterItsBodyWasSet) {
     EXPECT_THAT(reply, Not(HasSubstr("secret")));
 }
 
-TEST(HttpServer, SendsEachReplyAtOnce) {
-    const std::uint16_t port = freePort();
+TEST_F(HttpServerTest, SendsEachReplyAtOnce) {
     std::atomic<std::intptr_t> connection{Platform::noSocket};
-    Rest::HttpServer server({.accept = [&](std::intptr_t listening) {
-        const Platform::Accepted accepted = Platform::acceptConnection(listening);
-        if (accepted.connection != Platform::noSocket) {
-            connection = accepted.connection;
-        }
-        return accepted;
-    }});
-    server.Get("/", [](const httplib::Request&, httplib::Response&) {});
-    ASSERT_TRUE(server.bind_to_port("127.0.0.1", port));
-    std::thread listener([&] { server.serve(); });
-    RawClient client(port);
-    client.send("GET / HTTP/1.1\r\n\r\n");
-    ASSERT_THAT(client.receiveReply(), HasSubstr("200 OK"));
+    server =
+        std::make_unique<HttpServer>(HttpServerEnvironment{.accept = [&](std::intptr_t listening) {
+            const Platform::Accepted accepted = Platform::acceptConnection(listening);
+            if (accepted.connection != Platform::noSocket) {
+                connection = accepted.connection;
+            }
+            return accepted;
+        }});
+    start();
+    const RawClient client = connectIdle();
 
     int on = 0;
     socklen_t size = sizeof on;
     ::getsockopt(static_cast<socket_t>(connection.load()), IPPROTO_TCP, TCP_NODELAY,
                  reinterpret_cast<char*>(&on), &size);
     EXPECT_NE(on, 0);
-
-    server.stopServing();
-    listener.join();
+    stop();
 }
 
 TEST_F(HttpServerTest, SendsALargeReplyInWholeToAClientThatTakesItLate) {
     const std::string body(20'000'000, 'x');
     std::promise<void> answered;
-    server.Get("/large", [&](const httplib::Request&, httplib::Response& response) {
+    server->Get("/large", [&](const httplib::Request&, httplib::Response& response) {
         response.set_content(body, "text/plain");
         answered.set_value();
     });
     start();
-    RawClient client(port);
+    RawClient client = connect();
     client.send("GET /large HTTP/1.1\r\nHost: localhost\r\n\r\n");
     answered.get_future().get();
 
@@ -100,8 +76,8 @@ TEST_F(HttpServerTest, SendsALargeReplyInWholeToAClientThatTakesItLate) {
 
 TEST_F(HttpServerTest, ClosesTheConnectionOfAClientThatDoesNotTakeItsReply) {
     std::promise<void> ended;
-    server.set_write_timeout(std::chrono::milliseconds(20));
-    server.Get("/large", [&](const httplib::Request&, httplib::Response& response) {
+    server->set_write_timeout(std::chrono::milliseconds(20));
+    server->Get("/large", [&](const httplib::Request&, httplib::Response& response) {
         const std::shared_ptr<void> guard(nullptr, [&](void*) { ended.set_value(); });
         response.set_content_provider(
             20'000'000, "text/plain",
@@ -111,7 +87,7 @@ TEST_F(HttpServerTest, ClosesTheConnectionOfAClientThatDoesNotTakeItsReply) {
             });
     });
     start();
-    RawClient client(port);
+    RawClient client = connect();
     client.send("GET /large HTTP/1.1\r\nHost: localhost\r\n\r\n");
 
     // The library's own limit would be five seconds.
@@ -120,31 +96,30 @@ TEST_F(HttpServerTest, ClosesTheConnectionOfAClientThatDoesNotTakeItsReply) {
 }
 
 TEST_F(HttpServerTest, ServesUntilItIsStopped) {
-    EXPECT_FALSE(server.isServing());
+    EXPECT_FALSE(server->isServing());
     std::atomic<bool> servesMeanwhile{false};
-    server.Get("/", [&](const httplib::Request&, httplib::Response&) {
-        servesMeanwhile = server.isServing();
+    server->Get("/", [&](const httplib::Request&, httplib::Response&) {
+        servesMeanwhile = server->isServing();
     });
     start();
-    RawClient client(port);
+    RawClient client = connect();
     client.send("GET / HTTP/1.1\r\n\r\n");
     ASSERT_THAT(client.receiveReply(), HasSubstr("200 OK"));
     EXPECT_TRUE(servesMeanwhile);
 
-    server.stopServing();
-    listener.join();
+    stop();
 
-    EXPECT_FALSE(server.isServing());
+    EXPECT_FALSE(server->isServing());
 }
 
 TEST_F(HttpServerTest, GivesEachRequestOfAConnectionItsTimeAfresh) {
     const std::string body(100'000, 'x');
-    server.set_read_timeout(std::chrono::seconds(1));
-    server.Put("/body", [](const httplib::Request& request, httplib::Response& response) {
+    server->set_read_timeout(std::chrono::seconds(1));
+    server->Put("/body", [](const httplib::Request& request, httplib::Response& response) {
         response.set_content(std::to_string(request.body.size()), "text/plain");
     });
     start();
-    RawClient client(port);
+    RawClient client = connect();
     const std::string request = "PUT /body HTTP/1.1\r\nContent-Length: 100000\r\n\r\n" + body;
     client.send(request);
     ASSERT_TRUE(client.receiveReply().ends_with("\r\n\r\n100000"));
@@ -157,10 +132,10 @@ TEST_F(HttpServerTest, GivesEachRequestOfAConnectionItsTimeAfresh) {
 
 /// Chunks of one byte: the body stays below its limit for long while its bytes never pause.
 TEST_F(HttpServerTest, StopsAlthoughAClientSendsItsBodyWithoutAnEnd) {
-    server.set_read_timeout(std::chrono::seconds(20));
-    server.Put("/body", [](const httplib::Request&, httplib::Response&) {});
+    server->set_read_timeout(std::chrono::seconds(20));
+    server->Put("/body", [](const httplib::Request&, httplib::Response&) {});
     start();
-    RawClient client(port);
+    RawClient client = connect();
     client.send("PUT /body HTTP/1.1\r\nHost: localhost\r\nTransfer-Encoding: chunked\r\n\r\n");
     const std::string chunk = "1;" + std::string(16'000, 'x') + "\r\n \r\n";
     // More than the system keeps on the way: the server is in the middle of the body.
@@ -172,8 +147,7 @@ TEST_F(HttpServerTest, StopsAlthoughAClientSendsItsBodyWithoutAnEnd) {
         }
     });
     const auto begin = std::chrono::steady_clock::now();
-    server.stopServing();
-    listener.join();
+    stop();
 
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
     EXPECT_EQ(sending.wait_for(RawClient::patience), std::future_status::ready);
@@ -181,4 +155,4 @@ TEST_F(HttpServerTest, StopsAlthoughAClientSendsItsBodyWithoutAnEnd) {
 
 } // namespace
 
-} // namespace Quarlen::Tests
+} // namespace Quarlen::Rest::Tests

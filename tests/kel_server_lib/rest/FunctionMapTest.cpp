@@ -2,10 +2,14 @@
 
 #include <gmock/gmock.h>
 
-namespace Quarlen::Rest::Tests {
+namespace Quarlen::Tests {
 
 namespace {
 
+using Rest::FunctionMap;
+using Rest::parameterValues;
+using Rest::PathParameters;
+using Rest::splitPath;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
@@ -15,7 +19,7 @@ class FunctionMapTest : public testing::Test {
 protected:
     /// Adds a route and returns where it ends.
     const FunctionMap::EndNode* add(const std::string& key) {
-        routes.add(key, Handler());
+        routes.add(key, Rest::Handler());
         return find(key);
     }
 
@@ -160,8 +164,8 @@ TEST_F(FunctionMapTest, TakesASegmentThatIsNoUtf8ForTheEmptyText) {
 }
 
 TEST_F(FunctionMapTest, ReplacesTheHandlerOfAKeyThatIsAddedAgain) {
-    routes.add("get/health", Handler());
-    routes.add("get/health", [](const Call&) {});
+    routes.add("get/health", Rest::Handler());
+    routes.add("get/health", [](const Rest::Call&) {});
 
     EXPECT_TRUE(static_cast<bool>(find("get/health")->handler));
 }
@@ -185,4 +189,4 @@ TEST(SplitPath, KeepsEmptyPieces) {
 
 } // namespace
 
-} // namespace Quarlen::Rest::Tests
+} // namespace Quarlen::Tests

@@ -117,6 +117,38 @@ TEST_F(RESTServerTest, EndsWithItsObjectWithoutAStop) {
     EXPECT_EQ(get("/kel/v1/health").status, 0);
 }
 
+TEST_F(RESTServerTest, SurvivesAHundredThousandNestedObjects) {
+    start();
+    std::string body;
+    for (int depth = 0; depth < 100'000; ++depth) {
+        body += "{\"a\":";
+    }
+
+    EXPECT_EQ(put("/kel/v1/tracing", body).status, 400);
+    EXPECT_EQ(get("/kel/v1/health").status, 200);
+}
+
+TEST_F(RESTServerTest, AnswersARequestForARangeWithTheWholeReply) {
+    start();
+    RawClient client = connect();
+    client.send("GET /kel/v1/health HTTP/1.1\r\nRange: bytes=0-3\r\n\r\n");
+    const std::string reply = client.receiveReply();
+
+    EXPECT_THAT(reply, testing::StartsWith("HTTP/1.1 200 OK\r\n"));
+    EXPECT_THAT(reply, testing::EndsWith("{\"status\":\"OK\"}"));
+}
+
+TEST_F(RESTServerTest, LetsAClientGoOnToAnUnknownRoute) {
+    start();
+    RawClient client = connect();
+    client.send(
+        "PUT /kel/v1/unknown HTTP/1.1\r\nContent-Length: 2\r\nExpect: 100-continue\r\n\r\n");
+    ASSERT_EQ(client.receiveReply(), "HTTP/1.1 100 Continue\r\n\r\n");
+    client.send("{}");
+
+    EXPECT_THAT(client.receiveReply(), testing::StartsWith("HTTP/1.1 404 "));
+}
+
 } // namespace
 
 } // namespace Quarlen::Tests

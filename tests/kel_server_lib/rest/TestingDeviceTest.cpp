@@ -1,6 +1,6 @@
 #include <filesystem>
 
-#include "tests/kel_server_lib/http/OtherMachine.hpp"
+#include "tests/kel_server_lib/rest/OtherMachine.hpp"
 #include "tests/kel_server_lib/rest/RestFixture.hpp"
 
 namespace Quarlen::Tests {

@@ -4,10 +4,11 @@
 
 #include <gtest/gtest.h>
 
-namespace Quarlen::Rest::Tests {
+namespace Quarlen::Tests {
 
 namespace {
 
+using Rest::traceText;
 using namespace std::string_literals;
 
 TEST(TraceText, IsTheTextItself) {
@@ -33,4 +34,4 @@ TEST(TraceText, ShowsTheBytesOfWhatIsNoUtf8) {
 
 } // namespace
 
-} // namespace Quarlen::Rest::Tests
+} // namespace Quarlen::Tests

@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-namespace Quarlen::Tests {
+namespace Quarlen::Rest::Tests {
 
 std::vector<int> passingAcceptErrors() {
     return {ECONNABORTED, EPROTO,    ENETDOWN,    ENOBUFS, ENFILE,     EMFILE,
@@ -14,4 +14,4 @@ std::vector<int> lastAcceptErrors() {
     return {EBADF, EINVAL, ENOTSOCK};
 }
 
-} // namespace Quarlen::Tests
+} // namespace Quarlen::Rest::Tests

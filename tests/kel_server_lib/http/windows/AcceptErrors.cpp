@@ -2,7 +2,7 @@
 
 #include <winsock2.h>
 
-namespace Quarlen::Tests {
+namespace Quarlen::Rest::Tests {
 
 std::vector<int> passingAcceptErrors() {
     return {WSAECONNRESET, WSAENOBUFS,     WSAEMFILE,    WSAENETDOWN,   WSAECONNABORTED,
@@ -13,4 +13,4 @@ std::vector<int> lastAcceptErrors() {
     return {WSAENOTSOCK, WSAEINVAL};
 }
 
-} // namespace Quarlen::Tests
+} // namespace Quarlen::Rest::Tests

@@ -4,9 +4,13 @@
 
 #include <gtest/gtest.h>
 
-namespace Quarlen::Rest::Tests {
+namespace Quarlen::Tests {
 
 namespace {
+
+using Rest::member;
+using Rest::parseBody;
+using Rest::textOf;
 
 std::string repeated(const std::string& text, std::size_t count) {
     std::string all;
@@ -137,4 +141,4 @@ TEST(RequestBody, ThrowsWhenAMemberIsMissing) {
 
 } // namespace
 
-} // namespace Quarlen::Rest::Tests
+} // namespace Quarlen::Tests

@@ -1,4 +1,4 @@
-#include "tests/kel_server_lib/http/OtherMachine.hpp"
+#include "tests/kel_server_lib/rest/OtherMachine.hpp"
 
 #include <system_error>
 

@@ -38,7 +38,7 @@ bool isReadAndEdited(const std::string& text) {
     }
 }
 
-TEST(MutatedXml, IsRefusedWhenItsEndIsCutOff) {
+TEST(MutatedSettings, IsRefusedWhenItsEndIsCutOff) {
     for (std::size_t length = 0; length < whole.size() - 1; ++length)
         EXPECT_FALSE(isReadAndEdited(std::string(whole.substr(0, length)))) << length;
     EXPECT_TRUE(isReadAndEdited(std::string(whole)));
@@ -57,11 +57,11 @@ TEST_P(MutatedByOneByte, IsRefusedOrStillCanBeEdited) {
     EXPECT_GT(refused, 50);
 }
 
-INSTANTIATE_TEST_SUITE_P(XmlEditor, MutatedByOneByte,
+INSTANTIATE_TEST_SUITE_P(Bytes, MutatedByOneByte,
                          testing::Values('<', '>', '&', '"', '\'', '/', ' ', '!', '-', '?', ']',
                                          ';', '=', '\n', '\0', '\xFF'));
 
-TEST(MutatedXml, IsRefusedOrStillCanBeEditedWithoutOneByte) {
+TEST(MutatedSettings, IsRefusedOrStillCanBeEditedWithoutOneByte) {
     int refused = 0;
     for (std::size_t offset = 0; offset < whole.size(); ++offset)
         refused += isReadAndEdited(std::string(whole).erase(offset, 1)) ? 0 : 1;

@@ -7,7 +7,7 @@ namespace Quarlen::Kel_cpp::Tests {
 
 namespace {
 
-class RuntimeSettingsTest : public RuntimeFixture {
+class RuntimeSettingsOperations : public RuntimeFixture {
 protected:
     /// What a client does that switches tracing.
     void switchTracing(bool on) {
@@ -37,7 +37,7 @@ protected:
 
 } // namespace
 
-TEST_F(RuntimeSettingsTest, TellsWhatTheSettingsFileSays) {
+TEST_F(RuntimeSettingsOperations, TellsWhatTheSettingsFileSays) {
     const auto configuration = runtime->getServerConfiguration();
     ASSERT_EQ(configuration->serverAddresses.size(), 1U);
     EXPECT_EQ(configuration->serverAddresses[0]->address, L"127.0.0.1");
@@ -48,19 +48,19 @@ TEST_F(RuntimeSettingsTest, TellsWhatTheSettingsFileSays) {
               folder.config() / "reports");
 }
 
-TEST_F(RuntimeSettingsTest, AMissingFileIsAnEmptyConfiguration) {
+TEST_F(RuntimeSettingsOperations, AMissingFileIsAnEmptyConfiguration) {
     std::filesystem::remove(folder.config() / "KelServer.xml");
     restart();
     EXPECT_TRUE(runtime->getServerConfiguration()->serverAddresses.empty());
     EXPECT_FALSE(runtime->getProjectPath()->tracing);
 }
 
-TEST_F(RuntimeSettingsTest, AWrongFileIsAnErrorWithItsPlace) {
+TEST_F(RuntimeSettingsOperations, AWrongFileIsAnErrorWithItsPlace) {
     folder.write("KelServer.xml", "<KelServer>\n  <Wheel/>\n</KelServer>");
     EXPECT_NE(errorOf([&] { restart(); }).find(L"KelServer.xml:2:"), std::wstring::npos);
 }
 
-TEST_F(RuntimeSettingsTest, SwitchingTracingOnMakesTheTraceFileAndIsKept) {
+TEST_F(RuntimeSettingsOperations, SwitchingTracingOnMakesTheTraceFileAndIsKept) {
     EXPECT_FALSE(std::filesystem::exists(traceFile()));
     switchTracing(true);
     runtime->setServerStatus(L"Traced");
@@ -73,7 +73,7 @@ TEST_F(RuntimeSettingsTest, SwitchingTracingOnMakesTheTraceFileAndIsKept) {
               std::string::npos);
 }
 
-TEST_F(RuntimeSettingsTest, SwitchingTracingOffEndsTheListening) {
+TEST_F(RuntimeSettingsOperations, SwitchingTracingOffEndsTheListening) {
     const auto before = StdUtil::ErrorHandler::listenerCount();
     switchTracing(true);
     EXPECT_EQ(StdUtil::ErrorHandler::listenerCount(), before + 1);
@@ -83,7 +83,7 @@ TEST_F(RuntimeSettingsTest, SwitchingTracingOffEndsTheListening) {
     EXPECT_EQ(StdUtil::ErrorHandler::listenerCount(), before);
 }
 
-TEST_F(RuntimeSettingsTest, TheTraceLevelOfTheFileCountsOnceTracingIsOn) {
+TEST_F(RuntimeSettingsOperations, TheTraceLevelOfTheFileCountsOnceTracingIsOn) {
     folder.replaceIn("KelServer.xml", "<Tracing enabled=\"false\" level=\"3\"/>",
                      "<Tracing enabled=\"true\" level=\"1\"/>");
     restart();
@@ -91,20 +91,20 @@ TEST_F(RuntimeSettingsTest, TheTraceLevelOfTheFileCountsOnceTracingIsOn) {
     StdUtil::ErrorHandler::setDebugTraceLevel(3);
 }
 
-TEST_F(RuntimeSettingsTest, TheRuntimeTakesItsTraceListenerAlong) {
+TEST_F(RuntimeSettingsOperations, TheRuntimeTakesItsTraceListenerAlong) {
     const auto before = StdUtil::ErrorHandler::listenerCount();
     switchTracing(true);
     runtime.reset();
     EXPECT_EQ(StdUtil::ErrorHandler::listenerCount(), before);
 }
 
-TEST_F(RuntimeSettingsTest, ATraceFileThatCannotBeWrittenIsNamed) {
+TEST_F(RuntimeSettingsOperations, ATraceFileThatCannotBeWrittenIsNamed) {
     folder.write("traces", "a file where a folder is wanted");
     const auto error = errorOf([&] { switchTracing(true); });
     EXPECT_NE(error.find(L"kel_server.log"), std::wstring::npos);
 }
 
-TEST_F(RuntimeSettingsTest, StartsWithoutTracesWhereTheyCannotBeWrittenAndSaysSoOnce) {
+TEST_F(RuntimeSettingsOperations, StartsWithoutTracesWhereTheyCannotBeWrittenAndSaysSoOnce) {
     folder.replaceIn("KelServer.xml", "<Tracing enabled=\"false\"", "<Tracing enabled=\"true\"");
     folder.write("traces", "a file where a folder is wanted");
     const auto listeners = StdUtil::ErrorHandler::listenerCount();
@@ -119,7 +119,7 @@ TEST_F(RuntimeSettingsTest, StartsWithoutTracesWhereTheyCannotBeWrittenAndSaysSo
     EXPECT_EQ(said.find('\n'), said.size() - 1) << said;
 }
 
-TEST_F(RuntimeSettingsTest,
+TEST_F(RuntimeSettingsOperations,
        TracingThatCouldNotBeginCanBeSwitchedOnLaterAndIsNotSwitchedOffInTheFile) {
     folder.replaceIn("KelServer.xml", "<Tracing enabled=\"false\"", "<Tracing enabled=\"true\"");
     folder.write("traces", "a file where a folder is wanted");
@@ -133,7 +133,7 @@ TEST_F(RuntimeSettingsTest,
     EXPECT_TRUE(runtime->getProjectPath()->tracing);
 }
 
-TEST_F(RuntimeSettingsTest, SaysOnTheConsoleThatThereIsNoConfigurationFile) {
+TEST_F(RuntimeSettingsOperations, SaysOnTheConsoleThatThereIsNoConfigurationFile) {
     std::filesystem::remove(folder.config() / "KelServer.xml");
     restart();
     EXPECT_EQ(errorOutput.str(), "There is no configuration file " +
@@ -141,14 +141,14 @@ TEST_F(RuntimeSettingsTest, SaysOnTheConsoleThatThereIsNoConfigurationFile) {
                                      ", defaults are used\n");
 }
 
-TEST_F(RuntimeSettingsTest, SaysNothingOnTheConsoleWhenTracesCanBeWritten) {
+TEST_F(RuntimeSettingsOperations, SaysNothingOnTheConsoleWhenTracesCanBeWritten) {
     folder.replaceIn("KelServer.xml", "<Tracing enabled=\"false\"", "<Tracing enabled=\"true\"");
     restart();
     EXPECT_TRUE(runtime->getProjectPath()->tracing);
     EXPECT_EQ(errorOutput.str(), "");
 }
 
-TEST_F(RuntimeSettingsTest, ACommitOfEitherRecordShowsTheOneTracingSwitchInBoth) {
+TEST_F(RuntimeSettingsOperations, ACommitOfEitherRecordShowsTheOneTracingSwitchInBoth) {
     auto server = runtime->getServerSettings();
     server->optionTracing = true;
     runtime->setServerSettings(server);
@@ -158,7 +158,7 @@ TEST_F(RuntimeSettingsTest, ACommitOfEitherRecordShowsTheOneTracingSwitchInBoth)
     EXPECT_TRUE(runtime->getProjectPath()->tracingSecondary);
 }
 
-TEST_F(RuntimeSettingsTest, TracingThatIsSwitchedOffIsOffInAllItsFlags) {
+TEST_F(RuntimeSettingsOperations, TracingThatIsSwitchedOffIsOffInAllItsFlags) {
     switchTracing(true);
     auto paths = runtime->getProjectPath();
     paths->tracing = false;
@@ -168,7 +168,7 @@ TEST_F(RuntimeSettingsTest, TracingThatIsSwitchedOffIsOffInAllItsFlags) {
     EXPECT_FALSE(runtime->getServerSettings()->optionTracing);
 }
 
-TEST_F(RuntimeSettingsTest, InterfacesCountFromTheirApplicationOnAndAreKept) {
+TEST_F(RuntimeSettingsOperations, InterfacesCountFromTheirApplicationOnAndAreKept) {
     folder.replaceIn("KelServer.xml", "<Interface name=\"Simulation\" enabled=\"true\"/>",
                      "<Interface name=\"Simulation\" enabled=\"true\"/>"
                      "<Interface name=\"CarBox\" enabled=\"false\"/>");
@@ -181,7 +181,7 @@ TEST_F(RuntimeSettingsTest, InterfacesCountFromTheirApplicationOnAndAreKept) {
     EXPECT_TRUE(runtime->getInterfaceSettings()->groups.at(0)->interfaces.at(1)->enabled);
 }
 
-TEST_F(RuntimeSettingsTest, AnotherProjectsPathCountsFromItsCommitOn) {
+TEST_F(RuntimeSettingsOperations, AnotherProjectsPathCountsFromItsCommitOn) {
     auto paths = runtime->getProjectPath();
     paths->projectsPath = L"other";
     runtime->setProjectPath(paths);
@@ -191,14 +191,14 @@ TEST_F(RuntimeSettingsTest, AnotherProjectsPathCountsFromItsCommitOn) {
     EXPECT_NE(errorOf([&] { runtime->selectProject(L"VIN_Reader"); }), L"");
 }
 
-TEST_F(RuntimeSettingsTest, MissingRecordsAndEmptyPathsAreRefused) {
+TEST_F(RuntimeSettingsOperations, MissingRecordsAndEmptyPathsAreRefused) {
     EXPECT_NE(errorOf([&] { runtime->setServerSettings(nullptr); }), L"");
     EXPECT_NE(errorOf([&] { runtime->setInterfaceSettings(nullptr); }), L"");
     EXPECT_NE(errorOf([&] { runtime->setProjectPath(nullptr); }), L"");
     EXPECT_NE(errorOf([&] { runtime->setProjectPath(std::make_shared<PathSettings>()); }), L"");
 }
 
-TEST_F(RuntimeSettingsTest, NamesTheRecordThatIsMissingAndThePathThatIsWrong) {
+TEST_F(RuntimeSettingsOperations, NamesTheRecordThatIsMissingAndThePathThatIsWrong) {
     EXPECT_EQ(errorOf([&] { runtime->setServerSettings(nullptr); }),
               L"the record of the server settings is missing");
     EXPECT_EQ(errorOf([&] { runtime->setInterfaceSettings(nullptr); }),
@@ -217,7 +217,7 @@ TEST_F(RuntimeSettingsTest, NamesTheRecordThatIsMissingAndThePathThatIsWrong) {
               L"the reports path is not valid Unicode text");
 }
 
-TEST_F(RuntimeSettingsTest, ACommitBeforeTheInitialisationDoesNotTouchTheFile) {
+TEST_F(RuntimeSettingsOperations, ACommitBeforeTheInitialisationDoesNotTouchTheFile) {
     const std::string before = folder.read("KelServer.xml");
     Runtime fresh({folder.config(), folder.base(), clock});
     EXPECT_NE(errorOf([&] { fresh.commitServerSettings(); }), L"");

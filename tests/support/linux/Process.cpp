@@ -1,4 +1,4 @@
-#include "tests/support/Process.hpp"
+#include "tests/support/linux/Process.hpp"
 
 #include <algorithm>
 #include <array>

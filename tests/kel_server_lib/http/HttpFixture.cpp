@@ -1,0 +1,56 @@
+#include "tests/kel_server_lib/http/HttpFixture.hpp"
+
+namespace Quarlen::Rest::Tests {
+
+HttpFixture::~HttpFixture() {
+    if (listener.joinable()) {
+        stop();
+    }
+}
+
+void HttpFixture::start() {
+    const auto answer = [this](const httplib::Request& request, httplib::Response& response) {
+        ++handled;
+        response.set_content(request.method + " " + request.path + " " +
+                                 std::to_string(request.body.size()),
+                             "text/plain");
+    };
+    server->Get(".*", answer);
+    server->Put(".*", answer);
+    ASSERT_TRUE(server->bind_to_port("127.0.0.1", port));
+    ended = false;
+    listener = std::thread([this] {
+        wasStopped = server->serve();
+        ended = true;
+    });
+    while (!server->isServing() && !ended) {
+        std::this_thread::yield();
+    }
+}
+
+bool HttpFixture::stop() {
+    server->stopServing();
+    return waitForEnd();
+}
+
+bool HttpFixture::waitForEnd() {
+    listener.join();
+    return wasStopped;
+}
+
+HttpFixture::HttpReply HttpFixture::get(const std::string& path) const {
+    return Quarlen::Tests::request(port, "GET", path);
+}
+
+HttpFixture::HttpReply HttpFixture::put(const std::string& path, const std::string& body) const {
+    return Quarlen::Tests::request(port, "PUT", path, body);
+}
+
+HttpFixture::RawClient HttpFixture::connectIdle() const {
+    RawClient client = connect();
+    client.send(getRequest);
+    EXPECT_THAT(client.receiveReply(), testing::HasSubstr("200 OK"));
+    return client;
+}
+
+} // namespace Quarlen::Rest::Tests
