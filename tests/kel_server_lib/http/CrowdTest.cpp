@@ -95,8 +95,10 @@ using FullHouse = HttpFixture;
 TEST_F(FullHouse, ServesAClientPastHundredsOfSilentConnections) {
     Quarlen::Tests::allowConnections(1024);
     start();
+    constexpr std::size_t hundreds = 600;
     std::vector<RawClient> silent;
-    for (int count = 0; count < 600; ++count) {
+    silent.reserve(hundreds);
+    while (silent.size() < hundreds) {
         silent.push_back(connect());
     }
 

@@ -60,7 +60,7 @@ TEST_F(HttpServerTest, SendsEachReplyAtOnce) {
 }
 
 TEST_F(HttpServerTest, SendsALargeReplyInWholeToAClientThatTakesItLate) {
-    const std::string body(20'000'000, 'x');
+    const std::string body = std::string().append(20'000'000, 'x');
     std::promise<void> answered;
     server->Get("/large", [&](const httplib::Request&, httplib::Response& response) {
         response.set_content(body, "text/plain");

@@ -129,6 +129,7 @@ TEST_F(Limits, TakesBodiesInChunksFromManyClientsAtOnce) {
     std::atomic<int> answered{0};
     {
         std::vector<std::jthread> clients;
+        clients.reserve(24);
         for (int count = 0; count < 24; ++count) {
             clients.emplace_back([&] {
                 RawClient client = connect();
@@ -152,15 +153,17 @@ TEST_F(Limits, RefusesATransferEncodingThatItDoesNotKnow) {
     EXPECT_EQ(handled, 0);
 }
 
+constexpr std::size_t mebibyte = std::size_t{1024} * 1024;
+
 TEST_F(Limits, TakesABodyOfOneMebibyte) {
-    const HttpReply reply = put("/", std::string(1024 * 1024, ' '));
+    const HttpReply reply = put("/", std::string(mebibyte, ' '));
 
     EXPECT_EQ(reply.status, 200);
     EXPECT_EQ(reply.body, "PUT / 1048576");
 }
 
 TEST_F(Limits, RefusesALargerBody) {
-    const HttpReply reply = put("/", std::string(1024 * 1024 + 1, ' '));
+    const HttpReply reply = put("/", std::string(mebibyte + 1, ' '));
 
     EXPECT_EQ(reply.status, 413);
     EXPECT_THAT(reply.body, IsEmpty());
@@ -170,14 +173,14 @@ TEST_F(Limits, RefusesALargerBody) {
 TEST_F(Limits, RefusesALargerBodyInChunks) {
     RawClient client = connect();
     client.send(putRequest("/", "Transfer-Encoding: chunked\r\n", "100001\r\n"));
-    client.send(std::string(1024 * 1024 + 1, ' '));
+    client.send(std::string(mebibyte + 1, ' '));
     client.send("\r\n0\r\n\r\n");
 
     EXPECT_THAT(client.receiveReply(), StartsWith("HTTP/1.1 413 "));
 }
 
 TEST_F(Limits, TellsAClientThatIsStillSendingThatItsBodyIsTooLarge) {
-    const std::size_t length = std::size_t{20} * 1024 * 1024;
+    const std::size_t length = 20 * mebibyte;
     RawClient client = connect();
     client.send(putRequest("/", "Content-Length: " + std::to_string(length) + "\r\n"));
     EXPECT_TRUE(client.send(std::string(length, ' ')));
