@@ -67,6 +67,7 @@ TEST_F(RestStop, EndsUnderFullLoad) {
     std::atomic<bool> ended{false};
     std::latch served(16);
     std::vector<std::thread> clients;
+    clients.reserve(16);
     for (int count = 0; count < 16; ++count) {
         clients.emplace_back([&] {
             RawClient client = connect();
@@ -102,7 +103,7 @@ TEST_F(RestStop, EndsAClientThatSendsWithoutReadingAnything) {
 TEST_F(RestStop, EndsAClientThatDoesNotTakeItsLargeReply) {
     api->projectDetails->vehicleInformations = {L"A"};
     auto object = std::make_shared<Kel_cpp::ProjectObject>();
-    object->name = std::wstring(12'000'000, L'x');
+    object->name = std::wstring().append(12'000'000, L'x');
     api->projectObjects.push_back(object);
     RawClient client = connect();
     client.send("GET /kel/v1/projects/P1/otx HTTP/1.1\r\nHost: localhost\r\n\r\n");
