@@ -103,8 +103,8 @@ function(kel_use_tidy name configuration)
     target_compile_definitions(${name} PRIVATE KEL_TIDY_CONFIGURATION=${contents})
     set_target_properties(${name} PROPERTIES
         CXX_CLANG_TIDY "clang-tidy;--quiet;--config-file=${configuration}"
-        # That sources are included is what a unity build is for.
-        UNITY_BUILD_CODE_BEFORE_INCLUDE "// NOLINTNEXTLINE(bugprone-suspicious-include)")
+        UNITY_BUILD_CODE_BEFORE_INCLUDE
+        "// NOLINTNEXTLINE(bugprone-suspicious-include): that is what a unity build is for")
 endfunction()
 
 if(WIN32)

@@ -10,9 +10,6 @@ namespace Quarlen::Uds {
 namespace Did {
 inline constexpr std::uint16_t vin = 0xF190;
 inline constexpr std::uint16_t softwareVersion = 0xF195;
-inline constexpr std::uint16_t hardwareVersion = 0xF193;
-inline constexpr std::uint16_t sparePartNumber = 0xF187;
-inline constexpr std::uint16_t serialNumber = 0xF18C;
 inline constexpr std::uint16_t fingerprint = 0xF15A;
 } // namespace Did
 

@@ -3,21 +3,15 @@
 #include <cstddef>
 
 #include "platform/TextEncoding.hpp"
+#include "xml/Scan.hpp"
 
 namespace Xml {
-namespace {
-
-bool beginsCharacter(char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
-}
-
-} // namespace
 
 std::string shortened(std::string_view text) {
     constexpr std::size_t maxShown = 60;
     std::size_t characters = 0;
     for (std::size_t offset = 0; offset < text.size(); ++offset) {
-        if (beginsCharacter(text[offset]) && ++characters > maxShown) {
+        if (Scan::beginsCharacter(text[offset]) && ++characters > maxShown) {
             return std::string(text.substr(0, offset)) + "...";
         }
     }

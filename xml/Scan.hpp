@@ -20,6 +20,11 @@ struct Element {
     Range content;
 };
 
+/// Whether the byte of a text in UTF-8 is the first one of its character.
+constexpr bool beginsCharacter(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
+}
+
 inline constexpr std::string_view blanks = " \t\r\n";
 
 /// The value between the quotes of the attribute whose name begins at `nameOffset`.

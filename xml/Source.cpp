@@ -17,10 +17,6 @@ namespace {
 
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
-bool continuesCharacter(char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
-}
-
 } // namespace
 
 std::string Source::load(const std::filesystem::path& file, const Limits& limits) {
@@ -79,9 +75,7 @@ void Source::failAt(std::size_t offset, const std::wstring& message) const {
     }
     const auto line = std::count(before.begin(), before.end(), '\n') + 1;
     const auto lastLine = Scan::lastLine(before);
-    const auto column = std::count_if(lastLine.begin(), lastLine.end(),
-                                      [](char byte) { return !continuesCharacter(byte); }) +
-                        1;
+    const auto column = std::count_if(lastLine.begin(), lastLine.end(), Scan::beginsCharacter) + 1;
     throw FileError(Quarlen::Platform::fromPath(path) + L":" + std::to_wstring(line) + L":" +
                     std::to_wstring(column) + L": " + message);
 }

@@ -72,8 +72,8 @@ std::wstring causeOfCharacter(const SyntaxFault& fault) {
     if (!fault.onlyUtf8) {
         return L"no text in the file's encoding, or a character that cannot stand here";
     }
-    constexpr std::size_t longestCharacter = 4;
-    const auto next = fault.text.substr(0, longestCharacter);
+    constexpr std::size_t maxCharacterSize = 4;
+    const auto next = fault.text.substr(0, maxCharacterSize);
     return utf8::find_invalid(next.begin(), next.end()) != next.begin()
                ? L"a character that cannot stand here"
                : notUtf8;

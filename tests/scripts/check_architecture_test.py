@@ -1,12 +1,12 @@
 """Plants one violation at a time in a small tree and expects check-architecture to find it."""
 
-import importlib.machinery
-import importlib.util
 import pathlib
 import subprocess
 import sys
 import tempfile
 import unittest
+
+import script_module
 
 SCRIPT = pathlib.Path(__file__).resolve().parents[2] / "scripts" / "check-architecture"
 
@@ -76,9 +76,7 @@ class CheckArchitecture(unittest.TestCase):
         self.expect_finding("kel_server_lib/misc/A.cpp:1: kel_server_lib/misc has no arrows")
 
     def test_finds_a_circle_in_the_table_of_arrows(self):
-        loader = importlib.machinery.SourceFileLoader("check_architecture", str(SCRIPT))
-        check = importlib.util.module_from_spec(importlib.util.spec_from_loader(loader.name, loader))
-        loader.exec_module(check)
+        check = script_module.load(SCRIPT)
         check.ARROWS = {"a": (), "b": ("a", "c"), "c": ("b",)}
         findings = check.Findings()
         check.check_arrows(findings)
@@ -88,6 +86,7 @@ class CheckArchitecture(unittest.TestCase):
         self.plant("tests/a/A.hpp", '#pragma once\n#include "tests/b/B.hpp"\n')
         self.plant("tests/b/B.hpp", '#pragma once\n#include "tests/c/C.hpp"\n')
         self.plant("tests/c/C.hpp", '#pragma once\n#include "tests/d/D.hpp"\n')
+        self.plant("tests/d/D.hpp", '#pragma once\n#include "tests/d/E.hpp"\n')
         self.assertEqual(self.run_check().returncode, 0)
         self.plant("tests/c/D.hpp", '#pragma once\n\n#include "tests/a/A.hpp"\n')
         for arrow in ("tests/a/A.hpp:2: tests/a -> tests/b", "tests/b/B.hpp:2: tests/b -> tests/c",
@@ -99,6 +98,10 @@ class CheckArchitecture(unittest.TestCase):
         for library in ("kel_cpp", "kel_cpp_uds", "kel_runtime"):
             self.plant("kel_server_lib/CMakeLists.txt", f"x(a)\ntarget_link_libraries(a {library})\n")
             self.expect_finding("kel_server_lib/CMakeLists.txt:2: kel_server_lib must not link")
+
+    def test_finds_a_server_library_that_links_the_runtime_into_the_program(self):
+        self.plant("kel_server_lib/CMakeLists.txt", "target_link_libraries(kel_server PRIVATE kel_cpp)\n")
+        self.expect_finding("kel_server_lib/CMakeLists.txt:1: kel_server_lib must not link")
 
     def test_finds_an_application_that_links_the_runtime(self):
         self.plant("kel_server/CMakeLists.txt", "target_link_libraries(kel_server_app kel_runtime)\n")

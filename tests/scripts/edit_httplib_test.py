@@ -1,23 +1,19 @@
 #!/usr/bin/env python3
 """scripts/edit-httplib-for-windows: what it changes, and what it says when it cannot."""
 
-import importlib.machinery
-import importlib.util
 import pathlib
 import subprocess
 import sys
 import tempfile
 import unittest
 
+import script_module
+
 SCRIPT = pathlib.Path(__file__).resolve().parents[2] / "scripts" / "edit-httplib-for-windows"
 
 
 def known_lines():
-    loader = importlib.machinery.SourceFileLoader("edit_httplib", str(SCRIPT))
-    sys.dont_write_bytecode = True
-    module = importlib.util.module_from_spec(importlib.util.spec_from_loader("edit_httplib", loader))
-    loader.exec_module(module)
-    return list(module.OBJECTS)
+    return list(script_module.load(SCRIPT).OBJECTS)
 
 
 class EditHttplib(unittest.TestCase):

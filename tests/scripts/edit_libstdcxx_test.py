@@ -4,8 +4,6 @@
 A script stands in for the compiler: it says a version and where its header is.
 """
 
-import importlib.machinery
-import importlib.util
 import os
 import pathlib
 import subprocess
@@ -13,15 +11,9 @@ import sys
 import tempfile
 import unittest
 
+import script_module
+
 SCRIPT = pathlib.Path(__file__).resolve().parents[2] / "scripts" / "edit-libstdcxx-for-windows"
-
-
-def known():
-    loader = importlib.machinery.SourceFileLoader("edit_libstdcxx", str(SCRIPT))
-    sys.dont_write_bytecode = True
-    module = importlib.util.module_from_spec(importlib.util.spec_from_loader("edit_libstdcxx", loader))
-    loader.exec_module(module)
-    return module
 
 
 class EditLibstdcxx(unittest.TestCase):
@@ -29,7 +21,7 @@ class EditLibstdcxx(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
-        self.module = known()
+        self.module = script_module.load(SCRIPT)
         self.source = self.folder / "gcc" / self.module.HEADER
         self.target = self.folder / "edited" / self.module.HEADER
         self.version = "12-posix"

@@ -27,7 +27,7 @@ GIVEN_TO_XML = re.compile(r"^\s+\.(\w+) = (?:std::size_t\{)?\d", re.MULTILINE)
 # Bounds of a number's type or digits, of what a message or name shows, and steps of a wait: nobody
 # reaches them.
 NO_LIMITS = {
-    "maxAfter", "maxArriving", "maxBytes", "maxDigits", "maxKind", "maxNamePartLength",
+    "maxAfter", "maxArriving", "maxBytes", "maxCharacterSize", "maxDigits", "maxKind", "maxNamePartLength",
     "maxNameLength", "maxNames", "maxPathLength", "maxPieceSize", "maxPort", "maxSecurityLevel",
     "maxShown", "maxTimeout", "maxTouchReadings", "maxTraceLevel", "maxVersionLength",
     "maxVinPartLength", "maxWaitForReaders", "maxWaitInMicroseconds", "maxWord", "maxWriteSize",

@@ -121,8 +121,7 @@ TEST_F(RestListening, TracesItsListeningUnderItsLineNumbers) {
 
 TEST_F(RestListening, JoiningItsOwnListenerIsADeadlockError) {
 #ifdef __SANITIZE_THREAD__
-    GTEST_SKIP()
-        << "the sanitizer takes a thread that failed to join itself for one that is joined";
+    GTEST_SKIP() << "the sanitizer takes a thread that failed to join itself for a joined one";
 #endif
     std::error_code code;
     runWatched(

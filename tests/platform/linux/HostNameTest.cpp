@@ -38,8 +38,7 @@ class HostName : public testing::TestWithParam<HostNameCase> {};
 TEST_P(HostName, IsReadAsUtf8AndCutToTheBuffer) {
     const int result = compareHostName(GetParam().name, GetParam().expected);
     if (result == NotPermitted) {
-        GTEST_SKIP()
-            << "the kernel refuses a host name of the test's own (a UTS namespace needs root)";
+        GTEST_SKIP() << "a host name of the test's own needs a UTS namespace, and that needs root";
     }
     EXPECT_EQ(result, AsExpected);
 }
