@@ -9,11 +9,5 @@ else()
     include(LinuxDependencies)
 endif()
 
-target_compile_definitions(kel_asio INTERFACE ASIO_STANDALONE ASIO_NO_DEPRECATED)
-if(KEL_SANITIZERS MATCHES "thread")
-    # The thread sanitizer does not understand fences. These only serve handlers that share data
-    # without a lock, which ours do not.
-    target_compile_definitions(kel_asio INTERFACE ASIO_DISABLE_FENCED_BLOCK)
-endif()
-
+include(Boost)
 include(Httplib)

@@ -5,7 +5,7 @@ get_property(sources GLOBAL PROPERTY KEL_PRODUCT_SOURCES)
 get_property(libraries GLOBAL PROPERTY KEL_PRODUCT_LIBRARIES)
 add_library(kel_tidy OBJECT EXCLUDE_FROM_ALL ${sources} "${PROJECT_SOURCE_DIR}/kel_server/main.cpp")
 target_link_libraries(kel_tidy PRIVATE
-    ${libraries} kel_asio kel_httplib kel_picojson kel_utf8cpp
+    ${libraries} kel_boost kel_httplib kel_picojson kel_utf8cpp
     EXPAT::EXPAT PkgConfig::libzip pugixml::pugixml spdlog::spdlog)
 target_compile_definitions(kel_tidy PRIVATE $<TARGET_PROPERTY:kel_cpp,COMPILE_DEFINITIONS>)
 kel_use_tidy(kel_tidy "${PROJECT_SOURCE_DIR}/.clang-tidy")

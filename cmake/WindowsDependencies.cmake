@@ -62,9 +62,7 @@ add_foreign_library(kel_zlib ALIAS ZLIB::ZLIB
     INCLUDE "${windows_sources}/zlib")
 include(windows/Libzip)
 
-add_library(kel_asio INTERFACE)
-target_include_directories(kel_asio SYSTEM INTERFACE "${windows_sources}/include")
-target_link_libraries(kel_asio INTERFACE ws2_32 mswsock)
+set(KEL_BOOST_INCLUDE_DIR "${windows_sources}/include")
 add_library(kel_utf8cpp INTERFACE)
 target_include_directories(kel_utf8cpp SYSTEM INTERFACE "${windows_sources}/include/utf8cpp")
 add_library(kel_picojson INTERFACE)

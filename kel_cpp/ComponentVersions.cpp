@@ -1,6 +1,6 @@
 #include "kel_cpp/ComponentVersions.hpp"
 
-#include <asio/version.hpp>
+#include <boost/version.hpp>
 #include <pugixml.hpp>
 #include <zip.h>
 
@@ -41,8 +41,9 @@ RecordList<ComponentVersion> componentVersions() {
         // PUGIXML_VERSION is major * 1000 + minor * 10
         component(libraryKind,
                   L"pugixml " + dotted(PUGIXML_VERSION / 1000, PUGIXML_VERSION % 1000 / 10)),
-        // ASIO_VERSION is major * 100000 + minor * 100 + patch
-        component(libraryKind, L"asio " + dotted(ASIO_VERSION / 100000, ASIO_VERSION / 100 % 1000)),
+        // BOOST_VERSION is major * 100000 + minor * 100 + patch
+        component(libraryKind,
+                  L"boost " + dotted(BOOST_VERSION / 100000, BOOST_VERSION / 100 % 1000)),
         component(libraryKind, L"libzip " + Platform::fromUtf8(zip_libzip_version())),
     };
 }

@@ -32,7 +32,8 @@ Runtime::Runtime(RuntimeEnvironment where)
     : environment(std::move(where)),
       settings(environment.configFolder, environment.errorOutput),
       interfaces(environment.clock),
-      sovd(sovdModel()) {}
+      sovd(sovdModel()),
+      server(serverSources()) {}
 
 /// The members are destroyed in reverse order: `jobs` first, so that no callback is called after
 /// the server handler, which owns the callbacks, is released.

@@ -10,6 +10,8 @@
 #include "kel_cpp/ActiveSettings.hpp"
 #include "kel_cpp/access/Selection.hpp"
 #include "kel_cpp/access/VehicleInterfaces.hpp"
+#include "kel_cpp/history/RunLog.hpp"
+#include "kel_cpp/history/StatusLog.hpp"
 #include "kel_cpp/jobs/JobRunner.hpp"
 #include "kel_cpp/network/RuntimeServer.hpp"
 #include "kel_cpp/network/SovdServer.hpp"
@@ -32,19 +34,13 @@ struct RuntimeEnvironment {
     std::ostream& errorOutput = std::cerr;
 };
 
-/// The status text of the server and when it was set.
-struct ServerStatus {
-    std::wstring text;
-    std::chrono::system_clock::time_point time;
-};
-
 /// The built-in diagnostic runtime behind the facade `KelApi`. It owns one component for each
 /// subject (settings, vehicle interfaces, selection, network servers, jobs) and hands each
 /// operation to the component in charge; its sources are split by the same subjects. Any thread may
 /// call an operation, which runs on the thread of the caller; services, quick tests and flashing
 /// run as jobs on threads of their own and report to callbacks. No lock is held during a callback.
 /// An operation throws no exception other than `KelApiException`.
-class Runtime final : public KelApi {
+class Runtime final : public KelApi, public std::enable_shared_from_this<Runtime> {
 public:
     explicit Runtime(RuntimeEnvironment where);
     Runtime(const Runtime&) = delete;
@@ -52,7 +48,7 @@ public:
     /// Cancels all jobs and waits for their ends; safe in any state.
     ~Runtime() override;
 
-    [[nodiscard]] ServerStatus serverStatus() const;
+    [[nodiscard]] StatusEntry serverStatus() const;
 
     void initialize() override;
     std::wstring startServer(const std::wstring& address) override;
@@ -119,6 +115,13 @@ public:
 private:
     [[nodiscard]] std::filesystem::path projectsFolder() const;
     [[nodiscard]] SovdModel sovdModel() const;
+    [[nodiscard]] RuntimeServer::Sources serverSources();
+    [[nodiscard]] ServerModel serverModel();
+    [[nodiscard]] VehicleState vehicleState() const;
+    [[nodiscard]] std::filesystem::path reportsFolder() const;
+    bool startForClient(const std::wstring& name, const std::wstring& client);
+    bool cancelForClient(const std::wstring& client);
+    [[nodiscard]] std::shared_ptr<ServerHandler> currentHandler() const;
     struct OpenedVehicle {
         SelectedVehicle vehicle;
         /// True when this call opened the access; the caller then closes it after a failure.
@@ -128,8 +131,18 @@ private:
     /// interface that is enabled now. `opening` serializes the callers, so that they share one
     /// access.
     OpenedVehicle openVehicle();
-    template <class Body>
-    JobId launch(const std::shared_ptr<VehicleAccess>& access, Body body);
+    /// What is known of a job before it runs. `access` cancels the job when it is closed.
+    template <class Result>
+    struct Launch {
+        KelApi::JobCallback<Result>* callback;
+        std::shared_ptr<VehicleAccess> access;
+        JobKind kind;
+        std::wstring name;
+        /// Control units that a quick test asks.
+        std::size_t units = 0;
+    };
+    template <class Result, class Body>
+    JobId launch(Launch<Result> what, Body body);
 
     const RuntimeEnvironment environment;
     ActiveSettings settings;
@@ -139,13 +152,16 @@ private:
     std::mutex opening;
 
     mutable std::mutex mutex;
-    ServerStatus status;
     std::shared_ptr<ServerHandler> serverHandler;
 
-    RuntimeServer server;
+    StatusLog statuses;
+    /// A job that outlives the runtime still tells it how it goes.
+    const std::shared_ptr<RunLog> runs = std::make_shared<RunLog>();
     SovdServer sovd;
     /// Declared last, so that all jobs end before the other members are destroyed.
     JobRunner jobs;
+    /// Ends before the jobs: its clients use everything else.
+    RuntimeServer server;
 };
 
 } // namespace Quarlen::Kel_cpp

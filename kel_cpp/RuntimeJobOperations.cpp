@@ -4,6 +4,7 @@
 #include "kel_cpp/Runtime.hpp"
 #include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "kel_cpp/base/RuntimeError.hpp"
+#include "kel_cpp/history/WatchedReports.hpp"
 #include "kel_cpp/jobs/FlashJob.hpp"
 #include "kel_cpp/jobs/JobReport.hpp"
 #include "kel_cpp/jobs/QuickTest.hpp"
@@ -26,9 +27,18 @@ Callback& required(Callback* callback) {
 
 /// Starts a job whose order has been checked: failures of the job are reported, not thrown. The job
 /// is cancelled when its access is closed.
-template <class Body>
-KelApi::JobId Runtime::launch(const std::shared_ptr<VehicleAccess>& access, Body body) {
-    return jobs.start(std::move(body), access->closing());
+template <class Result, class Body>
+KelApi::JobId Runtime::launch(Launch<Result> what, Body body) {
+    const std::stop_token closing = what.access->closing();
+    return jobs.start(
+        [log = runs, what = std::move(what),
+         body = std::move(body)](JobId id, const std::stop_token& cancel) {
+            WatchedReports<Result> watched(*what.callback,
+                                           JobWatch(log, id, what.kind, what.name, what.units));
+            JobReport<Result> report(watched, id);
+            body(report, cancel);
+        },
+        closing);
 }
 
 void Runtime::executeServiceSync(RecordList<ServiceResult>& results,
@@ -45,11 +55,12 @@ KelApi::JobId Runtime::executeService(const std::wstring& target,
                                       ExecuteServiceCallback* callback) {
     return guarded(L"executeService", [&] {
         auto order = ServiceOrder::toTarget(selection.withAccess(), target, inputs);
-        const auto access = order.access();
-        return launch(access,
-                      [order = std::move(order), &reports = required(callback),
-                       &clock = environment.clock](JobId id, const std::stop_token& cancel) {
-                          JobReport<ServiceResult> report(reports, id);
+        Launch<ServiceResult> what{&required(callback), order.access(),
+                                   order.isProcedure() ? JobKind::Procedure : JobKind::Service,
+                                   order.name()};
+        return launch(std::move(what),
+                      [order = std::move(order), &clock = environment.clock](
+                          JobReport<ServiceResult>& report, const std::stop_token& cancel) {
                           order.executeAsJob(report, cancel, clock);
                       });
     });
@@ -60,13 +71,14 @@ KelApi::JobId Runtime::performQuickTest(std::shared_ptr<QuicktestConfig> config,
                                         PerformQuickTestCallback* callback) {
     return guarded(L"performQuickTest", [&] {
         SelectedVehicle vehicle = selection.withAccess();
-        const auto access = vehicle.access;
+        Launch<QuickTestResult> what{&required(callback), vehicle.access, JobKind::QuickTest,
+                                     vehicle.information->name};
         QuickTest test(std::move(vehicle), config ? *config : QuicktestConfig(),
                        dtcReadConfig ? dtcReadConfig->statusMask : 0);
-        return launch(access,
-                      [test = std::move(test), &reports = required(callback),
-                       &clock = environment.clock](JobId id, const std::stop_token& cancel) {
-                          JobReport<QuickTestResult> report(reports, id);
+        what.units = test.unitCount();
+        return launch(std::move(what),
+                      [test = std::move(test), &clock = environment.clock](
+                          JobReport<QuickTestResult>& report, const std::stop_token& cancel) {
                           test.run(report, cancel, clock);
                       });
     });
@@ -78,13 +90,12 @@ KelApi::JobId Runtime::executeFlashSessions(const std::wstring& flashItem,
                                             ExecuteFlashSessionsCallback* callback) {
     return guarded(L"executeFlashSessions", [&] {
         SelectedVehicle vehicle = selection.withAccess();
-        const auto access = vehicle.access;
+        Launch<FlashResult> what{&required(callback), vehicle.access, JobKind::Flash, flashItem};
         const auto folder = settings.inEffect().dataFolder / Platform::toPath(flashDataFolder);
         FlashJob flash(std::move(vehicle), flashItem, sessionNames, folder);
-        return launch(access,
-                      [flash = std::move(flash), &reports = required(callback),
-                       &clock = environment.clock](JobId id, const std::stop_token& cancel) {
-                          JobReport<FlashResult> report(reports, id);
+        return launch(std::move(what),
+                      [flash = std::move(flash), &clock = environment.clock](
+                          JobReport<FlashResult>& report, const std::stop_token& cancel) {
                           flash.run(report, cancel, clock);
                       });
     });

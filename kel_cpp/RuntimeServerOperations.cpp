@@ -69,14 +69,12 @@ void Runtime::setServerStatus(const std::wstring& text) {
     guarded(L"setServerStatus", [&] {
         StdUtil::TraceHelper::InfoTrace(L"kel_cpp/Runtime", __LINE__, L"server status: %s",
                                         text.c_str());
-        const std::lock_guard lock(mutex);
-        status = {text, std::chrono::system_clock::now()};
+        statuses.set(text);
     });
 }
 
-ServerStatus Runtime::serverStatus() const {
-    const std::lock_guard lock(mutex);
-    return status;
+StatusEntry Runtime::serverStatus() const {
+    return statuses.current();
 }
 
 std::wstring Runtime::getServerVersion() {

@@ -171,8 +171,8 @@ void Runtime::createVehicleReport(std::wstring& fileName, const std::wstring& re
         report.serviceMask = reportConfig->serviceMask;
         report.dtcStatusMask = dtcReadConfig ? dtcReadConfig->statusMask : 0;
         report.controlUnits = std::move(controlUnitResults);
-        fileName =
-            writeVehicleReport(report, Platform::toPath(settings.inEffect().paths.reportsPath));
+        fileName = writeVehicleReport(report, reportsFolder());
+        runs->reportWritten(Platform::fromPath(Platform::toPath(fileName).filename()));
     });
 }
 

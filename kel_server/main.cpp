@@ -3,6 +3,7 @@
 
 #include "kel_server/Program.hpp"
 #include "platform/BrokenPipes.hpp"
+#include "platform/DescriptorLimit.hpp"
 #include "platform/HeapSettings.hpp"
 #include "platform/StandardStreams.hpp"
 #include "platform/StopSignals.hpp"
@@ -12,6 +13,7 @@ namespace {
 
 int start(int argc, const wchar_t* const argv[]) {
     Quarlen::Platform::shareOneHeap();
+    Quarlen::Platform::raiseDescriptorLimit();
     Quarlen::Platform::openMissingStandardStreams();
     Quarlen::Platform::surviveBrokenPipes();
     Quarlen::ApplicationEnvironment environment;

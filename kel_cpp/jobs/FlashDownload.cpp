@@ -61,7 +61,7 @@ void FlashDownload::run() {
     transfer(requestDownload());
     transferExit();
     checkMemory();
-    onProgress(100);
+    onProgress(100, image.content.size());
 }
 
 void FlashDownload::enterProgrammingSession() {
@@ -135,7 +135,7 @@ void FlashDownload::transferred(std::size_t bytes) {
         std::min(beforeCheck, std::uint64_t{bytes} * 100 / image.content.size()));
     if (percent > reportedPercent) {
         reportedPercent = percent;
-        onProgress(percent);
+        onProgress(percent, bytes);
     }
 }
 

@@ -20,9 +20,9 @@ struct FlashImage {
 /// session, security access, erase, download, check.
 class FlashDownload {
 public:
-    /// Receives whole percents, each once and in rising order; 100 only after the control unit has
-    /// confirmed the checksum.
-    using OnProgress = std::function<void(std::uint16_t)>;
+    /// Receives whole percents, each once and in rising order, and the bytes transferred so far;
+    /// 100 only after the control unit has confirmed the checksum.
+    using OnProgress = std::function<void(std::uint16_t percent, std::size_t bytes)>;
 
     /// All arguments must outlive the download.
     FlashDownload(Uds::Client& client, const FlashImage& image, const OnProgress& onProgress)

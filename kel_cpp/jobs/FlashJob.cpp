@@ -37,13 +37,17 @@ private:
     Uds::VehicleLink& link;
 };
 
+std::shared_ptr<FlashJobError> jobError(std::wstring message) {
+    auto error = std::make_shared<FlashJobError>();
+    error->message = std::move(message);
+    return error;
+}
+
 /// Converts the exception that is being handled into the job's error. Only inside a catch block.
 std::shared_ptr<FlashJobError> currentJobError(const std::wstring& place) {
     auto error = std::make_shared<FlashJobError>();
     try {
         throw;
-    } catch (const Uds::Cancelled&) {
-        error->message = place + L"cancelled";
     } catch (const FlashError& failure) {
         error->message = place + failure.message();
     } catch (const Uds::NoUsableResponse& failure) {
@@ -95,9 +99,13 @@ const FlashSessionDescription& FlashJob::findSession(const std::wstring& name) c
 
 void FlashJob::run(JobReport<FlashResult>& report, const std::stop_token& cancel,
                    Platform::Clock& clock) const {
-    auto current = std::make_shared<FlashResult>();
+    auto current = std::make_shared<ControlUnitFlashResult>();
+    current->controlUnit = item->target;
     try {
         flashAll(report, *current, cancel, clock);
+    } catch (const Uds::Cancelled&) {
+        current->cancelled = true;
+        current->jobError = jobError(placeText(current->sessionName) + L"cancelled");
     } catch (...) {
         current->jobError = currentJobError(placeText(current->sessionName));
     }
@@ -106,7 +114,7 @@ void FlashJob::run(JobReport<FlashResult>& report, const std::stop_token& cancel
                                                          : RecordList<FlashResult>{current});
 }
 
-std::vector<Uds::Bytes> FlashJob::readFiles(FlashResult& current) const {
+std::vector<Uds::Bytes> FlashJob::readFiles(ControlUnitFlashResult& current) const {
     std::vector<Uds::Bytes> contents;
     std::uint64_t total = 0;
     for (const auto* session : sessions) {
@@ -121,19 +129,22 @@ std::vector<Uds::Bytes> FlashJob::readFiles(FlashResult& current) const {
     return contents;
 }
 
-void FlashJob::flashAll(JobReport<FlashResult>& report, FlashResult& current,
+void FlashJob::flashAll(JobReport<FlashResult>& report, ControlUnitFlashResult& current,
                         const std::stop_token& cancel, Platform::Clock& clock) const {
     const std::vector<Uds::Bytes> contents = readFiles(current);
     // A failure before the turn is taken belongs to no session.
     current.sessionName.clear();
     const VehicleAccess::Turn turn = vehicle.access->takeTurn(cancel);
-    const FlashDownload::OnProgress onProgress = [&](std::uint16_t percent) {
+    const FlashDownload::OnProgress onProgress = [&](std::uint16_t percent, std::size_t bytes) {
         current.progress = percent;
-        report.add(std::make_shared<FlashResult>(current));
+        current.bytesDone = bytes;
+        report.add(std::make_shared<ControlUnitFlashResult>(current));
     };
     for (std::size_t i = 0; i < sessions.size(); ++i) {
         current.sessionName = sessions[i]->name;
         current.progress = 0;
+        current.bytesDone = 0;
+        current.bytesTotal = contents[i].size();
         const auto link = vehicle.access->openLink(controlUnit->link);
         const LeaveProgrammingSession leave(*link);
         Uds::Client client(*link, cancel, clock);

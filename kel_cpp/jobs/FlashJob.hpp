@@ -7,6 +7,7 @@
 
 #include "kel_cpp/access/Selection.hpp"
 #include "kel_cpp/jobs/JobReport.hpp"
+#include "kel_cpp/report/FlashRecords.hpp"
 #include "platform/Clock.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -30,8 +31,8 @@ private:
     [[nodiscard]] const FlashSessionDescription& findSession(const std::wstring& name) const;
     /// Reads all files before the first request is sent, so that a missing or wrong file leaves the
     /// vehicle unchanged.
-    [[nodiscard]] std::vector<Uds::Bytes> readFiles(FlashResult& current) const;
-    void flashAll(JobReport<FlashResult>& report, FlashResult& current,
+    [[nodiscard]] std::vector<Uds::Bytes> readFiles(ControlUnitFlashResult& current) const;
+    void flashAll(JobReport<FlashResult>& report, ControlUnitFlashResult& current,
                   const std::stop_token& cancel, Platform::Clock& clock) const;
     /// `error` is null after a success.
     void traceEnd(const FlashJobError* error) const;

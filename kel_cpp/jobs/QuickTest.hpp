@@ -28,6 +28,9 @@ public:
     void run(JobReport<QuickTestResult>& report, const std::stop_token& cancel,
              Platform::Clock& clock) const;
 
+    /// Control units that are to be tested.
+    [[nodiscard]] std::size_t unitCount() const { return targets.size(); }
+
 private:
     using Result = ControlUnitQuickTestResult;
 

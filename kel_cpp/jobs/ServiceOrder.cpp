@@ -86,6 +86,17 @@ const OtxProcedure& ServiceOrder::procedureOnOffer(const std::wstring& name) con
     return *procedure;
 }
 
+bool ServiceOrder::isProcedure() const {
+    return !items.empty() && items.front().procedure != nullptr;
+}
+
+std::wstring ServiceOrder::name() const {
+    if (items.empty()) {
+        return {};
+    }
+    return isProcedure() ? items.front().procedure->name : rawService;
+}
+
 RecordList<ServiceResult> ServiceOrder::execute(const std::stop_token& cancel,
                                                 Platform::Clock& clock) const {
     const VehicleAccess::Turn turn = vehicle.access->takeTurn(cancel);

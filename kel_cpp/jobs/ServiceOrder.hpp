@@ -31,6 +31,11 @@ public:
 
     [[nodiscard]] const std::shared_ptr<VehicleAccess>& access() const { return vehicle.access; }
 
+    /// Whether it begins with a procedure, not with a raw request.
+    [[nodiscard]] bool isProcedure() const;
+    /// The procedure with which it begins, or "HexService"; empty when there is nothing to do.
+    [[nodiscard]] std::wstring name() const;
+
     /// One result for each input, in order, with the responses of all its steps and its first
     /// failure. Throws `Uds::Cancelled`.
     [[nodiscard]] RecordList<ServiceResult> execute(const std::stop_token& cancel,

@@ -17,7 +17,7 @@ IoThread::~IoThread() {
 void IoThread::run() {
     for (;;) {
         try {
-            context.run();
+            context->run();
             return;
         } catch (const std::exception& error) {
             // A failure of one client (no memory, for instance) must not end the service of the

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <system_error>
 
-#include <asio/ip/address_v4.hpp>
+#include <boost/asio/ip/address_v4.hpp>
 
 #include "kel_cpp/base/RuntimeError.hpp"
 #include "platform/TextEncoding.hpp"
@@ -85,8 +85,8 @@ ListenAddress parseUrl(const std::wstring& address) {
 }
 
 bool isIpv4(const std::wstring& host) {
-    std::error_code error;
-    asio::ip::make_address_v4(Platform::toUtf8(host), error);
+    boost::system::error_code error;
+    boost::asio::ip::make_address_v4(Platform::toUtf8(host), error);
     return !error && !host.empty();
 }
 

@@ -1,29 +1,31 @@
 #include "kel_cpp/network/RuntimeServer.hpp"
 
 #include <map>
+#include <memory>
 #include <mutex>
-#include <optional>
-#include <system_error>
 #include <utility>
 
-#include <asio/io_context.hpp>
-#include <asio/ip/tcp.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
 
 #include "kel_cpp/base/RuntimeError.hpp"
-#include "kel_cpp/network/IoThread.hpp"
+#include "kel_cpp/network/ClientList.hpp"
+#include "kel_cpp/network/Endpoints.hpp"
 #include "kel_cpp/network/ListenAddress.hpp"
 #include "kel_cpp/network/Listener.hpp"
+#include "kel_cpp/network/ServerFeed.hpp"
+#include "kel_cpp/network/ServerService.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace Quarlen::Kel_cpp {
 namespace {
 
-using asio::ip::tcp;
+using boost::asio::ip::tcp;
 
-/// Throws `std::system_error`.
-asio::ip::address_v4 resolveHostName(const std::wstring& host) {
-    asio::io_context context;
+/// Throws `boost::system::system_error`.
+boost::asio::ip::address_v4 resolveHostName(const std::wstring& host) {
+    boost::asio::io_context context;
     tcp::resolver resolver(context);
     const auto found = resolver.resolve(tcp::v4(), Platform::toUtf8(host), "");
     return found.begin()->endpoint().address().to_v4();
@@ -40,58 +42,85 @@ tcp::endpoint findEndpoint(const std::wstring& address,
         throw listenError(address, L"no network adapter and no IPv4 address belongs to \"" +
                                        parsed.host + L"\"");
     }
-    return {asio::ip::make_address_v4(Platform::toUtf8(meaning.ipv4)), parsed.port};
+    return {boost::asio::ip::make_address_v4(Platform::toUtf8(meaning.ipv4)), parsed.port};
 }
 
 } // namespace
 
 class RuntimeServer::Implementation {
 public:
-    explicit Implementation(AdapterList adapterList) : adapters(std::move(adapterList)) {}
+    Implementation(Sources sources, AdapterList adapterList);
 
     std::wstring start(const std::wstring& address);
     void stop(const std::wstring& address);
     void stopAll();
-    [[nodiscard]] std::vector<std::wstring> clients();
+    [[nodiscard]] std::vector<std::wstring> clients() const;
 
 private:
-    std::wstring listen(const tcp::endpoint& endpoint);
-    void endIdleThread();
+    std::wstring listen(const tcp::endpoint& endpoint, const std::wstring& host);
+    void open();
+    void endIdleService();
+    [[nodiscard]] std::shared_ptr<ClientList> currentClients() const;
+    void setClients(std::shared_ptr<ClientList> list);
 
-    AdapterList adapters;
-    /// Held for whole operations; the I/O thread never takes it.
+    const Sources sources;
+    const AdapterList adapters;
+    /// What the logs call holds it, too: they live longer than the server.
+    const std::shared_ptr<ServerFeed> feed = std::make_shared<ServerFeed>();
+    /// Held for whole operations; neither the I/O thread nor a task takes it.
     std::mutex mutex;
-    ClientCount count;
-    std::optional<IoThread> ioThread;
+    std::unique_ptr<ServerService> service;
     std::map<std::wstring, std::shared_ptr<Listener>> listeners;
+    /// A task asks for the clients while `stop` waits for the task.
+    mutable std::mutex clientsMutex;
+    std::shared_ptr<ClientList> clientList;
 };
+
+RuntimeServer::Implementation::Implementation(Sources from, AdapterList adapterList)
+    : sources(std::move(from)), adapters(std::move(adapterList)) {
+    sources.statuses.listen(
+        [feed = feed](const StatusEntry& status) { feed->statusChanged(status); });
+    sources.runs.onProgress(
+        [feed = feed](const JobProgress& progress) { feed->jobProgressed(progress); });
+    sources.runs.onEnd([feed = feed](const RunEntry& run) { feed->runEnded(run); });
+}
 
 std::wstring RuntimeServer::Implementation::start(const std::wstring& address) {
     try {
         // The name resolution can take long, so the lock is not held.
         const tcp::endpoint endpoint = findEndpoint(address, adapters);
         const std::lock_guard lock(mutex);
-        return listen(endpoint);
-    } catch (const std::system_error& error) {
+        return listen(endpoint, parseServerAddress(address).host);
+    } catch (const boost::system::system_error& error) {
         throw listenError(address, Platform::errorText(error.code()));
     }
 }
 
-std::wstring RuntimeServer::Implementation::listen(const tcp::endpoint& endpoint) {
-    if (!ioThread) {
-        ioThread.emplace();
-    }
+std::wstring RuntimeServer::Implementation::listen(const tcp::endpoint& endpoint,
+                                                   const std::wstring& host) {
+    open();
     try {
-        tcp::acceptor acceptor = openAcceptor(ioThread->ioContext(), endpoint);
+        tcp::acceptor acceptor = openAcceptor(*service->io().ioContext(), endpoint);
         std::wstring name = endpointText(acceptor.local_endpoint());
-        const auto listener = std::make_shared<Listener>(std::move(acceptor), count);
+        const auto listener =
+            std::make_shared<Listener>(std::move(acceptor), service->sharedByConnections(),
+                                       ServedAddress{name, Platform::toUtf8(host)});
         listeners.emplace(name, listener);
-        ioThread->call([&] { listener->begin(); });
+        service->io().call([&] { listener->begin(); });
         return name;
-    } catch (const std::system_error&) {
-        endIdleThread();
+    } catch (const boost::system::system_error&) {
+        endIdleService();
         throw;
     }
+}
+
+void RuntimeServer::Implementation::open() {
+    if (service) {
+        return;
+    }
+    const ClientSettings settings = sources.settings();
+    setClients(std::make_shared<ClientList>(settings.limits.maxClients));
+    service = std::make_unique<ServerService>(sources, settings, *clientList, *feed);
 }
 
 void RuntimeServer::Implementation::stop(const std::wstring& address) {
@@ -100,39 +129,50 @@ void RuntimeServer::Implementation::stop(const std::wstring& address) {
     if (found == listeners.end()) {
         throw runtimeError(ErrorCode::Server, L"nothing listens on \"" + address + L"\"");
     }
-    ioThread->call([&] { found->second->close(); });
+    if (listeners.size() == 1) {
+        service->refuseTasks();
+    }
+    service->io().call([&] { found->second->close(); });
     listeners.erase(found);
-    endIdleThread();
+    endIdleService();
 }
 
 void RuntimeServer::Implementation::stopAll() {
     const std::lock_guard lock(mutex);
+    if (service) {
+        service->refuseTasks();
+    }
     for (const auto& [address, listener] : listeners) {
-        ioThread->call([&closing = *listener] { closing.close(); });
+        service->io().call([&closing = *listener] { closing.close(); });
     }
     listeners.clear();
-    endIdleThread();
+    endIdleService();
 }
 
-void RuntimeServer::Implementation::endIdleThread() {
-    if (listeners.empty()) {
-        ioThread.reset();
+void RuntimeServer::Implementation::endIdleService() {
+    if (listeners.empty() && service) {
+        service.reset();
+        setClients(nullptr);
     }
 }
 
-std::vector<std::wstring> RuntimeServer::Implementation::clients() {
-    const std::lock_guard lock(mutex);
-    std::vector<std::wstring> names;
-    for (const auto& [address, listener] : listeners) {
-        const auto more =
-            ioThread->call([&asked = std::as_const(*listener)] { return asked.clientNames(); });
-        names.insert(names.end(), more.begin(), more.end());
-    }
-    return names;
+std::shared_ptr<ClientList> RuntimeServer::Implementation::currentClients() const {
+    const std::lock_guard lock(clientsMutex);
+    return clientList;
 }
 
-RuntimeServer::RuntimeServer(AdapterList adapters)
-    : implementation(std::make_unique<Implementation>(std::move(adapters))) {}
+void RuntimeServer::Implementation::setClients(std::shared_ptr<ClientList> list) {
+    const std::lock_guard lock(clientsMutex);
+    clientList = std::move(list);
+}
+
+std::vector<std::wstring> RuntimeServer::Implementation::clients() const {
+    const auto list = currentClients();
+    return list ? list->names() : std::vector<std::wstring>();
+}
+
+RuntimeServer::RuntimeServer(Sources sources, AdapterList adapters)
+    : implementation(std::make_unique<Implementation>(std::move(sources), std::move(adapters))) {}
 
 RuntimeServer::~RuntimeServer() {
     implementation->stopAll();

@@ -1,24 +1,45 @@
 #pragma once
 
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "kel_cpp/base/ClientLimits.hpp"
+#include "kel_cpp/history/RunLog.hpp"
+#include "kel_cpp/history/StatusLog.hpp"
+#include "kel_cpp/rpc/ServerModel.hpp"
 #include "platform/NetworkAdapters.hpp"
 
 namespace Quarlen::Kel_cpp {
 
-/// The runtime's network server: listens on any number of addresses and keeps the clients that
-/// connect. There is no client protocol yet: received data is read and dropped. The server owns one
-/// `Listener` for each address, which owns its clients, and one I/O thread, which serves all
-/// sockets and exists only while an address is open. All operations are thread-safe. At most 256
-/// clients are kept; further clients are closed at once.
+/// What the server takes from the settings when its first address opens.
+struct ClientSettings {
+    ClientLimits limits;
+    /// The file with the tokens of clients elsewhere; empty for none.
+    std::filesystem::path tokenFile;
+};
+
+/// The runtime's network server: on each address it serves HTTP/1.1 and WebSockets with the methods
+/// of JSON-RPC, the page for people and the reports. One `Listener` for each address accepts the
+/// clients, which are in one list; one I/O thread serves all sockets, and the tasks of the clients
+/// have threads of their own; both exist only while an address is open. All operations are
+/// thread-safe.
 class RuntimeServer {
 public:
     using AdapterList = std::function<std::vector<Platform::NetworkAdapter>()>;
+    using Settings = std::function<ClientSettings()>;
 
-    explicit RuntimeServer(AdapterList adapters = Platform::networkAdapters);
+    /// What the server serves; `statuses` and `runs` must outlive it.
+    struct Sources {
+        ServerModel model;
+        StatusLog& statuses;
+        RunLog& runs;
+        Settings settings;
+    };
+
+    explicit RuntimeServer(Sources sources, AdapterList adapters = Platform::networkAdapters);
     RuntimeServer(const RuntimeServer&) = delete;
     RuntimeServer& operator=(const RuntimeServer&) = delete;
     ~RuntimeServer();
@@ -27,12 +48,14 @@ public:
     /// an adapter name. Returns "ipv4:port" (the real port when 0 was asked for). Throws
     /// `KelApiException` (code Server) that names the address and the cause.
     std::wstring start(const std::wstring& address);
-    /// Closes the listener and its clients. Throws `KelApiException` (code Server) for an address
-    /// that nothing listens on.
+    /// Closes the listener and its clients. With the last address the tasks end, too: it returns
+    /// when a sequence that a client started has ended. Throws `KelApiException` (code Server) for
+    /// an address that nothing listens on.
     void stop(const std::wstring& address);
     void stopAll();
 
-    /// One text per connected client, "ipv4:port".
+    /// One text per connected client, "ipv4:port", with the name of its token before it when it has
+    /// one.
     [[nodiscard]] std::vector<std::wstring> clients() const;
 
 private:

@@ -6,13 +6,13 @@
 #include <thread>
 #include <utility>
 
-#include <asio/io_context.hpp>
-#include <asio/ip/tcp.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
 #include <httplib.h>
 #include <picojson.h>
 
 #include "kel_cpp/base/RuntimeError.hpp"
-#include "kel_cpp/network/Listener.hpp"
+#include "kel_cpp/network/Endpoints.hpp"
 #include "platform/ListeningSocket.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
@@ -32,9 +32,9 @@ KelApiException startError(std::uint16_t port, const std::wstring& cause) {
 /// Binds the port once more for the cause of the failure, which the HTTP library does not report.
 std::wstring whyNotBound(std::uint16_t port) {
     try {
-        asio::io_context context;
-        openAcceptor(context, {asio::ip::address_v4::loopback(), port});
-    } catch (const std::system_error& error) {
+        boost::asio::io_context context;
+        openAcceptor(context, {boost::asio::ip::address_v4::loopback(), port});
+    } catch (const boost::system::system_error& error) {
         return Platform::errorText(error.code());
     }
     return L"the address was not free";

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 
+#include "kel_cpp/base/ClientLimits.hpp"
 #include "kel_server_lib/runtime/SettingsRecords.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -23,6 +24,9 @@ struct RuntimeSettings {
     /// 0 nothing, 1 errors, 3 also information.
     int traceLevel = 3;
     std::uint16_t sovdPort = 0;
+    ClientLimits clientLimits;
+    /// Empty: only clients on this machine may use the server.
+    std::filesystem::path tokenFile;
 };
 
 /// Copies a record with its nested shared records, so that callers and the runtime share none. Null

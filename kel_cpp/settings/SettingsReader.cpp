@@ -16,7 +16,8 @@ void checkRoot(const Xml::File& file) {
     const auto root = file.root();
     file.allowOnly(root,
                    {"ServerAddresses", "BrokerUrl", "BrokerUrlFile", "StartSequence", "F1Sequence",
-                    "F2Sequence", "Paths", "Tracing", "Interfaces", "Vehicle", "SovdServer"},
+                    "F2Sequence", "Paths", "Tracing", "Interfaces", "Vehicle", "SovdServer",
+                    "Clients", "Access"},
                    {});
     for (const auto section : root.children()) {
         if (section.type() == pugi::node_element) {
@@ -137,6 +138,33 @@ InterfaceSettings defaultInterfaces() {
     return settings;
 }
 
+/// A server without room for a client or a message would be of no use.
+ClientLimits readClientLimits(const Xml::File& file) {
+    constexpr std::uint64_t maxClients = 10000;
+    constexpr std::uint64_t minMessage = 1024;
+    constexpr std::uint64_t maxMessage = std::uint64_t{16} << 20U;
+    constexpr std::uint64_t maxIdleSeconds = 86400;
+    constexpr std::uint64_t maxUnsent = 100000;
+    const auto clients = file.root().child("Clients");
+    file.allowNoContent(clients, {"max", "messageBytes", "idleSeconds", "unsentTexts"});
+    ClientLimits limits;
+    limits.maxClients = file.number(clients, "max", 1, maxClients, limits.maxClients);
+    limits.maxMessage =
+        file.number(clients, "messageBytes", minMessage, maxMessage, limits.maxMessage);
+    limits.maxIdle =
+        std::chrono::seconds(file.number(clients, "idleSeconds", 1, maxIdleSeconds,
+                                         static_cast<std::uint64_t>(limits.maxIdle.count())));
+    limits.maxUnsent = file.number(clients, "unsentTexts", 1, maxUnsent, limits.maxUnsent);
+    return limits;
+}
+
+std::filesystem::path readTokenFile(const Xml::File& file, const std::filesystem::path& folder) {
+    const auto access = file.root().child("Access");
+    file.allowNoContent(access, {"tokenFile"});
+    return access ? resolve(folder, file.requiredText(access, "tokenFile"))
+                  : std::filesystem::path();
+}
+
 } // namespace
 
 RuntimeSettings defaults(const std::filesystem::path& folder) {
@@ -168,6 +196,8 @@ RuntimeSettings read(const Xml::File& file, const std::filesystem::path& folder)
     file.allowNoContent(sovd, {"port"});
     settings.sovdPort =
         static_cast<std::uint16_t>(file.number(sovd, "port", 1, maxPort, defaultSovdPort));
+    settings.clientLimits = readClientLimits(file);
+    settings.tokenFile = readTokenFile(file, folder);
     return settings;
 }
 

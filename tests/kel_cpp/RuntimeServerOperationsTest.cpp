@@ -1,6 +1,7 @@
 #include <thread>
 
-#include <asio.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
 
 #include "kel_cpp/base/RuntimeError.hpp"
 #include "kel_server_lib/runtime/ServerHandler.hpp"
@@ -24,23 +25,26 @@ protected:
 
 /// A port of the loopback interface on which nobody listens.
 std::uint16_t freePort() {
-    asio::io_context context;
-    const asio::ip::tcp::acceptor acceptor(context, {asio::ip::address_v4::loopback(), 0});
+    boost::asio::io_context context;
+    const boost::asio::ip::tcp::acceptor acceptor(context,
+                                                  {boost::asio::ip::address_v4::loopback(), 0});
     return acceptor.local_endpoint().port();
 }
 
-asio::ip::tcp::socket connectTo(asio::io_context& context, const std::wstring& address) {
+boost::asio::ip::tcp::socket connectTo(boost::asio::io_context& context,
+                                       const std::wstring& address) {
     const auto colon = address.find(L':');
     const auto port = static_cast<std::uint16_t>(std::stoi(address.substr(colon + 1)));
-    asio::ip::tcp::socket socket(context);
-    socket.connect({asio::ip::make_address(Platform::toUtf8(address.substr(0, colon))), port});
+    boost::asio::ip::tcp::socket socket(context);
+    socket.connect(
+        {boost::asio::ip::make_address(Platform::toUtf8(address.substr(0, colon))), port});
     return socket;
 }
 
 } // namespace
 
 TEST_F(RuntimeServerTest, AClientOfTheServerIsAnActiveConnectionBesideTheVehicle) {
-    asio::io_context context;
+    boost::asio::io_context context;
     const std::wstring address = runtime->startServer(L"127.0.0.1:" + std::to_wstring(freePort()));
     {
         const auto client = connectTo(context, address);

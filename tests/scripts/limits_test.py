@@ -31,7 +31,12 @@ NO_LIMITS = {
     "maxNameLength", "maxNames", "maxPathLength", "maxPieceSize", "maxPort", "maxSecurityLevel",
     "maxShown", "maxTimeout", "maxTouchReadings", "maxTraceLevel", "maxVersionLength",
     "maxVinPartLength", "maxWaitForReaders", "maxWaitInMicroseconds", "maxWord", "maxWriteSize",
-    "maxWait` in `kel_server_lib/http/ConnectionStream.cpp"}
+    "maxWait` in `kel_server_lib/http/ConnectionStream.cpp",
+    # Bounds of what a setting may say.
+    "maxClients` in `kel_cpp/settings/SettingsReader.cpp",
+    "maxIdleSeconds` in `kel_cpp/settings/SettingsReader.cpp",
+    "maxMessage` in `kel_cpp/settings/SettingsReader.cpp",
+    "maxUnsent` in `kel_cpp/settings/SettingsReader.cpp"}
 
 
 def rows():

@@ -39,6 +39,24 @@ class Reference(unittest.TestCase):
                 self.assertEqual(sorted(documented), sorted(words))
                 self.assertGreater(len(words), 8)
 
+    def test_clients_lists_the_methods_with_their_roles_and_parameters(self):
+        described = re.findall(r'MethodDescription\{\s*"([\w.]+)", Role::(\w+),\s*(?:"(?:[^"\\]|\\.)*"\s*)+,'
+                               r'\s*"(\w*)",', text("kel_cpp/rpc/MethodDescriptions.hpp"))
+        documented = re.findall(r"^\| `([a-z]+\.\w+)` \| (none|watch|control) \|(?: `(\w+)`)? \|",
+                                text("docs/clients.md"), re.M)
+        self.assertEqual(documented, [(name, role.lower(), parameter)
+                                      for name, role, parameter in described])
+        self.assertEqual(len(described),
+                         len(re.findall(r"MethodDescription\{", text("kel_cpp/rpc/MethodDescriptions.hpp"))))
+        self.assertGreater(len(described), 15)
+
+    def test_clients_lists_the_error_codes(self):
+        enumeration = text("kel_cpp/rpc/RpcError.hpp").split("enum class RpcErrorCode")[1].split("};")[0]
+        codes = re.findall(r"(\w+) = (-\d+),", enumeration)
+        documented = re.findall(r"^\| (-\d+) \| (\w+) \|", text("docs/clients.md"), re.M)
+        self.assertEqual(documented, [(number, name) for name, number in codes])
+        self.assertGreater(len(codes), 8)
+
 
 if __name__ == "__main__":
     unittest.main()

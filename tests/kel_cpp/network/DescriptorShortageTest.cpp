@@ -10,6 +10,7 @@
 
 #include "kel_cpp/network/RuntimeServer.hpp"
 #include "tests/kel_cpp/network/NetworkTesting.hpp"
+#include "tests/kel_cpp/network/ServedRuntime.hpp"
 #include "tests/support/TraceCapture.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
@@ -42,15 +43,16 @@ class ServerWithoutDescriptors : public testing::Test {
 protected:
     /// The client's socket exists before the shortage; its connection waits to be accepted.
     void connectInShortage() {
-        socket.open(asio::ip::tcp::v4());
+        socket.open(boost::asio::ip::tcp::v4());
         shortage.emplace();
-        socket.connect({asio::ip::address_v4::loopback(), port});
+        socket.connect({boost::asio::ip::address_v4::loopback(), port});
     }
 
-    RuntimeServer server;
+    ServedRuntime served;
+    RuntimeServer server{served.sources()};
     unsigned short port = 0;
-    asio::io_context context;
-    asio::ip::tcp::socket socket{context};
+    boost::asio::io_context context;
+    boost::asio::ip::tcp::socket socket{context};
     std::optional<Shortage> shortage;
     Quarlen::Tests::TraceCapture traces;
 

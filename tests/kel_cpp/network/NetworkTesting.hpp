@@ -4,10 +4,11 @@
 #include <string>
 #include <thread>
 
-#include <asio/io_context.hpp>
-#include <asio/ip/tcp.hpp>
-#include <asio/read.hpp>
-#include <asio/write.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/read.hpp>
+#include <boost/asio/read_until.hpp>
+#include <boost/asio/write.hpp>
 
 #include "kel_server_lib/runtime/KelApiException.hpp"
 #include "platform/TextEncoding.hpp"
@@ -42,8 +43,9 @@ class TestClient {
 public:
     explicit TestClient(const std::wstring& address) {
         const std::size_t colon = address.rfind(L':');
-        socket.connect({asio::ip::make_address_v4(Platform::toUtf8(address.substr(0, colon))),
-                        static_cast<unsigned short>(std::stoul(address.substr(colon + 1)))});
+        socket.connect(
+            {boost::asio::ip::make_address_v4(Platform::toUtf8(address.substr(0, colon))),
+             static_cast<unsigned short>(std::stoul(address.substr(colon + 1)))});
     }
 
     [[nodiscard]] std::wstring name() const {
@@ -51,19 +53,32 @@ public:
         return Platform::fromUtf8(local.address().to_string()) + L":" +
                std::to_wstring(local.port());
     }
-    void send(const std::string& bytes) { asio::write(socket, asio::buffer(bytes)); }
+    void send(const std::string& bytes) { boost::asio::write(socket, boost::asio::buffer(bytes)); }
     void leave() { socket.close(); }
+    /// Everything until the server closes the connection.
+    std::string readAll() {
+        boost::system::error_code closed;
+        std::string bytes;
+        boost::asio::read(socket, boost::asio::dynamic_buffer(bytes), closed);
+        return bytes;
+    }
+    /// Everything until the end has been read.
+    std::string readUntil(const std::string& end) {
+        std::string bytes;
+        boost::asio::read_until(socket, boost::asio::dynamic_buffer(bytes), end);
+        return bytes;
+    }
     /// Blocks until the server has closed the connection; false when it said something first.
     bool waitForClose() {
-        std::error_code error;
+        boost::system::error_code error;
         char byte = 0;
-        asio::read(socket, asio::buffer(&byte, 1), error);
+        boost::asio::read(socket, boost::asio::buffer(&byte, 1), error);
         return static_cast<bool>(error);
     }
 
 private:
-    asio::io_context context;
-    asio::ip::tcp::socket socket{context};
+    boost::asio::io_context context;
+    boost::asio::ip::tcp::socket socket{context};
 };
 
 } // namespace Quarlen::Kel_cpp::Tests

@@ -115,6 +115,36 @@ TEST_F(ReadingKelServerXml, ReadsTheServerSettings) {
     EXPECT_EQ(settings.sovdPort, 1);
 }
 
+TEST_F(ReadingKelServerXml, ReadsTheLimitsOfClients) {
+    const auto usual = read("<KelServer/>");
+    EXPECT_EQ(usual.clientLimits.maxClients, 1000U);
+    EXPECT_EQ(usual.clientLimits.maxMessage, 1048576U);
+    EXPECT_EQ(usual.clientLimits.maxIdle, std::chrono::seconds(60));
+    EXPECT_EQ(usual.clientLimits.maxUnsent, 1000U);
+
+    const auto least = read("<KelServer><Clients max='1' messageBytes='1024' idleSeconds='1' "
+                            "unsentTexts='1'/></KelServer>");
+    EXPECT_EQ(least.clientLimits.maxClients, 1U);
+    EXPECT_EQ(least.clientLimits.maxMessage, 1024U);
+    EXPECT_EQ(least.clientLimits.maxIdle, std::chrono::seconds(1));
+    EXPECT_EQ(least.clientLimits.maxUnsent, 1U);
+
+    const auto highest = read("<KelServer><Clients max='10000' messageBytes='16777216' "
+                              "idleSeconds='86400' unsentTexts='100000'/></KelServer>");
+    EXPECT_EQ(highest.clientLimits.maxClients, 10000U);
+    EXPECT_EQ(highest.clientLimits.maxMessage, 16777216U);
+    EXPECT_EQ(highest.clientLimits.maxIdle, std::chrono::seconds(86400));
+    EXPECT_EQ(highest.clientLimits.maxUnsent, 100000U);
+}
+
+TEST_F(ReadingKelServerXml, ReadsTheFileWithTokens) {
+    EXPECT_TRUE(read("<KelServer/>").tokenFile.empty());
+
+    const auto settings = read("<KelServer><Access tokenFile='access.token'/></KelServer>");
+
+    EXPECT_EQ(Platform::fromPath(settings.tokenFile), inFolder("access.token"));
+}
+
 TEST_F(ReadingKelServerXml, ResolvesRelativePathsAgainstItsFolder) {
     const auto settings = read("<KelServer><Paths><Projects>a/../b/</Projects>"
                                "<Traces>../t</Traces><Reports>./r</Reports><Data>d/e</Data></Paths>"
@@ -208,7 +238,7 @@ INSTANTIATE_TEST_SUITE_P(
         WrongSetting{"UnknownElement", "<KelServer>\n <Foo/></KelServer>",
                      "2:2: unknown element 'Foo' in 'KelServer', expected: ServerAddresses, "
                      "BrokerUrl, BrokerUrlFile, StartSequence, F1Sequence, F2Sequence, Paths, "
-                     "Tracing, Interfaces, Vehicle, SovdServer"},
+                     "Tracing, Interfaces, Vehicle, SovdServer, Clients, Access"},
         WrongSetting{"UnknownAttribute", "<KelServer a='1'/>",
                      "1:12: unknown attribute 'a' of 'KelServer', expected: none"},
         WrongSetting{"TextBetweenSections", "<KelServer>\n\n x <Paths/></KelServer>",
@@ -242,6 +272,28 @@ INSTANTIATE_TEST_SUITE_P(
                      "2:1: 'Port' is '', expected a number from 1 to 65535"},
         WrongSetting{"SovdPort", "<KelServer><SovdServer port='0'/></KelServer>",
                      "1:24: attribute 'port' is '0', expected a number from 1 to 65535"},
+        WrongSetting{"NoClients", "<KelServer><Clients max='0'/></KelServer>",
+                     "1:21: attribute 'max' is '0', expected a number from 1 to 10000"},
+        WrongSetting{"TooManyClients", "<KelServer><Clients max='10001'/></KelServer>",
+                     "1:21: attribute 'max' is '10001', expected a number from 1 to 10000"},
+        WrongSetting{"ShortMessages", "<KelServer><Clients messageBytes='1023'/></KelServer>",
+                     "1:21: attribute 'messageBytes' is '1023', expected a number from 1024 to "
+                     "16777216"},
+        WrongSetting{"LongMessages", "<KelServer><Clients messageBytes='16777217'/></KelServer>",
+                     "1:21: attribute 'messageBytes' is '16777217', expected a number from 1024 to "
+                     "16777216"},
+        WrongSetting{"NoIdleTime", "<KelServer><Clients idleSeconds='0'/></KelServer>",
+                     "1:21: attribute 'idleSeconds' is '0', expected a number from 1 to 86400"},
+        WrongSetting{"LongIdleTime", "<KelServer><Clients idleSeconds='86401'/></KelServer>",
+                     "1:21: attribute 'idleSeconds' is '86401', expected a number from 1 to "
+                     "86400"},
+        WrongSetting{"NoUnsentTexts", "<KelServer><Clients unsentTexts='0'/></KelServer>",
+                     "1:21: attribute 'unsentTexts' is '0', expected a number from 1 to 100000"},
+        WrongSetting{"ManyUnsentTexts", "<KelServer><Clients unsentTexts='100001'/></KelServer>",
+                     "1:21: attribute 'unsentTexts' is '100001', expected a number from 1 to "
+                     "100000"},
+        WrongSetting{"NoTokenFile", "<KelServer><Access/></KelServer>",
+                     "1:12: 'Access' needs the attribute 'tokenFile'"},
         WrongSetting{"TracingFlag", "<KelServer><Tracing enabled='on'/></KelServer>",
                      "1:21: attribute 'enabled' is 'on', expected true or false"},
         WrongSetting{"TracingLevel", "<KelServer><Tracing level='4'/></KelServer>",

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "kel_server_lib/runtime/JobRecords.hpp"
+
+namespace Quarlen::Kel_cpp {
+
+/// The built-in runtime's flash result: more exact than the percentage.
+struct ControlUnitFlashResult : FlashResult {
+    std::wstring controlUnit;
+    /// Of the session's file.
+    std::uint64_t bytesDone = 0;
+    std::uint64_t bytesTotal = 0;
+    bool cancelled = false;
+};
+
+} // namespace Quarlen::Kel_cpp

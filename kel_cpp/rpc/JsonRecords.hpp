@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+#include <boost/json/object.hpp>
+
+#include "kel_cpp/history/RunRecords.hpp"
+
+/// The records of the runtime as the server's clients see them.
+namespace Quarlen::Kel_cpp::JsonRecords {
+
+/// UTC, ISO 8601 with milliseconds: "2026-01-31T09:05:00.042Z".
+std::string timeText(SystemTime time);
+
+boost::json::object status(const StatusEntry& entry);
+boost::json::object progress(const JobProgress& entry);
+/// Without its status texts, jobs and exceptions.
+boost::json::object runSummary(const RunEntry& run);
+boost::json::object run(const RunEntry& run);
+
+} // namespace Quarlen::Kel_cpp::JsonRecords

@@ -1,0 +1,152 @@
+#include "kel_cpp/rpc/ServerTasks.hpp"
+
+#include <atomic>
+#include <utility>
+
+#include <boost/asio/post.hpp>
+#include <boost/asio/thread_pool.hpp>
+
+#include "kel_cpp/rpc/RpcError.hpp"
+#include "platform/DetachedThread.hpp"
+
+namespace Quarlen::Kel_cpp {
+
+struct ServerTasks::Start {
+    WaitingStart what;
+    Task run;
+    Task drop;
+};
+
+/// Some threads with a bounded number of tasks.
+class ServerTasks::Lane {
+public:
+    Lane(std::size_t threads, std::size_t maxTasks, const char* refusal)
+        : pool(std::make_unique<boost::asio::thread_pool>(threads)),
+          maxTasks(maxTasks),
+          refusal(refusal) {}
+    Lane(const Lane&) = delete;
+    Lane& operator=(const Lane&) = delete;
+    ~Lane() { stop(); }
+
+    void post(Task task) {
+        if (++*tasks > maxTasks) {
+            --*tasks;
+            throw RpcError(RpcErrorCode::Busy, refusal);
+        }
+        boost::asio::post(*pool, [task = std::move(task), count = tasks] {
+            task();
+            --*count;
+        });
+    }
+
+    /// A thread cannot wait for its own end, so a pool that is stopped by one of its tasks ends
+    /// after it.
+    void stop() {
+        if (!pool) {
+            return;
+        }
+        pool->stop();
+        if (pool->get_executor().running_in_this_thread()) {
+            Platform::startDetachedThread([rest = std::shared_ptr<boost::asio::thread_pool>(
+                                               std::move(pool))] { rest->join(); });
+            return;
+        }
+        pool->join();
+        pool.reset();
+    }
+
+private:
+    std::unique_ptr<boost::asio::thread_pool> pool;
+    const std::size_t maxTasks;
+    const char* const refusal;
+    std::shared_ptr<std::atomic<std::size_t>> tasks = std::make_shared<std::atomic<std::size_t>>(0);
+};
+
+ServerTasks::ServerTasks()
+    // One more than may wait: the one that runs.
+    : startLane(std::make_unique<Lane>(1, maxWaitingStarts + 1, "too many sequences wait")),
+      cancelLane(std::make_unique<Lane>(4, maxCancels, "too many cancels wait")),
+      queryLane(std::make_unique<Lane>(2, maxQueries, "too many requests wait")) {}
+
+ServerTasks::~ServerTasks() {
+    stop();
+}
+
+void ServerTasks::start(const WaitingStart& what, Task run, Task drop) {
+    const std::lock_guard lock(mutex);
+    if (stopped) {
+        throw RpcError(RpcErrorCode::NotPossible, "the server stops");
+    }
+    starts.push_back({what, std::move(run), std::move(drop)});
+    try {
+        startLane->post([this] { runNextStart(); });
+    } catch (...) {
+        starts.pop_back();
+        throw;
+    }
+}
+
+void ServerTasks::runNextStart() {
+    Task run;
+    {
+        const std::lock_guard lock(mutex);
+        if (starts.empty()) {
+            return;
+        }
+        run = std::move(starts.front().run);
+        latestStart = std::move(starts.front().what);
+        starts.pop_front();
+    }
+    run();
+}
+
+void ServerTasks::cancel(Task run) {
+    const std::lock_guard lock(mutex);
+    if (stopped) {
+        throw RpcError(RpcErrorCode::NotPossible, "the server stops");
+    }
+    cancelLane->post(std::move(run));
+}
+
+void ServerTasks::query(Task run) {
+    const std::lock_guard lock(mutex);
+    if (stopped) {
+        throw RpcError(RpcErrorCode::NotPossible, "the server stops");
+    }
+    queryLane->post(std::move(run));
+}
+
+std::vector<WaitingStart> ServerTasks::waitingStarts() const {
+    const std::lock_guard lock(mutex);
+    std::vector<WaitingStart> waiting;
+    for (const Start& start : starts) {
+        waiting.push_back(start.what);
+    }
+    return waiting;
+}
+
+std::optional<WaitingStart> ServerTasks::latestTakenStart() const {
+    const std::lock_guard lock(mutex);
+    return latestStart;
+}
+
+void ServerTasks::refuse() {
+    std::list<Start> dropped;
+    {
+        const std::lock_guard lock(mutex);
+        stopped = true;
+        dropped.swap(starts);
+    }
+    for (const Start& start : dropped) {
+        start.drop();
+    }
+}
+
+void ServerTasks::stop() {
+    refuse();
+    startLane->stop();
+    cancelLane->stop();
+    queryLane->stop();
+}
+
+} // namespace Quarlen::Kel_cpp

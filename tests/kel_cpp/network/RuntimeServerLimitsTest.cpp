@@ -1,0 +1,284 @@
+#include <memory>
+#include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/kel_cpp/network/NetworkTesting.hpp"
+#include "tests/kel_cpp/network/RpcTestClient.hpp"
+#include "tests/kel_cpp/network/ServedRuntime.hpp"
+
+namespace Quarlen::Kel_cpp::Tests {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+/// A server that a test gives its limits before it starts it.
+class AServerWithLimits : public testing::Test {
+protected:
+    void start() { address = server.start(L"127.0.0.1:0"); }
+    std::int64_t errorOf(RpcTestClient& client, const std::string& message) {
+        client.send(message);
+        return client.receive().value().at("error").at("code").as_int64();
+    }
+    /// What the server says to bytes that are no request, until it closes.
+    std::string answerTo(const std::string& bytes) {
+        TestClient client(address);
+        client.send(bytes);
+        return client.readAll();
+    }
+
+    ServedRuntime served;
+    RuntimeServer server{served.sources()};
+    std::wstring address;
+};
+
+TEST_F(AServerWithLimits, LetsTheLongestIdleClientGoWhenItIsFull) {
+    served.settings.limits.maxClients = 3;
+    start();
+    RpcTestClient idle(address);
+    RpcTestClient second(address);
+    RpcTestClient third(address);
+    idle.result("server.version");
+    second.result("server.version");
+    third.result("server.version");
+    idle.result("server.version");
+
+    RpcTestClient fourth(address);
+
+    EXPECT_FALSE(second.receive());
+    EXPECT_EQ(second.reason().code, websocket::close_code::try_again_later);
+    EXPECT_EQ(fourth.result("server.version"), json::value("1.2.3"));
+    EXPECT_EQ(idle.result("server.version"), json::value("1.2.3"));
+    EXPECT_EQ(third.result("server.version"), json::value("1.2.3"));
+    EXPECT_EQ(server.clients().size(), 3U);
+}
+
+TEST_F(AServerWithLimits, LetsASilentConnectionGoWhenItIsFull) {
+    served.settings.limits.maxClients = 1;
+    start();
+    TestClient silent(address);
+    ASSERT_TRUE(eventually([&] { return server.clients().size() == 1; }));
+
+    RpcTestClient client(address);
+
+    EXPECT_TRUE(silent.waitForClose());
+    EXPECT_EQ(client.result("server.version"), json::value("1.2.3"));
+}
+
+TEST_F(AServerWithLimits, ClosesAConnectionThatSaysNothing) {
+    served.settings.limits.maxIdle = std::chrono::seconds(1);
+    start();
+    TestClient silent(address);
+    TestClient half(address);
+    half.send("POST /rpc HTTP/1.1\r\nHost: ");
+
+    EXPECT_TRUE(silent.waitForClose());
+    EXPECT_TRUE(half.waitForClose());
+    EXPECT_TRUE(eventually([&] { return server.clients().empty(); }));
+}
+
+TEST_F(AServerWithLimits, AsksAnIdleWebSocketWithAPingAndKeepsItWhenItAnswers) {
+    served.settings.limits.maxIdle = std::chrono::seconds(1);
+    start();
+    RpcTestClient client(address);
+    client.result("status.subscribe");
+    client.notification("status.changed");
+
+    // Reading answers pings; three of them need longer than the idle time.
+    std::jthread setter([&] {
+        ASSERT_TRUE(eventually([&] { return client.pings >= 3; }));
+        served.statuses.set(L"still there");
+    });
+    EXPECT_EQ(client.notification("status.changed").at("text"), json::value("still there"));
+    setter.join();
+}
+
+TEST_F(AServerWithLimits, ClosesAWebSocketThatAnswersNoPing) {
+    served.settings.limits.maxIdle = std::chrono::seconds(1);
+    start();
+    const RpcTestClient client(address);
+
+    EXPECT_TRUE(eventually([&] { return server.clients().empty(); }));
+}
+
+TEST_F(AServerWithLimits, ClosesAMessageThatIsTooLong) {
+    served.settings.limits.maxMessage = 1024;
+    start();
+    RpcTestClient client(address);
+    client.send(std::string(1024, ' '));
+    EXPECT_TRUE(client.receive());
+
+    client.send(std::string(1025, ' '));
+
+    EXPECT_FALSE(client.receive());
+    EXPECT_EQ(client.reason().code, websocket::close_code::too_big);
+}
+
+TEST_F(AServerWithLimits, RefusesABodyThatIsTooLong) {
+    served.settings.limits.maxMessage = 1024;
+    start();
+
+    EXPECT_EQ(request(address, http::verb::post, "/rpc", std::string(1024, ' ')).result_int(),
+              200U);
+    const HttpResponse refused = request(address, http::verb::post, "/rpc", std::string(1025, ' '));
+
+    EXPECT_EQ(refused.result_int(), 413U);
+    EXPECT_EQ(refused.body(), "a body has at most 1024 bytes\n");
+    EXPECT_FALSE(refused.keep_alive());
+}
+
+TEST_F(AServerWithLimits, RefusesAHeaderOfOneMegabyte) {
+    start();
+
+    const std::string answer =
+        answerTo("GET / HTTP/1.1\r\nX: " + std::string(1U << 20U, 'x') + "\r\n\r\n");
+
+    EXPECT_THAT(answer, StartsWith("HTTP/1.1 431 "));
+    EXPECT_THAT(answer, HasSubstr("a header has at most 8192 bytes"));
+}
+
+TEST_F(AServerWithLimits, RefusesWhatIsNoHttp) {
+    start();
+
+    EXPECT_THAT(answerTo("\x16\x03\x01\x02 TLS\r\n\r\n"), StartsWith("HTTP/1.1 400 "));
+    EXPECT_THAT(answerTo("GET\r\n\r\n"), StartsWith("HTTP/1.1 400 "));
+}
+
+TEST_F(AServerWithLimits, RefusesAHandshakeThatLacksTheKey) {
+    start();
+    const HttpResponse refused = request(
+        address, http::verb::get, "/rpc", {},
+        {{"Connection", "Upgrade"}, {"Upgrade", "websocket"}, {"Sec-WebSocket-Version", "13"}});
+
+    EXPECT_EQ(refused.result_int(), 400U);
+}
+
+TEST_F(AServerWithLimits, ClosesAClientThatDoesNotReadItsNotificationsAndKeepsTheOthers) {
+    served.settings.limits.maxUnsent = 5;
+    start();
+    RpcTestClient deaf(address, {}, smallReceiveBuffer);
+    RpcTestClient listening(address);
+    deaf.result("status.subscribe");
+    listening.result("status.subscribe");
+    listening.notification("status.changed");
+
+    // Far more than the buffers of the two systems hold.
+    const std::wstring large(100000, L'x');
+    for (int number = 1; number <= 80; ++number) {
+        served.statuses.set(large);
+        const auto message = listening.receiveText();
+        ASSERT_TRUE(message);
+        EXPECT_THAT(*message, testing::EndsWith("\"number\":" + std::to_string(number) + "}}"));
+    }
+
+    while (deaf.receiveText()) {
+    }
+    EXPECT_EQ(deaf.reason().code, websocket::close_code::policy_error);
+    EXPECT_TRUE(eventually([&] { return server.clients().size() == 1; }));
+}
+
+TEST_F(AServerWithLimits, AnswersBadMessagesWithTheErrorOfTheProtocol) {
+    start();
+    RpcTestClient client(address);
+
+    EXPECT_EQ(errorOf(client, "{"), -32700);
+    EXPECT_EQ(errorOf(client, ""), -32700);
+    EXPECT_EQ(errorOf(client, std::string(100, '[') + std::string(100, ']')), -32700);
+    EXPECT_EQ(errorOf(client, "1"), -32600);
+    EXPECT_EQ(errorOf(client, "[]"), -32600);
+    EXPECT_EQ(client.errorCode("no.method"), -32601);
+    EXPECT_EQ(client.errorCode("sequence.start", {{"name", 1}}), -32602);
+    EXPECT_EQ(client.result("server.version"), json::value("1.2.3"));
+}
+
+TEST_F(AServerWithLimits, ClosesABinaryMessage) {
+    start();
+    RpcTestClient client(address);
+    client.binary = true;
+
+    client.send("{}");
+
+    EXPECT_FALSE(client.receive());
+    EXPECT_EQ(client.reason().code, websocket::close_code::unknown_data);
+}
+
+/// The frames of RFC 6455 by hand, for what a client library does not send.
+class ARawWebSocket : public AServerWithLimits {
+protected:
+    void SetUp() override {
+        start();
+        client.emplace(address);
+        client->send(
+            "GET /rpc HTTP/1.1\r\nHost: " + Platform::toUtf8(address) +
+            "\r\nConnection: Upgrade\r\nUpgrade: websocket\r\nSec-WebSocket-Version: 13\r\n"
+            "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n\r\n");
+        ASSERT_THAT(client->readUntil("\r\n\r\n"), StartsWith("HTTP/1.1 101 "));
+    }
+    /// A masked frame with the mask 0.
+    static std::string frame(unsigned char head, const std::string& payload) {
+        return std::string{static_cast<char>(head), static_cast<char>(0x80U | payload.size())} +
+               std::string(4, '\0') + payload;
+    }
+    /// The code of the close frame with which the server answers.
+    unsigned closeCodeAfter(const std::string& bytes) {
+        client->send(bytes);
+        const std::string answer = client->readAll();
+        if (answer.size() < 4 || static_cast<unsigned char>(answer[0]) != 0x88U) {
+            return 0;
+        }
+        return static_cast<unsigned char>(answer[2]) * 256U + static_cast<unsigned char>(answer[3]);
+    }
+
+    std::optional<TestClient> client;
+};
+
+TEST_F(ARawWebSocket, ClosesATextThatIsNotUtf8) {
+    EXPECT_EQ(closeCodeAfter(frame(0x81, "\xC3\x28")), 1007U);
+}
+
+TEST_F(ARawWebSocket, ClosesAFrameWithoutMask) {
+    EXPECT_EQ(closeCodeAfter(std::string("\x81\x02{}", 4)), 1002U);
+}
+
+TEST_F(ARawWebSocket, ClosesReservedBitsAndUnknownOpcodes) {
+    EXPECT_EQ(closeCodeAfter(frame(0xC1, "{}")), 1002U);
+}
+
+TEST_F(ARawWebSocket, ClosesAnUnknownOpcode) {
+    EXPECT_EQ(closeCodeAfter(frame(0x83, "{}")), 1002U);
+}
+
+TEST_F(ARawWebSocket, ClosesAContinuationWithoutABeginning) {
+    EXPECT_EQ(closeCodeAfter(frame(0x80, "{}")), 1002U);
+}
+
+TEST_F(ARawWebSocket, ClosesAFragmentedPing) {
+    EXPECT_EQ(closeCodeAfter(frame(0x09, "x")), 1002U);
+}
+
+TEST_F(ARawWebSocket, AnswersAClose) {
+    EXPECT_EQ(closeCodeAfter(frame(0x88, std::string("\x03\xE8", 2))), 1000U);
+}
+
+TEST_F(ARawWebSocket, TakesAMessageInFragmentsWithAPingBetweenThem) {
+    client->send(frame(0x01, R"({"jsonrpc":"2.0",)") + frame(0x89, "hi") +
+                 frame(0x00, R"("id":1,)") + frame(0x80, R"("method":"server.version"})"));
+
+    const std::string answer = client->readUntil("}");
+
+    EXPECT_EQ(answer.substr(0, 4), std::string("\x8A\x02hi", 4));
+    EXPECT_THAT(answer, HasSubstr("1.2.3"));
+}
+
+TEST_F(ARawWebSocket, DoesNotWaitForTheEndOfFragmentsToServeOthers) {
+    client->send(frame(0x01, "{"));
+
+    RpcTestClient other(address);
+
+    EXPECT_EQ(other.result("server.version"), json::value("1.2.3"));
+}
+
+} // namespace
+} // namespace Quarlen::Kel_cpp::Tests

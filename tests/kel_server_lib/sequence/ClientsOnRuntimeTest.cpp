@@ -1,0 +1,146 @@
+#include <chrono>
+#include <memory>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "kel_server_lib/sequence/ServerHandlerSequence.hpp"
+#include "tests/kel_cpp/RuntimeFixture.hpp"
+#include "tests/kel_cpp/network/RpcTestClient.hpp"
+#include "tests/support/LoopbackPort.hpp"
+
+namespace Quarlen::Tests {
+
+namespace {
+
+using Kel_cpp::Tests::RpcTestClient;
+namespace json = boost::json;
+
+constexpr int clientCount = 50;
+
+/// Real time, but nobody waits long between two looks.
+class ImpatientRealClock : public Platform::Clock {
+public:
+    void sleepFor(std::chrono::milliseconds /*duration*/) override {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    [[nodiscard]] TimePoint now() const override { return std::chrono::steady_clock::now(); }
+};
+
+/// Clients, sequences and the built-in runtime, as in the program.
+class ClientsOnRuntime : public Kel_cpp::Tests::RuntimeFixture {
+protected:
+    void SetUp() override {
+        useRealTime();
+        const std::string connect = "<SelectAction project='Car_DEMO0000000042' "
+                                    "vehicleInformation='VIT_A' autoConnect='true'/>";
+        writeScript("Slow.xml", connect + "<ExecuteAction command='Otx_Slow'/>"
+                                          "<ExecuteAction command='Otx_ReadIdent'/>");
+        writeScript("Read.xml", connect + "<ExecuteAction command='Otx_ReadIdent'/>");
+        runtime->setServerHandler(handler);
+        address = runtime->startServer(L"127.0.0.1:" + std::to_wstring(freePort()));
+    }
+    void TearDown() override {
+        bool handled = false;
+        handler->cancelSequence(runtime, nullptr, handled);
+        runtime->stopServer(address);
+        handler->stopScriptThreads();
+        runtime->setServerHandler(nullptr);
+    }
+
+    void writeScript(const std::string& name, const std::string& actions) const {
+        folder.write("KelServerScripts/" + name,
+                     "<KelServerScript>" + actions + "</KelServerScript>");
+    }
+    [[nodiscard]] SequenceEnvironment environment() {
+        const DevicePaths devices{.ledPrefix = (folder.base() / "leds/2.").string(),
+                                  .f1Sensor = (folder.base() / "f1").string(),
+                                  .f2Sensor = (folder.base() / "f2").string()};
+        return {.clock = impatient,
+                .console = console,
+                .devices = devices,
+                .configPath = StdUtil::PathString(folder.config())};
+    }
+    /// What one of many clients does; some vanish in the middle of it.
+    void act(int number);
+
+    ImpatientRealClock impatient;
+    std::ostringstream output;
+    Platform::Console console{output};
+    std::shared_ptr<ServerHandlerSequence> handler =
+        std::make_shared<ServerHandlerSequence>(environment());
+    std::wstring address;
+};
+
+void ClientsOnRuntime::act(int number) {
+    RpcTestClient client(address);
+    client.result("status.subscribe");
+    if (number % 5 == 0) {
+        client.send(R"({"jsonrpc":"2.0","id":1,"method":"sequence.start",)"
+                    R"("params":{"name":"Read.xml"}})");
+        client.vanish();
+    } else if (number % 5 == 1) {
+        client.result("sequence.cancel");
+    } else {
+        // Refused where too many wait.
+        client.call("sequence.start", {{"name", "Read.xml"}});
+        client.result("runs.list");
+    }
+}
+
+} // namespace
+
+TEST_F(ClientsOnRuntime, ACancelOfAClientEndsTheRunOfAnother) {
+    RpcTestClient starter(address);
+    RpcTestClient canceller(address);
+    starter.result("status.subscribe");
+    starter.send(
+        R"({"jsonrpc":"2.0","id":100,"method":"sequence.start","params":{"name":"Slow.xml"}})");
+    while (starter.notification("status.changed").at("text") !=
+           json::value("Running execute action: Otx_Slow")) {
+    }
+    while (handler->currentJobId == 0) {
+        std::this_thread::yield();
+    }
+
+    EXPECT_EQ(canceller.result("sequence.cancel"), json::value({{"handled", true}}));
+
+    EXPECT_EQ(starter.responseTo(100).at("result"), json::value({{"handled", true}}));
+    const json::value run = canceller.result("runs.get", {{"id", 1}});
+    EXPECT_EQ(run.at("outcome"), json::value("cancelled"));
+    EXPECT_EQ(run.at("jobs").as_array().size(), 1U);
+    EXPECT_EQ(runtime->getSelectedProjectName(), L"");
+}
+
+TEST_F(ClientsOnRuntime, FiftyClientsActWhileButtonsAndTheRestApiDo) {
+    // So few that their status texts, which all clients get, are no more than a client may lag
+    // behind.
+    constexpr int rounds = 20;
+    std::jthread rest([&] {
+        for (int round = 0; round < rounds; ++round) {
+            handler->abortSequence(runtime);
+            handler->changeF1Sequence(L"Read.xml", runtime);
+        }
+    });
+    std::jthread button([&] {
+        for (int round = 0; round < rounds; ++round) {
+            handler->runSequence(L"Read.xml", runtime);
+        }
+    });
+    std::vector<std::jthread> clients;
+    for (int number = 0; number < clientCount; ++number) {
+        clients.emplace_back([this, number] { act(number); });
+    }
+    clients.clear();
+    rest.join();
+    button.join();
+
+    RpcTestClient last(address);
+    EXPECT_EQ(last.result("server.version"), json::value("1.0.0"));
+    while (last.result("sequence.waiting").as_array().size() > 0) {
+    }
+}
+
+} // namespace Quarlen::Tests

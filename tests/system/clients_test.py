@@ -1,0 +1,270 @@
+#!/usr/bin/env python3
+"""Runs the program and uses it as clients of the runtime's server do: start, watch, cancel, vanish.
+
+usage: clients_test.py PROGRAM EXAMPLE_CONFIG FLASH_DATA [EMULATOR]
+"""
+
+import http.client
+import json
+import pathlib
+import re
+import resource
+import shutil
+import socket
+import subprocess
+import sys
+import tempfile
+import threading
+import unittest
+
+from rpc_client import PATIENCE, Closed, RpcClient, frame, handshake
+
+PROGRAM, EXAMPLES, FLASH_DATA = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
+EMULATOR = sys.argv[4:]
+PROTOCOL = pathlib.Path(__file__).resolve().parent.parent.parent / "docs" / "clients.md"
+SELECT = ("<SelectAction project='Car_DEMO0000000042' vehicleInformation='VIT_A' autoConnect='true'/>")
+SLOW = "<ExecuteAction command='Otx_Slow'/>"
+READ = "<ExecuteAction command='Otx_ReadIdent'/>"
+FAIL = "<ExecuteAction command='Otx_Fail'/>"
+SELECTED = ["Selecting project Car_DEMO0000000042", "Project Car_DEMO0000000042 selected.", "Idle"]
+
+
+class Server:
+    """The program in a copy of its folder, with these scripts and without a start sequence."""
+
+    def __init__(self, folder, scripts):
+        shutil.copy2(PROGRAM, folder)
+        shutil.copytree(EXAMPLES, folder / "config")
+        shutil.copytree(FLASH_DATA, folder / "config" / "data" / "flashdata", dirs_exist_ok=True)
+        settings = folder / "config" / "KelServer.xml"
+        settings.write_text(re.sub(r"<StartSequence>[^<]*</StartSequence>", "",
+                                   settings.read_text(encoding="utf-8")), encoding="utf-8")
+        # Longer than any machine needs: only a cancel ends it.
+        project = folder / "config" / "projects" / "Car_DEMO0000000042" / "project.xml"
+        project.write_text(project.read_text(encoding="utf-8").replace(
+            'milliseconds="10000"', 'milliseconds="3600000"'), encoding="utf-8")
+        for name, actions in scripts.items():
+            (folder / "config" / "KelServerScripts" / name).write_text(
+                f"<KelServerScript>{actions}</KelServerScript>", encoding="utf-8")
+        with socket.socket() as probe:
+            probe.bind(("127.0.0.1", 0))
+            self.port = probe.getsockname()[1]
+        self.process = subprocess.Popen(
+            [*EMULATOR, folder / PROGRAM.name, "127.0.0.1", str(self.port)],
+            cwd=folder, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        for line in self.process.stdout:
+            # The last line that does not wait for the next one.
+            if line.startswith(b"Press F2"):
+                return
+        raise AssertionError("the server ended early")
+
+    def end(self):
+        try:
+            self.process.communicate(b"q", timeout=PATIENCE)
+        finally:
+            self.process.kill()
+        return self.process.returncode
+
+    def client(self):
+        return RpcClient(self.port)
+
+    def get(self, path):
+        connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=PATIENCE)
+        try:
+            connection.request("GET", path)
+            response = connection.getresponse()
+            return response.status, response.read()
+        finally:
+            connection.close()
+
+
+class Clients(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = tempfile.TemporaryDirectory()
+        cls.server = Server(pathlib.Path(cls.folder.name), {
+            "Slow.xml": SELECT + SLOW + READ, "Read.xml": SELECT + READ, "Fail.xml": SELECT + FAIL,
+            "Unknown.xml": "<SelectAction project='Nowhere'/>"})
+
+    @classmethod
+    def tearDownClass(cls):
+        code = cls.server.end()
+        cls.folder.cleanup()
+        if code != 0:
+            raise AssertionError(f"the program ended with {code}")
+
+    def watcher(self):
+        client = self.server.client()
+        self.addCleanup(client.close)
+        self.assertTrue(client.result("status.subscribe"))
+        self.assertEqual(client.notification("status.changed")["text"], "Idle")
+        return client
+
+    def run_of(self, client):
+        return client.result("runs.get", id=client.result("runs.list")[-1]["id"])
+
+    def test_a_subscriber_sees_exactly_the_status_texts_of_a_run(self):
+        watcher = self.watcher()
+        with self.server.client() as client:
+            self.assertEqual(client.result("sequence.start", name="Read.xml"), {"handled": True})
+            run = self.run_of(client)
+        expected = ["Running sequence: Read.xml", *SELECTED,
+                    "Running execute action: Otx_ReadIdent", "Idle", "Idle"]
+        entries = [watcher.notification("status.changed") for _ in expected]
+        self.assertEqual([entry["text"] for entry in entries], expected)
+        self.assertEqual([entry["number"] for entry in entries],
+                         list(range(entries[0]["number"], entries[0]["number"] + len(expected))))
+        self.assertEqual([entry["text"] for entry in run["statuses"]], expected)
+        self.assertEqual(watcher.notification("run.ended")["outcome"], "clean")
+        self.assertEqual(run["outcome"], "clean")
+
+    def test_a_cancel_during_a_procedure_ends_the_run_before_its_next_action(self):
+        watcher = self.watcher()
+        with self.server.client() as starter, self.server.client() as canceller:
+            start = starter.begin("sequence.start", name="Slow.xml")
+            watcher.status_until("Running execute action: Otx_Slow")
+            self.assertEqual(canceller.result("sequence.cancel"), {"handled": True})
+            self.assertEqual(starter.finish(start)["result"], {"handled": True})
+            run = self.run_of(starter)
+        self.assertEqual(watcher.notification("run.ended")["outcome"], "cancelled")
+        self.assertEqual(run["outcome"], "cancelled")
+        self.assertEqual([job["name"] for job in run["jobs"]], ["Otx_Slow"])
+        self.assertEqual(run["jobs"][0]["outcome"], "cancelled")
+        with self.server.client() as client:
+            self.assertEqual(client.result("vehicle.get")["project"], "")
+
+    def test_a_procedure_that_fails_is_a_finding(self):
+        with self.server.client() as client:
+            client.result("sequence.start", name="Fail.xml")
+            run = self.run_of(client)
+        self.assertEqual(run["outcome"], "findings")
+        self.assertEqual(run["exceptions"], [])
+        self.assertIn("Otx_Fail", run["jobs"][0]["summary"])
+
+    def test_an_exception_of_the_runtime_is_a_failure(self):
+        with self.server.client() as client:
+            client.result("sequence.start", name="Unknown.xml")
+            run = self.run_of(client)
+        self.assertEqual(run["outcome"], "failed")
+        self.assertIn("Nowhere", run["exceptions"][0])
+
+    def test_a_missing_script_is_a_failure(self):
+        with self.server.client() as client:
+            self.assertEqual(client.result("sequence.start", name="Missing.xml"), {"handled": True})
+            run = self.run_of(client)
+            self.assertEqual(run["outcome"], "failed")
+            client.result("sequence.start", name="Read.xml")
+
+    def test_a_report_is_where_the_run_says(self):
+        with self.server.client() as client:
+            client.result("sequence.start", name="Demo.xml")
+            name = self.run_of(client)["reports"][0]
+        status, page = self.server.get(f"/reports/{name}")
+        self.assertEqual(status, 200)
+        self.assertIn(b"Cylinder 1 misfire detected", page)
+        self.assertEqual(self.server.get("/config/KelServer.xml")[0], 404)
+
+    def run_documented(self, language, *command):
+        """What the only block of the document in this language prints."""
+        block, = re.findall(rf"^```{language}\n(.*?)^```$", PROTOCOL.read_text(encoding="utf-8"),
+                            re.MULTILINE | re.DOTALL)
+        self.assertIn("58000", block)
+        return subprocess.run([*command, block.replace("58000", str(self.server.port))], check=True,
+                              stdout=subprocess.PIPE, timeout=PATIENCE, text=True).stdout
+
+    def test_the_documented_session_runs(self):
+        answers = self.run_documented("sh", "sh", "-e", "-c")
+        count = 0
+        while answers:
+            answer, size = json.JSONDecoder().raw_decode(answers)
+            answers = answers[size:]
+            for one in answer if isinstance(answer, list) else [answer]:
+                self.assertIn("result", one)
+                count += 1
+        self.assertEqual(count, 5)
+
+    def test_the_documented_program_runs(self):
+        self.assertRegex(self.run_documented("python", sys.executable, "-c"), r"^clean \S+\.html$")
+
+    def test_a_client_that_vanishes_does_not_end_its_run(self):
+        watcher = self.watcher()
+        starter = self.server.client()
+        starter.begin("sequence.start", name="Slow.xml")
+        watcher.status_until("Running execute action: Otx_Slow")
+        starter.close()
+        with self.server.client() as client:
+            while len(client.result("connections.list")) > 3:
+                pass
+            self.assertIsNone(client.result("runs.list")[-1]["end"])
+            client.result("sequence.cancel")
+        self.assertEqual(watcher.notification("run.ended")["outcome"], "cancelled")
+
+    def test_clients_that_vanish_at_any_stage_leave_nothing_behind(self):
+        call = json.dumps({"jsonrpc": "2.0", "id": 1, "method": "sequence.list"}).encode()
+        upgrade = handshake("127.0.0.1", self.server.port)
+        subscribe = frame(1, call.replace(b"sequence.list", b"status.subscribe"))
+        stages = [b"", upgrade[:20], upgrade[:-2], upgrade, upgrade + frame(1, call)[:1],
+                  upgrade + frame(1, call)[:-3], upgrade + frame(1, call), upgrade + subscribe,
+                  upgrade + frame(8, b"\x03"), b"POST /rpc HTTP/1.1\r\nContent-Length: 9\r\n\r\n{"]
+        for stage in stages * 3:
+            with socket.create_connection(("127.0.0.1", self.server.port)) as client:
+                client.sendall(stage)
+        with self.server.client() as client:
+            clients = ["?", "?"]
+            while len([entry for entry in clients if entry.startswith("client") or entry == "?"]) > 1:
+                clients = client.result("connections.list")
+            self.assertEqual(client.result("server.version"), "1.0.0")
+
+    def test_a_thousand_subscribers_see_every_status(self):
+        # Wine gives its programs fewer sockets.
+        count = 100 if EMULATOR else 1000
+        clients = [self.server.client() for _ in range(count)]
+        try:
+            for client in clients:
+                client.result("status.subscribe")
+            self.assertEqual(clients[0].result("sequence.start", name="Read.xml"), {"handled": True})
+            for client in clients:
+                texts = client.status_until("Running execute action: Otx_ReadIdent")
+                self.assertEqual(texts[-5:], ["Running sequence: Read.xml", *SELECTED,
+                                              "Running execute action: Otx_ReadIdent"])
+        finally:
+            for client in clients:
+                client.close()
+
+    def test_many_clients_start_and_cancel_at_once(self):
+        failures = []
+
+        def act(number):
+            try:
+                with self.server.client() as client:
+                    client.result("status.subscribe")
+                    for _ in range(5):
+                        if number % 3 == 0:
+                            client.result("sequence.cancel")
+                        else:
+                            response = client.finish(client.begin("sequence.start", name="Read.xml"))
+                            # Refused where too many wait.
+                            if response.get("error", {"code": -32002})["code"] != -32002:
+                                failures.append(response)
+            except (AssertionError, Closed, OSError) as failure:
+                failures.append(failure)
+
+        threads = [threading.Thread(target=act, args=(number,)) for number in range(20)]
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+        self.assertEqual(failures, [])
+        with self.server.client() as client:
+            self.assertEqual(client.result("sequence.waiting"), [])
+
+
+def raise_descriptor_limit():
+    """A thousand clients in this process need more than it has by default."""
+    _, maximum = resource.getrlimit(resource.RLIMIT_NOFILE)
+    resource.setrlimit(resource.RLIMIT_NOFILE, (min(8192, maximum), maximum))
+
+
+if __name__ == "__main__":
+    raise_descriptor_limit()
+    unittest.main(argv=sys.argv[:1])

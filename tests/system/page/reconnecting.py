@@ -1,0 +1,53 @@
+"""The page while its server is gone."""
+
+import signal
+
+from case import PageTest
+
+
+class Reconnecting(PageTest):
+    expects_refusals = True
+    disabled = "return [...document.querySelectorAll('#cancel, #scripts button')].every((each) => each.disabled)"
+    enabled = "return ![...document.querySelectorAll('#cancel, #scripts button')].some((each) => each.disabled)"
+
+    def test_after_a_restart_the_page_connects_by_itself(self):
+        self.begin_connected()
+        self.browser.until(self.enabled)
+        self.browser.click("#cancel")
+        self.browser.until_text("#resting", "rest")
+        self.start("Demo.xml")
+        self.until_outcome("clean")
+        self.program.stop()
+        self.browser.until_text("#connection.bad", "Not connected")
+        self.browser.until(self.disabled)
+        self.browser.until_text("#status-heading", "Last known status")
+        self.browser.until_text("#reason", "Not connected: nothing can be started or cancelled.")
+        self.assertEqual(self.browser.run("return document.title"), "Not connected – kel_server")
+        self.program.start()
+        self.browser.until_text("#connection.good", "Connected")
+        self.browser.until(self.enabled)
+        self.browser.until_none("#resting, #runs li")
+        self.start("Demo.xml")
+        self.until_outcome("clean")
+        self.assertEqual(self.timeline()[-2:], ["Running sequence: Demo.xml", "Idle"])
+
+    def test_a_server_that_goes_during_a_run_is_told_of(self):
+        self.begin_connected(prepare=lambda program: program.write_slow_script())
+        self.start("Slow.xml")
+        self.browser.until_text("#under-way", "Otx_Slow")
+        self.program.kill()
+        self.browser.until_text("#problem", "The connection was lost before the server answered the start of Slow.xml")
+        self.browser.until_text("#connection", "Not connected")
+        self.browser.until_text("#under-way-hint", "Not known while the server is not connected.")
+        self.browser.until_none("#under-way li")
+
+    def test_a_server_that_says_nothing_more_counts_as_gone(self):
+        impatience = "{ const later = setTimeout; setTimeout = (run, wait) => later(run, Math.min(wait, 5000)); }"
+        self.addCleanup(self.browser.before_each_page(impatience))
+        self.begin_connected()
+        self.program.signal(signal.SIGSTOP)
+        self.addCleanup(self.program.signal, signal.SIGCONT)
+        self.browser.run("document.dispatchEvent(new Event('visibilitychange'))")
+        self.browser.until_text("#connection", "Not connected (the server does not answer)")
+        self.program.signal(signal.SIGCONT)
+        self.browser.until_text("#connection", "Connected")

@@ -1,0 +1,107 @@
+"""Whoever only looks at the page."""
+
+from case import PageTest
+from program import PROJECT, SELECT
+
+MARKUP = "<img src=x onerror=alert(1)>"
+MARKUP_IN_XML = "&lt;img src=x onerror=alert(1)&gt;"
+
+
+class Watching(PageTest):
+    def test_a_start_is_watched_to_its_end(self):
+        self.begin_connected()
+        self.browser.until_text("#status", "Idle")
+        self.browser.until_text("#no-runs", "Nothing has run")
+        self.browser.until_text("#project", "none selected")
+        self.start("Demo.xml")
+        self.until_outcome("✓ clean")
+        self.browser.until_text("#status", "Idle")
+        self.browser.until_text("#status-age", "for ")
+        self.browser.until_text("#project", PROJECT)
+        self.browser.until_text("#vehicle-information", "VIT_A")
+        self.browser.until_text("#interface", "Simulation")
+        self.browser.until_text("#last-run", "Last run: ✓ clean Demo.xml")
+        self.assertEqual(self.timeline()[-2:], ["Running sequence: Demo.xml", "Idle"])
+        self.assertIn("Running execute action: Otx_ReadIdent", self.timeline())
+        self.assertEqual(self.timeline()[0], "Idle")
+        self.assertEqual(self.browser.run("return document.title"), "Idle – kel_server")
+        self.browser.until_none("#problem, #resting, #login, #no-runs")
+        self.browser.until_text("#under-way-hint", "Nothing runs")
+        self.assertRegex(self.browser.texts("#clients")[0], r"127\.0\.0\.1:\d+")
+        self.assertRegex(self.browser.texts("#version")[0], r"\d+\.\d+")
+
+    def test_the_age_of_the_status_counts_on_by_itself(self):
+        self.begin_connected()
+        self.start("ClearFaults.xml")
+        self.until_outcome("clean")
+        first = self.browser.texts("#status-age .age")[0]
+        self.browser.until("return document.querySelector('#status-age .age').innerText !== given[0]", first)
+
+    def test_the_ages_are_those_of_the_servers_clock(self):
+        an_hour_ahead = "{ const now = Date.now; Date.now = () => now() + 3600000; }"
+        self.addCleanup(self.browser.before_each_page(an_hour_ahead))
+        self.begin_connected()
+        self.start("ClearFaults.xml")
+        self.until_outcome("clean")
+        self.browser.until("return /^\\d+ s$/.test(document.querySelector('#status-age .age').innerText)")
+
+    def test_a_run_shows_its_report_and_on_demand_its_jobs(self):
+        self.begin_connected()
+        self.start("Demo.xml")
+        self.until_outcome("clean")
+        details = self.details()
+        self.assertIn("✓ passed Quick test VIT_A", details)
+        self.assertIn("3 of 3 control units read", details)
+        self.assertIn("✓ passed Procedure Otx_ReadIdent – Identification read", details)
+        self.assertIn("Asked for by 127.0.0.1:", details)
+        self.browser.click("#runs .reports a")
+        self.check_report("Initial")
+
+    def test_an_exception_makes_the_outcome_failed_and_a_failed_procedure_findings(self):
+        self.begin_connected(prepare=lambda program: (
+            program.write_script("Fail.xml", "<SelectAction project='Nowhere'/>"),
+            program.write_script("Findings.xml", SELECT + "<ExecuteAction command='Otx_Fail'/>")))
+        self.start("Findings.xml")
+        self.until_outcome("! findings")
+        self.assertIn("✕ failed Procedure Otx_Fail", self.details())
+        self.start("Fail.xml")
+        self.until_outcome("✕ failed")
+        self.assertIn("Exceptions\n", self.details())
+        self.assertIn("Nowhere", self.browser.texts("#runs .exceptions")[0])
+        self.browser.until_text("#last-run", "Last run: ✕ failed Fail.xml")
+        self.browser.until_text("#timeline .bad", "Exception caught: ")
+
+    def test_the_latest_200_status_texts_are_kept(self):
+        actions = 150 * "<SelectAction project=''/>" + "<SelectAction project='Nowhere'/>"
+        self.begin_connected(prepare=lambda program: program.write_script("Many.xml", actions))
+        self.start("Many.xml")
+        self.until_outcome("failed")
+        self.browser.until_text("#timeline", "Selecting project Nowhere")
+        live = self.timeline()
+        self.assertEqual(len(live), 200)
+        self.browser.go(self.program.address)
+        self.browser.until_text("#timeline", "Selecting project Nowhere")
+        self.assertEqual(self.timeline(), live)
+
+    def test_many_runs_are_shown_on_demand(self):
+        self.begin_connected(prepare=lambda program: program.write_script("Empty.xml", ""))
+        for _ in range(12):
+            self.program.call("sequence.start", name="Empty.xml")
+        self.browser.until_text("#more-runs", "Show all 12 runs")
+        self.browser.click("#more-runs")
+        self.browser.until("return document.querySelectorAll('#runs > li').length === 12")
+
+    def test_a_text_with_markup_is_shown_as_text(self):
+        self.begin_connected(prepare=lambda program: program.write_script(
+            f"{MARKUP}.xml", f"<SelectAction project='{MARKUP_IN_XML}'/>"))
+        self.browser.until_text("#scripts .name", f"{MARKUP}.xml")
+        self.browser.run("[...document.querySelectorAll('#scripts li')].find((item) => "
+                         "item.innerText.includes('img')).querySelector('button').click()")
+        self.until_outcome("failed")
+        self.browser.until_text("#runs .run", f"{MARKUP}.xml")
+        self.assertIn(f"Selecting project {MARKUP}", self.timeline())
+        self.assertIn(MARKUP, self.details())
+        self.assertEqual(self.browser.run("return document.images.length"), 0)
+        policy = self.program.policy()
+        self.assertRegex(policy, r"script-src ('sha256-[^']{44}'[ ;])+")
+        self.assertNotIn("unsafe", policy)
