@@ -35,8 +35,9 @@ protected:
     void download() {
         const auto link = vehicle.openLink(L"L");
         Uds::Client client(*link, {}, clock);
-        FlashDownload(client, {content, 0x00010000, 1, 0}, [this](std::uint16_t percent) {
+        FlashDownload(client, {content, 0x00010000, 1, 0}, [this](std::uint16_t percent, std::size_t bytes) {
             percents.push_back(percent);
+            transferred.push_back(bytes);
         }).run();
     }
 
@@ -56,6 +57,7 @@ protected:
     std::map<Bytes, Bytes> ownAnswers;
     Bytes content = Bytes(4099, 0xA5);
     std::vector<std::uint16_t> percents;
+    std::vector<std::size_t> transferred;
 };
 
 } // namespace
@@ -105,6 +107,16 @@ TEST_F(FlashDownloadTest, TellsEachWholePercentOnce) {
     std::vector<std::uint16_t> all(100);
     std::iota(all.begin(), all.end(), std::uint16_t{1});
     EXPECT_EQ(percents, all);
+}
+
+TEST_F(FlashDownloadTest, TellsTheBytesOfTheBlocksThatTheControlUnitHas) {
+    content.resize(200);
+    download();
+    ASSERT_EQ(transferred.size(), 26U);
+    for (std::size_t block = 1; block <= 25; ++block) {
+        EXPECT_EQ(transferred[block - 1], 8 * block);
+    }
+    EXPECT_EQ(transferred.back(), 200U);
 }
 
 TEST_F(FlashDownloadTest, AnEraseNeedNotTellAStatus) {
