@@ -3,6 +3,7 @@
 #include "kel_cpp/Runtime.hpp"
 #include "kel_cpp/ServedFiles.hpp"
 #include "kel_cpp/base/ExceptionBoundary.hpp"
+#include "kel_cpp/history/RunGuards.hpp"
 #include "kel_server_lib/runtime/ServerHandler.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/TraceHelper.hpp"

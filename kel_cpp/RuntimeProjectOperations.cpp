@@ -4,6 +4,7 @@
 #include "kel_cpp/Runtime.hpp"
 #include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "kel_cpp/base/RuntimeError.hpp"
+#include "kel_cpp/history/RunGuards.hpp"
 #include "kel_cpp/jobs/ServiceOrder.hpp"
 #include "kel_cpp/projects/ProjectStore.hpp"
 #include "platform/TextEncoding.hpp"
@@ -76,6 +77,10 @@ void Runtime::beginProjectSelection() {
 
 void Runtime::selectProject(const std::wstring& projectName) {
     guarded(L"selectProject", [&] {
+        const RunLog::Call call(*runs);
+        if (projectName.empty()) {
+            runs->projectDeselected();
+        }
         selection.deselect();
         if (!projectName.empty()) {
             selection.selectProject(loadProject(projectsFolder(), projectName));
@@ -137,7 +142,10 @@ void Runtime::getTargets(RecordList<TargetEntry>& targets) {
 }
 
 void Runtime::getDataFolders(RecordList<DataFolder>& folders, std::int32_t /*kind*/) {
-    guarded(L"getDataFolders", [&] { folders = listDataFolders(settings.inEffect().dataFolder); });
+    guarded(L"getDataFolders", [&] {
+        const RunLog::Call call(*runs);
+        folders = listDataFolders(settings.inEffect().dataFolder);
+    });
 }
 
 void Runtime::getFlashInfo(std::shared_ptr<FlashInfo>& info, const std::wstring& flashItem) {

@@ -105,6 +105,7 @@ void Runtime::installUpdatePackages(const RecordList<UpdatePackageInfo>& package
 void Runtime::prepareUpdatePackages(const std::vector<std::wstring>& paths,
                                     RecordList<UpdateDescription>& descriptions) {
     guarded(L"prepareUpdatePackages", [&] {
+        const RunLog::Call call(*runs);
         RecordList<UpdateDescription> found;
         describeUpdatePackages(paths, found);
         descriptions = std::move(found);

@@ -6,6 +6,7 @@
 #include "kel_cpp/access/VehicleQueries.hpp"
 #include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "kel_cpp/base/RuntimeError.hpp"
+#include "kel_cpp/history/RunGuards.hpp"
 #include "kel_cpp/report/VehicleReport.hpp"
 #include "platform/TextEncoding.hpp"
 
@@ -126,6 +127,7 @@ void Runtime::identifyVehicle(RecordList<IdentifiedTarget>& targets, std::uint32
 std::shared_ptr<UnlockSession>
 Runtime::openUnlockSession(const std::wstring& name, const std::vector<std::wstring>& parameters) {
     return guarded(L"openUnlockSession", [&] {
+        const RunLog::Call call(*runs);
         const std::wstring parameter = unlockParameter(name, parameters);
         try {
             const SelectedVehicle vehicle = selection.withAccess();
@@ -150,6 +152,7 @@ Runtime::openUnlockSession(const std::wstring& name, const std::vector<std::wstr
 
 void Runtime::releaseJob(std::uint64_t handle) {
     guarded(L"releaseJob", [&] {
+        const RunLog::Call call(*runs);
         if (const SelectedVehicle vehicle = selection.current(); vehicle.access) {
             vehicle.access->releaseUnlock(handle);
         }

@@ -10,15 +10,10 @@ namespace {
 
 constexpr std::wstring_view runPrefix = L"Running sequence: ";
 constexpr std::wstring_view exceptionPrefix = L"Exception caught: ";
-constexpr std::wstring_view cancelText = L"Running cancel sequence";
 constexpr std::wstring_view idle = L"Idle";
 
 bool startsWith(const std::wstring& text, std::wstring_view prefix) {
     return text.compare(0, prefix.size(), prefix) == 0;
-}
-
-bool endsRun(const std::wstring& text) {
-    return text == cancelText || text == L"Running abort sequence";
 }
 
 bool anyJob(const RunEntry& run, JobOutcome outcome) {
@@ -39,13 +34,11 @@ void RunLog::statusSet(const StatusEntry& status) {
     Ended ended;
     {
         const std::lock_guard lock(mutex);
-        if (status.text == cancelText) {
-            cancelled = status.time;
-        }
+        endRequests.statusSet(status);
         if (startsWith(status.text, runPrefix)) {
             ended = end(status.time);
             begin(status);
-        } else {
+        } else if (!ranHere()) {
             ended = settleLocked();
         }
         if (RunEntry* const run = running()) {
@@ -55,12 +48,22 @@ void RunLog::statusSet(const StatusEntry& status) {
     tell(ended);
 }
 
+void RunLog::projectDeselected() {
+    const std::lock_guard lock(mutex);
+    const bool isForRequest = endRequests.projectDeselected();
+    // A run that notices a request early takes the project away itself.
+    if (running() != nullptr && (isForRequest || (ranHere() && endRequests.isAnyUnderWay()))) {
+        current.isEnding = true;
+    }
+}
+
 void RunLog::begin(const StatusEntry& status) {
     RunEntry run;
     run.id = ++lastId;
     run.name = status.text.substr(runPrefix.size());
     run.begin = status.time;
-    current = {std::this_thread::get_id(), false, false, {}};
+    current = {};
+    current.thread = std::this_thread::get_id();
     const auto client = std::find_if(asked.begin(), asked.end(), [&](const Asked& entry) {
         return entry.thread == current.thread;
     });
@@ -84,11 +87,14 @@ void RunLog::note(RunEntry& run, const StatusEntry& status) {
     if (startsWith(status.text, exceptionPrefix) && run.exceptions.size() < maxEntriesOfRun) {
         run.exceptions.push_back(status.text.substr(exceptionPrefix.size()));
     }
-    current.cancelled = current.cancelled || endsRun(status.text);
-    const bool ofRun = std::this_thread::get_id() == current.thread;
-    if (ofRun && status.text == idle) {
+    if (!ranHere()) {
+        return;
+    }
+    current.isSilent = current.isSilent && startsWith(status.text, runPrefix);
+    current.cancelled = current.cancelled || current.isEnding;
+    if (status.text == idle) {
         current.idleSince = status.time;
-    } else if (ofRun) {
+    } else {
         current.idleSince.reset();
     }
 }
@@ -96,6 +102,7 @@ void RunLog::note(RunEntry& run, const StatusEntry& status) {
 void RunLog::jobBegins(std::uint64_t id, JobKind kind, std::wstring name) {
     const std::lock_guard lock(mutex);
     jobsUnderWay.push_back({id, kind, {}, {}, 0, 0});
+    current.isSilent = false;
     RunEntry* const run = running();
     if (run != nullptr && run->jobs.size() < maxEntriesOfRun) {
         JobEntry job;
@@ -157,21 +164,32 @@ bool RunLog::settle() {
     {
         const std::lock_guard lock(mutex);
         ended = settleLocked();
-        mayEndLater = running() != nullptr && !current.ofClient && current.idleSince;
+        mayEndLater =
+            running() != nullptr && !current.ofClient && (current.idleSince || current.isSilent);
     }
     tell(ended);
     return mayEndLater;
 }
 
 RunLog::Ended RunLog::settleLocked() {
-    if (running() == nullptr || current.ofClient || !current.idleSince || hasRunningJob() ||
-        now() - *current.idleSince < quietTime) {
+    if (running() == nullptr || current.ofClient || current.calls > 0 || hasRunningJob()) {
+        return {};
+    }
+    if (current.isSilent && now() - running()->begin >= silentTime) {
+        noteMissingScript();
+        return end(running()->begin);
+    }
+    if (!current.idleSince || now() - *current.idleSince < quietTime) {
         return {};
     }
     return end(*current.idleSince);
 }
 
-std::vector<RunEntry> RunLog::latest() {
+bool RunLog::mayEndAfter(const std::wstring& text) {
+    return text == idle || startsWith(text, runPrefix);
+}
+
+std::vector<RunSummary> RunLog::latest() {
     settle();
     const std::lock_guard lock(mutex);
     return {runs.begin(), runs.end()};
@@ -192,7 +210,7 @@ std::vector<JobProgress> RunLog::progress() const {
 
 std::optional<SystemTime> RunLog::lastCancel() const {
     const std::lock_guard lock(mutex);
-    return cancelled;
+    return endRequests.lastCancel();
 }
 
 bool RunLog::isClientWaiting() const {
@@ -256,34 +274,9 @@ void RunLog::tell(const Ended& ended) const {
     }
 }
 
-RunLog::ClientRun::ClientRun(RunLog& log, std::wstring client) : log(log) {
-    const std::lock_guard lock(log.mutex);
-    log.asked.push_back({std::this_thread::get_id(), std::move(client), false});
-}
-
-void RunLog::ClientRun::fail(const std::wstring& message) {
-    const std::lock_guard lock(log.mutex);
-    if (RunEntry* const run = log.running(); run != nullptr && log.ranHere()) {
-        run->exceptions.push_back(message);
-    }
-}
-
-RunLog::ClientRun::~ClientRun() {
-    Ended ended;
-    {
-        const std::lock_guard lock(log.mutex);
-        std::erase_if(log.asked, [](const Asked& entry) {
-            return entry.thread == std::this_thread::get_id();
-        });
-        if (RunEntry* const run = log.running(); run != nullptr && log.ranHere()) {
-            if (!log.current.idleSince && run->exceptions.empty()) {
-                // Every other end sets "Idle" or tells of an exception.
-                run->exceptions.emplace_back(L"there is no such script");
-            }
-            ended = log.end(log.now());
-        }
-    }
-    log.tell(ended);
+/// Every other end sets "Idle" or tells of an exception.
+void RunLog::noteMissingScript() {
+    running()->exceptions.emplace_back(L"there is no such script");
 }
 
 bool RunLog::ranHere() const {

@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "kel_cpp/history/EndRequests.hpp"
 #include "kel_cpp/history/RunRecords.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -20,8 +21,13 @@ namespace Quarlen::Kel_cpp {
 /// A sequence does not tell the runtime that it begins or ends, so the log reads it from what the
 /// runtime sees. "Running sequence: NAME" begins a run on the thread that sets it. A run that a
 /// client asked for ends when the server handler returns (`ClientRun`). Another one ends when its
-/// thread has set "Idle" and then nothing more happens for `quietTime` (between two actions an
-/// "Idle" is followed at once), or when the next run begins: there is never more than one.
+/// thread has set "Idle" and then neither waits in the runtime (`Call`, jobs) nor sets another text
+/// for `quietTime`, when it has done nothing at all for `silentTime` since its beginning (its
+/// script is missing), or when the next run begins: there is never more than one.
+///
+/// A cancel or abort counts for a run that it reaches: the one who asked takes the project away, or
+/// the run does so while it is asked, and the run then sets a text once more. A request that finds
+/// no active connection changes nothing but the status.
 ///
 /// Any thread may call an operation.
 class RunLog {
@@ -30,29 +36,22 @@ public:
     /// Status texts and jobs kept of one run; further ones are counted or left out.
     static constexpr std::size_t maxEntriesOfRun = 1000;
     static constexpr std::chrono::milliseconds quietTime{1000};
+    /// A script is read within this time.
+    static constexpr std::chrono::milliseconds silentTime{10000};
 
     using Now = StatusLog::Now;
-    using OnEnd = std::function<void(const RunEntry&)>;
+    using OnEnd = std::function<void(const RunSummary&)>;
     using OnProgress = std::function<void(const JobProgress&)>;
 
     explicit RunLog(Now now = std::chrono::system_clock::now);
 
-    /// A run on this thread between construction and destruction was asked for by that client.
-    class ClientRun {
-    public:
-        ClientRun(RunLog& log, std::wstring client);
-        ClientRun(const ClientRun&) = delete;
-        ClientRun& operator=(const ClientRun&) = delete;
-        ~ClientRun();
-        /// The request ended with this exception.
-        void fail(const std::wstring& message);
-
-    private:
-        RunLog& log;
-    };
+    class ClientRun;
+    class Call;
 
     /// Called by the thread that sets the status.
     void statusSet(const StatusEntry& status);
+    /// Called by the thread that takes the selection of the project back.
+    void projectDeselected();
     void jobBegins(std::uint64_t id, JobKind kind, std::wstring name);
     void jobFound(std::uint64_t id, JobItem item);
     void jobProgressed(const JobProgress& progress);
@@ -63,12 +62,15 @@ public:
     /// that the caller asks again later.
     bool settle();
 
+    /// True for a status text after which a run may end without a further one.
+    [[nodiscard]] static bool mayEndAfter(const std::wstring& text);
+
     /// Oldest first; the last one may be running.
-    [[nodiscard]] std::vector<RunEntry> latest();
+    [[nodiscard]] std::vector<RunSummary> latest();
     [[nodiscard]] std::optional<RunEntry> find(std::uint64_t id);
     /// How far the running jobs are.
     [[nodiscard]] std::vector<JobProgress> progress() const;
-    /// When a cancel was last asked for.
+    /// When a cancel was last asked for that ended what there was.
     [[nodiscard]] std::optional<SystemTime> lastCancel() const;
     /// True when a run that a client asked for waits for the end of another one.
     [[nodiscard]] bool isClientWaiting() const;
@@ -88,17 +90,24 @@ private:
     struct Current {
         std::thread::id thread;
         bool ofClient = false;
+        /// Nothing has come after its beginning yet.
+        bool isSilent = true;
+        /// A cancel or abort has reached it, but perhaps too late.
+        bool isEnding = false;
         bool cancelled = false;
+        /// Operations of the runtime in which its thread is.
+        std::size_t calls = 0;
         /// When the thread of the run set "Idle", unless something has happened since.
         std::optional<SystemTime> idleSince;
     };
-    using Ended = std::optional<RunEntry>;
+    using Ended = std::optional<RunSummary>;
 
     RunEntry* running();
     JobEntry* findJob(std::uint64_t id);
     void begin(const StatusEntry& status);
     void note(RunEntry& run, const StatusEntry& status);
     Ended end(SystemTime time);
+    void noteMissingScript();
     Ended settleLocked();
     [[nodiscard]] bool hasRunningJob() const;
     [[nodiscard]] bool ranHere() const;
@@ -112,9 +121,9 @@ private:
     std::deque<RunEntry> runs;
     Current current;
     std::vector<Asked> asked;
+    EndRequests endRequests;
     std::vector<JobProgress> jobsUnderWay;
     std::uint64_t lastId = 0;
-    std::optional<SystemTime> cancelled;
 };
 
 } // namespace Quarlen::Kel_cpp

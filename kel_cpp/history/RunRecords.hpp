@@ -60,9 +60,8 @@ enum class RunOutcome {
     Cancelled,
 };
 
-/// One run of a sequence, as the runtime saw it from below: by the status texts that the sequence
-/// set, the jobs that it launched and the reports that it wrote.
-struct RunEntry {
+/// What a list tells of one run of a sequence.
+struct RunSummary {
     std::uint64_t id = 0;
     std::wstring name;
     /// Who asked for it: the name of a client, or empty for a button or the start sequence.
@@ -70,13 +69,18 @@ struct RunEntry {
     SystemTime begin;
     std::optional<SystemTime> end;
     RunOutcome outcome = RunOutcome::Running;
+    /// File names without folder.
+    std::vector<std::wstring> reports;
+};
+
+/// One run as the runtime saw it from below: by the status texts that the sequence set, the jobs
+/// that it launched and the reports that it wrote.
+struct RunEntry : RunSummary {
     std::vector<StatusEntry> statuses;
     /// Status texts that were left out because there were too many.
     std::size_t statusesLeftOut = 0;
     std::vector<JobEntry> jobs;
     std::vector<std::wstring> exceptions;
-    /// File names without folder.
-    std::vector<std::wstring> reports;
 };
 
 } // namespace Quarlen::Kel_cpp

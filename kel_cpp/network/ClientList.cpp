@@ -8,7 +8,7 @@ namespace Quarlen::Kel_cpp {
 ClientId ClientList::add(std::shared_ptr<Connection> connection, const std::wstring& address,
                          const std::wstring& name) {
     if (clients.size() >= maxClients) {
-        makeRoom();
+        dropLongestIdle();
     }
     const std::lock_guard lock(mutex);
     clients.emplace(++lastId, Entry{std::move(connection), address, name});
@@ -16,9 +16,21 @@ ClientId ClientList::add(std::shared_ptr<Connection> connection, const std::wstr
 }
 
 void ClientList::makeRoom() {
+    const bool isEnding = std::any_of(leaving.begin(), leaving.end(),
+                                      [](const auto& each) { return !each.expired(); });
+    if (!isEnding) {
+        dropLongestIdle();
+    }
+}
+
+void ClientList::dropLongestIdle() {
+    const auto worth = [](const auto& client) {
+        const Connection& connection = *client.second.connection;
+        return std::pair(!connection.isStranger(), connection.lastUsed());
+    };
     const auto idle =
-        std::min_element(clients.begin(), clients.end(), [](const auto& left, const auto& right) {
-            return left.second.connection->lastUsed() < right.second.connection->lastUsed();
+        std::min_element(clients.begin(), clients.end(), [&](const auto& left, const auto& right) {
+            return worth(left) < worth(right);
         });
     if (idle != clients.end()) {
         // It ends later; until then it must not be chosen again.
@@ -81,11 +93,35 @@ void ClientList::closeAll(const std::wstring& address) {
     }
 }
 
-std::vector<std::wstring> ClientList::names() const {
-    const std::lock_guard lock(mutex);
-    std::vector<std::wstring> names;
+void ClientList::checkTokens(const AccessTokens& tokens) {
+    // A connection that ends leaves the list later.
     for (const auto& [id, client] : clients) {
-        names.push_back(client.name);
+        client.connection->checkToken(tokens);
+    }
+}
+
+std::shared_ptr<const void> ClientList::keepListed(const std::wstring& name) {
+    const std::lock_guard lock(kept->mutex);
+    const auto place = kept->names.insert(name);
+    return {name.c_str(), [place, kept = kept](const void*) {
+                const std::lock_guard keptLock(kept->mutex);
+                kept->names.erase(place);
+            }};
+}
+
+std::vector<std::wstring> ClientList::names() const {
+    std::vector<std::wstring> names;
+    {
+        const std::lock_guard lock(mutex);
+        for (const auto& [id, client] : clients) {
+            names.push_back(client.name);
+        }
+    }
+    const std::lock_guard lock(kept->mutex);
+    for (const std::wstring& name : kept->names) {
+        if (std::find(names.begin(), names.end(), name) == names.end()) {
+            names.push_back(name);
+        }
     }
     return names;
 }

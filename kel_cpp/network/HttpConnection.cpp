@@ -33,6 +33,7 @@ void HttpConnection::begin() {
         return;
     }
     peerName = endpointText(peer);
+    isStrange = !peer.address().is_loopback();
     id = context.clients.add(shared_from_this(), served.name, peerName);
     read();
 }
@@ -86,7 +87,12 @@ void HttpConnection::receivedBody(const ErrorCode& error) {
     used = std::chrono::steady_clock::now();
     stream.expires_never();
     request = parser->release();
+    isServed = true;
     route();
+}
+
+std::chrono::steady_clock::time_point HttpConnection::lastUsed() const {
+    return isServed ? std::chrono::steady_clock::now() : used;
 }
 
 /// Tells a client what is wrong with its request; after that nothing it sends can be understood.
@@ -156,6 +162,7 @@ void HttpConnection::sendLater(Response answer) {
 }
 
 void HttpConnection::sent(bool keepAlive, const ErrorCode& error) {
+    isServed = false;
     if (error) {
         end();
     } else if (keepAlive) {

@@ -36,7 +36,8 @@ public:
     /// Enters the list of clients and serves them.
     void begin();
 
-    [[nodiscard]] std::chrono::steady_clock::time_point lastUsed() const override { return used; }
+    [[nodiscard]] std::chrono::steady_clock::time_point lastUsed() const override;
+    [[nodiscard]] bool isStranger() const override { return isStrange; }
     void notify(const Message& message, std::uint64_t number, bool mayBeDropped) override;
     void makeRoom() override { close(); }
     void close() override;
@@ -59,6 +60,8 @@ private:
     [[nodiscard]] OwnNames ownNames() const;
     /// False when the request has been refused.
     bool authenticate();
+    void identify(Role granted, const std::wstring& tokenName);
+    [[nodiscard]] std::wstring callerName() const;
     void route();
     void serve(const std::string& path);
     void servePage();
@@ -89,6 +92,10 @@ private:
     Request request;
     Role role = Role::None;
     std::wstring token;
+    /// From elsewhere, and without a valid token until now.
+    bool isStrange = true;
+    /// Its request is being worked on.
+    bool isServed = false;
     ErrorCode ignoredError;
 };
 

@@ -1,6 +1,7 @@
 #include <string_view>
 #include <utility>
 
+#include <boost/beast/core/string.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
 
 #include "kel_cpp/network/HttpConnection.hpp"
@@ -38,11 +39,13 @@ std::string decoded(std::string_view text) {
     return plain;
 }
 
-/// The token of "Authorization: Bearer TOKEN"; empty when there is none.
+/// The token of "Authorization: Bearer TOKEN"; empty when there is none. Upper and lower case of
+/// the scheme are one (RFC 9110, 11.1).
 std::string bearerToken(std::string_view field) {
     constexpr std::string_view scheme = "Bearer ";
-    return field.substr(0, scheme.size()) == scheme ? std::string(field.substr(scheme.size()))
-                                                    : std::string();
+    return boost::beast::iequals(field.substr(0, scheme.size()), scheme)
+               ? std::string(field.substr(scheme.size()))
+               : std::string();
 }
 
 } // namespace
@@ -56,7 +59,7 @@ public:
     [[nodiscard]] Role role() const override { return granted; }
     void logIn(Role role, const std::wstring& /*tokenName*/) override { granted = role; }
     [[nodiscard]] bool canSubscribe() const override { return false; }
-    void subscribe() override {}
+    void subscribe(const StatusEntry& /*present*/) override {}
     void unsubscribe() override {}
 
 private:
@@ -84,10 +87,9 @@ OwnNames HttpConnection::ownNames() const {
 }
 
 bool HttpConnection::authenticate() {
-    role = Role::None;
-    token.clear();
+    identify(Role::None, {});
     if (isLocal(origin())) {
-        role = Role::Control;
+        identify(Role::Control, {});
         return true;
     }
     if (!context.tokens.areConfigured()) {
@@ -106,9 +108,21 @@ bool HttpConnection::authenticate() {
         });
         return false;
     }
-    role = grant->role;
-    token = grant->name;
+    identify(grant->role, grant->name);
     return true;
+}
+
+void HttpConnection::identify(Role granted, const std::wstring& tokenName) {
+    role = granted;
+    isStrange = role == Role::None;
+    if (token != tokenName) {
+        token = tokenName;
+        context.clients.rename(id, callerName());
+    }
+}
+
+std::wstring HttpConnection::callerName() const {
+    return token.empty() ? peerName : token + L" " + peerName;
 }
 
 void HttpConnection::route() {
@@ -175,8 +189,7 @@ void HttpConnection::call() {
         fail(Status::unauthorized, "a call needs a token");
         return;
     }
-    const auto caller =
-        std::make_shared<Caller>(token.empty() ? peerName : token + L" " + peerName, role);
+    const auto caller = std::make_shared<Caller>(callerName(), role);
     context.rpc.handle(request.body(), caller, [weak = weak_from_this()](std::string text) {
         if (const auto self = weak.lock()) {
             self->sendLater(text.empty() ? self->response(Status::no_content, {}, {})

@@ -51,7 +51,7 @@ void Listener::accepted(const boost::system::error_code& error, tcp::socket sock
 }
 
 /// A connection that cannot be accepted (no file descriptor is free) stays pending, so an immediate
-/// retry would spin.
+/// retry would spin. As when the list is full, the longest idle client makes room.
 void Listener::pauseAccepting(const boost::system::error_code& error) {
     constexpr std::chrono::milliseconds pause{100};
     if (!std::exchange(acceptFailed, true)) {
@@ -59,6 +59,7 @@ void Listener::pauseAccepting(const boost::system::error_code& error) {
                                          L"Cannot accept clients: %s",
                                          Platform::errorText(error).c_str());
     }
+    context.clients.makeRoom();
     retryTimer.expires_after(pause);
     retryTimer.async_wait([self = shared_from_this()](const boost::system::error_code& cancelled) {
         if (!cancelled && self->acceptor.is_open()) {

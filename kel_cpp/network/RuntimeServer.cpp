@@ -82,7 +82,7 @@ RuntimeServer::Implementation::Implementation(Sources from, AdapterList adapterL
         [feed = feed](const StatusEntry& status) { feed->statusChanged(status); });
     sources.runs.onProgress(
         [feed = feed](const JobProgress& progress) { feed->jobProgressed(progress); });
-    sources.runs.onEnd([feed = feed](const RunEntry& run) { feed->runEnded(run); });
+    sources.runs.onEnd([feed = feed](const RunSummary& run) { feed->runEnded(run); });
 }
 
 std::wstring RuntimeServer::Implementation::start(const std::wstring& address) {
@@ -130,7 +130,7 @@ void RuntimeServer::Implementation::stop(const std::wstring& address) {
         throw runtimeError(ErrorCode::Server, L"nothing listens on \"" + address + L"\"");
     }
     if (listeners.size() == 1) {
-        service->refuseTasks();
+        service->endTasks();
     }
     service->io().call([&] { found->second->close(); });
     listeners.erase(found);
@@ -140,7 +140,7 @@ void RuntimeServer::Implementation::stop(const std::wstring& address) {
 void RuntimeServer::Implementation::stopAll() {
     const std::lock_guard lock(mutex);
     if (service) {
-        service->refuseTasks();
+        service->endTasks();
     }
     for (const auto& [address, listener] : listeners) {
         service->io().call([&closing = *listener] { closing.close(); });

@@ -48,9 +48,9 @@ public:
     /// an adapter name. Returns "ipv4:port" (the real port when 0 was asked for). Throws
     /// `KelApiException` (code Server) that names the address and the cause.
     std::wstring start(const std::wstring& address);
-    /// Closes the listener and its clients. With the last address the tasks end, too: it returns
-    /// when a sequence that a client started has ended. Throws `KelApiException` (code Server) for
-    /// an address that nothing listens on.
+    /// Closes the listener and its clients. With the last address the tasks end, too: a sequence
+    /// that a client started is cancelled and has ended when it returns. Throws `KelApiException`
+    /// (code Server) for an address that nothing listens on.
     void stop(const std::wstring& address);
     void stopAll();
 

@@ -12,20 +12,20 @@ namespace Quarlen::Kel_cpp {
 void ServerFeed::attach(ServerContext& server, Task function) {
     const std::lock_guard lock(mutex);
     context = &server;
-    onIdle = std::move(function);
+    onPause = std::move(function);
 }
 
 void ServerFeed::detach() {
     const std::lock_guard lock(mutex);
     context = nullptr;
-    onIdle = nullptr;
+    onPause = nullptr;
 }
 
 void ServerFeed::statusChanged(const StatusEntry& status) {
     const std::lock_guard lock(mutex);
     publish("status.changed", JsonRecords::status(status), status.number, false);
-    if (context != nullptr && status.text == L"Idle") {
-        boost::asio::post(*context->ioContext, onIdle);
+    if (context != nullptr && RunLog::mayEndAfter(status.text)) {
+        boost::asio::post(*context->ioContext, onPause);
     }
 }
 
@@ -34,7 +34,7 @@ void ServerFeed::jobProgressed(const JobProgress& progress) {
     publish("job.progress", JsonRecords::progress(progress), 0, true);
 }
 
-void ServerFeed::runEnded(const RunEntry& run) {
+void ServerFeed::runEnded(const RunSummary& run) {
     const std::lock_guard lock(mutex);
     publish("run.ended", JsonRecords::runSummary(run), 0, false);
 }

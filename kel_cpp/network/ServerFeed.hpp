@@ -16,14 +16,14 @@ class ServerFeed {
 public:
     using Task = std::function<void()>;
 
-    /// From now on the clients of this server hear of everything. `onIdle` runs on the I/O thread
-    /// after each status text "Idle".
-    void attach(ServerContext& server, Task onIdle);
+    /// From now on the clients of this server hear of everything. `onPause` runs on the I/O thread
+    /// after each status text that may be the last one of a run.
+    void attach(ServerContext& server, Task onPause);
     void detach();
 
     void statusChanged(const StatusEntry& status);
     void jobProgressed(const JobProgress& progress);
-    void runEnded(const RunEntry& run);
+    void runEnded(const RunSummary& run);
 
 private:
     void publish(const std::string& method, boost::json::object params, std::uint64_t number,
@@ -31,7 +31,7 @@ private:
 
     std::mutex mutex;
     ServerContext* context = nullptr;
-    Task onIdle;
+    Task onPause;
 };
 
 } // namespace Quarlen::Kel_cpp

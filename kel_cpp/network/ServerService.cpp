@@ -1,8 +1,12 @@
 #include "kel_cpp/network/ServerService.hpp"
 
+#include <exception>
+
 #include <boost/asio/ip/host_name.hpp>
 
 #include "kel_cpp/rpc/ServerMethods.hpp"
+#include "platform/TextEncoding.hpp"
+#include "std_util/TraceHelper.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -34,13 +38,33 @@ ServerService::ServerService(const RuntimeServer::Sources& sources, const Client
               settings.limits,
               machineNames(),
               {}},
-      endOfRun(*ioThread->ioContext()) {
+      endOfRun(*ioThread->ioContext()),
+      tokenCheck(*ioThread->ioContext()) {
     feed.attach(context, [this] { watchForEnd(); });
+    if (tokens.areConfigured()) {
+        // A file that lets nobody in is complained about before somebody needs it.
+        ioThread->call([this] { watchTokens(); });
+    }
 }
 
 JsonRpc ServerService::makeRpc(const RuntimeServer::Sources& sources) {
-    return JsonRpc(serverMethods({sources.model, sources.statuses, sources.runs, tasks,
-                                  [this](const RpcCall& call) { logIn(context, call); }}));
+    return JsonRpc(serverMethods(
+        {sources.model, sources.statuses, sources.runs, tasks,
+         [this](const RpcCall& call) { logIn(context, call); },
+         [this](const std::wstring& client) { return context.clients.keepListed(client); }}));
+}
+
+void ServerService::endTasks() {
+    tasks.refuse();
+    tasks.endRunningStart([this] {
+        try {
+            context.model.cancelSequence(L"(the server stops)");
+        } catch (const std::exception& error) {
+            StdUtil::TraceHelper::ErrorTrace(L"kel_cpp/network/ServerService", __LINE__,
+                                             L"a sequence cannot be cancelled: %s",
+                                             Platform::fromUtf8(error.what()).c_str());
+        }
+    });
 }
 
 /// The tasks end while the I/O thread still takes their answers, for clients that have gone.
@@ -49,9 +73,25 @@ ServerService::~ServerService() {
     ioThread->call([this] {
         endPenalties(context);
         endOfRun.cancel();
+        tokenCheck.cancel();
     });
     tasks.stop();
     ioThread.reset();
+}
+
+/// A token that is taken out of the file ends the connections that came with it.
+void ServerService::watchTokens() {
+    constexpr std::chrono::seconds interval{5};
+    if (const std::size_t changes = tokens.refresh();
+        std::exchange(tokenChanges, changes) != changes) {
+        context.clients.checkTokens(tokens);
+    }
+    tokenCheck.expires_after(interval);
+    tokenCheck.async_wait([this](const boost::system::error_code& cancelled) {
+        if (!cancelled) {
+            watchTokens();
+        }
+    });
 }
 
 void ServerService::watchForEnd() {

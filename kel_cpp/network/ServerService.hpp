@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <utility>
 
@@ -23,8 +24,9 @@ public:
     /// All listeners must have been closed.
     ~ServerService();
 
-    /// Call it before the last listener is closed: no start begins any more.
-    void refuseTasks() { tasks.refuse(); }
+    /// Call it before the last listener is closed: no start begins any more, and the one that runs
+    /// is cancelled and has ended when this returns.
+    void endTasks();
 
     IoThread& io() { return *ioThread; }
     ServerContext& sharedByConnections() { return context; }
@@ -32,6 +34,7 @@ public:
 private:
     [[nodiscard]] JsonRpc makeRpc(const RuntimeServer::Sources& sources);
     void watchForEnd();
+    void watchTokens();
 
     RunLog& runs;
     ServerFeed& feed;
@@ -44,6 +47,8 @@ private:
     ServerContext context;
     /// Asks again whether a run has ended that nobody tells the end of.
     boost::asio::steady_timer endOfRun;
+    boost::asio::steady_timer tokenCheck;
+    std::size_t tokenChanges = 0;
 };
 
 } // namespace Quarlen::Kel_cpp

@@ -68,7 +68,8 @@ void WebSocketConnection::accepted(const ErrorCode& error) {
 }
 
 void WebSocketConnection::read() {
-    if (reading || closing || unanswered >= maxUnanswered || unsent.size() >= maxUnanswered) {
+    if (reading || closing || unanswered >= maxUnanswered ||
+        unsentBytes > context.limits.maxMessage) {
         return;
     }
     reading = true;
@@ -110,11 +111,12 @@ void WebSocketConnection::received(const ErrorCode& error) {
 void WebSocketConnection::answer(std::string text) {
     boost::asio::dispatch(*ioContext, [weak = weak_from_this(), text = std::move(text)]() mutable {
         if (const auto self = weak.lock()) {
-            --self->unanswered;
-            if (!text.empty()) {
-                self->enqueue(std::make_shared<const std::string>(std::move(text)));
+            if (text.empty()) {
+                --self->unanswered;
+                self->read();
+            } else {
+                self->enqueue(std::make_shared<const std::string>(std::move(text)), true);
             }
-            self->read();
         }
     });
 }
@@ -136,20 +138,24 @@ void WebSocketConnection::notify(const Message& message, std::uint64_t number, b
     enqueue(message);
 }
 
-/// The answer to the call is in the queue already, and no status comes between it and this one.
-void WebSocketConnection::subscribe() {
-    const StatusEntry present = context.statuses.current();
-    subscribed = true;
+/// The answer to the call is in the queue already, and no status comes between it and this one. The
+/// later texts are on their way. For a client that has subscribed before the present one is on its
+/// way, too, behind others that it has not got yet.
+void WebSocketConnection::subscribe(const StatusEntry& present) {
+    if (std::exchange(subscribed, true) && present.number > lastStatus) {
+        return;
+    }
     lastStatus = present.number;
     enqueue(std::make_shared<const std::string>(
         JsonRpc::notification("status.changed", JsonRecords::status(present))));
 }
 
-void WebSocketConnection::enqueue(Message message) {
+void WebSocketConnection::enqueue(Message message, bool isAnswer) {
     if (closing) {
         return;
     }
-    unsent.push_back(std::move(message));
+    unsentBytes += message->size();
+    unsent.push_back({std::move(message), isAnswer});
     write();
 }
 
@@ -159,8 +165,8 @@ void WebSocketConnection::write() {
     }
     writing = true;
     socket.text(true);
-    socket.async_write(boost::asio::buffer(*unsent.front()),
-                       [self = shared_from_this(), message = unsent.front()](
+    socket.async_write(boost::asio::buffer(*unsent.front().text),
+                       [self = shared_from_this(), message = unsent.front().text](
                            const ErrorCode& error, std::size_t) { self->written(error); });
 }
 
@@ -170,9 +176,16 @@ void WebSocketConnection::written(const ErrorCode& error) {
         end();
         return;
     }
+    used = std::chrono::steady_clock::now();
+    unsentBytes -= unsent.front().text->size();
+    unanswered -= unsent.front().isAnswer ? 1 : 0;
     unsent.pop_front();
     write();
     read();
+}
+
+std::chrono::steady_clock::time_point WebSocketConnection::lastUsed() const {
+    return unanswered > 0 ? std::chrono::steady_clock::now() : used;
 }
 
 void WebSocketConnection::closeWith(const websocket::close_reason& reason) {
@@ -187,6 +200,12 @@ void WebSocketConnection::closeWith(const websocket::close_reason& reason) {
 
 void WebSocketConnection::makeRoom() {
     closeWith({websocket::close_code::try_again_later, "other clients need the place"});
+}
+
+void WebSocketConnection::checkToken(const AccessTokens& tokens) {
+    if (!token.empty() && !tokens.has({granted, token})) {
+        closeWith({websocket::close_code::policy_error, "the token is no longer valid"});
+    }
 }
 
 void WebSocketConnection::close() {

@@ -31,16 +31,18 @@ public:
     /// Answers the request for the upgrade and serves the client until one of them ends it.
     void begin(Request request);
 
-    [[nodiscard]] std::chrono::steady_clock::time_point lastUsed() const override { return used; }
+    [[nodiscard]] std::chrono::steady_clock::time_point lastUsed() const override;
+    [[nodiscard]] bool isStranger() const override { return granted == Role::None; }
     void notify(const Message& message, std::uint64_t number, bool mayBeDropped) override;
     void makeRoom() override;
+    void checkToken(const AccessTokens& tokens) override;
     void close() override;
 
     [[nodiscard]] std::wstring name() const override;
     [[nodiscard]] Role role() const override { return granted; }
     void logIn(Role role, const std::wstring& tokenName) override;
     [[nodiscard]] bool canSubscribe() const override { return true; }
-    void subscribe() override;
+    void subscribe(const StatusEntry& present) override;
     void unsubscribe() override { subscribed = false; }
 
 private:
@@ -52,7 +54,7 @@ private:
     void read();
     void received(const ErrorCode& error);
     void answer(std::string text);
-    void enqueue(Message message);
+    void enqueue(Message message, bool isAnswer = false);
     void write();
     void written(const ErrorCode& error);
     void closeWith(const boost::beast::websocket::close_reason& reason);
@@ -70,7 +72,12 @@ private:
     std::wstring token;
     std::chrono::steady_clock::time_point used = std::chrono::steady_clock::now();
     boost::beast::flat_buffer buffer;
-    std::deque<Message> unsent;
+    struct Unsent {
+        Message text;
+        bool isAnswer = false;
+    };
+    std::deque<Unsent> unsent;
+    std::size_t unsentBytes = 0;
     /// Requests whose answers have not been sent: a client cannot have any number of them.
     std::size_t unanswered = 0;
     bool reading = false;

@@ -1,5 +1,6 @@
 #include "kel_cpp/rpc/AccessTokens.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <fstream>
 #include <sstream>
@@ -59,7 +60,7 @@ Digest parseDigest(const std::string& text) {
 AccessTokens::AccessTokens(std::filesystem::path file) : file(std::move(file)) {}
 
 std::optional<TokenGrant> AccessTokens::find(std::string_view token) {
-    readAgainWhenChanged();
+    refresh();
     const Digest digest = Platform::sha256(token);
     std::optional<TokenGrant> grant;
     for (const Entry& entry : entries) {
@@ -70,14 +71,20 @@ std::optional<TokenGrant> AccessTokens::find(std::string_view token) {
     return grant;
 }
 
-void AccessTokens::readAgainWhenChanged() {
+bool AccessTokens::has(const TokenGrant& grant) const {
+    return std::any_of(entries.begin(), entries.end(),
+                       [&](const Entry& entry) { return entry.grant == grant; });
+}
+
+std::size_t AccessTokens::refresh() {
     if (file.empty()) {
-        return;
+        return changes;
     }
     const Stamp now = stamp();
     if (known == now) {
-        return;
+        return changes;
     }
+    ++changes;
     known = now;
     entries.clear();
     try {
@@ -87,6 +94,7 @@ void AccessTokens::readAgainWhenChanged() {
             L"kel_cpp/rpc/AccessTokens", __LINE__, L"nobody can log in: %s: %s",
             Platform::fromPath(file).c_str(), Platform::fromUtf8(error.what()).c_str());
     }
+    return changes;
 }
 
 AccessTokens::Stamp AccessTokens::stamp() const {

@@ -17,6 +17,8 @@ struct TokenGrant {
     Role role = Role::None;
     /// Names the holder in lists and traces.
     std::wstring name;
+
+    bool operator==(const TokenGrant&) const = default;
 };
 
 /// The tokens of clients that are not on this machine. The file has one per line: the role ("watch"
@@ -34,6 +36,9 @@ public:
 
     /// Whether a file with tokens has been named at all.
     [[nodiscard]] bool areConfigured() const { return !file.empty(); }
+    /// Reads the file again when it has changed. How often that was the case.
+    std::size_t refresh();
+    [[nodiscard]] bool has(const TokenGrant& grant) const;
     /// What the token allows, or nothing. Takes the same time for each token of the same length.
     [[nodiscard]] std::optional<TokenGrant> find(std::string_view token);
 
@@ -51,7 +56,6 @@ private:
         bool operator==(const Stamp&) const = default;
     };
 
-    void readAgainWhenChanged();
     [[nodiscard]] Stamp stamp() const;
     [[nodiscard]] std::vector<Entry> read() const;
     [[nodiscard]] static Entry parseLine(const std::string& line);
@@ -59,6 +63,7 @@ private:
     const std::filesystem::path file;
     std::optional<Stamp> known;
     std::vector<Entry> entries;
+    std::size_t changes = 0;
 };
 
 } // namespace Quarlen::Kel_cpp

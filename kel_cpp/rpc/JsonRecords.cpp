@@ -125,7 +125,7 @@ json::object progress(const JobProgress& entry) {
             {"total", entry.total},     {"job", entry.job}};
 }
 
-json::object runSummary(const RunEntry& run) {
+json::object runSummary(const RunSummary& run) {
     return {{"id", run.id},
             {"name", text(run.name)},
             {"client", text(run.client)},

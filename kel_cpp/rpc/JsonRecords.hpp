@@ -15,7 +15,7 @@ std::string timeText(SystemTime time);
 boost::json::object status(const StatusEntry& entry);
 boost::json::object progress(const JobProgress& entry);
 /// Without its status texts, jobs and exceptions.
-boost::json::object runSummary(const RunEntry& run);
+boost::json::object runSummary(const RunSummary& run);
 boost::json::object run(const RunEntry& run);
 
 } // namespace Quarlen::Kel_cpp::JsonRecords

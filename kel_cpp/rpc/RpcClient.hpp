@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "kel_cpp/history/StatusLog.hpp"
+
 namespace Quarlen::Kel_cpp {
 
 /// What a client may do. Each role may do what the one before it may.
@@ -25,7 +27,7 @@ public:
     /// False for a client whose connection ends with the answer.
     [[nodiscard]] virtual bool canSubscribe() const = 0;
     /// From now on the client gets the server's notifications, first the present status.
-    virtual void subscribe() = 0;
+    virtual void subscribe(const StatusEntry& present) = 0;
     virtual void unsubscribe() = 0;
 };
 

@@ -83,19 +83,33 @@ json::object handledAnswer(bool handled) {
     return {{"handled", handled}};
 }
 
+std::wstring scriptName(const RpcParams& params) {
+    std::wstring name = params.text("name");
+    if (name.size() > maxScriptName) {
+        throw RpcError(RpcErrorCode::InvalidParams, "the parameter \"name\" has at most " +
+                                                        std::to_string(maxScriptName) +
+                                                        " characters");
+    }
+    return name;
+}
+
 Run startOf(const ServerMethodsContext& context) {
     return [context](const RpcCall& call) {
         call.params.allowOnly({"name"});
-        const std::wstring name = call.params.text("name");
+        const std::wstring name = scriptName(call.params);
         const std::wstring client = call.client->name();
-        const auto run = [&model = context.model, answer = call.answer, name, client] {
+        // A client that vanishes does not take its start back: until that has ended it counts as
+        // an active connection, without which no sequence starts.
+        const auto run = [&model = context.model, answer = call.answer, name, client,
+                          listed = context.keepListed(client)] {
             answerWith(answer, [&] { return handledAnswer(model.startSequence(name, client)); });
         };
         const auto drop = [answer = call.answer] {
             answer.failure(std::make_exception_ptr(
                 RpcError(RpcErrorCode::NotPossible, "the server has stopped")));
         };
-        context.tasks.start({name, client, std::chrono::system_clock::now()}, run, drop);
+        context.tasks.start({name, client, std::chrono::system_clock::now()}, run, drop,
+                            context.runs.isClientWaiting());
     };
 }
 
@@ -110,26 +124,34 @@ Run cancelOf(const ServerMethodsContext& context) {
 }
 
 Run runOf(const ServerMethodsContext& context) {
-    return [&runs = context.runs](const RpcCall& call) {
+    return [&runs = context.runs, &tasks = context.tasks](const RpcCall& call) {
         call.params.allowOnly({"id"});
         const std::uint64_t id = call.params.number("id");
-        const auto found = runs.find(id);
-        if (!found) {
-            throw RpcError(RpcErrorCode::NotFound, "there is no run " + std::to_string(id));
-        }
-        call.answer.result(JsonRecords::run(*found));
+        tasks.query([&runs, answer = call.answer, id] {
+            answerWith(answer, [&] {
+                const auto found = runs.find(id);
+                if (!found) {
+                    throw RpcError(RpcErrorCode::NotFound, "there is no run " + std::to_string(id));
+                }
+                return JsonRecords::run(*found);
+            });
+        });
     };
 }
 
-/// The answer goes first, so that the client knows what the first notification is about.
-void subscribe(const RpcCall& call) {
-    call.params.allowOnly({});
-    if (!call.client->canSubscribe()) {
-        throw RpcError(RpcErrorCode::NotPossible,
-                       "notifications need a WebSocket: this connection ends with the answer");
-    }
-    call.answer.result(true);
-    call.client->subscribe();
+/// The answer goes first, so that the client knows what the first notification is about. The
+/// present text is older than the answer: who has the answer misses nothing.
+Run subscribeTo(const StatusLog& statuses) {
+    return [&statuses](const RpcCall& call) {
+        call.params.allowOnly({});
+        if (!call.client->canSubscribe()) {
+            throw RpcError(RpcErrorCode::NotPossible,
+                           "notifications need a WebSocket: this connection ends with the answer");
+        }
+        const StatusEntry present = statuses.current();
+        call.answer.result(true);
+        call.client->subscribe(present);
+    };
 }
 
 void unsubscribe(const RpcCall& call) {
@@ -201,7 +223,7 @@ std::map<std::string_view, Run> inMemory(const ServerMethodsContext& context) {
         {"status.history", atOnce([&statuses = context.statuses] {
              return listOf(statuses.latest(), JsonRecords::status);
          })},
-        {"status.subscribe", subscribe},
+        {"status.subscribe", subscribeTo(context.statuses)},
         {"status.unsubscribe", unsubscribe},
     };
 }

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
+#include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -22,7 +25,12 @@ struct ServerMethodsContext {
     ServerTasks& tasks;
     /// Takes a token for a client that logs in and answers the call, later when it was wrong.
     std::function<void(const RpcCall& call)> logIn;
+    /// Keeps a client in the list of clients for as long as the returned object lives.
+    std::function<std::shared_ptr<const void>(const std::wstring& client)> keepListed;
 };
+
+/// In characters. Names stay in the histories, which therefore stay small.
+inline constexpr std::size_t maxScriptName = 1024;
 
 /// The methods of the runtime's server. What is in memory is answered at once; what reads the disk
 /// or calls the server handler runs in the tasks.

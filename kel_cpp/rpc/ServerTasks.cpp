@@ -1,6 +1,7 @@
 #include "kel_cpp/rpc/ServerTasks.hpp"
 
 #include <atomic>
+#include <limits>
 #include <utility>
 
 #include <boost/asio/post.hpp>
@@ -39,6 +40,10 @@ public:
         });
     }
 
+    [[nodiscard]] bool isThisThread() const {
+        return pool && pool->get_executor().running_in_this_thread();
+    }
+
     /// A thread cannot wait for its own end, so a pool that is stopped by one of its tasks ends
     /// after it.
     void stop() {
@@ -46,7 +51,7 @@ public:
             return;
         }
         pool->stop();
-        if (pool->get_executor().running_in_this_thread()) {
+        if (isThisThread()) {
             Platform::startDetachedThread([rest = std::shared_ptr<boost::asio::thread_pool>(
                                                std::move(pool))] { rest->join(); });
             return;
@@ -63,8 +68,8 @@ private:
 };
 
 ServerTasks::ServerTasks()
-    // One more than may wait: the one that runs.
-    : startLane(std::make_unique<Lane>(1, maxWaitingStarts + 1, "too many sequences wait")),
+    // The list of the starts is what bounds this lane.
+    : startLane(std::make_unique<Lane>(1, std::numeric_limits<std::size_t>::max(), "")),
       cancelLane(std::make_unique<Lane>(4, maxCancels, "too many cancels wait")),
       queryLane(std::make_unique<Lane>(2, maxQueries, "too many requests wait")) {}
 
@@ -72,18 +77,18 @@ ServerTasks::~ServerTasks() {
     stop();
 }
 
-void ServerTasks::start(const WaitingStart& what, Task run, Task drop) {
+void ServerTasks::start(const WaitingStart& what, Task run, Task drop, bool waits) {
     const std::lock_guard lock(mutex);
     if (stopped) {
         throw RpcError(RpcErrorCode::NotPossible, "the server stops");
     }
-    starts.push_back({what, std::move(run), std::move(drop)});
-    try {
-        startLane->post([this] { runNextStart(); });
-    } catch (...) {
-        starts.pop_back();
-        throw;
+    // One more than may wait: the one that runs, or is about to.
+    const std::size_t room = maxWaitingStarts + (waits ? 0 : 1);
+    if (starts.size() + (startRuns ? 1 : 0) >= room) {
+        throw RpcError(RpcErrorCode::Busy, "too many sequences wait");
     }
+    starts.push_back({what, std::move(run), std::move(drop)});
+    startLane->post([this] { runNextStart(); });
 }
 
 void ServerTasks::runNextStart() {
@@ -96,8 +101,23 @@ void ServerTasks::runNextStart() {
         run = std::move(starts.front().run);
         latestStart = std::move(starts.front().what);
         starts.pop_front();
+        startRuns = true;
     }
     run();
+    const std::lock_guard lock(mutex);
+    startRuns = false;
+    startEnded.notify_all();
+}
+
+void ServerTasks::endRunningStart(const Task& cancel) {
+    constexpr std::chrono::milliseconds timeToEnd{500};
+    std::unique_lock lock(mutex);
+    while (startRuns && !startLane->isThisThread()) {
+        lock.unlock();
+        cancel();
+        lock.lock();
+        startEnded.wait_for(lock, timeToEnd, [this] { return !startRuns; });
+    }
 }
 
 void ServerTasks::cancel(Task run) {

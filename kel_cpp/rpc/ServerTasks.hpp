@@ -1,5 +1,6 @@
 #pragma once
 
+#include <condition_variable>
 #include <cstddef>
 #include <functional>
 #include <list>
@@ -39,7 +40,8 @@ public:
     ~ServerTasks();
 
     /// `drop` runs instead of `run` when the tasks stop before its turn has come. Neither throws.
-    void start(const WaitingStart& what, Task run, Task drop);
+    /// The start that was taken last `waits` too while a run of somebody else is under way.
+    void start(const WaitingStart& what, Task run, Task drop, bool waits = false);
     void cancel(Task run);
     void query(Task run);
     [[nodiscard]] std::vector<WaitingStart> waitingStarts() const;
@@ -48,6 +50,10 @@ public:
 
     /// Drops the starts that wait and refuses further tasks.
     void refuse();
+    /// Returns when no start runs. `cancel` is called for one that does, again from time to time: a
+    /// start that was taken a moment ago may not have begun what a cancel ends. Does not wait for a
+    /// start that calls it.
+    void endRunningStart(const Task& cancel);
     /// Drops what waits and returns when what runs has ended; a task that calls it is not waited
     /// for. Refuses further tasks, too.
     void stop();
@@ -62,6 +68,8 @@ private:
     std::list<Start> starts;
     std::optional<WaitingStart> latestStart;
     bool stopped = false;
+    bool startRuns = false;
+    std::condition_variable startEnded;
     std::unique_ptr<Lane> startLane;
     std::unique_ptr<Lane> cancelLane;
     std::unique_ptr<Lane> queryLane;

@@ -1,9 +1,12 @@
 #include "kel_cpp/network/ClientList.hpp"
 
 #include <chrono>
+#include <memory>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "kel_cpp/rpc/AccessTokens.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
 namespace {
@@ -14,15 +17,19 @@ using testing::IsEmpty;
 class TestingConnection final : public Connection {
 public:
     [[nodiscard]] std::chrono::steady_clock::time_point lastUsed() const override { return used; }
+    [[nodiscard]] bool isStranger() const override { return stranger; }
     void notify(const Message& message, std::uint64_t number, bool mayBeDropped) override {
         heard.push_back(*message + " " + std::to_string(number) + (mayBeDropped ? " dropped" : ""));
     }
     void makeRoom() override { ++madeRoom; }
+    void checkToken(const AccessTokens& /*tokens*/) override { ++checked; }
     void close() override { ++closed; }
 
     std::chrono::steady_clock::time_point used;
     std::vector<std::string> heard;
+    bool stranger = false;
     int madeRoom = 0;
+    int checked = 0;
     int closed = 0;
 };
 
@@ -58,6 +65,72 @@ TEST_F(AClientList, LetsTheLongestIdleClientGoWhenItIsFull) {
     EXPECT_EQ(idle->madeRoom, 1);
     EXPECT_EQ(idle->closed, 0);
     EXPECT_THAT(list.names(), ElementsAre(L"one", L"three", L"four"));
+}
+
+TEST_F(AClientList, LetsAStrangerGoBeforeEverybodyElse) {
+    const auto idle = add(L"one", 1);
+    const auto stranger = add(L"two", 9);
+    stranger->stranger = true;
+    const auto longerThere = add(L"three", 8);
+    longerThere->stranger = true;
+
+    add(L"four", 10);
+    EXPECT_EQ(longerThere->madeRoom, 1);
+    add(L"five", 10);
+    EXPECT_EQ(stranger->madeRoom, 1);
+    add(L"six", 10);
+    EXPECT_EQ(idle->madeRoom, 1);
+}
+
+TEST_F(AClientList, LetsOneClientGoAtATimeWhereThereIsNoRoomForOthers) {
+    auto first = add(L"one", 1);
+    const auto second = add(L"two", 2);
+    list.makeRoom();
+    list.makeRoom();
+    EXPECT_EQ(first->madeRoom, 1);
+    EXPECT_EQ(second->madeRoom, 0);
+
+    first.reset();
+    list.makeRoom();
+
+    EXPECT_EQ(second->madeRoom, 1);
+    EXPECT_THAT(list.names(), IsEmpty());
+    list.makeRoom();
+}
+
+TEST_F(AClientList, AsksAllClientsToCheckTheirTokens) {
+    const auto first = add(L"one", 1);
+    const auto second = add(L"two", 2);
+    const AccessTokens tokens({});
+
+    list.checkTokens(tokens);
+
+    EXPECT_EQ(first->checked, 1);
+    EXPECT_EQ(second->checked, 1);
+}
+
+TEST_F(AClientList, NamesAClientThatIsKeptListedOnceAndAlsoAfterItsEnd) {
+    add(L"one", 1);
+    auto kept = list.keepListed(L"one");
+    auto again = list.keepListed(L"one");
+    add(L"two", 2);
+    EXPECT_THAT(list.names(), ElementsAre(L"one", L"two"));
+
+    list.remove(lastId - 1);
+    EXPECT_THAT(list.names(), ElementsAre(L"two", L"one"));
+    kept.reset();
+    EXPECT_THAT(list.names(), ElementsAre(L"two", L"one"));
+    again.reset();
+    EXPECT_THAT(list.names(), ElementsAre(L"two"));
+}
+
+TEST_F(AClientList, CanEndBeforeAClientThatItKeepsListed) {
+    auto ending = std::make_unique<ClientList>(1);
+    const auto kept = ending->keepListed(L"one");
+
+    ending.reset();
+
+    EXPECT_TRUE(kept);
 }
 
 TEST_F(AClientList, ForgetsAClientThatIsRemoved) {

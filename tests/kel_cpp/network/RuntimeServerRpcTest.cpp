@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "kel_cpp/history/RunGuards.hpp"
 #include "tests/kel_cpp/network/NetworkTesting.hpp"
 #include "tests/kel_cpp/network/RpcTestClient.hpp"
 #include "tests/kel_cpp/network/ServedRuntime.hpp"
@@ -280,11 +281,40 @@ TEST_F(AServerWithMethods, GoesOnWithTheSequenceOfAClientThatVanishes) {
     gate.awaitWaiting(1);
 
     client.vanish();
-    ASSERT_TRUE(eventually([&] { return server.clients().empty(); }));
+    RpcTestClient other(address);
+    // It stays an active connection, so that what depends on one acts on its run.
+    ASSERT_TRUE(eventually([&] {
+        return server.clients() == std::vector<std::wstring>{other.name, client.name};
+    }));
     EXPECT_FALSE(ended);
     gate.open();
 
-    EXPECT_TRUE(eventually([&] { return ended.load(); }));
+    EXPECT_TRUE(eventually([&] { return ended && server.clients().size() == 1U; }));
+}
+
+TEST_F(AServerWithMethods, DoesNotDropTheStartOfAClientThatVanishesBeforeItsTurn) {
+    Gate gate;
+    std::vector<std::wstring> names;
+    std::vector<std::vector<std::wstring>> listed;
+    served.start = [&](const std::wstring& name, const auto&) {
+        gate.wait();
+        names.push_back(name);
+        listed.push_back(server.clients());
+        return true;
+    };
+    RpcTestClient client(address);
+    const std::vector<std::wstring> onlyClient{client.name};
+    client.send(R"({"jsonrpc":"2.0","id":1,"method":"sequence.start","params":{"name":"a"}})");
+    gate.awaitWaiting(1);
+    client.send(R"({"jsonrpc":"2.0","id":2,"method":"sequence.start","params":{"name":"b"}})");
+    client.result("server.version");
+
+    client.vanish();
+    gate.open();
+
+    EXPECT_TRUE(eventually([&] { return server.clients().empty(); }));
+    EXPECT_THAT(names, ElementsAre(L"a", L"b"));
+    EXPECT_EQ(listed.back(), onlyClient);
 }
 
 TEST_F(AServerWithMethods, TellsTheFailureOfTheRuntime) {
@@ -301,10 +331,14 @@ TEST_F(AServerWithMethods, TellsTheFailureOfTheRuntime) {
     EXPECT_EQ(error.at("data").at("errorCode"), json::value(42));
 }
 
-TEST_F(AServerWithMethods, DropsTheWaitingStartsWhenItStopsAndWaitsForTheRunningOne) {
+TEST_F(AServerWithMethods, DropsTheWaitingStartsWhenItStopsAndCancelsTheRunningOne) {
     Gate gate;
     std::atomic<int> begun{0};
     std::atomic<int> ended{0};
+    served.cancel = [&](const auto&) {
+        gate.open();
+        return true;
+    };
     served.start = [&](const auto&, const auto&) {
         ++begun;
         gate.wait();
@@ -316,39 +350,64 @@ TEST_F(AServerWithMethods, DropsTheWaitingStartsWhenItStopsAndWaitsForTheRunning
                 R"({"jsonrpc":"2.0","id":2,"method":"sequence.start","params":{"name":"b"}}])");
     gate.awaitWaiting(1);
 
-    std::jthread opener([&] {
-        while (client.receive()) {
-        }
-        gate.open();
-    });
     server.stopAll();
-    opener.join();
 
     EXPECT_EQ(begun, 1);
     EXPECT_EQ(ended, 1);
 }
 
-TEST_F(AServerWithMethods, ListsItsClientsWhileAStopWaitsForASequence) {
-    std::size_t clients = 99;
+/// Without an active connection a cancel ends nothing.
+TEST_F(AServerWithMethods, ListsItsClientsWhileAStopCancelsTheirSequence) {
+    std::vector<std::wstring> clients;
     Gate gate;
     served.start = [&](const auto&, const auto&) {
         gate.wait();
-        clients = server.clients().size();
         return true;
     };
+    served.cancel = [&](const auto&) {
+        clients = server.clients();
+        gate.open();
+        throw KelApiException(L"a cancel that fails ends nothing else", 1);
+        return false;
+    };
     RpcTestClient client(address);
+    const std::vector<std::wstring> onlyClient{client.name};
     client.send(R"({"jsonrpc":"2.0","id":1,"method":"sequence.start","params":{"name":"a"}})");
     gate.awaitWaiting(1);
-    std::jthread opener([&] {
-        while (client.receive()) {
-        }
-        gate.open();
-    });
+    client.vanish();
+
+    server.stop(address);
+
+    EXPECT_EQ(clients, onlyClient);
+}
+
+TEST_F(AServerWithMethods, CancelsNothingWhenItStopsWhileNoClientsSequenceRuns) {
+    bool cancelled = false;
+    served.cancel = [&](const auto&) { return cancelled = true; };
+    const RpcTestClient client(address);
 
     server.stopAll();
-    opener.join();
 
-    EXPECT_EQ(clients, 0U);
+    EXPECT_FALSE(cancelled);
+}
+
+TEST_F(AServerWithMethods, GivesASecondSubscriptionNoGap) {
+    RpcTestClient client(address);
+    client.result("status.subscribe");
+    for (int round = 0; round < 50; ++round) {
+        served.statuses.set(L"a");
+        client.result("status.subscribe");
+    }
+    served.statuses.set(L"last");
+
+    std::int64_t last = 0;
+    for (json::object next; next["text"] != "last";) {
+        next = client.notification("status.changed");
+        const std::int64_t number = next.at("number").as_int64();
+        EXPECT_TRUE(number == last || number == last + 1) << number << " after " << last;
+        last = number;
+    }
+    EXPECT_EQ(last, 51);
 }
 
 } // namespace

@@ -93,6 +93,81 @@ TEST_F(SomeServerTasks, RefusesTheSeventeenthStartThatWaits) {
     EXPECT_EQ(tasks->waitingStarts().size(), 16U);
 }
 
+TEST_F(SomeServerTasks, RefusesTheSixteenthStartBehindOneThatWaitsForSomebodyElse) {
+    start(L"waits");
+    awaitRunning(1);
+    for (int number = 0; number < 15; ++number) {
+        start(L"waiting");
+    }
+
+    EXPECT_THROW(tasks->start(
+                     {L"S", L"", {}}, waitingTask(), [] {}, true),
+                 RpcError);
+    start(L"would be the sixteenth");
+}
+
+TEST_F(SomeServerTasks, TakesAStartAgainWhenTheOthersHaveEnded) {
+    for (int number = 0; number < 16; ++number) {
+        start(L"S");
+    }
+    release();
+    awaitRunning(16);
+    std::promise<void> done;
+    while (!tasks->waitingStarts().empty()) {
+        std::this_thread::yield();
+    }
+    tasks->start(
+        {L"S", L"", {}}, [&] { done.set_value(); }, [] {});
+
+    done.get_future().wait();
+}
+
+TEST_F(SomeServerTasks, CancelTheStartThatRunsUntilItHasEnded) {
+    start(L"running");
+    awaitRunning(1);
+    start(L"waiting");
+    tasks->refuse();
+    int cancels = 0;
+
+    tasks->endRunningStart([&] {
+        EXPECT_EQ(ended, 0);
+        if (++cancels == 2) {
+            release();
+        }
+    });
+
+    EXPECT_EQ(cancels, 2);
+    EXPECT_EQ(ended, 1);
+    EXPECT_EQ(running, 1);
+}
+
+TEST_F(SomeServerTasks, CancelNothingWhereNoStartRuns) {
+    std::promise<void> done;
+    tasks->query([&] { done.set_value(); });
+    done.get_future().wait();
+    int cancels = 0;
+
+    tasks->endRunningStart([&] { ++cancels; });
+
+    EXPECT_EQ(cancels, 0);
+}
+
+TEST_F(SomeServerTasks, DoNotWaitForAStartThatEndsThem) {
+    std::promise<void> done;
+    int cancels = 0;
+    tasks->start(
+        {L"S", L"", {}},
+        [&] {
+            tasks->refuse();
+            tasks->endRunningStart([&] { ++cancels; });
+            done.set_value();
+        },
+        [] {});
+
+    done.get_future().wait();
+    EXPECT_EQ(cancels, 0);
+}
+
 TEST_F(SomeServerTasks, RunsCancelsAndQueriesBesideAStart) {
     start(L"long");
     awaitRunning(1);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "kel_cpp/rpc/RpcClient.hpp"
@@ -16,12 +17,12 @@ public:
         token = tokenName;
     }
     [[nodiscard]] bool canSubscribe() const override { return true; }
-    void subscribe() override { subscribed = true; }
-    void unsubscribe() override { subscribed = false; }
+    void subscribe(const StatusEntry& present) override { subscribedWith = present; }
+    void unsubscribe() override { subscribedWith.reset(); }
 
     Role granted = Role::Control;
     std::wstring token;
-    bool subscribed = false;
+    std::optional<StatusEntry> subscribedWith;
 };
 
 } // namespace Quarlen::Kel_cpp::Tests
