@@ -1,5 +1,6 @@
 #include "kel_cpp/network/WebSocketConnection.hpp"
 
+#include <algorithm>
 #include <utility>
 
 #include <boost/asio/dispatch.hpp>
@@ -130,7 +131,9 @@ void WebSocketConnection::notify(const Message& message, std::uint64_t number, b
     if (number != 0) {
         lastStatus = number;
     }
-    if (unsent.size() >= context.limits.maxUnsent) {
+    const auto notifications = std::count_if(unsent.begin(), unsent.end(),
+                                             [](const Unsent& each) { return !each.isAnswer; });
+    if (static_cast<std::size_t>(notifications) >= context.limits.maxUnsent) {
         unsent.resize(1);
         closeWith({websocket::close_code::policy_error, "the notifications are not read"});
         return;

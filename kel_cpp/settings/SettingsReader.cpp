@@ -144,6 +144,8 @@ ClientLimits readClientLimits(const Xml::File& file) {
     constexpr std::uint64_t minMessage = 1024;
     constexpr std::uint64_t maxMessage = std::uint64_t{16} << 20U;
     constexpr std::uint64_t maxIdleSeconds = 86400;
+    // Fewer are on their way to a client that reads all the time.
+    constexpr std::uint64_t minUnsent = 10;
     constexpr std::uint64_t maxUnsent = 100000;
     const auto clients = file.root().child("Clients");
     file.allowNoContent(clients, {"max", "messageBytes", "idleSeconds", "unsentTexts"});
@@ -154,7 +156,7 @@ ClientLimits readClientLimits(const Xml::File& file) {
     limits.maxIdle =
         std::chrono::seconds(file.number(clients, "idleSeconds", 1, maxIdleSeconds,
                                          static_cast<std::uint64_t>(limits.maxIdle.count())));
-    limits.maxUnsent = file.number(clients, "unsentTexts", 1, maxUnsent, limits.maxUnsent);
+    limits.maxUnsent = file.number(clients, "unsentTexts", minUnsent, maxUnsent, limits.maxUnsent);
     return limits;
 }
 

@@ -77,6 +77,18 @@ TEST_F(ServerWithoutDescriptors, NeitherSpinsNorForgetsTheClient) {
     EXPECT_EQ(traces.lines().size(), 1U);
 }
 
+TEST_F(ServerWithoutDescriptors, LetsTheLongestIdleClientMakeRoom) {
+    TestClient idle(L"127.0.0.1:" + std::to_wstring(port));
+    ASSERT_TRUE(eventually([&] { return server.clients().size() == 1; }));
+    const auto before = server.clients();
+
+    connectInShortage();
+
+    EXPECT_TRUE(idle.waitForClose());
+    EXPECT_TRUE(
+        eventually([&] { return server.clients().size() == 1 && server.clients() != before; }));
+}
+
 TEST_F(ServerWithoutDescriptors, StopsAtOnce) {
     connectInShortage();
     ASSERT_TRUE(eventually([&] { return !traces.lines().empty(); }));

@@ -55,6 +55,22 @@ TEST_F(SomeAccessTokens, LeaveOutCommentsAndEmptyLines) {
     EXPECT_TRUE(tokens.find("see"));
 }
 
+TEST_F(SomeAccessTokens, TellHowOftenTheFileHasChanged) {
+    const std::size_t atFirst = tokens.refresh();
+    EXPECT_EQ(tokens.refresh(), atFirst);
+    write(std::string("watch a ") + see);
+
+    EXPECT_NE(tokens.refresh(), atFirst);
+    EXPECT_TRUE(tokens.has({Role::Watch, L"a"}));
+    EXPECT_FALSE(tokens.has({Role::Control, L"a"}));
+    EXPECT_FALSE(tokens.has({Role::Watch, L"b"}));
+    const std::size_t withToken = tokens.refresh();
+    write("");
+    EXPECT_NE(tokens.refresh(), withToken);
+    EXPECT_FALSE(tokens.has({Role::Watch, L"a"}));
+    EXPECT_EQ(AccessTokens({}).refresh(), 0U);
+}
+
 TEST_F(SomeAccessTokens, AreNoneWithoutAFile) {
     AccessTokens none{std::filesystem::path()};
 

@@ -123,11 +123,11 @@ TEST_F(ReadingKelServerXml, ReadsTheLimitsOfClients) {
     EXPECT_EQ(usual.clientLimits.maxUnsent, 1000U);
 
     const auto least = read("<KelServer><Clients max='1' messageBytes='1024' idleSeconds='1' "
-                            "unsentTexts='1'/></KelServer>");
+                            "unsentTexts='10'/></KelServer>");
     EXPECT_EQ(least.clientLimits.maxClients, 1U);
     EXPECT_EQ(least.clientLimits.maxMessage, 1024U);
     EXPECT_EQ(least.clientLimits.maxIdle, std::chrono::seconds(1));
-    EXPECT_EQ(least.clientLimits.maxUnsent, 1U);
+    EXPECT_EQ(least.clientLimits.maxUnsent, 10U);
 
     const auto highest = read("<KelServer><Clients max='10000' messageBytes='16777216' "
                               "idleSeconds='86400' unsentTexts='100000'/></KelServer>");
@@ -287,10 +287,10 @@ INSTANTIATE_TEST_SUITE_P(
         WrongSetting{"LongIdleTime", "<KelServer><Clients idleSeconds='86401'/></KelServer>",
                      "1:21: attribute 'idleSeconds' is '86401', expected a number from 1 to "
                      "86400"},
-        WrongSetting{"NoUnsentTexts", "<KelServer><Clients unsentTexts='0'/></KelServer>",
-                     "1:21: attribute 'unsentTexts' is '0', expected a number from 1 to 100000"},
+        WrongSetting{"NoUnsentTexts", "<KelServer><Clients unsentTexts='9'/></KelServer>",
+                     "1:21: attribute 'unsentTexts' is '9', expected a number from 10 to 100000"},
         WrongSetting{"ManyUnsentTexts", "<KelServer><Clients unsentTexts='100001'/></KelServer>",
-                     "1:21: attribute 'unsentTexts' is '100001', expected a number from 1 to "
+                     "1:21: attribute 'unsentTexts' is '100001', expected a number from 10 to "
                      "100000"},
         WrongSetting{"NoTokenFile", "<KelServer><Access/></KelServer>",
                      "1:12: 'Access' needs the attribute 'tokenFile'"},

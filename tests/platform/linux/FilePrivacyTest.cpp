@@ -1,7 +1,10 @@
 #include "platform/FilePrivacy.hpp"
 
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
+#include "tests/support/FileAccess.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 
 namespace Quarlen::Platform::Tests {
@@ -19,6 +22,22 @@ TEST(FilePrivacyOnLinux, IsLostWithAnyRightOfTheGroupOrOfOthers) {
     }
     std::filesystem::permissions(file, perms::owner_all);
     EXPECT_TRUE(isPrivate(file));
+}
+
+/// The program and the user who owns the file could both read it.
+TEST(FilePrivacyOnLinux, IsNotGivenWhereTheFileBelongsToSomebodyElse) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "only the superuser can give a file away";
+    }
+    constexpr uid_t nobody = 65534;
+    const Quarlen::Tests::TemporaryFolder folder;
+    const auto file = folder.write("secret", "x");
+    Quarlen::Tests::makePrivate(file);
+    ASSERT_TRUE(isPrivate(file));
+
+    ASSERT_EQ(::chown(file.c_str(), nobody, nobody), 0);
+
+    EXPECT_FALSE(isPrivate(file));
 }
 
 } // namespace
