@@ -32,6 +32,8 @@ struct RuntimeEnvironment {
     /// Receives messages for the operator about conditions that are not failures. Must outlive the
     /// runtime.
     std::ostream& errorOutput = std::cerr;
+    /// The time of status texts and runs.
+    StatusLog::Now now = std::chrono::system_clock::now;
 };
 
 /// The built-in diagnostic runtime behind the facade `KelApi`. It owns one component for each
@@ -154,9 +156,9 @@ private:
     mutable std::mutex mutex;
     std::shared_ptr<ServerHandler> serverHandler;
 
-    StatusLog statuses;
+    StatusLog statuses{environment.now};
     /// A job that outlives the runtime still tells it how it goes.
-    const std::shared_ptr<RunLog> runs = std::make_shared<RunLog>();
+    const std::shared_ptr<RunLog> runs = std::make_shared<RunLog>(environment.now);
     SovdServer sovd;
     /// Declared last, so that all jobs end before the other members are destroyed.
     JobRunner jobs;

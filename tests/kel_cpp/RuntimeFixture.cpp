@@ -6,9 +6,9 @@ namespace Quarlen::Kel_cpp::Tests {
 
 void RuntimeFixture::restart() {
     runtime.reset();
-    runtime = std::make_shared<Runtime>(
-        RuntimeEnvironment{folder.config(), folder.base() / "installation", *usedClock,
-                           testerPresentInterval, errorOutput});
+    runtime = std::make_shared<Runtime>(RuntimeEnvironment{
+        folder.config(), folder.base() / "installation", *usedClock, testerPresentInterval,
+        errorOutput, [this] { return startOfTest + later.load(); }});
     runtime->initialize();
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -47,6 +48,10 @@ protected:
     Platform::Clock* usedClock = &clock;
     /// What the runtime says on the console's error stream.
     std::ostringstream errorOutput;
+    /// By how much the runtime's calendar time is ahead of the start of the test; only the test
+    /// moves it.
+    std::atomic<std::chrono::seconds> later{std::chrono::seconds(0)};
+    const std::chrono::system_clock::time_point startOfTest = std::chrono::system_clock::now();
     std::shared_ptr<Runtime> runtime;
 };
 
