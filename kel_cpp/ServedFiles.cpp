@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <string_view>
 #include <system_error>
 
 #include "kel_cpp/base/ExceptionBoundary.hpp"
@@ -16,15 +17,27 @@ namespace {
 using std::filesystem::directory_entry;
 using std::filesystem::path;
 
-/// Regular files with this extension, sorted by name. Links are left out: they may lead anywhere.
-std::vector<directory_entry> filesOf(const path& folder, const char* extension) {
+/// In upper or lower case.
+bool hasExtension(const path& file, std::wstring_view extension) {
+    std::wstring own = Platform::fromPath(file.extension());
+    std::transform(own.begin(), own.end(), own.begin(), [](wchar_t letter) {
+        return letter >= L'A' && letter <= L'Z' ? static_cast<wchar_t>(letter - L'A' + L'a')
+                                                : letter;
+    });
+    return own == extension;
+}
+
+enum class Links { LeftOut, Followed };
+
+/// Regular files with this extension, sorted by name.
+std::vector<directory_entry> filesOf(const path& folder, std::wstring_view extension, Links links) {
     std::vector<directory_entry> found;
     std::error_code failure;
     std::filesystem::directory_iterator entry(folder, failure);
     for (; !failure && entry != std::filesystem::directory_iterator(); entry.increment(failure)) {
         std::error_code ignored;
-        if (entry->path().extension() == extension && !entry->is_symlink(ignored) &&
-            entry->is_regular_file(ignored)) {
+        if (hasExtension(entry->path(), extension) && entry->is_regular_file(ignored) &&
+            (links == Links::Followed || !entry->is_symlink(ignored))) {
             found.push_back(*entry);
         }
     }
@@ -49,7 +62,8 @@ ReportFile reportFile(const directory_entry& entry) {
 
 std::vector<std::wstring> listScripts(const path& configFolder) {
     std::vector<std::wstring> names;
-    for (const directory_entry& entry : filesOf(configFolder / "KelServerScripts", ".xml")) {
+    for (const directory_entry& entry :
+         filesOf(configFolder / "KelServerScripts", L".xml", Links::Followed)) {
         names.push_back(Platform::fromPath(entry.path().filename()));
     }
     return names;
@@ -57,7 +71,8 @@ std::vector<std::wstring> listScripts(const path& configFolder) {
 
 std::vector<ReportFile> listReports(const path& reportsFolder) {
     std::vector<ReportFile> reports;
-    for (const directory_entry& entry : filesOf(reportsFolder, ".html")) {
+    // Its content is served: a link may lead anywhere.
+    for (const directory_entry& entry : filesOf(reportsFolder, L".html", Links::LeftOut)) {
         reports.push_back(reportFile(entry));
     }
     return reports;

@@ -138,12 +138,14 @@ TEST_F(RuntimeClients, AreNotHandledWithoutAHandler) {
 
 TEST_F(RuntimeClients, SeeTheScriptsProjectsConnectionsAndTheVehicle) {
     folder.write("KelServerScripts/Zulu.xml", "<KelServerScript/>");
+    folder.write("KelServerScripts/Upper.XML", "<KelServerScript/>");
     folder.write("KelServerScripts/notes.txt", "no script");
+    folder.write("KelServerScripts/Folder.xml/x", "");
     connect();
 
     EXPECT_EQ(json::serialize(client->result("sequence.list")),
               R"(["AllActions.xml","ButtonDemo.xml","ClearFaults.xml","Demo.xml","Flash.xml",)"
-              R"("Zulu.xml"])");
+              R"("Upper.XML","Zulu.xml"])");
     EXPECT_EQ(json::serialize(client->result("projects.list")),
               R"(["Car_DEMO0000000042","VIN_Reader"])");
     EXPECT_EQ(json::serialize(client->result("connections.list")),
