@@ -138,7 +138,7 @@ private:
     struct Launch {
         KelApi::JobCallback<Result>* callback;
         std::shared_ptr<VehicleAccess> access;
-        JobKind kind;
+        JobKind kind = JobKind::Service;
         std::wstring name;
         /// Control units that a quick test asks.
         std::size_t units = 0;

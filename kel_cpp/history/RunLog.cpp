@@ -233,10 +233,11 @@ RunEntry* RunLog::running() {
 
 /// A job outlives its run where nothing waits for it, so all runs are looked through.
 JobEntry* RunLog::findJob(std::uint64_t id) {
-    for (auto run = runs.rbegin(); run != runs.rend(); ++run) {
-        const auto found = std::find_if(run->jobs.begin(), run->jobs.end(),
+    for (std::size_t back = 1; back <= runs.size(); ++back) {
+        std::vector<JobEntry>& jobs = runs[runs.size() - back].jobs;
+        const auto found = std::find_if(jobs.begin(), jobs.end(),
                                         [&](const JobEntry& job) { return job.id == id; });
-        if (found != run->jobs.end()) {
+        if (found != jobs.end()) {
             return &*found;
         }
     }

@@ -48,6 +48,7 @@ public:
     explicit ClientList(std::size_t maxClients) : maxClients(maxClients) {}
     ClientList(const ClientList&) = delete;
     ClientList& operator=(const ClientList&) = delete;
+    ~ClientList() = default;
 
     /// `address` is the one that the client connected to. When the list is full, the client that
     /// has been idle for the longest time goes, strangers first.

@@ -49,7 +49,7 @@ tcp::endpoint findEndpoint(const std::wstring& address,
 
 class RuntimeServer::Implementation {
 public:
-    Implementation(Sources sources, AdapterList adapterList);
+    Implementation(Sources from, AdapterList adapterList);
 
     std::wstring start(const std::wstring& address);
     void stop(const std::wstring& address);
@@ -174,6 +174,7 @@ std::vector<std::wstring> RuntimeServer::Implementation::clients() const {
 RuntimeServer::RuntimeServer(Sources sources, AdapterList adapters)
     : implementation(std::make_unique<Implementation>(std::move(sources), std::move(adapters))) {}
 
+// NOLINTNEXTLINE(bugprone-exception-escape): only where there is no memory, and then all ends
 RuntimeServer::~RuntimeServer() {
     implementation->stopAll();
 }

@@ -42,6 +42,7 @@ public:
     explicit RuntimeServer(Sources sources, AdapterList adapters = Platform::networkAdapters);
     RuntimeServer(const RuntimeServer&) = delete;
     RuntimeServer& operator=(const RuntimeServer&) = delete;
+    // NOLINTNEXTLINE(bugprone-exception-escape): only where there is no memory, and then all ends
     ~RuntimeServer();
 
     /// `address` is "host:port" or "http://host[:port]"; the host an IPv4 address, a host name or

@@ -16,9 +16,9 @@ class ServerFeed {
 public:
     using Task = std::function<void()>;
 
-    /// From now on the clients of this server hear of everything. `onPause` runs on the I/O thread
+    /// From now on the clients of this server hear of everything. `function` runs on the I/O thread
     /// after each status text that may be the last one of a run.
-    void attach(ServerContext& server, Task onPause);
+    void attach(ServerContext& server, Task function);
     void detach();
 
     void statusChanged(const StatusEntry& status);

@@ -68,6 +68,7 @@ void ServerService::endTasks() {
 }
 
 /// The tasks end while the I/O thread still takes their answers, for clients that have gone.
+// NOLINTNEXTLINE(bugprone-exception-escape): only where there is no memory, and then all ends
 ServerService::~ServerService() {
     feed.detach();
     ioThread->call([this] {

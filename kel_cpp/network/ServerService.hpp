@@ -22,6 +22,7 @@ public:
     ServerService(const ServerService&) = delete;
     ServerService& operator=(const ServerService&) = delete;
     /// All listeners must have been closed.
+    // NOLINTNEXTLINE(bugprone-exception-escape): only where there is no memory, and then all ends
     ~ServerService();
 
     /// Call it before the last listener is closed: no start begins any more, and the one that runs

@@ -46,7 +46,7 @@ private:
     using Digest = std::array<std::uint8_t, 32>;
     struct Entry {
         TokenGrant grant;
-        Digest digest;
+        Digest digest{};
     };
     /// Tells one state of the file from another.
     struct Stamp {

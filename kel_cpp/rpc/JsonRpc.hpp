@@ -73,7 +73,7 @@ public:
 
     using Reply = std::function<void(std::string)>;
 
-    explicit JsonRpc(std::vector<RpcMethod> methods);
+    explicit JsonRpc(std::vector<RpcMethod> list);
 
     /// Handles one message, a request or a batch. `reply` is called once, on any thread, when all
     /// of its requests have been answered, with an empty text when there is nothing to respond.

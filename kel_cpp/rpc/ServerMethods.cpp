@@ -265,6 +265,7 @@ std::vector<RpcMethod> serverMethods(const ServerMethodsContext& context) {
     std::map<std::string_view, Run> functions = inMemory(context);
     functions.merge(inTasks(context));
     std::vector<RpcMethod> methods;
+    methods.reserve(methodDescriptions.size());
     for (const MethodDescription& method : methodDescriptions) {
         methods.push_back(
             {std::string(method.name), method.role, std::move(functions.at(method.name))});

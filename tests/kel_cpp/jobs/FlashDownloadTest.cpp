@@ -35,10 +35,12 @@ protected:
     void download() {
         const auto link = vehicle.openLink(L"L");
         Uds::Client client(*link, {}, clock);
-        FlashDownload(client, {content, 0x00010000, 1, 0}, [this](std::uint16_t percent, std::size_t bytes) {
-            percents.push_back(percent);
-            transferred.push_back(bytes);
-        }).run();
+        FlashDownload(client, {content, 0x00010000, 1, 0},
+                      [this](std::uint16_t percent, std::size_t bytes) {
+                          percents.push_back(percent);
+                          transferred.push_back(bytes);
+                      })
+            .run();
     }
 
     Bytes transferredBytes() const {
