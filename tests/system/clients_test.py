@@ -17,6 +17,7 @@ import tempfile
 import threading
 import unittest
 
+from installed_program import edit, held_port, install, wait_for_line
 from rpc_client import PATIENCE, Closed, RpcClient, frame, handshake
 
 PROGRAM, EXAMPLES, FLASH_DATA = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
@@ -33,36 +34,28 @@ class Server:
     """The program in a copy of its folder, with these scripts and without a start sequence."""
 
     def __init__(self, folder, scripts):
-        shutil.copy2(PROGRAM, folder)
-        shutil.copytree(EXAMPLES, folder / "config")
+        install(folder, PROGRAM, EXAMPLES)
         shutil.copytree(FLASH_DATA, folder / "config" / "data" / "flashdata", dirs_exist_ok=True)
-        settings = folder / "config" / "KelServer.xml"
-        settings.write_text(re.sub(r"<StartSequence>[^<]*</StartSequence>", "",
-                                   settings.read_text(encoding="utf-8")), encoding="utf-8")
         # Longer than any machine needs: only a cancel ends it.
-        project = folder / "config" / "projects" / "Car_DEMO0000000042" / "project.xml"
-        project.write_text(project.read_text(encoding="utf-8").replace(
-            'milliseconds="10000"', 'milliseconds="3600000"'), encoding="utf-8")
+        edit(folder / "config" / "projects" / "Car_DEMO0000000042" / "project.xml",
+             'milliseconds="10000"', 'milliseconds="3600000"')
         for name, actions in scripts.items():
             (folder / "config" / "KelServerScripts" / name).write_text(
                 f"<KelServerScript>{actions}</KelServerScript>", encoding="utf-8")
-        with socket.socket() as probe:
-            probe.bind(("127.0.0.1", 0))
-            self.port = probe.getsockname()[1]
+        self.holder = held_port()
+        self.port = self.holder.getsockname()[1]
         self.process = subprocess.Popen(
             [*EMULATOR, folder / PROGRAM.name, "127.0.0.1", str(self.port)],
             cwd=folder, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
-        for line in self.process.stdout:
-            # The last line that does not wait for the next one.
-            if line.startswith(b"Press F2"):
-                return
-        raise AssertionError("the server ended early")
+        # The last line that does not wait for the next one.
+        wait_for_line(self.process.stdout, b"Press F2")
 
     def end(self):
         try:
             self.process.communicate(b"q", timeout=PATIENCE)
         finally:
             self.process.kill()
+            self.holder.close()
         return self.process.returncode
 
     def client(self):

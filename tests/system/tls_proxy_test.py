@@ -10,7 +10,6 @@ import json
 import os
 import pathlib
 import re
-import shutil
 import signal
 import socket
 import ssl
@@ -19,6 +18,7 @@ import sys
 import tempfile
 import unittest
 
+from installed_program import edit, held_port, install, wait_for_line
 from rpc_client import PATIENCE, RpcClient
 
 PROGRAM, EXAMPLES, HOW_TO, NGINX = (pathlib.Path(argument).resolve() for argument in sys.argv[1:5])
@@ -60,14 +60,6 @@ def replaced(text, replacements):
     return text
 
 
-def held_port():
-    """A port that the system gives to nobody who asks for any; one who asks for this one can listen."""
-    holder = socket.socket()
-    holder.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
-    holder.bind(("127.0.0.1", 0))
-    return holder
-
-
 class Setup:
     """The program behind the proxy, in a folder of their own."""
 
@@ -83,13 +75,9 @@ class Setup:
         self.tls = ssl.create_default_context(cafile=self.folder / "kel_server.crt")
 
     def make_program(self):
-        shutil.copy2(PROGRAM, self.folder)
-        shutil.copytree(EXAMPLES, self.folder / "config")
-        settings = self.folder / "config" / "KelServer.xml"
-        text = re.sub(r"<StartSequence>[^<]*</StartSequence>", "",
-                      settings.read_text(encoding="utf-8"))
-        settings.write_text(replaced(text, {"</KelServer>": block("xml", "<Access ") + "</KelServer>"}),
-                            encoding="utf-8")
+        install(self.folder, PROGRAM, EXAMPLES)
+        edit(self.folder / "config" / "KelServer.xml", "</KelServer>",
+             block("xml", "<Access ") + "</KelServer>")
 
     def make_token(self, line):
         return self.run(replaced(block("sh", "token="), {
@@ -118,12 +106,7 @@ class Setup:
         process = subprocess.Popen(command, cwd=self.folder, stdin=subprocess.DEVNULL,
                                    **{stream: subprocess.PIPE})
         cleanup.callback(end, process)
-        said = []
-        for text in getattr(process, stream):
-            said.append(text)
-            if line in text:
-                return
-        raise AssertionError(f"{command[0]} ended early: {said}")
+        wait_for_line(getattr(process, stream), line)
 
     def connect(self, token=None, **headers):
         """A WebSocket through the proxy."""

@@ -39,16 +39,18 @@ class Connection {
   expectOpen(socket) {
     const patience = 10_000;
     setTimeout(() => {
-      if (socket === this.socket && socket.readyState === WebSocket.CONNECTING) {
-        this.drop("the server does not answer");
+      if (socket.readyState === WebSocket.CONNECTING) {
+        this.drop("the server does not answer", socket);
       }
     }, patience);
   }
 
-  /** Ends the connection at once: its own closing handshake could take long. */
-  drop(why) {
-    const socket = this.socket;
-    if (!socket) {
+  /**
+   * Ends the connection at once: its own closing handshake could take long. Whoever speaks of a socket
+   * ends no later one.
+   */
+  drop(why, socket = this.socket) {
+    if (!socket || socket !== this.socket) {
       return;
     }
     this.socket = null;

@@ -5,6 +5,7 @@ class Controls {
   constructor(connection) {
     this.connection = connection;
     this.obstacle = "Not connected: nothing can be started or cancelled.";
+    this.scripts = [];
     this.asked = new Set();
     byId("cancel").addEventListener("click", () => this.cancel());
     byId("problem-close").addEventListener("click", () => tellProblem(""));
@@ -26,51 +27,58 @@ class Controls {
   }
 
   loadScripts(names) {
-    showList(byId("scripts"), names, {key: (name) => name, make: (name) => this.script(name)});
+    this.scripts = names;
+    this.showScripts();
     show(byId("no-scripts"), names.length === 0);
   }
 
+  showScripts() {
+    showList(byId("scripts"), this.scripts, {
+      key: (name) => name,
+      make: (name) => this.script(name),
+      update: (item, name) => showAsked(item.querySelector("button"), this.asked.has(name)),
+    });
+  }
+
   script(name) {
-    const button = element("button", "primary", "Start");
+    const button = element("button", "primary");
     button.type = "button";
     button.setAttribute("aria-label", `Start ${name}`);
-    button.addEventListener("click", () => this.start(name, button));
+    button.addEventListener("click", () => this.start(name));
     this.showWhetherAllowed(button);
     return element("li", "", element("span", "name", name), button);
   }
 
   /**
    * The server answers when the run has ended. Until then the button does nothing, so that a double
-   * click does not run the script twice; it stays where the keyboard's focus can be.
+   * click does not run the script twice; it stays where the keyboard's focus can be. The script may leave
+   * the folder and come back meanwhile.
    */
-  async start(name, button) {
+  async start(name) {
     if (this.asked.has(name)) {
       return;
     }
-    this.showAsked(name, button, true);
-    const answer = this.ask("sequence.start", {name}, `the start of ${name}`);
+    this.asked.add(name);
+    this.showScripts();
+    const answer = this.ask("sequence.start", {name}, `the start of ${name}`,
+                            "no sequence can run now");
     this.onStart();
     await answer;
-    this.showAsked(name, button, false);
-  }
-
-  showAsked(name, button, isAsked) {
-    this.asked[isAsked ? "add" : "delete"](name);
-    button.setAttribute("aria-disabled", String(isAsked));
-    setText(button, isAsked ? "Requested" : "Start");
+    this.asked.delete(name);
+    this.showScripts();
   }
 
   async cancel() {
-    await this.ask("sequence.cancel", {}, "the cancel");
+    await this.ask("sequence.cancel", {}, "the cancel", "there is none while the program starts or stops");
   }
 
-  async ask(method, params, wish) {
+  async ask(method, params, wish, whyNotHandled) {
     const refused = `The server refused ${wish}:`;
     tellProblem("");
     try {
       const {handled} = await this.connection.call(method, params);
       if (!handled) {
-        tellProblem(`${refused} no sequence can run now.`);
+        tellProblem(`${refused} ${whyNotHandled}.`);
       }
     } catch (error) {
       const isLost = error instanceof ConnectionLost;
@@ -87,6 +95,11 @@ class Controls {
             `Cancelled at ${shortTime(time)}: the buttons F1 and F2 rest until the program is ` +
             "started again.");
   }
+}
+
+function showAsked(button, isAsked) {
+  button.setAttribute("aria-disabled", String(isAsked));
+  setText(button, isAsked ? "Requested" : "Start");
 }
 
 /** What the person at the page asked for and did not get; an empty text takes it away. */

@@ -24,8 +24,9 @@ function show(target, isShown) {
   target.hidden = !isShown;
 }
 
-function timeElement(iso, text = shortTime(iso)) {
-  const time = element("time", "", text);
+/** Gets its day by itself when that is over. */
+function timeElement(iso) {
+  const time = element("time", "", shortTime(iso));
   time.dateTime = iso;
   time.title = dayAndTime(iso);
   return time;
@@ -44,6 +45,16 @@ function tickAges() {
   }
 }
 
+let shownDay = dayOf(serverNow());
+
+function tickTimes() {
+  const today = dayOf(serverNow());
+  if (today !== shownDay) {
+    shownDay = today;
+    document.querySelectorAll("time").forEach((time) => setText(time, shortTime(time.dateTime)));
+  }
+}
+
 function outcomeBadge(entry) {
   const {word, symbol, kind} = outcomeOf(entry);
   const sign = element("span", "", symbol);
@@ -56,13 +67,15 @@ function outcomeBadge(entry) {
  * so that neither the keyboard's focus nor an open detail is lost.
  */
 function showList(list, items, {key, make, update = () => {}}) {
+  const names = new Set(items.map((item) => String(key(item))));
+  // What is gone goes first: what stands behind it then has its place already.
+  [...list.children].filter((child) => !names.has(child.dataset.key)).forEach((child) => child.remove());
   const former = new Map([...list.children].map((child) => [child.dataset.key, child]));
   let place = list.firstElementChild;
   for (const item of items) {
     const name = String(key(item));
     const child = former.get(name) ?? make(item);
     child.dataset.key = name;
-    former.delete(name);
     if (child === place) {
       place = place.nextElementSibling;
     } else {
@@ -70,5 +83,4 @@ function showList(list, items, {key, make, update = () => {}}) {
     }
     update(child, item);
   }
-  former.forEach((child) => child.remove());
 }

@@ -12,6 +12,10 @@ function setServerTime(milliseconds) {
   clockAhead = Math.abs(ahead) > tolerance ? ahead : 0;
 }
 
+function serverNow() {
+  return Date.now() + clockAhead;
+}
+
 function twoDigits(number) {
   return String(number).padStart(2, "0");
 }
@@ -27,10 +31,13 @@ function dayAndTime(iso) {
   return `${day} ${clockTime(iso)}`;
 }
 
+function dayOf(time) {
+  return new Date(time).toDateString();
+}
+
 /** The day is left out where it is today. */
 function shortTime(iso) {
-  const isToday = new Date(iso).toDateString() === new Date(Date.now() + clockAhead).toDateString();
-  return isToday ? clockTime(iso) : dayAndTime(iso);
+  return dayOf(iso) === dayOf(serverNow()) ? clockTime(iso) : dayAndTime(iso);
 }
 
 function duration(milliseconds) {
@@ -48,7 +55,7 @@ function duration(milliseconds) {
 }
 
 function ageOf(iso) {
-  return duration(Date.now() + clockAhead - Date.parse(iso));
+  return duration(serverNow() - Date.parse(iso));
 }
 
 /** Of what has ended; most runs take a second or two. */

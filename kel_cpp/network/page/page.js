@@ -18,6 +18,7 @@ class Page {
     this.refresher = new Refresher(() => this.load(),
                                    () => this.connection.drop("the server does not answer"));
     this.isWatching = false;
+    this.comparedClocks = -Infinity;
   }
 
   begin() {
@@ -32,15 +33,17 @@ class Page {
 
   /** Whatever keeps the page from watching, a new connection begins from scratch. */
   async orTryAgain(step) {
+    const {socket} = this.connection;
     try {
       await step;
     } catch (error) {
-      this.connection.drop(error.message);
+      this.connection.drop(error.message, socket);
     }
   }
 
   /** While nobody tells whether it still lasts, nothing gets older. */
   tick() {
+    tickTimes();
     if (this.isWatching) {
       tickAges();
     }
@@ -52,6 +55,7 @@ class Page {
     } else {
       this.connection.succeeded();
       this.tellConnection("quiet", "Not logged in");
+      document.title = "kel_server";
     }
   }
 
@@ -66,9 +70,9 @@ class Page {
     this.tellConnection("good", "Connected");
     this.controls.setObstacle(this.session.role === "control" ? "" :
                               "This token may watch: it can neither start nor cancel.");
+    this.comparedClocks = -Infinity;
     this.refresher.ask();
     setText(byId("version"), await this.connection.call("server.version"));
-    setServerTime(await this.serverTime());
   }
 
   lost(why) {
@@ -88,10 +92,20 @@ class Page {
     setText(byId("status-heading"), kind === "bad" ? "Last known status" : "Status");
   }
 
-  /** The ages on the page are those of the server's clock. */
-  async serverTime() {
-    const answer = await fetch("./", {method: "HEAD", cache: "no-store"});
-    return Date.parse(answer.headers.get("Date"));
+  /** The ages on the page are those of the server's clock. Now and then somebody sets a clock. */
+  async compareClocks() {
+    const interval = 600_000;
+    if (performance.now() - this.comparedClocks < interval) {
+      return;
+    }
+    this.comparedClocks = performance.now();
+    try {
+      const answer = await fetch("./", {method: "HEAD", cache: "no-store", signal: AbortSignal.timeout(10_000)});
+      setServerTime(Date.parse(answer.headers.get("Date")));
+    } catch {
+      // The next load tries again.
+      this.comparedClocks = -Infinity;
+    }
   }
 
   notified(method, params) {
@@ -101,7 +115,7 @@ class Page {
     } else if (method === "run.ended") {
       this.runs.ended(params);
       this.refresh();
-    } else if (method === "job.progress" && this.underWay.progressed(params)) {
+    } else if (method === "job.progress" && !document.hidden && this.underWay.progressed(params)) {
       this.refresh();
     }
   }
@@ -137,6 +151,7 @@ class Page {
     this.controls.loadScripts(scripts);
     showVehicle(vehicle);
     showClients(connections);
+    this.compareClocks();
     await this.underWay.load(runs, waiting);
   }
 }

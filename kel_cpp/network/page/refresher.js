@@ -25,13 +25,18 @@ class Refresher {
     const pause = 1000;
     this.isBusy = true;
     this.isAskedAgain = false;
-    await this.loadInTime();
-    setTimeout(() => {
-      this.isBusy = false;
-      if (this.isAskedAgain) {
-        this.run();
-      }
-    }, pause);
+    try {
+      await this.loadInTime();
+    } finally {
+      setTimeout(() => this.endPause(), pause);
+    }
+  }
+
+  endPause() {
+    this.isBusy = false;
+    if (this.isAskedAgain) {
+      this.run();
+    }
   }
 
   async loadInTime() {

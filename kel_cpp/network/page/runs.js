@@ -20,8 +20,9 @@ class RunsView {
 
   /** The same run may be there already, as a running one. */
   ended(run) {
+    const kept = 100;
     this.runs = [run, ...this.runs.filter(({id}) => id !== run.id)];
-    this.runs.sort((left, right) => right.id - left.id);
+    this.runs.sort((left, right) => right.id - left.id).splice(kept);
     this.show();
   }
 
@@ -43,7 +44,7 @@ class RunsView {
   make(run) {
     const details = element("details", "", element("summary", "", element("span", "", "Details")),
                             element("div", "detail"));
-    details.firstChild.setAttribute("aria-label", `Details of ${run.name}, ${shortTime(run.begin)}`);
+    details.firstChild.setAttribute("aria-label", `Details of ${run.name}, ${dayAndTime(run.begin)}`);
     details.addEventListener("toggle", () => this.loadDetails(details, run.id));
     return element("li", "", element("p", "run"), element("p", "reports"), details);
   }
@@ -83,6 +84,8 @@ class RunsView {
       content.replaceChildren(...runDetails(await this.connection.call("runs.get", {id})));
     } catch (error) {
       content.replaceChildren(element("p", "problem", `Not to be had: ${error.message}.`));
+      // The next list of the runs asks for them again.
+      delete details.closest("li").dataset.ended;
     }
   }
 }
@@ -106,8 +109,8 @@ function runHeadline(run) {
 
 function runDetails(run) {
   const asked = run.client ? `Asked for by ${run.client}` : "Asked for on the machine itself";
-  const end = run.end ? `, ended ${shortTime(run.end)}` : "";
-  const parts = [element("p", "hint", `${asked}; began ${shortTime(run.begin)}${end}.`)];
+  const end = run.end ? [", ended ", timeElement(run.end)] : [];
+  const parts = [element("p", "hint", `${asked}; began `, timeElement(run.begin), ...end, ".")];
   if (run.exceptions.length > 0) {
     parts.push(element("h3", "", "Exceptions"),
                element("ul", "exceptions", ...run.exceptions.map((text) => element("li", "bad", text))));

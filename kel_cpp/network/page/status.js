@@ -23,7 +23,11 @@ class StatusView {
     const newestFirst = [...this.texts.values()].sort((left, right) => right.number - left.number);
     newestFirst.splice(kept).forEach(({number}) => this.texts.delete(number));
     this.showPresent(newestFirst[0]);
-    showList(byId("timeline"), newestFirst, {key: ({number}) => number, make: timelineEntry});
+    showList(byId("timeline"), newestFirst, {
+      // A number may stand for another text when the server has been started again.
+      key: ({number, time}) => `${number} ${time}`,
+      make: timelineEntry,
+    });
   }
 
   showPresent(present) {

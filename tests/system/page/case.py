@@ -14,6 +14,24 @@ SHORT_PAUSES = """{
   setTimeout = (run, wait) => later(run, wait < 5000 ? wait / 10 : wait);
 }"""
 
+# Keeps the page's WebSockets, in `sockets`, and does not send the next call of the method `withheld`.
+SOCKETS = """{
+  window.sockets = [];
+  window.WebSocket = class extends WebSocket {
+    constructor(...given) {
+      super(...given);
+      sockets.push(this);
+    }
+    send(text) {
+      if (JSON.parse(text).method === window.withheld) {
+        window.withheld = null;
+      } else {
+        super.send(text);
+      }
+    }
+  };
+}"""
+
 
 def start_button(name):
     return f'[aria-label="Start {name}"]'
@@ -28,6 +46,7 @@ class PageTest(unittest.TestCase):
     def setUpClass(cls):
         cls.browser = cls.enterClassContext(Browser())
         cls.browser.before_each_page(SHORT_PAUSES)
+        cls.browser.before_each_page(SOCKETS)
 
     def begin(self, host="127.0.0.1", prepare=lambda program: None):
         self.program = Program(host)
@@ -51,6 +70,10 @@ class PageTest(unittest.TestCase):
 
     def start(self, name):
         self.browser.click(start_button(name))
+
+    def refresh(self):
+        """At once, as when somebody comes back to the page."""
+        self.browser.run("document.dispatchEvent(new Event('visibilitychange'))")
 
     def until_outcome(self, text):
         """The newest run has this outcome."""

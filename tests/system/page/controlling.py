@@ -1,7 +1,7 @@
 """Whoever starts and cancels."""
 
 from browser import ENTER, SPACE, TAB
-from case import PageTest
+from case import PageTest, start_button
 
 
 class Controlling(PageTest):
@@ -31,7 +31,7 @@ class Controlling(PageTest):
     def test_a_start_behind_another_one_waits_visibly_and_a_double_click_starts_once(self):
         self.begin_slow()
         self.start("Slow.xml")
-        self.browser.until_text("#under-way", "Runs: Slow.xml")
+        self.browser.until_text("#under-way", "Waiting for: Procedure Otx_Slow")
         self.start("Slow.xml")
         self.start("Demo.xml")
         self.browser.until_text("#under-way", "Waits for its turn: Demo.xml for ")
@@ -61,6 +61,38 @@ class Controlling(PageTest):
         self.browser.until_text("#problem", "The server refused the start of N16.xml: too many sequences wait.")
         self.browser.click("#problem-close")
         self.browser.until_none("#problem")
+
+    def test_a_cancel_that_the_server_does_not_take_says_why(self):
+        self.begin_connected()
+        self.browser.run("const {call} = Connection.prototype; Connection.prototype.call = function(method) { "
+                         "return method === 'sequence.cancel' ? {handled: false} : call.call(this, method); }")
+        self.browser.click("#cancel")
+        self.browser.until_text("#problem", "The server refused the cancel: there is none while the program "
+                                            "starts or stops.")
+
+    def test_a_script_that_comes_back_to_the_folder_is_still_requested(self):
+        self.begin_slow()
+        button = start_button("Slow.xml")
+        self.start("Slow.xml")
+        self.browser.until_text("#under-way", "Waiting for: Procedure Otx_Slow")
+        aside = self.program.script("Slow.xml").rename(self.program.folder / "Slow.xml")
+        self.browser.until_none(button)
+        aside.rename(self.program.script("Slow.xml"))
+        self.browser.until_text(button, "Requested")
+        self.assertEqual(self.browser.run(
+            "return document.querySelector(arguments[0]).ariaDisabled", button), "true")
+        self.browser.click("#cancel")
+        self.browser.until_text(button, "Start")
+        self.start("Slow.xml")
+        self.browser.until_text(button, "Requested")
+        self.browser.until_text("#under-way", "Waiting for: Procedure Otx_Slow")
+
+    def test_a_script_that_leaves_the_folder_takes_the_focus_from_no_other(self):
+        self.begin_connected()
+        self.browser.run("document.querySelector(arguments[0]).focus()", start_button("Demo.xml"))
+        self.program.script("ButtonDemo.xml").unlink()
+        self.browser.until_none(start_button("ButtonDemo.xml"))
+        self.assertEqual(self.browser.focused(), "Start Demo.xml")
 
     def test_the_progress_of_a_flash_and_of_a_quick_test_is_shown_until_they_end(self):
         self.begin_connected(prepare=lambda program: (

@@ -70,3 +70,26 @@ class LoggingIn(PageTest):
         self.browser.until_text("#login", "Token")
         self.browser.until_none("#content, #logout")
         self.assertEqual(self.kept(), [0, 0, ""])
+        self.browser.until_text("#connection", "Not logged in")
+        self.assertEqual(self.browser.run("return document.title"), "kel_server")
+
+    def test_logging_out_before_the_page_is_complete_connects_once(self):
+        self.browser.run("window.withheld = 'status.history'")
+        self.log_in(TOKENS["control"])
+        self.browser.until("return window.withheld === null")
+        self.browser.until_text("#logout", "Log out")
+        self.browser.click("#logout")
+        self.browser.until_text("#connection", "Not logged in")
+        self.assertEqual(self.browser.run("return sockets.length"), 2)
+
+    def test_a_token_that_the_server_knows_no_more_leads_back_to_the_login(self):
+        self.log_in(TOKENS["control"])
+        self.browser.until_text("#connection", "Connected")
+        self.program.stop()
+        self.browser.until_text("#connection", "Not connected")
+        (self.program.config / "access.token").write_text("")
+        self.program.start()
+        self.browser.until_text("#login-problem", "Not logged in: there is no such token.")
+        self.browser.until_none("#content")
+        self.browser.until_text("#connection", "Not logged in")
+        self.assertEqual(self.browser.run("return document.title"), "kel_server")

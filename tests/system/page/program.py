@@ -3,22 +3,16 @@
 import json
 import os
 import pathlib
-import re
 import shutil
 import signal
-import socket
 import subprocess
 import tempfile
 import urllib.request
 
+import installed_program
+
 PROJECT = "Car_DEMO0000000042"
 SELECT = f"<SelectAction project='{PROJECT}' vehicleInformation='VIT_A' autoConnect='true'/>"
-
-
-def free_port(host):
-    with socket.socket() as probe:
-        probe.bind((host, 0))
-        return probe.getsockname()[1]
 
 
 def given(name):
@@ -32,11 +26,11 @@ class Program:
     def __init__(self, host="127.0.0.1"):
         self.folder = pathlib.Path(tempfile.mkdtemp())
         self.config = self.folder / "config"
-        self.host, self.port = host, free_port(host)
+        self.host, self.holder = host, installed_program.held_port(host)
+        self.port = self.holder.getsockname()[1]
         self.process = None
-        self.path = shutil.copy2(given("PROGRAM"), self.folder)
-        shutil.copytree(given("EXAMPLES"), self.config)
-        self.edit("KelServer.xml", r"<(StartSequence|F[12]Sequence)>[^<]*</\1>", "")
+        installed_program.install(self.folder, given("PROGRAM"), given("EXAMPLES"))
+        self.edit("KelServer.xml", r"<(F[12]Sequence)>[^<]*</\1>", "")
 
     @property
     def address(self):
@@ -48,17 +42,17 @@ class Program:
 
     def __exit__(self, *_):
         self.stop()
+        self.holder.close()
         shutil.rmtree(self.folder)
 
     def edit(self, name, pattern, replacement):
-        path = self.config / name
-        text, count = re.subn(pattern, replacement, path.read_text(encoding="utf-8"))
-        assert count > 0, f"{name} has no {pattern}"
-        path.write_text(text, encoding="utf-8")
+        installed_program.edit(self.config / name, pattern, replacement)
+
+    def script(self, name):
+        return self.config / "KelServerScripts" / name
 
     def write_script(self, name, actions):
-        path = self.config / "KelServerScripts" / name
-        path.write_text(f"<KelServerScript>{actions}</KelServerScript>", encoding="utf-8")
+        self.script(name).write_text(f"<KelServerScript>{actions}</KelServerScript>", encoding="utf-8")
 
     def write_slow_script(self, name="Slow.xml"):
         """Longer than the slowest machine needs: its procedure ends only when it is cancelled."""
@@ -80,12 +74,9 @@ class Program:
 
     def start(self):
         self.process = subprocess.Popen(
-            [self.path, self.host, str(self.port), "--non_interactive"],
+            [self.folder / given("PROGRAM").name, self.host, str(self.port), "--non_interactive"],
             cwd=self.folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
-        for line in self.process.stdout:
-            if line.startswith(b"server device:"):
-                return
-        raise AssertionError("the program ended early")
+        installed_program.wait_for_line(self.process.stdout, b"server device:")
 
     def call(self, method, **params):
         """What another client asks."""

@@ -27,9 +27,26 @@ class Reconnecting(PageTest):
         self.browser.until_text("#connection.good", "Connected")
         self.browser.until(self.enabled)
         self.browser.until_none("#resting, #runs li")
+        self.start("ClearFaults.xml")
+        self.until_outcome("clean")
+        self.until_timeline_of_the_server()
+
+    def until_timeline_of_the_server(self):
+        """Texts and times: what the former server numbered as this one does has gone."""
+        expected = [[entry["time"], entry["text"]] for entry in reversed(self.program.call("status.history"))]
+        self.browser.until("const shown = [...document.querySelectorAll('#timeline li')].map((item) => "
+                           "[item.firstChild.dateTime, item.lastChild.innerText]); "
+                           "return JSON.stringify(shown) === JSON.stringify(given[0])", expected)
+
+    def test_details_that_were_asked_for_when_the_connection_ended_come_with_the_next_one(self):
+        self.begin_connected()
         self.start("Demo.xml")
         self.until_outcome("clean")
-        self.assertEqual(self.timeline()[-2:], ["Running sequence: Demo.xml", "Idle"])
+        self.browser.run("window.withheld = 'runs.get'")
+        self.browser.click("#runs > li:first-child summary")
+        self.browser.until("return window.withheld === null")
+        self.browser.run("sockets.at(-1).close()")
+        self.browser.until_text("#runs .detail", "Otx_ReadIdent")
 
     def test_a_server_that_goes_during_a_run_is_told_of(self):
         self.begin_connected(prepare=lambda program: program.write_slow_script())
@@ -47,7 +64,7 @@ class Reconnecting(PageTest):
         self.begin_connected()
         self.program.signal(signal.SIGSTOP)
         self.addCleanup(self.program.signal, signal.SIGCONT)
-        self.browser.run("document.dispatchEvent(new Event('visibilitychange'))")
+        self.refresh()
         self.browser.until_text("#connection", "Not connected (the server does not answer)")
         self.program.signal(signal.SIGCONT)
         self.browser.until_text("#connection", "Connected")

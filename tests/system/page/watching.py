@@ -3,6 +3,17 @@
 from case import PageTest
 from program import PROJECT, SELECT
 
+AN_HOUR_AHEAD = "{ const now = Date.now; Date.now = () => now() + 3600000; }"
+# In `answered`, before the page has them.
+COUNT_ANSWERS = """{
+  const ask = fetch;
+  window.answered = 0;
+  window.fetch = async (...given) => {
+    const answer = await ask(...given);
+    window.answered++;
+    return answer;
+  };
+}"""
 MARKUP = "<img src=x onerror=alert(1)>"
 MARKUP_IN_XML = "&lt;img src=x onerror=alert(1)&gt;"
 
@@ -38,12 +49,55 @@ class Watching(PageTest):
         self.browser.until("return document.querySelector('#status-age .age').innerText !== given[0]", first)
 
     def test_the_ages_are_those_of_the_servers_clock(self):
-        an_hour_ahead = "{ const now = Date.now; Date.now = () => now() + 3600000; }"
-        self.addCleanup(self.browser.before_each_page(an_hour_ahead))
+        self.addCleanup(self.browser.before_each_page(AN_HOUR_AHEAD))
         self.begin_connected()
         self.start("ClearFaults.xml")
         self.until_outcome("clean")
         self.browser.until("return /^\\d+ s$/.test(document.querySelector('#status-age .age').innerText)")
+
+    def test_a_clock_that_is_set_makes_the_ages_wrong_for_minutes_only(self):
+        self.addCleanup(self.browser.before_each_page(COUNT_ANSWERS))
+        self.begin_connected()
+        self.browser.until("return answered > 0")
+        self.browser.run(AN_HOUR_AHEAD)
+        self.browser.until_text("#status-age .age", "1 h ")
+        self.browser.run("const now = performance.now.bind(performance); performance.now = () => now() + 600000")
+        self.browser.until("return !document.querySelector('#status-age .age').innerText.includes(' h ')")
+
+    def test_yesterdays_times_get_their_day(self):
+        self.begin_connected()
+        self.start("ClearFaults.xml")
+        self.until_outcome("clean")
+        self.details()
+        self.browser.run("setServerTime = () => {}; clockAhead = 24 * 3600 * 1000")
+        self.browser.until("const times = [...document.querySelectorAll('time')]; return times.length > 5 && "
+                           "times.every((time) => /^\\d{4}-\\d\\d-\\d\\d /.test(time.innerText))")
+        self.assertRegex(self.browser.texts("#runs .detail .hint")[0], r"began \d{4}-.*, ended \d{4}-")
+
+    def test_a_hidden_page_keeps_no_more_than_a_shown_one(self):
+        self.begin_connected(prepare=lambda program: (
+            program.add_flash_data(), program.write_script("Empty.xml", "")))
+        self.browser.run("Object.defineProperty(document, 'hidden', {value: true, configurable: true})")
+        for name in ["Flash.xml"] * 2 + ["Empty.xml"] * 100:
+            self.program.call("sequence.start", name=name)
+        newest = self.program.call("runs.list")[-1]
+        self.browser.until("return document.querySelector('#runs > li')?.dataset.key === given[0]",
+                           f"{newest['id']} {newest['begin']}")
+        self.assertEqual(self.browser.texts("#more-runs"), ["Show all 100 runs"])
+        # A load that had begun before may have brought one.
+        self.assertLessEqual(self.browser.run("return document.querySelectorAll('#jobs li').length"), 1)
+        self.browser.run("delete document.hidden")
+        self.refresh()
+        self.browser.until_none("#jobs li")
+
+    def test_an_error_of_a_refresh_is_told_and_the_next_one_comes(self):
+        self.begin_connected()
+        self.browser.run("const former = showVehicle; "
+                         "showVehicle = () => { showVehicle = former; throw new Error('on purpose'); }")
+        self.start("Demo.xml")
+        self.browser.until_text("#project", PROJECT)
+        message, = self.browser.console()
+        self.assertIn("on purpose", message["message"])
 
     def test_a_run_shows_its_report_and_on_demand_its_jobs(self):
         self.begin_connected()
