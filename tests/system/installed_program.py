@@ -5,11 +5,12 @@ import shutil
 import socket
 
 
-def install(folder, program, examples):
-    """With the example's configuration, without its start sequence."""
+def install(folder, program, examples, keeps_start_sequence=False):
+    """With the example's configuration."""
     shutil.copy2(program, folder)
     shutil.copytree(examples, folder / "config")
-    edit(folder / "config" / "KelServer.xml", r"<StartSequence>[^<]*</StartSequence>", "")
+    if not keeps_start_sequence:
+        edit(folder / "config" / "KelServer.xml", r"<StartSequence>[^<]*</StartSequence>", "")
 
 
 def edit(path, pattern, replacement):

@@ -1,11 +1,11 @@
 """The program with its REST API, for tests that talk to it."""
 
 import http.client
-import re
-import shutil
 import socket
 import subprocess
 import zipfile
+
+from installed_program import held_port, install, wait_for_line
 
 PORT = 8011
 PREFIX = "/kel/v1"
@@ -15,27 +15,19 @@ class Server:
     """The program in a copy of its folder, stopped through its own API."""
 
     def __init__(self, folder, program, examples, emulator, keeps_start_sequence=False):
-        shutil.copy2(program, folder)
-        shutil.copytree(examples, folder / "config")
-        if not keeps_start_sequence:
-            settings = folder / "config" / "KelServer.xml"
-            settings.write_text(re.sub(r"<StartSequence>[^<]*</StartSequence>", "",
-                                       settings.read_text(encoding="utf-8")), encoding="utf-8")
+        install(folder, program, examples, keeps_start_sequence)
         (folder / "Update").mkdir()
         with zipfile.ZipFile(folder / "Update" / "New.zip", "w") as package:
             package.writestr("entry", "content")
-        with socket.socket() as probe:
-            probe.bind(("127.0.0.1", 0))
-            port = probe.getsockname()[1]
+        self.holder = held_port()
+        port = self.holder.getsockname()[1]
         self.process = subprocess.Popen(
             [*emulator, folder / program.name, "127.0.0.1", str(port), "--REST", "--non_interactive"],
             cwd=folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
-        for line in self.process.stdout:
-            if line.startswith(b"REST server started"):
-                return
-        raise AssertionError("the server ended early")
+        wait_for_line(self.process.stdout, b"REST server started")
 
     def end(self):
+        self.holder.close()
         self.process.stdout.close()
         if self.process.poll() is None:
             try:
