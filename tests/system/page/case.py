@@ -14,16 +14,20 @@ SHORT_PAUSES = """{
   setTimeout = (run, wait) => later(run, wait < 5000 ? wait / 10 : wait);
 }"""
 
-# Keeps the page's WebSockets, in `sockets`, and does not send the next call of the method `withheld`.
+# Keeps the page's WebSockets, in `sockets`, and the methods that it calls, in `called`. Does not send the
+# next call of the method `withheld`.
 SOCKETS = """{
   window.sockets = [];
+  window.called = [];
   window.WebSocket = class extends WebSocket {
     constructor(...given) {
       super(...given);
       sockets.push(this);
     }
     send(text) {
-      if (JSON.parse(text).method === window.withheld) {
+      const {method} = JSON.parse(text);
+      called.push(method);
+      if (method === window.withheld) {
         window.withheld = null;
       } else {
         super.send(text);

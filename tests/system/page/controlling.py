@@ -69,6 +69,8 @@ class Controlling(PageTest):
         self.browser.click("#cancel")
         self.browser.until_text("#problem", "The server refused the cancel: there is none while the program "
                                             "starts or stops.")
+        self.start("Demo.xml")
+        self.browser.until_none("#problem")
 
     def test_a_script_that_comes_back_to_the_folder_is_still_requested(self):
         self.begin_slow()

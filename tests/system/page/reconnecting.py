@@ -20,9 +20,10 @@ class Reconnecting(PageTest):
         self.program.stop()
         self.browser.until_text("#connection.bad", "Not connected")
         self.browser.until(self.disabled)
-        self.browser.until_text("#status-heading", "Last known status")
+        self.browser.until_text("body.stale #status-heading", "Last known status")
         self.browser.until_text("#reason", "Not connected: nothing can be started or cancelled.")
         self.assertEqual(self.browser.run("return document.title"), "Not connected – kel_server")
+        self.check_that_nothing_gets_older()
         self.program.start()
         self.browser.until_text("#connection.good", "Connected")
         self.browser.until(self.enabled)
@@ -30,6 +31,12 @@ class Reconnecting(PageTest):
         self.start("ClearFaults.xml")
         self.until_outcome("clean")
         self.until_timeline_of_the_server()
+
+    def check_that_nothing_gets_older(self):
+        """A day later the times have their day, which the page would see together with the ages."""
+        self.browser.run("clockAhead = 24 * 3600 * 1000")
+        self.browser.until("return /^\\d{4}-/.test(document.querySelector('#status-age time').innerText)")
+        self.assertNotIn(" d ", self.browser.texts("#status-age .age")[0])
 
     def until_timeline_of_the_server(self):
         """Texts and times: what the former server numbered as this one does has gone."""

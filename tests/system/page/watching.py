@@ -14,6 +14,10 @@ COUNT_ANSWERS = """{
     return answer;
   };
 }"""
+NO_REFRESH_BY_TIME = """{
+  const often = setInterval;
+  setInterval = (run, wait) => wait < 5000 ? often(run, wait) : 0;
+}"""
 MARKUP = "<img src=x onerror=alert(1)>"
 MARKUP_IN_XML = "&lt;img src=x onerror=alert(1)&gt;"
 
@@ -28,6 +32,8 @@ class Watching(PageTest):
         self.until_outcome("✓ clean")
         self.browser.until_text("#status", "Idle")
         self.browser.until_text("#status-age", "for ")
+        self.browser.until("const [present, newest] = ['#status-age', '#timeline'].map((place) => "
+                           "document.querySelector(`${place} time`).dateTime); return present === newest")
         self.browser.until_text("#project", PROJECT)
         self.browser.until_text("#vehicle-information", "VIT_A")
         self.browser.until_text("#interface", "Simulation")
@@ -38,6 +44,7 @@ class Watching(PageTest):
         self.assertEqual(self.browser.run("return document.title"), "Idle – kel_server")
         self.browser.until_none("#problem, #resting, #login, #no-runs")
         self.browser.until_text("#under-way-hint", "Nothing runs")
+        self.assertEqual(self.browser.texts("#clients-heading"), ["Connected clients (1)"])
         self.assertRegex(self.browser.texts("#clients")[0], r"127\.0\.0\.1:\d+")
         self.assertRegex(self.browser.texts("#version")[0], r"\d+\.\d+")
 
@@ -74,20 +81,24 @@ class Watching(PageTest):
                            "times.every((time) => /^\\d{4}-\\d\\d-\\d\\d /.test(time.innerText))")
         self.assertRegex(self.browser.texts("#runs .detail .hint")[0], r"began \d{4}-.*, ended \d{4}-")
 
-    def test_a_hidden_page_keeps_no_more_than_a_shown_one(self):
+    def test_a_hidden_page_asks_for_nothing_and_keeps_no_more_than_a_shown_one(self):
+        self.addCleanup(self.browser.before_each_page(NO_REFRESH_BY_TIME))
         self.begin_connected(prepare=lambda program: (
             program.add_flash_data(), program.write_script("Empty.xml", "")))
-        self.browser.run("Object.defineProperty(document, 'hidden', {value: true, configurable: true})")
+        self.browser.run("Object.defineProperty(document, 'hidden', {value: true, configurable: true}); "
+                         "called.length = 0")
         for name in ["Flash.xml"] * 2 + ["Empty.xml"] * 100:
             self.program.call("sequence.start", name=name)
         newest = self.program.call("runs.list")[-1]
         self.browser.until("return document.querySelector('#runs > li')?.dataset.key === given[0]",
                            f"{newest['id']} {newest['begin']}")
         self.assertEqual(self.browser.texts("#more-runs"), ["Show all 100 runs"])
-        # A load that had begun before may have brought one.
+        # What had been asked for before may have come.
         self.assertLessEqual(self.browser.run("return document.querySelectorAll('#jobs li').length"), 1)
+        self.assertLessEqual(self.browser.run("return called").count("jobs.list"), 1)
         self.browser.run("delete document.hidden")
         self.refresh()
+        self.browser.until_text("#project", PROJECT)
         self.browser.until_none("#jobs li")
 
     def test_an_error_of_a_refresh_is_told_and_the_next_one_comes(self):
@@ -144,6 +155,9 @@ class Watching(PageTest):
         self.browser.until_text("#more-runs", "Show all 12 runs")
         self.browser.click("#more-runs")
         self.browser.until("return document.querySelectorAll('#runs > li').length === 12")
+        self.browser.until_text("#more-runs", "Show fewer")
+        self.browser.click("#more-runs")
+        self.browser.until("return document.querySelectorAll('#runs > li').length === 10")
 
     def test_a_text_with_markup_is_shown_as_text(self):
         self.begin_connected(prepare=lambda program: program.write_script(
