@@ -64,8 +64,8 @@ class Controlling(PageTest):
 
     def test_a_cancel_that_the_server_does_not_take_says_why(self):
         self.begin_connected()
-        self.browser.run("const {call} = Connection.prototype; Connection.prototype.call = function(method) { "
-                         "return method === 'sequence.cancel' ? {handled: false} : call.call(this, method); }")
+        self.browser.run("const {call} = Connection.prototype; Connection.prototype.call = function(...given) { "
+                         "return given[0] === 'sequence.cancel' ? {handled: false} : call.apply(this, given); }")
         self.browser.click("#cancel")
         self.browser.until_text("#problem", "The server refused the cancel: there is none while the program "
                                             "starts or stops.")

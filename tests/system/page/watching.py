@@ -44,7 +44,8 @@ class Watching(PageTest):
         self.assertEqual(self.browser.run("return document.title"), "Idle – kel_server")
         self.browser.until_none("#problem, #resting, #login, #no-runs")
         self.browser.until_text("#under-way-hint", "Nothing runs")
-        self.assertEqual(self.browser.texts("#clients-heading"), ["Connected clients (1)"])
+        self.browser.until("return document.querySelector('#clients-heading').innerText === "
+                           "`Connected clients (${document.querySelectorAll('#clients li').length})`")
         self.assertRegex(self.browser.texts("#clients")[0], r"127\.0\.0\.1:\d+")
         self.assertRegex(self.browser.texts("#version")[0], r"\d+\.\d+")
 
