@@ -1,3 +1,4 @@
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 
@@ -32,6 +33,15 @@ const Headers forwarded{{"X-Forwarded-For", "192.0.2.7"}};
 
 Headers withToken(const std::string& token) {
     return {{"X-Forwarded-For", "192.0.2.7"}, {"Authorization", "Bearer " + token}};
+}
+
+constexpr std::chrono::seconds aSecond{1};
+
+template <class Function>
+std::chrono::steady_clock::duration timeOf(Function function) {
+    const auto begin = std::chrono::steady_clock::now();
+    function();
+    return std::chrono::steady_clock::now() - begin;
 }
 
 class AServerWithAGuard : public testing::Test {
@@ -176,12 +186,28 @@ TEST_F(AServerWithAGuard, RefusesAWrongToken) {
 TEST_F(AServerWithAGuard, TakesNoSecondTokenBeforeItHasRefusedTheFirst) {
     startWithTokens();
     RpcTestClient client(address, forwarded);
+    // One batch is carried out at once, however long the client takes.
     client.send(R"([{"jsonrpc":"2.0","id":1,"method":"session.login","params":{"token":"guess"}},)"
-                R"({"jsonrpc":"2.0","id":2,"method":"session.login","params":{"token":"do"}}])");
-    client.send(R"({"jsonrpc":"2.0","id":3,"method":"session.role"})");
+                R"({"jsonrpc":"2.0","id":2,"method":"session.login","params":{"token":"do"}},)"
+                R"({"jsonrpc":"2.0","id":3,"method":"session.role"}])");
 
-    EXPECT_EQ(client.responseTo(3).at("result"), json::value("none"));
-    EXPECT_EQ(client.notifications.size(), 0U);
+    const json::value answers = json::parse(client.receiveText().value());
+
+    EXPECT_EQ(answers.at(0).at("error").at("code"), json::value(-32002));
+    EXPECT_EQ(answers.at(1).at("result"), json::value("none"));
+    EXPECT_EQ(answers.at(2).at("error").at("code"), json::value(-32001));
+    client.result("session.login", {{"token", controlToken}});
+    EXPECT_EQ(client.result("session.role"), json::value("control"));
+}
+
+TEST_F(AServerWithAGuard, TakesASecondToRefuseAWrongToken) {
+    startWithTokens();
+    RpcTestClient client(address, forwarded);
+
+    EXPECT_GE(timeOf([&] { EXPECT_EQ(postStatus(withToken("guess")), 401U); }), aSecond);
+    EXPECT_GE(timeOf([&] { EXPECT_EQ(RpcTestClient(address, withToken("guess")).status, 401U); }),
+              aSecond);
+    EXPECT_GE(timeOf([&] { client.call("session.login", {{"token", "guess"}}); }), aSecond);
 }
 
 TEST_F(AServerWithAGuard, ReadsTheTokensAgainWhenTheyHaveChanged) {

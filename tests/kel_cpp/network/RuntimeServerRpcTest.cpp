@@ -346,12 +346,18 @@ TEST_F(AServerWithMethods, DropsTheWaitingStartsWhenItStopsAndCancelsTheRunningO
         return true;
     };
     RpcTestClient client(address);
-    client.send(R"([{"jsonrpc":"2.0","id":1,"method":"sequence.start","params":{"name":"a"}},)"
-                R"({"jsonrpc":"2.0","id":2,"method":"sequence.start","params":{"name":"b"}}])");
+    client.send(R"({"jsonrpc":"2.0","id":101,"method":"sequence.start","params":{"name":"a"}})");
+    client.send(R"({"jsonrpc":"2.0","id":102,"method":"sequence.start","params":{"name":"b"}})");
     gate.awaitWaiting(1);
+    // Asked over another connection, so that the refusal finds its own idle.
+    RpcTestClient other(address);
+    ASSERT_TRUE(
+        eventually([&] { return other.result("sequence.waiting").as_array().size() == 1U; }));
 
     server.stopAll();
 
+    const json::object refusal = client.responseTo(102);
+    EXPECT_EQ(refusal.at("error").at("code"), json::value(-32004));
     EXPECT_EQ(begun, 1);
     EXPECT_EQ(ended, 1);
 }
