@@ -6,7 +6,6 @@
 #include <utility>
 
 #include <boost/json/array.hpp>
-#include <boost/json/parse.hpp>
 
 #include "kel_cpp/rpc/JsonRecords.hpp"
 #include "kel_cpp/rpc/MethodDescriptions.hpp"
@@ -245,18 +244,22 @@ std::map<std::string_view, Run> inTasks(const ServerMethodsContext& context) {
 json::object description(const MethodDescription& method) {
     json::array params;
     if (!method.parameter.empty()) {
-        params.push_back(
-            json::object{{"name", json::string(method.parameter)},
-                         {"required", true},
-                         {"schema", json::parse(json::string(method.parameterSchema))}});
+        params.push_back(json::object{{"name", json::string(method.parameter)},
+                                      {"required", true},
+                                      {"schema", method.parameterSchema()}});
     }
     return {{"name", json::string(method.name)},
             {"summary", json::string(method.summary)},
             {"x-role", roleName(method.role)},
             {"paramStructure", "by-name"},
             {"params", std::move(params)},
-            {"result", json::object{{"name", "result"},
-                                    {"schema", json::parse(json::string(method.resultSchema))}}}};
+            {"result", json::object{{"name", "result"}, {"schema", method.resultSchema()}}}};
+}
+
+json::object description(const NotificationDescription& notification) {
+    return {{"name", json::string(notification.name)},
+            {"summary", json::string(notification.summary)},
+            {"params", notification.paramsSchema()}};
 }
 
 } // namespace
@@ -274,13 +277,11 @@ std::vector<RpcMethod> serverMethods(const ServerMethodsContext& context) {
 }
 
 json::object describeServerMethods(std::string_view version) {
-    json::array methods;
-    for (const MethodDescription& method : methodDescriptions) {
-        methods.push_back(description(method));
-    }
+    const auto describe = [](const auto& entry) { return description(entry); };
     return {{"openrpc", "1.2.6"},
             {"info", json::object{{"title", "kel_server"}, {"version", json::string(version)}}},
-            {"methods", std::move(methods)}};
+            {"methods", listOf(methodDescriptions, describe)},
+            {"x-notifications", listOf(notificationDescriptions, describe)}};
 }
 
 } // namespace Quarlen::Kel_cpp

@@ -36,7 +36,8 @@ inline constexpr std::size_t maxScriptName = 1024;
 /// or calls the server handler runs in the tasks.
 std::vector<RpcMethod> serverMethods(const ServerMethodsContext& context);
 
-/// The methods with the schemas of their parameters and results, as an OpenRPC 1.2 document.
+/// The methods with the schemas of their parameters and results, as an OpenRPC 1.2 document. It has
+/// no place for notifications: these are in its extension `x-notifications`.
 boost::json::object describeServerMethods(std::string_view version);
 
 } // namespace Quarlen::Kel_cpp

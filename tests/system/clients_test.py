@@ -4,8 +4,10 @@
 usage: clients_test.py PROGRAM EXAMPLE_CONFIG FLASH_DATA [EMULATOR]
 """
 
+import hashlib
 import http.client
 import json
+import os
 import pathlib
 import re
 import resource
@@ -15,10 +17,12 @@ import subprocess
 import sys
 import tempfile
 import threading
+import time
 import unittest
 
 from installed_program import edit, held_port, install, wait_for_line
 from rpc_client import PATIENCE, Closed, RpcClient, frame, handshake
+from rpc_schemas import Described
 
 PROGRAM, EXAMPLES, FLASH_DATA = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
 EMULATOR = sys.argv[4:]
@@ -27,6 +31,7 @@ SELECT = ("<SelectAction project='Car_DEMO0000000042' vehicleInformation='VIT_A'
 SLOW = "<ExecuteAction command='Otx_Slow'/>"
 READ = "<ExecuteAction command='Otx_ReadIdent'/>"
 FAIL = "<ExecuteAction command='Otx_Fail'/>"
+TOKEN = "do"
 SELECTED = ["Selecting project Car_DEMO0000000042", "Project Car_DEMO0000000042 selected.", "Idle"]
 
 
@@ -36,6 +41,12 @@ class Server:
     def __init__(self, folder, scripts):
         install(folder, PROGRAM, EXAMPLES)
         shutil.copytree(FLASH_DATA, folder / "config" / "data" / "flashdata", dirs_exist_ok=True)
+        edit(folder / "config" / "KelServer.xml", "</KelServer>",
+             '<Access tokenFile="access.token"/></KelServer>')
+        tokens = folder / "config" / "access.token"
+        tokens.touch(mode=0o600)
+        tokens.write_text(f"watch screen {hashlib.sha256(TOKEN.encode()).hexdigest()}\n",
+                          encoding="utf-8")
         # Longer than any machine needs: only a cancel ends it.
         edit(folder / "config" / "projects" / "Car_DEMO0000000042" / "project.xml",
              'milliseconds="10000"', 'milliseconds="3600000"')
@@ -93,6 +104,19 @@ class Clients(unittest.TestCase):
         self.assertEqual(client.notification("status.changed")["text"], "Idle")
         return client
 
+    def wait_for_job(self, client):
+        """The status text "Running execute action" is set before the job is launched."""
+        self.wait_until(lambda: client.result("jobs.list"))
+
+    def wait_until_alone(self, client):
+        self.wait_until(lambda: len([entry for entry in client.result("connections.list")
+                                     if entry.startswith("client")]) == 1)
+
+    def wait_until(self, condition):
+        end = time.monotonic() + PATIENCE
+        while not condition():
+            self.assertLess(time.monotonic(), end, "it does not become true")
+
     def run_of(self, client):
         return client.result("runs.get", id=client.result("runs.list")[-1]["id"])
 
@@ -115,7 +139,7 @@ class Clients(unittest.TestCase):
         watcher = self.watcher()
         with self.server.client() as starter, self.server.client() as canceller:
             start = starter.begin("sequence.start", name="Slow.xml")
-            watcher.status_until("Running execute action: Otx_Slow")
+            self.wait_for_job(canceller)
             self.assertEqual(canceller.result("sequence.cancel"), {"handled": True})
             self.assertEqual(starter.finish(start)["result"], {"handled": True})
             run = self.run_of(starter)
@@ -163,7 +187,8 @@ class Clients(unittest.TestCase):
                             re.MULTILINE | re.DOTALL)
         self.assertIn("58000", block)
         return subprocess.run([*command, block.replace("58000", str(self.server.port))], check=True,
-                              stdout=subprocess.PIPE, timeout=PATIENCE, text=True).stdout
+                              env={**os.environ, "no_proxy": "*"}, stdout=subprocess.PIPE,
+                              timeout=PATIENCE, text=True).stdout
 
     def test_the_documented_session_runs(self):
         answers = self.run_documented("sh", "sh", "-e", "-c")
@@ -203,10 +228,74 @@ class Clients(unittest.TestCase):
             with socket.create_connection(("127.0.0.1", self.server.port)) as client:
                 client.sendall(stage)
         with self.server.client() as client:
-            clients = ["?", "?"]
-            while len([entry for entry in clients if entry.startswith("client") or entry == "?"]) > 1:
-                clients = client.result("connections.list")
+            self.wait_until_alone(client)
             self.assertEqual(client.result("server.version"), "1.0.0")
+
+    def test_clients_that_vanish_during_a_run_leave_nothing_behind(self):
+        watcher = self.watcher()
+        starter, waiting, deaf, stranger = (self.server.client() for _ in range(4))
+        deaf.result("status.subscribe")
+        starter.begin("sequence.start", name="Slow.xml")
+        self.wait_for_job(watcher)
+        waiting.begin("sequence.start", name="Read.xml")
+        self.wait_until(lambda: watcher.result("sequence.waiting"))
+        stranger.begin("session.login", token="guess")
+        for client in (starter, waiting, deaf, stranger):
+            client.close()
+        watcher.result("sequence.cancel")
+        ended = [watcher.notification("run.ended")["name"] for _ in range(2)]
+        self.assertEqual(ended, ["Slow.xml", "Read.xml"])
+        self.wait_until_alone(watcher)
+        self.assertEqual(watcher.result("sequence.waiting"), [])
+
+    def test_a_cancel_is_carried_out_without_its_client(self):
+        watcher = self.watcher()
+        watcher.begin("sequence.start", name="Slow.xml")
+        self.wait_for_job(watcher)
+        with self.server.client() as canceller:
+            canceller.begin("sequence.cancel")
+        self.assertEqual(watcher.notification("run.ended")["outcome"], "cancelled")
+        # The last thing that a cancel does before it lets others go on.
+        self.wait_until(lambda: watcher.result("vehicle.get")["project"] == "")
+        watcher.result("sequence.start", name="Read.xml")
+        self.assertEqual(watcher.notification("run.ended")["outcome"], "clean")
+
+    def test_each_answer_is_as_described(self):
+        with self.server.client() as client, self.server.client() as starter:
+            described = Described(client)
+            described.ask("sequence.start", name="Demo.xml")
+            described.ask("sequence.start", name="Fail.xml")
+            starts = [starter.begin("sequence.start", name="Slow.xml")]
+            self.wait_for_job(client)
+            starts.append(starter.begin("sequence.start", name="Read.xml"))
+            self.wait_until(lambda: described.ask("sequence.waiting"))
+            self.assertTrue(described.ask("jobs.list"))
+            described.ask("sequence.cancel")
+            for start in starts:
+                described.check("sequence.start", starter.finish(start)["result"])
+            for run in described.ask("runs.list"):
+                described.ask("runs.get", id=run["id"])
+            self.assertTrue(described.ask("reports.list"))
+            # Wine does not show the file with tokens as its owner's alone.
+            if EMULATOR:
+                described.unasked.discard("session.login")
+            else:
+                self.assertEqual(described.ask("session.login", token=TOKEN)["role"], "watch")
+            # Those that need neither a parameter nor something to tell.
+            for method in sorted(described.unasked):
+                described.ask(method)
+
+    def test_each_notification_is_as_described(self):
+        watcher = self.watcher()
+        described = Described(watcher)
+        with self.server.client() as client:
+            client.result("sequence.start", name="Demo.xml")
+        kinds = set()
+        while "run.ended" not in kinds:
+            message = watcher.next_notification()
+            kinds.add(message["method"])
+            described.notifications[message["method"]].validate(message["params"])
+        self.assertEqual(kinds, set(described.notifications))
 
     def test_a_thousand_subscribers_see_every_status(self):
         # Wine gives its programs fewer sockets.

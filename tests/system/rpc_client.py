@@ -21,7 +21,7 @@ class Closed(Exception):
 
 def handshake(host, port, headers=()):
     key = base64.b64encode(os.urandom(16)).decode()
-    lines = [f"GET /rpc HTTP/1.1", f"Host: {host}:{port}", "Connection: Upgrade", "Upgrade: websocket",
+    lines = ["GET /rpc HTTP/1.1", f"Host: {host}:{port}", "Connection: Upgrade", "Upgrade: websocket",
              "Sec-WebSocket-Version: 13", f"Sec-WebSocket-Key: {key}", *headers, "", ""]
     return "\r\n".join(lines).encode()
 
@@ -110,10 +110,13 @@ class RpcClient:
             raise AssertionError(f"{method}: {response['error']}")
         return response["result"]
 
+    def next_notification(self):
+        return self.notifications.popleft() if self.notifications else self.receive()
+
     def notification(self, method):
         """The parameters of the next notification of this method."""
         while True:
-            message = self.notifications.popleft() if self.notifications else self.receive()
+            message = self.next_notification()
             if message.get("method") == method:
                 return message["params"]
 

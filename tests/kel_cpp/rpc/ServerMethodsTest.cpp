@@ -120,6 +120,18 @@ TEST_F(SomeServerMethods, AreAllDescribed) {
     EXPECT_EQ(description.at("info").at("version"), boost::json::value("1.2.3"));
 }
 
+TEST_F(SomeServerMethods, DescribeTheirNotifications) {
+    std::set<std::string> described;
+    const boost::json::object description = describeServerMethods("1");
+    for (const auto& notification : description.at("x-notifications").as_array()) {
+        described.emplace(notification.at("name").as_string());
+        EXPECT_FALSE(notification.at("summary").as_string().empty());
+        EXPECT_FALSE(notification.at("params").at("required").as_array().empty());
+    }
+
+    EXPECT_THAT(described, testing::ElementsAre("job.progress", "run.ended", "status.changed"));
+}
+
 TEST_F(SomeServerMethods, AskForTheRoleThatTheyNeed) {
     std::set<std::string> controlling;
     std::set<std::string> open;
