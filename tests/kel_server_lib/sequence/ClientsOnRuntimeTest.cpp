@@ -1,4 +1,7 @@
+#include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <latch>
 #include <memory>
 #include <sstream>
 #include <thread>
@@ -6,9 +9,11 @@
 
 #include <gmock/gmock.h>
 
+#include "kel_server_lib/rest/RESTServer.hpp"
 #include "kel_server_lib/sequence/ServerHandlerSequence.hpp"
 #include "tests/kel_cpp/RuntimeFixture.hpp"
 #include "tests/kel_cpp/network/RpcTestClient.hpp"
+#include "tests/support/HttpReply.hpp"
 #include "tests/support/LoopbackPort.hpp"
 
 namespace Quarlen::Tests {
@@ -63,8 +68,16 @@ protected:
                 .devices = devices,
                 .configPath = StdUtil::PathString(folder.config())};
     }
+    void moveHand(const std::string& reading) const {
+        for (const char* const sensor : {"../f1", "../f2"}) {
+            folder.write(sensor, reading + "\n");
+        }
+    }
+    /// Moves a hand to the buttons and away again until one of them has begun a run.
+    void pressButtons() const;
     /// What one of many clients does; some vanish in the middle of it.
     void act(int number);
+    void useRest(std::uint16_t port) const;
 
     ImpatientRealClock impatient;
     std::ostringstream output;
@@ -72,7 +85,38 @@ protected:
     std::shared_ptr<ServerHandlerSequence> handler =
         std::make_shared<ServerHandlerSequence>(environment());
     std::wstring address;
+    /// A cancel puts the buttons to rest, so it comes after their run.
+    std::latch pressed{1};
 };
+
+void ClientsOnRuntime::pressButtons() const {
+    RpcTestClient client(address);
+    const auto hasRun = [&] {
+        const json::value runs = client.result("runs.list");
+        return std::ranges::any_of(runs.as_array(), [](const json::value& run) {
+            return run.at("client") == json::value("");
+        });
+    };
+    for (bool near = true;; near = !near) {
+        moveHand(near ? "9000" : "1000");
+        for (int look = 0; look < 50; ++look) {
+            if (hasRun()) {
+                return;
+            }
+        }
+    }
+}
+
+void ClientsOnRuntime::useRest(std::uint16_t port) const {
+    // So few that the status texts, which all clients get, are no more than a client may lag
+    // behind.
+    constexpr int rounds = 20;
+    for (int round = 0; round < rounds; ++round) {
+        EXPECT_EQ(request(port, "PUT", "/kel/v1/sequence/abort").status, 200);
+        EXPECT_EQ(request(port, "PUT", "/kel/v1/scripts/F1", R"({"script":"Read.xml"})").status,
+                  200);
+    }
+}
 
 void ClientsOnRuntime::act(int number) {
     RpcTestClient client(address);
@@ -82,6 +126,7 @@ void ClientsOnRuntime::act(int number) {
                     R"("params":{"name":"Read.xml"}})");
         client.vanish();
     } else if (number % 5 == 1) {
+        pressed.wait();
         client.result("sequence.cancel");
     } else {
         // Refused where too many wait.
@@ -115,32 +160,32 @@ TEST_F(ClientsOnRuntime, ACancelOfAClientEndsTheRunOfAnother) {
 }
 
 TEST_F(ClientsOnRuntime, FiftyClientsActWhileButtonsAndTheRestApiDo) {
-    // So few that their status texts, which all clients get, are no more than a client may lag
-    // behind.
-    constexpr int rounds = 20;
-    std::jthread rest([&] {
-        for (int round = 0; round < rounds; ++round) {
-            handler->abortSequence(runtime);
-            handler->changeF1Sequence(L"Read.xml", runtime);
-        }
-    });
-    std::jthread button([&] {
-        for (int round = 0; round < rounds; ++round) {
-            handler->runSequence(L"Read.xml", runtime);
-        }
-    });
-    std::vector<std::jthread> clients;
+    moveHand("1000");
+    handler->startF1ScriptThread(L"Read.xml", runtime);
+    handler->startF2ScriptThread(L"Read.xml", runtime);
+    std::atomic<bool> stopRequested{false};
+    const std::uint16_t port = freePort();
+    RESTServer rest(stopRequested, handler, true,
+                    RestEnvironment{.clock = impatient, .console = console, .port = port});
+    ASSERT_TRUE(rest.start(runtime));
+    std::vector<std::jthread> everybody;
     for (int number = 0; number < clientCount; ++number) {
-        clients.emplace_back([this, number] { act(number); });
+        everybody.emplace_back([this, number] { act(number); });
     }
-    clients.clear();
-    rest.join();
-    button.join();
+    pressButtons();
+    pressed.count_down();
+    useRest(port);
+    everybody.clear();
 
     RpcTestClient last(address);
-    EXPECT_EQ(last.result("server.version"), json::value("1.0.0"));
     while (last.result("sequence.waiting").as_array().size() > 0) {
     }
+    EXPECT_EQ(last.result("sequence.start", {{"name", "Read.xml"}}),
+              json::value({{"handled", true}}));
+    const json::value run = last.result("runs.list").as_array().back();
+    EXPECT_EQ(run.at("client"), json::value(Platform::toUtf8(last.name)));
+    EXPECT_TRUE(run.at("outcome").is_string());
+    EXPECT_EQ(last.result("sequence.waiting").as_array().size(), 0U);
 }
 
 } // namespace Quarlen::Tests
