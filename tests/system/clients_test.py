@@ -208,7 +208,7 @@ class Clients(unittest.TestCase):
         watcher = self.watcher()
         starter = self.server.client()
         starter.begin("sequence.start", name="Slow.xml")
-        watcher.status_until("Running execute action: Otx_Slow")
+        self.wait_for_job(watcher)
         name = "client %s:%d" % starter.socket.getsockname()
         starter.close()
         with self.server.client() as client:
@@ -298,6 +298,37 @@ class Clients(unittest.TestCase):
             kinds.add(message["method"])
             described.notifications[message["method"]].validate(message["params"])
         self.assertEqual(kinds, set(described.notifications))
+
+    def test_a_stop_ends_the_run_of_a_client_that_has_gone_and_begins_none_that_waits(self):
+        with tempfile.TemporaryDirectory() as name:
+            folder = pathlib.Path(name)
+            server = Server(folder, {"Slow.xml": SELECT + SLOW + READ})
+            with server.client() as starter, server.client() as watcher:
+                watcher.result("status.subscribe")
+                for _ in range(3):
+                    starter.begin("sequence.start", name="Slow.xml")
+                self.wait_for_job(watcher)
+                starter.close()
+                # Within the patience, although the procedure lasts for an hour.
+                self.assertEqual(server.end(), 0)
+                texts = watcher.status_texts_until_closed()
+        begun = [text for text in texts if text.startswith("Running sequence: ")]
+        # The one that was next may have begun before the stop refused all that waited.
+        self.assertIn(len(begun), (1, 2))
+        self.assertIn("Shutting down", texts)
+
+    @unittest.skipIf(EMULATOR, "Wine shows a link as what it leads to")
+    def test_a_link_among_the_reports_is_not_served(self):
+        with self.server.client() as client:
+            client.result("sequence.start", name="Demo.xml")
+            report = client.result("reports.list")[-1]["name"]
+            reports = pathlib.Path(self.folder.name) / "config" / "reports"
+            link = reports / "link.html"
+            link.symlink_to(reports / report)
+            self.addCleanup(link.unlink)
+            self.assertNotIn("link.html", [each["name"] for each in client.result("reports.list")])
+        self.assertEqual(self.server.get("/reports/" + report)[0], 200)
+        self.assertEqual(self.server.get("/reports/link.html")[0], 404)
 
     def test_a_thousand_subscribers_see_every_status(self):
         # Wine gives its programs fewer sockets.

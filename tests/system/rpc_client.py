@@ -126,3 +126,11 @@ class RpcClient:
         while not texts or texts[-1] != text:
             texts.append(self.notification("status.changed")["text"])
         return texts
+
+    def status_texts_until_closed(self):
+        texts = []
+        try:
+            while True:
+                texts.append(self.notification("status.changed")["text"])
+        except Closed:
+            return texts
