@@ -1,10 +1,12 @@
 #include "kel_cpp/rpc/JsonRpc.hpp"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <mutex>
 #include <utility>
 
+#include <boost/json/monotonic_resource.hpp>
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
 
@@ -55,11 +57,13 @@ std::string failedText(const RpcError& error) {
     return json::serialize(response({{"error", errorObject(error)}}, nullptr));
 }
 
-json::value parse(std::string_view message) {
+/// The value lives in `memory`, and so does what is copied of it without another storage; a small
+/// one takes nothing from the heap.
+json::value parse(std::string_view message, json::monotonic_resource& memory) {
     json::parse_options options;
     options.max_depth = JsonRpc::maxDepth;
     json::error_code error;
-    json::value value = json::parse({message.data(), message.size()}, error, {}, options);
+    json::value value = json::parse({message.data(), message.size()}, error, &memory, options);
     if (error) {
         throw RpcError(RpcErrorCode::ParseError, "the message is no JSON: " + error.message());
     }
@@ -70,7 +74,9 @@ json::value parse(std::string_view message) {
 json::value idOf(const json::value& request) {
     const json::object* const object = request.if_object();
     const json::value* const id = object != nullptr ? object->if_contains("id") : nullptr;
-    return id != nullptr && (id->is_string() || id->is_number()) ? *id : json::value();
+    return id != nullptr && (id->is_string() || id->is_number())
+               ? json::value(*id, json::storage_ptr())
+               : json::value();
 }
 
 void checkRequest(const json::value& request) {
@@ -101,7 +107,7 @@ json::object paramsOf(const json::object& request) {
         return {};
     }
     if (const json::object* const named = params->if_object()) {
-        return *named;
+        return json::object(*named, json::storage_ptr());
     }
     if (const json::array* const listed = params->if_array();
         listed != nullptr && listed->empty()) {
@@ -196,8 +202,11 @@ JsonRpc::JsonRpc(std::vector<RpcMethod> list) {
 
 void JsonRpc::handle(std::string_view message, const std::shared_ptr<RpcClient>& client,
                      const Reply& reply) const {
+    // What outlives the message is copied out of this.
+    std::array<unsigned char, 2048> onStack;
+    json::monotonic_resource memory(onStack.data(), onStack.size());
     try {
-        const json::value parsed = parse(message);
+        const json::value parsed = parse(message, memory);
         if (const json::array* const batch = parsed.if_array()) {
             handleBatch(*batch, client, reply);
             return;

@@ -80,7 +80,7 @@ INSTANTIATE_TEST_SUITE_P(
                                   RecordList<UpdateDescription> descriptions;
                                   runtime.prepareUpdatePackages({}, descriptions);
                               }}),
-    [](const auto& info) { return info.param.name; });
+    [](const auto& operation) { return operation.param.name; });
 
 TEST_F(RunOnTheRuntime, IsCancelledByACancelThatTakesItsProjectAway) {
     runtime->setServerStatus(L"Running sequence: A.xml");

@@ -97,8 +97,8 @@ void ClientsOnRuntime::pressButtons() const {
             return run.at("client") == json::value("");
         });
     };
-    for (bool near = true;; near = !near) {
-        moveHand(near ? "9000" : "1000");
+    for (bool isNear = true;; isNear = !isNear) {
+        moveHand(isNear ? "9000" : "1000");
         for (int look = 0; look < 50; ++look) {
             if (hasRun()) {
                 return;
