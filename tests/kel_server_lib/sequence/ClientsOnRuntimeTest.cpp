@@ -11,6 +11,7 @@
 
 #include "kel_server_lib/rest/RESTServer.hpp"
 #include "kel_server_lib/sequence/ServerHandlerSequence.hpp"
+#include "platform/TextEncoding.hpp"
 #include "tests/kel_cpp/RuntimeFixture.hpp"
 #include "tests/kel_cpp/network/RpcTestClient.hpp"
 #include "tests/support/HttpReply.hpp"
