@@ -1,6 +1,7 @@
 #include "kel_cpp/rpc/ServerTasks.hpp"
 
 #include <atomic>
+#include <condition_variable>
 #include <limits>
 #include <utility>
 
@@ -16,6 +17,32 @@ struct ServerTasks::Start {
     WaitingStart what;
     Task run;
     Task drop;
+};
+
+/// Whether a start runs. It outlives tasks that one of them destroys.
+class ServerTasks::RunningStart {
+public:
+    void begin() { set(true); }
+    void end() { set(false); }
+    [[nodiscard]] bool isThere() const {
+        const std::lock_guard lock(mutex);
+        return runs;
+    }
+    void waitForEnd(std::chrono::milliseconds time) {
+        std::unique_lock lock(mutex);
+        changed.wait_for(lock, time, [this] { return !runs; });
+    }
+
+private:
+    void set(bool value) {
+        const std::lock_guard lock(mutex);
+        runs = value;
+        changed.notify_all();
+    }
+
+    mutable std::mutex mutex;
+    std::condition_variable changed;
+    bool runs = false;
 };
 
 /// Some threads with a bounded number of tasks.
@@ -68,8 +95,9 @@ private:
 };
 
 ServerTasks::ServerTasks()
-    // The list of the starts is what bounds this lane.
-    : startLane(std::make_unique<Lane>(1, std::numeric_limits<std::size_t>::max(), "")),
+    : running(std::make_shared<RunningStart>()),
+      // The list of the starts is what bounds this lane.
+      startLane(std::make_unique<Lane>(1, std::numeric_limits<std::size_t>::max(), "")),
       cancelLane(std::make_unique<Lane>(4, maxCancels, "too many cancels wait")),
       queryLane(std::make_unique<Lane>(2, maxQueries, "too many requests wait")) {}
 
@@ -84,7 +112,7 @@ void ServerTasks::start(const WaitingStart& what, Task run, Task drop, bool wait
     }
     // One more than may wait: the one that runs, or is about to.
     const std::size_t room = maxWaitingStarts + (waits ? 0 : 1);
-    if (starts.size() + (startRuns ? 1 : 0) >= room) {
+    if (starts.size() + (running->isThere() ? 1 : 0) >= room) {
         throw RpcError(RpcErrorCode::Busy, "too many sequences wait");
     }
     starts.push_back({what, std::move(run), std::move(drop)});
@@ -93,6 +121,8 @@ void ServerTasks::start(const WaitingStart& what, Task run, Task drop, bool wait
 
 void ServerTasks::runNextStart() {
     Task run;
+    // The start may destroy what this belongs to.
+    const auto own = running;
     {
         const std::lock_guard lock(mutex);
         if (starts.empty()) {
@@ -101,22 +131,17 @@ void ServerTasks::runNextStart() {
         run = std::move(starts.front().run);
         latestStart = std::move(starts.front().what);
         starts.pop_front();
-        startRuns = true;
+        own->begin();
     }
     run();
-    const std::lock_guard lock(mutex);
-    startRuns = false;
-    startEnded.notify_all();
+    own->end();
 }
 
 void ServerTasks::endRunningStart(const Task& cancel) {
     constexpr std::chrono::milliseconds timeToEnd{500};
-    std::unique_lock lock(mutex);
-    while (startRuns && !startLane->isThisThread()) {
-        lock.unlock();
+    while (running->isThere() && !startLane->isThisThread()) {
         cancel();
-        lock.lock();
-        startEnded.wait_for(lock, timeToEnd, [this] { return !startRuns; });
+        running->waitForEnd(timeToEnd);
     }
 }
 

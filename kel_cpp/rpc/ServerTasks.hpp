@@ -1,6 +1,5 @@
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <functional>
 #include <list>
@@ -61,6 +60,7 @@ public:
 private:
     class Lane;
     struct Start;
+    class RunningStart;
 
     void runNextStart();
 
@@ -68,8 +68,7 @@ private:
     std::list<Start> starts;
     std::optional<WaitingStart> latestStart;
     bool stopped = false;
-    bool startRuns = false;
-    std::condition_variable startEnded;
+    const std::shared_ptr<RunningStart> running;
     std::unique_ptr<Lane> startLane;
     std::unique_ptr<Lane> cancelLane;
     std::unique_ptr<Lane> queryLane;

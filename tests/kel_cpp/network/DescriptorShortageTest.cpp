@@ -16,12 +16,25 @@
 namespace Quarlen::Kel_cpp::Tests {
 namespace {
 
-/// Leaves the process without a free file descriptor.
+int highestDescriptor() {
+    int number = 1023;
+    while (::fcntl(number, F_GETFD) == -1) {
+        --number;
+    }
+    return number;
+}
+
+/// Leaves the process without a free file descriptor: the numbers between those in use are taken,
+/// too, so that a descriptor that is closed is one that can be had again.
 class Shortage {
 public:
     Shortage() {
         ::getrlimit(RLIMIT_NOFILE, &before);
-        const int next = ::dup(STDIN_FILENO);
+        const int highest = highestDescriptor();
+        int next = ::dup(STDIN_FILENO);
+        for (; next < highest; next = ::dup(STDIN_FILENO)) {
+            fillers.push_back(next);
+        }
         ::close(next);
         rlimit now = before;
         now.rlim_cur = static_cast<rlim_t>(next);
@@ -29,10 +42,16 @@ public:
     }
     Shortage(const Shortage&) = delete;
     Shortage& operator=(const Shortage&) = delete;
-    ~Shortage() { ::setrlimit(RLIMIT_NOFILE, &before); }
+    ~Shortage() {
+        ::setrlimit(RLIMIT_NOFILE, &before);
+        for (const int filler : fillers) {
+            ::close(filler);
+        }
+    }
 
 private:
     rlimit before{};
+    std::vector<int> fillers;
 };
 
 std::chrono::duration<double> processorTime() {
