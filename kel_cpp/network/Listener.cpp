@@ -39,10 +39,11 @@ void Listener::accepted(const boost::system::error_code& error, tcp::socket sock
         return;
     }
     if (error) {
-        pauseAccepting(error);
+        acceptingFailed(error);
         return;
     }
     acceptFailed = false;
+    isClientWaiting = false;
     accept();
     boost::system::error_code ignored;
     // An answer is small and awaited, and not to be held back for a larger segment.
@@ -50,15 +51,34 @@ void Listener::accepted(const boost::system::error_code& error, tcp::socket sock
     std::make_shared<HttpConnection>(std::move(socket), context, served)->begin();
 }
 
-/// A connection that cannot be accepted (no file descriptor is free) stays pending, so an immediate
-/// retry would spin. As when the list is full, the longest idle client makes room.
-void Listener::pauseAccepting(const boost::system::error_code& error) {
-    constexpr std::chrono::milliseconds pause{100};
+/// Without a free file descriptor the system refuses to accept even where nobody has connected.
+void Listener::acceptingFailed(const boost::system::error_code& error) {
     if (!std::exchange(acceptFailed, true)) {
         StdUtil::TraceHelper::ErrorTrace(L"kel_cpp/network/Listener", __LINE__,
                                          L"Cannot accept clients: %s",
                                          Platform::errorText(error).c_str());
     }
+    if (std::exchange(isClientWaiting, false)) {
+        makeRoom();
+    } else {
+        waitForClient();
+    }
+}
+
+void Listener::waitForClient() {
+    acceptor.async_wait(tcp::acceptor::wait_read,
+                        [self = shared_from_this()](const boost::system::error_code& cancelled) {
+                            if (!cancelled && self->acceptor.is_open()) {
+                                self->isClientWaiting = true;
+                                self->accept();
+                            }
+                        });
+}
+
+/// As when the list is full, the longest idle client goes. The waiting one stays pending, so an
+/// immediate retry would spin where no client can go.
+void Listener::makeRoom() {
+    constexpr std::chrono::milliseconds pause{100};
     context.clients.makeRoom();
     retryTimer.expires_after(pause);
     retryTimer.async_wait([self = shared_from_this()](const boost::system::error_code& cancelled) {

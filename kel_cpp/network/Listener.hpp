@@ -23,13 +23,17 @@ public:
 private:
     void accept();
     void accepted(const boost::system::error_code& error, boost::asio::ip::tcp::socket socket);
-    void pauseAccepting(const boost::system::error_code& error);
+    void acceptingFailed(const boost::system::error_code& error);
+    void waitForClient();
+    void makeRoom();
 
     boost::asio::ip::tcp::acceptor acceptor;
     boost::asio::steady_timer retryTimer;
     ServerContext& context;
     const ServedAddress served;
     bool acceptFailed = false;
+    /// Somebody has connected and not been accepted.
+    bool isClientWaiting = false;
 };
 
 } // namespace Quarlen::Kel_cpp
