@@ -11,4 +11,6 @@ target_link_libraries(kel_tidy PRIVATE
     EXPAT::EXPAT PkgConfig::libzip pugixml::pugixml spdlog::spdlog)
 target_compile_definitions(kel_tidy PRIVATE $<TARGET_PROPERTY:kel_cpp,COMPILE_DEFINITIONS>)
 kel_use_tidy(kel_tidy "${PROJECT_SOURCE_DIR}/.clang-tidy")
-set_target_properties(kel_tidy PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 24)
+set_target_properties(kel_tidy PROPERTIES
+    UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 24
+    CXX_COMPILER_LAUNCHER "${CMAKE_CURRENT_LIST_DIR}/includes-only")
