@@ -203,7 +203,7 @@ JsonRpc::JsonRpc(std::vector<RpcMethod> list) {
 void JsonRpc::handle(std::string_view message, const std::shared_ptr<RpcClient>& client,
                      const Reply& reply) const {
     // What outlives the message is copied out of this.
-    std::array<unsigned char, 2048> onStack;
+    std::array<unsigned char, 2048> onStack{};
     json::monotonic_resource memory(onStack.data(), onStack.size());
     try {
         const json::value parsed = parse(message, memory);
