@@ -72,6 +72,7 @@ void ServerService::endTasks() {
 ServerService::~ServerService() {
     feed.detach();
     ioThread->call([this] {
+        isEnding = true;
         endPenalties(context);
         endOfRun.cancel();
         tokenCheck.cancel();
@@ -89,7 +90,7 @@ void ServerService::watchTokens() {
     }
     tokenCheck.expires_after(interval);
     tokenCheck.async_wait([this](const boost::system::error_code& cancelled) {
-        if (!cancelled) {
+        if (!cancelled && !isEnding) {
             watchTokens();
         }
     });
@@ -98,7 +99,7 @@ void ServerService::watchTokens() {
 void ServerService::watchForEnd() {
     endOfRun.expires_after(RunLog::quietTime);
     endOfRun.async_wait([this](const boost::system::error_code& cancelled) {
-        if (!cancelled && runs.settle()) {
+        if (!cancelled && !isEnding && runs.settle()) {
             watchForEnd();
         }
     });

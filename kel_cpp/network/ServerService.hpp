@@ -50,6 +50,8 @@ private:
     boost::asio::steady_timer endOfRun;
     boost::asio::steady_timer tokenCheck;
     std::size_t tokenChanges = 0;
+    /// A timer that has just fired cannot be cancelled any more; it must not be set again.
+    bool isEnding = false;
 };
 
 } // namespace Quarlen::Kel_cpp

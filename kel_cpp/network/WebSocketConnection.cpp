@@ -131,14 +131,20 @@ void WebSocketConnection::notify(const Message& message, std::uint64_t number, b
     if (number != 0) {
         lastStatus = number;
     }
-    const auto notifications = std::count_if(unsent.begin(), unsent.end(),
-                                             [](const Unsent& each) { return !each.isAnswer; });
-    if (static_cast<std::size_t>(notifications) >= context.limits.maxUnsent) {
+    if (isBehind()) {
         unsent.resize(1);
         closeWith({websocket::close_code::policy_error, "the notifications are not read"});
         return;
     }
     enqueue(message);
+}
+
+bool WebSocketConnection::isBehind() const {
+    // Counted only where it can matter: each client hears of each status.
+    return unsent.size() >= context.limits.maxUnsent &&
+           static_cast<std::size_t>(std::count_if(
+               unsent.begin(), unsent.end(), [](const Unsent& each) { return !each.isAnswer; })) >=
+               context.limits.maxUnsent;
 }
 
 /// The answer to the call is in the queue already, and no status comes between it and this one. The

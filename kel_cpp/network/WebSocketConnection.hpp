@@ -54,6 +54,7 @@ private:
     void read();
     void received(const ErrorCode& error);
     void answer(std::string text);
+    [[nodiscard]] bool isBehind() const;
     void enqueue(Message message, bool isAnswer = false);
     void write();
     void written(const ErrorCode& error);
