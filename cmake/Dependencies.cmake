@@ -10,4 +10,8 @@ else()
 endif()
 
 include(Boost)
+
+add_library(kel_cli11 INTERFACE)
+target_include_directories(kel_cli11 SYSTEM INTERFACE "${KEL_CLI11_INCLUDE_DIR}")
+
 include(Httplib)

@@ -63,6 +63,7 @@ add_foreign_library(kel_zlib ALIAS ZLIB::ZLIB
 include(windows/Libzip)
 
 set(KEL_BOOST_INCLUDE_DIR "${windows_sources}/include")
+set(KEL_CLI11_INCLUDE_DIR "${windows_sources}/include")
 add_library(kel_utf8cpp INTERFACE)
 target_include_directories(kel_utf8cpp SYSTEM INTERFACE "${windows_sources}/include/utf8cpp")
 add_library(kel_picojson INTERFACE)

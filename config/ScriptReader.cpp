@@ -25,8 +25,8 @@ constexpr std::size_t copiesOfTargets = 5;
 
 void checkLength(std::size_t length) {
     if (length > ScriptReader::maxTextSize) {
-        throw Xml::Fault(L"a text longer than " +
-                         std::to_wstring(ScriptReader::maxTextSize / 1024) + L" KiB");
+        throw ScriptReader::TooMuch(L"a text longer than " +
+                                    std::to_wstring(ScriptReader::maxTextSize / 1024) + L" KiB");
     }
 }
 
@@ -243,8 +243,8 @@ void ScriptReader::chargeText(std::size_t length) {
 void ScriptReader::charge(std::size_t bytes) {
     charged += bytes;
     if (charged > maxMemory) {
-        throw Xml::Fault(L"the script needs more than " + std::to_wstring(maxMemory / 1024 / 1024) +
-                         L" MiB of memory");
+        throw TooMuch(L"the script needs more than " + std::to_wstring(maxMemory / 1024 / 1024) +
+                      L" MiB of memory");
     }
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "config/ScriptObjects.hpp"
+#include "xml/Fault.hpp"
 #include "xml/Parser.hpp"
 
 namespace Config {
@@ -18,6 +19,11 @@ namespace Config {
 /// invalid value, for more objects than `maxMemory` and for a text longer than `maxTextSize`.
 class ScriptReader : public Xml::Receiver {
 public:
+    /// A script that is larger than one may be.
+    struct TooMuch : Xml::Fault {
+        using Fault::Fault;
+    };
+
     /// For the parser of the file. Tags and attributes have no bound of their own: what the reader
     /// does not know costs nothing, and `maxMemory` bounds what it makes of the rest.
     static constexpr Xml::Limits limits{

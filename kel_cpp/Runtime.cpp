@@ -31,7 +31,7 @@ std::shared_ptr<KelApi> makeRuntime() {
 Runtime::Runtime(RuntimeEnvironment where)
     : environment(std::move(where)),
       settings(environment.configFolder, environment.errorOutput),
-      interfaces(environment.clock),
+      interfaces(environment.clock, environment.openVehicle),
       sovd(sovdModel()),
       server(serverSources()) {}
 

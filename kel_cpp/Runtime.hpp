@@ -5,6 +5,7 @@
 #include <iostream>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "kel_cpp/ActiveSettings.hpp"
@@ -34,6 +35,11 @@ struct RuntimeEnvironment {
     std::ostream& errorOutput = std::cerr;
     /// The time of status texts and runs.
     StatusLog::Now now = std::chrono::system_clock::now;
+    VehicleInterfaces::OpenVehicle openVehicle = VehicleInterfaces::openVehicleOfFile;
+    /// Hears each status text; may be empty.
+    StatusLog::Listener onStatus = {};
+    /// Hears of each job of a run that has ended, on the job's thread; may be empty.
+    RunLog::OnJobEnd onJobEnd = {};
 };
 
 /// The built-in diagnostic runtime behind the facade `KelApi`. It owns one component for each
@@ -51,6 +57,8 @@ public:
     ~Runtime() override;
 
     [[nodiscard]] StatusEntry serverStatus() const;
+    /// The run of a sequence that began last.
+    [[nodiscard]] std::optional<RunEntry> latestRun() const;
 
     void initialize() override;
     std::wstring startServer(const std::wstring& address) override;

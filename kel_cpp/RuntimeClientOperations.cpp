@@ -38,6 +38,10 @@ RuntimeServer::Sources Runtime::serverSources() {
     // The run log hears of a status before the clients do, so that who asks for the runs finds them
     // as far as the status that it has heard of.
     statuses.listen([this](const StatusEntry& status) { runs->statusSet(status); });
+    if (environment.onStatus) {
+        statuses.listen(environment.onStatus);
+    }
+    runs->onJobEnd(environment.onJobEnd);
     return {serverModel(), statuses, *runs, [this] {
                 const RuntimeSettings inEffect = settings.inEffect();
                 return ClientSettings{inEffect.clientLimits, inEffect.tokenFile};

@@ -77,6 +77,11 @@ StatusEntry Runtime::serverStatus() const {
     return statuses.current();
 }
 
+std::optional<RunEntry> Runtime::latestRun() const {
+    const std::vector<RunSummary> known = runs->latest();
+    return known.empty() ? std::nullopt : runs->find(known.back().id);
+}
+
 std::wstring Runtime::getServerVersion() {
     return guarded(L"getServerVersion", [] { return runtimeVersion(); });
 }

@@ -100,10 +100,10 @@ class Console:
 class Server(Console):
     """The server, running in place in a copy of its folder."""
 
-    def __init__(self, folder, prefix=()):
+    def __init__(self, folder, prefix=(), arguments=()):
         self.port = free_port()
-        super().__init__([*prefix, *command_of(folder, "kel_server"), "127.0.0.1", str(self.port)],
-                         folder)
+        super().__init__([*prefix, *command_of(folder, "kel_server"), "127.0.0.1", str(self.port),
+                          *arguments], folder)
 
     def resident_megabytes(self, field="VmRSS"):
         status = pathlib.Path(f"/proc/{self.process.pid}/status").read_text()

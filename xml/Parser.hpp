@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "xml/Fault.hpp"
@@ -24,6 +25,11 @@ public:
 
     /// Nothing when the tag has no attribute of this name.
     [[nodiscard]] std::optional<std::string_view> find(std::string_view name) const;
+    [[nodiscard]] std::size_t size() const { return count / 2; }
+    /// Name and value, `index` below `size`.
+    [[nodiscard]] std::pair<std::string_view, std::string_view> at(std::size_t index) const {
+        return {pairs[2 * index], pairs[2 * index + 1]};
+    }
 
 private:
     const char* const* pairs;
@@ -62,6 +68,8 @@ public:
     void feed(std::string_view part);
     /// Throws `Fault` when the file is not complete.
     void finish();
+    /// Of the event that the receiver is being told of.
+    [[nodiscard]] Place place() const;
 
 private:
     struct Handlers;
@@ -75,7 +83,6 @@ private:
     void checkDeclaration(const char* version, const char* encoding) const;
     void parse(std::string_view part, bool last);
     void checkMarkupSize() const;
-    [[nodiscard]] Place place() const;
     [[nodiscard]] std::wstring cause() const;
 
     Receiver& receiver;

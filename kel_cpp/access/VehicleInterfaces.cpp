@@ -41,6 +41,12 @@ void checkNames(const std::vector<std::wstring>& names) {
 
 } // namespace
 
+std::shared_ptr<Uds::VehicleInterface>
+VehicleInterfaces::openVehicleOfFile(const std::filesystem::path& vehicleFile,
+                                     Platform::Clock& clock) {
+    return Simulation::openSimulatedVehicle(vehicleFile, clock);
+}
+
 VehicleInterfaces::Opened VehicleInterfaces::openEnabled(const InterfaceSettings& settings,
                                                          const std::filesystem::path& vehicleFile) {
     const std::vector<std::wstring> names = enabledNames(settings);
@@ -52,8 +58,7 @@ std::shared_ptr<Uds::VehicleInterface>
 VehicleInterfaces::simulation(const std::filesystem::path& vehicleFile) {
     const std::lock_guard lock(mutex);
     if (!simulatedVehicle) {
-        simulatedVehicle =
-            withFileErrors([&] { return Simulation::openSimulatedVehicle(vehicleFile, clock); });
+        simulatedVehicle = withFileErrors([&] { return openVehicle(vehicleFile, clock); });
     }
     return simulatedVehicle;
 }

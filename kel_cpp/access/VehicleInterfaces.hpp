@@ -1,9 +1,11 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "kel_server_lib/runtime/SettingsRecords.hpp"
 #include "platform/Clock.hpp"
@@ -15,8 +17,17 @@ namespace Quarlen::Kel_cpp {
 /// "Simulation", the vehicle of the vehicle file. Safe from any thread.
 class VehicleInterfaces {
 public:
+    /// Opens the vehicle that "Simulation" stands for. Throws `Xml::FileError`.
+    using OpenVehicle = std::function<std::shared_ptr<Uds::VehicleInterface>(
+        const std::filesystem::path& vehicleFile, Platform::Clock& clock)>;
+
     /// `clock` must outlive this object and every interface that it opens.
-    explicit VehicleInterfaces(Platform::Clock& clock) : clock(clock) {}
+    explicit VehicleInterfaces(Platform::Clock& clock, OpenVehicle openVehicle = openVehicleOfFile)
+        : clock(clock), openVehicle(std::move(openVehicle)) {}
+
+    /// The vehicle as the file describes it.
+    static std::shared_ptr<Uds::VehicleInterface>
+    openVehicleOfFile(const std::filesystem::path& vehicleFile, Platform::Clock& clock);
 
     struct Opened {
         std::wstring name;
@@ -32,6 +43,7 @@ private:
     std::shared_ptr<Uds::VehicleInterface> simulation(const std::filesystem::path& vehicleFile);
 
     Platform::Clock& clock;
+    const OpenVehicle openVehicle;
     std::mutex mutex;
     /// Kept once opened, so that the state of the vehicle outlives each access.
     std::shared_ptr<Uds::VehicleInterface> simulatedVehicle;

@@ -16,16 +16,6 @@ bool startsWith(const std::wstring& text, std::wstring_view prefix) {
     return text.compare(0, prefix.size(), prefix) == 0;
 }
 
-bool anyJob(const RunEntry& run, JobOutcome outcome) {
-    return std::any_of(run.jobs.begin(), run.jobs.end(),
-                       [&](const JobEntry& job) { return job.outcome == outcome; });
-}
-
-/// What a quick test finds stands in its report; the test itself has done its work.
-bool isFinding(const JobEntry& job) {
-    return job.outcome == JobOutcome::Failed && job.kind != JobKind::QuickTest;
-}
-
 } // namespace
 
 RunLog::RunLog(Now now) : now(std::move(now)) {}
@@ -99,57 +89,6 @@ void RunLog::note(RunEntry& run, const StatusEntry& status) {
     }
 }
 
-void RunLog::jobBegins(std::uint64_t id, JobKind kind, std::wstring name) {
-    const std::lock_guard lock(mutex);
-    jobsUnderWay.push_back({id, kind, {}, {}, 0, 0});
-    current.isSilent = false;
-    RunEntry* const run = running();
-    if (run != nullptr && run->jobs.size() < maxEntriesOfRun) {
-        JobEntry job;
-        job.id = id;
-        job.kind = kind;
-        job.name = std::move(name);
-        job.begin = now();
-        run->jobs.push_back(std::move(job));
-    }
-}
-
-void RunLog::jobFound(std::uint64_t id, JobItem item) {
-    const std::lock_guard lock(mutex);
-    JobEntry* const job = findJob(id);
-    if (job != nullptr && job->items.size() < maxEntriesOfRun) {
-        job->items.push_back(std::move(item));
-    }
-}
-
-void RunLog::jobProgressed(const JobProgress& progress) {
-    {
-        const std::lock_guard lock(mutex);
-        const auto found =
-            std::find_if(jobsUnderWay.begin(), jobsUnderWay.end(),
-                         [&](const JobProgress& entry) { return entry.job == progress.job; });
-        if (found != jobsUnderWay.end()) {
-            *found = progress;
-        }
-    }
-    if (progressed) {
-        progressed(progress);
-    }
-}
-
-void RunLog::jobEnds(std::uint64_t id, JobOutcome outcome, std::wstring summary) {
-    const std::lock_guard lock(mutex);
-    if (JobEntry* const job = findJob(id)) {
-        job->end = now();
-        job->outcome = outcome;
-        job->summary = std::move(summary);
-    }
-    std::erase_if(jobsUnderWay, [&](const JobProgress& entry) { return entry.job == id; });
-    if (current.idleSince) {
-        current.idleSince = now();
-    }
-}
-
 void RunLog::reportWritten(std::wstring fileName) {
     const std::lock_guard lock(mutex);
     RunEntry* const run = running();
@@ -172,7 +111,8 @@ bool RunLog::settle() {
 }
 
 RunLog::Ended RunLog::settleLocked() {
-    if (running() == nullptr || current.ofClient || current.calls > 0 || hasRunningJob()) {
+    if (running() == nullptr || current.ofClient || current.calls > 0 ||
+        !current.runningJobs.empty()) {
         return {};
     }
     if (current.isSilent && now() - running()->begin >= silentTime) {
@@ -203,11 +143,6 @@ std::optional<RunEntry> RunLog::find(std::uint64_t id) {
     return found == runs.end() ? std::nullopt : std::optional(*found);
 }
 
-std::vector<JobProgress> RunLog::progress() const {
-    const std::lock_guard lock(mutex);
-    return jobsUnderWay;
-}
-
 std::optional<SystemTime> RunLog::lastCancel() const {
     const std::lock_guard lock(mutex);
     return endRequests.lastCancel();
@@ -227,25 +162,12 @@ void RunLog::onProgress(OnProgress function) {
     progressed = std::move(function);
 }
 
+void RunLog::onJobEnd(OnJobEnd function) {
+    jobEnded = std::move(function);
+}
+
 RunEntry* RunLog::running() {
     return runs.empty() || runs.back().end ? nullptr : &runs.back();
-}
-
-/// A job outlives its run where nothing waits for it, so all runs are looked through.
-JobEntry* RunLog::findJob(std::uint64_t id) {
-    for (std::size_t back = 1; back <= runs.size(); ++back) {
-        std::vector<JobEntry>& jobs = runs[runs.size() - back].jobs;
-        const auto found = std::find_if(jobs.begin(), jobs.end(),
-                                        [&](const JobEntry& job) { return job.id == id; });
-        if (found != jobs.end()) {
-            return &*found;
-        }
-    }
-    return nullptr;
-}
-
-bool RunLog::hasRunningJob() const {
-    return anyJob(runs.back(), JobOutcome::Running);
 }
 
 RunLog::Ended RunLog::end(SystemTime time) {
@@ -259,14 +181,13 @@ RunLog::Ended RunLog::end(SystemTime time) {
 }
 
 RunOutcome RunLog::outcomeOf(const RunEntry& run) const {
-    if (current.cancelled || anyJob(run, JobOutcome::Cancelled)) {
+    if (current.cancelled) {
         return RunOutcome::Cancelled;
     }
     if (!run.exceptions.empty()) {
         return RunOutcome::Failed;
     }
-    return std::any_of(run.jobs.begin(), run.jobs.end(), isFinding) ? RunOutcome::Findings
-                                                                    : RunOutcome::Clean;
+    return current.hasFindings ? RunOutcome::Findings : RunOutcome::Clean;
 }
 
 void RunLog::tell(const Ended& ended) const {

@@ -7,6 +7,7 @@
 #include <functional>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -41,6 +42,7 @@ public:
 
     using Now = StatusLog::Now;
     using OnEnd = std::function<void(const RunSummary&)>;
+    using OnJobEnd = std::function<void(const JobEntry&)>;
     using OnProgress = std::function<void(const JobProgress&)>;
 
     explicit RunLog(Now now = std::chrono::system_clock::now);
@@ -78,6 +80,8 @@ public:
     /// Called without a lock, by the thread that ended the run or the job reported on. Only while
     /// no other thread uses the log.
     void onEnd(OnEnd function);
+    /// Hears of each job that began in a run, also of one that its run has no room for.
+    void onJobEnd(OnJobEnd function);
     void onProgress(OnProgress function);
 
 private:
@@ -95,10 +99,13 @@ private:
         /// A cancel or abort has reached it, but perhaps too late.
         bool isEnding = false;
         bool cancelled = false;
+        /// A job of it has failed that can be judged, whether or not it is kept.
+        bool hasFindings = false;
         /// Operations of the runtime in which its thread is.
         std::size_t calls = 0;
         /// When the thread of the run set "Idle", unless something has happened since.
         std::optional<SystemTime> idleSince;
+        std::set<std::uint64_t> runningJobs;
     };
     using Ended = std::optional<RunSummary>;
 
@@ -109,16 +116,20 @@ private:
     Ended end(SystemTime time);
     void noteMissingScript();
     Ended settleLocked();
-    [[nodiscard]] bool hasRunningJob() const;
+    void judge(const JobEntry& job);
+    void forgetJob(std::uint64_t id);
     [[nodiscard]] bool ranHere() const;
     [[nodiscard]] RunOutcome outcomeOf(const RunEntry& run) const;
     void tell(const Ended& ended) const;
 
     const Now now;
     OnEnd runEnded;
+    OnJobEnd jobEnded;
     OnProgress progressed;
     mutable std::mutex mutex;
     std::deque<RunEntry> runs;
+    /// Running ones that their runs have no room for.
+    std::vector<JobEntry> jobsLeftOut;
     Current current;
     std::vector<Asked> asked;
     EndRequests endRequests;

@@ -103,9 +103,8 @@ bool HttpConnection::authenticate() {
     const auto grant = context.tokens.find(given);
     if (!grant) {
         stream.expires_never();
-        afterPenalty(context, [self = shared_from_this()] {
-            self->fail(Status::unauthorized, "there is no such token");
-        });
+        afterPenalty(context,
+                     [self = shared_from_this()] { self->fail(Status::unauthorized, wrongToken); });
         return false;
     }
     identify(grant->role, grant->name);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -19,6 +20,8 @@ struct ClientSettings {
     ClientLimits limits;
     /// The file with the tokens of clients elsewhere; empty for none.
     std::filesystem::path tokenFile;
+    /// How soon a change of that file counts for those who are connected.
+    std::chrono::milliseconds tokenCheckInterval{5000};
 };
 
 /// The runtime's network server: on each address it serves HTTP/1.1 and WebSockets with the methods

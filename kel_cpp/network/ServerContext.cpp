@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "kel_cpp/rpc/JsonRecords.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/TraceHelper.hpp"
 
@@ -13,8 +14,8 @@ void refuseLater(ServerContext& context, const RpcCall& call) {
     call.client->loginFailing = true;
     afterPenalty(context, [call] {
         call.client->loginFailing = false;
-        call.answer.failure(std::make_exception_ptr(
-            RpcError(RpcErrorCode::AccessDenied, "there is no such token")));
+        call.answer.failure(
+            std::make_exception_ptr(RpcError(RpcErrorCode::AccessDenied, wrongToken)));
     });
 }
 
@@ -35,9 +36,8 @@ void logIn(ServerContext& context, const RpcCall& call) {
         return;
     }
     call.client->logIn(grant->role, grant->name);
-    call.answer.result(
-        boost::json::object{{"role", grant->role == Role::Control ? "control" : "watch"},
-                            {"name", Platform::toUtf8(grant->name)}});
+    call.answer.result(boost::json::object{{"role", JsonRecords::roleName(grant->role)},
+                                           {"name", JsonRecords::text(grant->name)}});
 }
 
 void afterPenalty(ServerContext& context, std::function<void()> function) {

@@ -40,6 +40,8 @@ struct ServerContext {
 
 /// A wrong token costs its client this time.
 inline constexpr std::chrono::seconds loginPenalty{1};
+/// What one is told who sends a wrong token.
+inline constexpr const char* wrongToken = "there is no such token";
 
 /// Logs the client of the call in by its parameter `token` and answers the call. Throws `RpcError`.
 void logIn(ServerContext& context, const RpcCall& call);

@@ -38,6 +38,7 @@ ServerService::ServerService(const RuntimeServer::Sources& sources, const Client
               settings.limits,
               machineNames(),
               {}},
+      tokenCheckInterval(settings.tokenCheckInterval),
       endOfRun(*ioThread->ioContext()),
       tokenCheck(*ioThread->ioContext()) {
     feed.attach(context, [this] { watchForEnd(); });
@@ -83,12 +84,11 @@ ServerService::~ServerService() {
 
 /// A token that is taken out of the file ends the connections that came with it.
 void ServerService::watchTokens() {
-    constexpr std::chrono::seconds interval{5};
     if (const std::size_t changes = tokens.refresh();
         std::exchange(tokenChanges, changes) != changes) {
         context.clients.checkTokens(tokens);
     }
-    tokenCheck.expires_after(interval);
+    tokenCheck.expires_after(tokenCheckInterval);
     tokenCheck.async_wait([this](const boost::system::error_code& cancelled) {
         if (!cancelled && !isEnding) {
             watchTokens();

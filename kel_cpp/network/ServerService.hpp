@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <optional>
 #include <utility>
@@ -46,6 +47,7 @@ private:
     const ClientPage page;
     const JsonRpc rpc;
     ServerContext context;
+    const std::chrono::milliseconds tokenCheckInterval;
     /// Asks again whether a run has ended that nobody tells the end of.
     boost::asio::steady_timer endOfRun;
     boost::asio::steady_timer tokenCheck;

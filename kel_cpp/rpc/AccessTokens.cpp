@@ -59,6 +59,10 @@ Digest parseDigest(const std::string& text) {
 
 AccessTokens::AccessTokens(std::filesystem::path file) : file(std::move(file)) {}
 
+std::size_t AccessTokens::countIn(const std::filesystem::path& file) {
+    return AccessTokens(file).read().size();
+}
+
 std::optional<TokenGrant> AccessTokens::find(std::string_view token) {
     refresh();
     const Digest digest = Platform::sha256(token);

@@ -34,6 +34,9 @@ public:
     /// An empty path: there are no tokens.
     explicit AccessTokens(std::filesystem::path file);
 
+    /// How many tokens a file has. Throws `std::exception` that tells why it lets nobody in.
+    static std::size_t countIn(const std::filesystem::path& file);
+
     /// Whether a file with tokens has been named at all.
     [[nodiscard]] bool areConfigured() const { return !file.empty(); }
     /// Reads the file again when it has changed. How often that was the case.

@@ -14,10 +14,6 @@ namespace json = boost::json;
 
 namespace {
 
-json::string text(const std::wstring& wide) {
-    return json::string(Platform::toUtf8(wide));
-}
-
 /// Each status text is sent with its time, so that this must not take long.
 void append(std::string& text, std::int64_t number, std::size_t digits, char after) {
     text.resize(text.size() + digits, '0');
@@ -87,6 +83,12 @@ json::object job(const JobEntry& entry) {
             {"items", std::move(items)}};
 }
 
+} // namespace
+
+json::string text(const std::wstring& wide) {
+    return json::string(Platform::toUtf8(wide));
+}
+
 json::array texts(const std::vector<std::wstring>& list) {
     json::array array;
     for (const std::wstring& entry : list) {
@@ -95,7 +97,17 @@ json::array texts(const std::vector<std::wstring>& list) {
     return array;
 }
 
-} // namespace
+const char* roleName(Role role) {
+    switch (role) {
+    case Role::Watch:
+        return "watch";
+    case Role::Control:
+        return "control";
+    case Role::None:
+        break;
+    }
+    return "none";
+}
 
 std::string timeText(SystemTime time) {
     using namespace std::chrono;

@@ -1,13 +1,22 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
+#include <boost/json/array.hpp>
 #include <boost/json/object.hpp>
+#include <boost/json/string.hpp>
 
 #include "kel_cpp/history/RunRecords.hpp"
+#include "kel_cpp/rpc/RpcClient.hpp"
 
 /// The records of the runtime as the server's clients see them.
 namespace Quarlen::Kel_cpp::JsonRecords {
+
+boost::json::string text(const std::wstring& wide);
+boost::json::array texts(const std::vector<std::wstring>& list);
+/// "none", "watch" or "control".
+const char* roleName(Role role);
 
 /// UTC, ISO 8601 with milliseconds: "2026-01-31T09:05:00.042Z".
 std::string timeText(SystemTime time);

@@ -17,19 +17,10 @@ namespace json = boost::json;
 
 namespace {
 
+using JsonRecords::roleName;
+using JsonRecords::text;
+using JsonRecords::texts;
 using Run = std::function<void(const RpcCall&)>;
-
-json::string text(const std::wstring& wide) {
-    return json::string(Platform::toUtf8(wide));
-}
-
-json::array texts(const std::vector<std::wstring>& list) {
-    json::array array;
-    for (const std::wstring& entry : list) {
-        array.push_back(text(entry));
-    }
-    return array;
-}
 
 template <class Entries, class Convert>
 json::array listOf(const Entries& entries, Convert convert) {
@@ -38,18 +29,6 @@ json::array listOf(const Entries& entries, Convert convert) {
         array.push_back(convert(entry));
     }
     return array;
-}
-
-const char* roleName(Role role) {
-    switch (role) {
-    case Role::Watch:
-        return "watch";
-    case Role::Control:
-        return "control";
-    case Role::None:
-        break;
-    }
-    return "none";
 }
 
 /// Answers with what the function returns or throws.

@@ -19,9 +19,24 @@ struct ServerTasks::Start {
     Task drop;
 };
 
-/// Whether a start runs. It outlives tasks that one of them destroys.
+/// Whether a start runs, and which cancels do. It outlives tasks that one of them destroys.
 class ServerTasks::RunningStart {
 public:
+    void beginCancel() { changeCancels(+1); }
+    void endCancel() { changeCancels(-1); }
+    /// A cancel that has not ended yet takes away the project of whatever runs: the next start must
+    /// not run into it.
+    void waitForCancels() {
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [this] { return cancels == 0 || isStopped; });
+    }
+    /// Nothing waits any more: it may be a cancel that stops the tasks.
+    void stop() {
+        const std::lock_guard lock(mutex);
+        isStopped = true;
+        changed.notify_all();
+    }
+
     void begin() { set(true); }
     void end() { set(false); }
     [[nodiscard]] bool isThere() const {
@@ -34,6 +49,11 @@ public:
     }
 
 private:
+    void changeCancels(int difference) {
+        const std::lock_guard lock(mutex);
+        cancels += difference;
+        changed.notify_all();
+    }
     void set(bool value) {
         const std::lock_guard lock(mutex);
         runs = value;
@@ -43,6 +63,8 @@ private:
     mutable std::mutex mutex;
     std::condition_variable changed;
     bool runs = false;
+    int cancels = 0;
+    bool isStopped = false;
 };
 
 /// Some threads with a bounded number of tasks.
@@ -123,6 +145,7 @@ void ServerTasks::runNextStart() {
     Task run;
     // The start may destroy what this belongs to.
     const auto own = running;
+    own->waitForCancels();
     {
         const std::lock_guard lock(mutex);
         if (starts.empty()) {
@@ -150,7 +173,16 @@ void ServerTasks::cancel(Task run) {
     if (stopped) {
         throw RpcError(RpcErrorCode::NotPossible, "the server stops");
     }
-    cancelLane->post(std::move(run));
+    running->beginCancel();
+    try {
+        cancelLane->post([run = std::move(run), own = running] {
+            run();
+            own->endCancel();
+        });
+    } catch (...) {
+        running->endCancel();
+        throw;
+    }
 }
 
 void ServerTasks::query(Task run) {
@@ -182,6 +214,7 @@ void ServerTasks::refuse() {
         stopped = true;
         dropped.swap(starts);
     }
+    running->stop();
     for (const Start& start : dropped) {
         start.drop();
     }

@@ -22,7 +22,8 @@ struct WaitingStart {
 
 /// Threads for what clients ask for and what takes its time, so that the I/O thread never waits.
 /// The starts of sequences run one after the other, as sequences do; cancels and queries have
-/// threads of their own, so that a cancel never waits for a start. All are bounded: what is too
+/// threads of their own, so that a cancel never waits for a start. The next start waits until the
+/// cancels that were taken have ended: they end what runs. All are bounded: what is too
 /// much is refused with `RpcError` (Busy). Any thread may call an operation.
 class ServerTasks {
 public:

@@ -13,7 +13,7 @@ constexpr std::string_view lineEnd = "\r\n";
 constexpr std::string_view name = "range:";
 constexpr std::string_view unit = "bytes=";
 
-std::string_view textOf(std::span<char> bytes) {
+std::string_view viewOf(std::span<char> bytes) {
     return {bytes.data(), bytes.size()};
 }
 
@@ -31,7 +31,7 @@ void RangeFilter::beginRequest() {
 std::size_t RangeFilter::pass(std::span<char> bytes, bool room) {
     std::size_t passed = 0;
     while (place != Place::Body) {
-        const std::size_t end = textOf(bytes).find(lineEnd, passed);
+        const std::size_t end = viewOf(bytes).find(lineEnd, passed);
         if (end == std::string_view::npos) {
             return passed == 0 && !room ? passPiece(bytes) : passed;
         }
@@ -50,7 +50,7 @@ std::size_t RangeFilter::passPiece(std::span<char> bytes) {
 
 void RangeFilter::look(std::span<char> line) {
     if (place == Place::RequestLine) {
-        const std::string_view text = textOf(line);
+        const std::string_view text = viewOf(line);
         servesRanges = text.starts_with("GET ") || text.starts_with("HEAD ");
     } else if (place == Place::Header) {
         if (line.empty()) {
@@ -63,7 +63,7 @@ void RangeFilter::look(std::span<char> line) {
 }
 
 void RangeFilter::lookAtHeader(std::span<char> line) const {
-    const std::string_view text = textOf(line);
+    const std::string_view text = viewOf(line);
     if (!isSameText(text.substr(0, name.size()), name)) {
         return;
     }

@@ -24,4 +24,8 @@ std::uint32_t dtcStatusFromText(const std::wstring& text) {
     return valueOfText(dtcStatusTable, text);
 }
 
+std::vector<std::wstring_view> dtcStatusTexts() {
+    return textsOf(dtcStatusTable);
+}
+
 } // namespace Quarlen

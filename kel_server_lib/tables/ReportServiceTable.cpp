@@ -27,4 +27,8 @@ std::uint32_t reportServiceFromText(const std::wstring& text) {
     return valueOfText(reportServiceTable, text);
 }
 
+std::vector<std::wstring_view> reportServiceTexts() {
+    return textsOf(reportServiceTable);
+}
+
 } // namespace Quarlen

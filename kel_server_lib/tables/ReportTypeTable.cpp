@@ -25,4 +25,8 @@ std::uint32_t reportTypeFromText(const std::wstring& text) {
     return valueOfText(reportTypeTable, text);
 }
 
+std::vector<std::wstring_view> reportTypeTexts() {
+    return textsOf(reportTypeTable);
+}
+
 } // namespace Quarlen

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
+#include <vector>
 
 /// Scripts name things by texts, the runtime by numbers and bits: these tables say which text is
 /// which number. Each is a constant array of rows in a file of its own, which reads like the table
@@ -28,6 +29,17 @@ constexpr std::uint32_t valueOfText(const std::array<TextTableRow, Count>& table
     const auto row = std::find_if(table.begin(), table.end(),
                                   [text](const TextTableRow& each) { return each.text == text; });
     return row == table.end() ? unknownText : row->value;
+}
+
+/// All texts of a table, in its order.
+template <std::size_t Count>
+std::vector<std::wstring_view> textsOf(const std::array<TextTableRow, Count>& table) {
+    std::vector<std::wstring_view> texts;
+    texts.reserve(table.size());
+    for (const TextTableRow& row : table) {
+        texts.push_back(row.text);
+    }
+    return texts;
 }
 
 } // namespace Quarlen

@@ -48,6 +48,28 @@ protected:
 
 } // namespace
 
+TEST_F(RunOnTheRuntime, IsTheLatestUntilTheNextOneBegins) {
+    EXPECT_FALSE(runtime->latestRun());
+    runtime->setServerStatus(L"Running sequence: A.xml");
+    EXPECT_EQ(runtime->latestRun().value().name, L"A.xml");
+    runtime->setServerStatus(L"Running sequence: B.xml");
+    runtime->setServerStatus(L"Idle");
+    later = std::chrono::seconds(2);
+    EXPECT_EQ(runtime->latestRun().value().name, L"B.xml");
+    EXPECT_EQ(runtime->latestRun().value().outcome, RunOutcome::Clean);
+}
+
+TEST(StatusOfARuntime, IsHeardByTheListenerOfItsEnvironment) {
+    const ConfigFolder folder;
+    std::vector<std::wstring> heard;
+    RuntimeEnvironment environment{folder.config(), folder.base(), Platform::systemClock()};
+    environment.onStatus = [&](const StatusEntry& status) { heard.push_back(status.text); };
+    Runtime runtime(environment);
+    runtime.setServerStatus(L"one");
+    runtime.setServerStatus(L"two");
+    EXPECT_EQ(heard, (std::vector<std::wstring>{L"one", L"two"}));
+}
+
 TEST_F(RunOnTheRuntime, HasEndedWhenNothingFollows) {
     runtime->setServerStatus(L"Running sequence: Missing.xml");
     later = std::chrono::seconds(9);

@@ -5,6 +5,7 @@
 
 #include "kel_cpp/report/QuickTestRecords.hpp"
 #include "platform/TextEncoding.hpp"
+#include "simulation/SimulatedVehicle.hpp"
 #include "tests/kel_cpp/RuntimeFixture.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
@@ -30,6 +31,20 @@ protected:
 };
 
 } // namespace
+
+TEST_F(RuntimeVehicle, IsTheOneThatTheEnvironmentOpens) {
+    std::filesystem::path asked;
+    RuntimeEnvironment environment{folder.config(), folder.base(), clock};
+    environment.openVehicle = [&](const std::filesystem::path& file, Platform::Clock& used) {
+        asked = file;
+        EXPECT_EQ(&used, &clock);
+        return Simulation::openSimulatedVehicle(Simulation::VehicleDescription(), used);
+    };
+    runtime = std::make_shared<Runtime>(environment);
+    runtime->initialize();
+    EXPECT_NE(connectError().find(L"no control unit"), std::wstring::npos);
+    EXPECT_EQ(asked, folder.config() / "vehicle.xml");
+}
 
 TEST_F(RuntimeVehicle, AnEnabledInterfaceThatIsUnknownIsNamed) {
     useInterfaces("<Interface name=\"CarBox\" enabled=\"true\"/>");

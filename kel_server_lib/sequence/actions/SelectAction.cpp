@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "kel_server_lib/sequence/actions/ActionFrame.hpp"
+#include "kel_server_lib/sequence/actions/AutoSelect.hpp"
 #include "kel_server_lib/sequence/actions/SequenceTrace.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/TraceHelper.hpp"
@@ -36,7 +37,7 @@ Kel_cpp::RecordList<Kel_cpp::ServiceResult> requestVin(Kel_cpp::KelApi& api) {
     input->serviceName = L"HexService";
     input->requestBytes = {readDataByIdentifier, vinIdentifier >> 8U, vinIdentifier & 0xFFU};
     Kel_cpp::RecordList<Kel_cpp::ServiceResult> results;
-    api.executeServiceSync(results, L"UDS_CAN_D", {input});
+    api.executeServiceSync(results, AutoSelect::vinLink, {input});
     return results;
 }
 
@@ -88,7 +89,7 @@ bool runSelectAction(RunState& state, RunState::Api api, const std::wstring& pro
             return;
         }
         const std::wstring name =
-            project == L"AUTO_SELECT" ? autoSelectProject(state, api, autoConnect) : project;
+            project == AutoSelect::project ? autoSelectProject(state, api, autoConnect) : project;
         selectProjectAndVehicle(state, *api, name, vehicleInformation, autoConnect);
     });
 }
@@ -114,8 +115,8 @@ std::wstring autoSelectProject(RunState& state, const RunState::Api& api, bool a
 
 std::string readVin(RunState& state, const RunState::Api& api, bool autoConnect) {
     std::string vin;
-    api->selectProject(L"VIN_Reader");
-    api->selectVehicleInformation(L"DefaultVIT");
+    api->selectProject(AutoSelect::vinReader);
+    api->selectVehicleInformation(AutoSelect::vinInformation);
     if (!state.stopRaised()) {
         openVehicle(*api, autoConnect);
         vin = vinOf(requestVin(*api));

@@ -27,6 +27,15 @@ protected:
         log.jobBegins(7, kind, L"Job");
         log.jobEnds(7, outcome, L"summary");
     }
+    /// It keeps no further job.
+    void beginFullRun() {
+        status(L"Running sequence: A");
+        for (std::size_t count = 0; count < RunLog::maxEntriesOfRun; ++count) {
+            const std::uint64_t id = 1000 + count;
+            log.jobBegins(id, JobKind::Procedure, L"Kept");
+            log.jobEnds(id, JobOutcome::Passed, {});
+        }
+    }
     /// As a cancel or abort does it that finds an active connection.
     void endBy(const std::wstring& text) {
         onAnotherThread([&] {

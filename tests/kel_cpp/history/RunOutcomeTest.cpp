@@ -1,3 +1,6 @@
+#include <utility>
+#include <vector>
+
 #include <gmock/gmock.h>
 
 #include "tests/kel_cpp/history/RunLogTesting.hpp"
@@ -45,6 +48,64 @@ TEST_F(ARunLog, CallsAFailedProcedureServiceOrFlashAFinding) {
         job(kind, JobOutcome::Failed);
         EXPECT_EQ(endedRun().outcome, RunOutcome::Findings);
     }
+}
+
+TEST_F(ARunLog, JudgesAlsoTheJobsThatARunHasNoRoomFor) {
+    for (const auto& [outcome, expected] :
+         {std::pair(JobOutcome::Passed, RunOutcome::Clean),
+          std::pair(JobOutcome::Failed, RunOutcome::Findings),
+          std::pair(JobOutcome::Cancelled, RunOutcome::Cancelled)}) {
+        beginFullRun();
+        job(JobKind::Procedure, outcome);
+        job(JobKind::Procedure, JobOutcome::Passed);
+        const RunEntry run = endedRun();
+        EXPECT_EQ(run.outcome, expected);
+        EXPECT_EQ(run.jobs.size(), RunLog::maxEntriesOfRun);
+    }
+}
+
+TEST_F(ARunLog, DoesNotEndARunWhileAJobRunsThatItHasNoRoomFor) {
+    beginFullRun();
+    log.jobBegins(7, JobKind::Procedure, L"Otx_A");
+    EXPECT_FALSE(endedRun().end);
+    log.jobEnds(7, JobOutcome::Passed, {});
+    EXPECT_TRUE(endedRun().end);
+}
+
+TEST_F(ARunLog, JudgesARunByNoJobOfTheRunBefore) {
+    status(L"Running sequence: A");
+    log.jobBegins(7, JobKind::Procedure, L"Otx_A");
+    status(L"Running sequence: B");
+    log.jobEnds(7, JobOutcome::Failed, L"too late");
+
+    EXPECT_EQ(endedRun().outcome, RunOutcome::Clean);
+    EXPECT_EQ(log.find(1)->outcome, RunOutcome::Clean);
+    EXPECT_EQ(log.find(1)->jobs.at(0).outcome, JobOutcome::Failed);
+}
+
+TEST_F(ARunLog, TellsOfEachJobOfARunThatHasEnded) {
+    std::vector<JobEntry> heard;
+    log.onJobEnd([&](const JobEntry& entry) { heard.push_back(entry); });
+    job(JobKind::Flash, JobOutcome::Passed);
+    EXPECT_THAT(heard, testing::IsEmpty());
+    beginFullRun();
+    heard.clear();
+    log.jobBegins(7, JobKind::QuickTest, L"VIT_A");
+    log.jobFound(7, {L"ENGINE", true, L"2 faults"});
+    EXPECT_THAT(heard, testing::IsEmpty());
+    now += 5s;
+    log.jobEnds(7, JobOutcome::Failed, L"summary");
+    log.jobEnds(7, JobOutcome::Passed, L"again");
+
+    ASSERT_EQ(heard.size(), 1U);
+    EXPECT_EQ(heard[0].id, 7U);
+    EXPECT_EQ(heard[0].kind, JobKind::QuickTest);
+    EXPECT_EQ(heard[0].name, L"VIT_A");
+    EXPECT_EQ(heard[0].begin, now - 5s);
+    EXPECT_EQ(heard[0].end, now);
+    EXPECT_EQ(heard[0].outcome, JobOutcome::Failed);
+    EXPECT_EQ(heard[0].summary, L"summary");
+    EXPECT_EQ(heard[0].items.at(0).name, L"ENGINE");
 }
 
 TEST_F(ARunLog, CallsARunCleanWhateverItsQuickTestFound) {

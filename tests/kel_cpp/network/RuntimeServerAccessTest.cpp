@@ -1,78 +1,14 @@
-#include <chrono>
-#include <filesystem>
-#include <fstream>
-
 #include <boost/asio/ip/host_name.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/kel_cpp/network/GuardTesting.hpp"
 #include "tests/kel_cpp/network/NetworkTesting.hpp"
-#include "tests/kel_cpp/network/RpcTestClient.hpp"
-#include "tests/kel_cpp/network/ServedRuntime.hpp"
-#include "tests/support/FileAccess.hpp"
-#include "tests/support/TemporaryFolder.hpp"
-#include "tests/support/TraceCapture.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
 using testing::HasSubstr;
-
-constexpr const char* watchToken = "see";
-constexpr const char* controlToken = "do";
-constexpr const char* tokenLines =
-    "# who may what\n"
-    "\n"
-    "watch viewer aa9e9b5c907d50feb410f2a84e81ab72c5ae6724d57ccc53650f9361d33dc734\n"
-    "control line-1 AC0B52A2AE6EF99999BC08FB31E19188BF0085A4614204068E677E140E1458BE\r\n";
-
-/// A proxy on this machine says that it passes a request on; the request counts as from elsewhere.
-const Headers forwarded{{"X-Forwarded-For", "192.0.2.7"}};
-
-Headers withToken(const std::string& token) {
-    return {{"X-Forwarded-For", "192.0.2.7"}, {"Authorization", "Bearer " + token}};
-}
-
-constexpr std::chrono::seconds aSecond{1};
-
-template <class Function>
-std::chrono::steady_clock::duration timeOf(Function function) {
-    const auto begin = std::chrono::steady_clock::now();
-    function();
-    return std::chrono::steady_clock::now() - begin;
-}
-
-class AServerWithAGuard : public testing::Test {
-protected:
-    void start() { address = server.start(L"127.0.0.1:0"); }
-    void startWithTokens(const std::string& lines = tokenLines) {
-        served.settings.tokenFile = folder.path() / "access.token";
-        writeTokens(lines);
-        start();
-    }
-    void writeTokens(const std::string& content) const {
-        std::ofstream(served.settings.tokenFile, std::ios::binary) << content;
-        Quarlen::Tests::makePrivate(served.settings.tokenFile);
-    }
-    [[nodiscard]] unsigned statusOf(const std::string& target, const Headers& headers = {}) const {
-        return request(address, http::verb::get, target, {}, headers).result_int();
-    }
-    [[nodiscard]] unsigned postStatus(const Headers& headers) const {
-        return request(address, http::verb::post, "/rpc",
-                       R"({"jsonrpc":"2.0","id":1,"method":"server.version"})", headers)
-            .result_int();
-    }
-    [[nodiscard]] std::string ownHost() const { return Platform::toUtf8(address); }
-    [[nodiscard]] std::string port() const { return ownHost().substr(ownHost().rfind(':')); }
-
-    Quarlen::Tests::TemporaryFolder folder;
-    ServedRuntime served;
-    RuntimeServer server{served.sources()};
-    std::wstring address;
-    Quarlen::Tests::TraceCapture traces;
-};
 
 TEST_F(AServerWithAGuard, LetsClientsOnItsOwnMachineDoAll) {
     start();
@@ -133,104 +69,6 @@ TEST_F(AServerWithAGuard, RefusesAStrangerBeforeItHasSentItsBody) {
     client.send("POST /rpc HTTP/1.1\r\nHost: evil\r\nContent-Length: 100\r\n\r\n");
 
     EXPECT_EQ(client.readUntil("\r\n").find("HTTP/1.1 403 "), 0U);
-}
-
-TEST_F(AServerWithAGuard, GivesATokenItsRole) {
-    startWithTokens();
-    RpcTestClient viewer(address, withToken(watchToken));
-    RpcTestClient operating(address, withToken(controlToken));
-
-    EXPECT_EQ(viewer.result("server.version"), json::value("1.2.3"));
-    EXPECT_EQ(viewer.errorCode("sequence.start", {{"name", "a"}}), -32001);
-    EXPECT_EQ(viewer.errorCode("sequence.cancel"), -32001);
-    EXPECT_EQ(operating.result("sequence.cancel"), json::value({{"handled", true}}));
-    EXPECT_EQ(statusOf("/reports/a.html", withToken(watchToken)), 200U);
-    EXPECT_EQ(postStatus(withToken(watchToken)), 200U);
-}
-
-TEST_F(AServerWithAGuard, LogsAClientInThatSendsItsTokenAsACall) {
-    startWithTokens();
-    RpcTestClient client(address, forwarded);
-
-    EXPECT_EQ(client.result("session.login", {{"token", controlToken}}),
-              json::value({{"role", "control"}, {"name", "line-1"}}));
-
-    EXPECT_EQ(client.result("session.role"), json::value("control"));
-    EXPECT_THAT(server.clients(), ElementsAre(L"line-1 " + client.name));
-}
-
-TEST_F(AServerWithAGuard, NamesTheTokenOfAClientThatStartsASequence) {
-    std::wstring byWhom;
-    served.start = [&](const auto&, const auto& client) {
-        byWhom = client;
-        return true;
-    };
-    startWithTokens();
-    RpcTestClient client(address, withToken(controlToken));
-    client.result("sequence.start", {{"name", "a"}});
-
-    EXPECT_EQ(byWhom, L"line-1 " + client.name);
-}
-
-TEST_F(AServerWithAGuard, RefusesAWrongToken) {
-    startWithTokens();
-    RpcTestClient client(address, forwarded);
-
-    EXPECT_EQ(client.errorCode("session.login", {{"token", "guess"}}), -32001);
-
-    EXPECT_EQ(client.result("session.role"), json::value("none"));
-    EXPECT_EQ(postStatus(withToken("guess")), 401U);
-    EXPECT_THAT(traces.texts(), Contains(L"client " + client.name + L" sent a wrong token"));
-}
-
-TEST_F(AServerWithAGuard, TakesNoSecondTokenBeforeItHasRefusedTheFirst) {
-    startWithTokens();
-    RpcTestClient client(address, forwarded);
-    // One batch is carried out at once, however long the client takes.
-    client.send(R"([{"jsonrpc":"2.0","id":1,"method":"session.login","params":{"token":"guess"}},)"
-                R"({"jsonrpc":"2.0","id":2,"method":"session.login","params":{"token":"do"}},)"
-                R"({"jsonrpc":"2.0","id":3,"method":"session.role"}])");
-
-    const json::value answers = json::parse(client.receiveText().value());
-
-    EXPECT_EQ(answers.at(0).at("error").at("code"), json::value(-32002));
-    EXPECT_EQ(answers.at(1).at("result"), json::value("none"));
-    EXPECT_EQ(answers.at(2).at("error").at("code"), json::value(-32001));
-    client.result("session.login", {{"token", controlToken}});
-    EXPECT_EQ(client.result("session.role"), json::value("control"));
-}
-
-TEST_F(AServerWithAGuard, TakesASecondToRefuseAWrongToken) {
-    startWithTokens();
-    RpcTestClient client(address, forwarded);
-
-    EXPECT_GE(timeOf([&] { EXPECT_EQ(postStatus(withToken("guess")), 401U); }), aSecond);
-    EXPECT_GE(timeOf([&] { EXPECT_EQ(RpcTestClient(address, withToken("guess")).status, 401U); }),
-              aSecond);
-    EXPECT_GE(timeOf([&] { client.call("session.login", {{"token", "guess"}}); }), aSecond);
-}
-
-TEST_F(AServerWithAGuard, ReadsTheTokensAgainWhenTheyHaveChanged) {
-    startWithTokens("");
-    EXPECT_EQ(postStatus(withToken(controlToken)), 401U);
-
-    writeTokens(tokenLines);
-
-    EXPECT_EQ(postStatus(withToken(controlToken)), 200U);
-    std::filesystem::remove(served.settings.tokenFile);
-    EXPECT_EQ(postStatus(withToken(controlToken)), 401U);
-}
-
-TEST_F(AServerWithAGuard, RefusesTokensThatOthersCanRead) {
-    startWithTokens();
-    Quarlen::Tests::makeReadableByAll(served.settings.tokenFile);
-
-    EXPECT_EQ(postStatus(withToken(controlToken)), 401U);
-    EXPECT_EQ(postStatus(withToken(controlToken)), 401U);
-
-    EXPECT_THAT(traces.texts(), Contains(HasSubstr(L"access.token: others can read this file")));
-    Quarlen::Tests::makePrivate(served.settings.tokenFile);
-    EXPECT_EQ(postStatus(withToken(controlToken)), 200U);
 }
 
 TEST_F(AServerWithAGuard, RefusesPagesOfSomebodyElse) {

@@ -181,6 +181,37 @@ TEST_F(SomeServerTasks, RunsCancelsAndQueriesBesideAStart) {
     asked.get_future().wait();
 }
 
+TEST_F(SomeServerTasks, BeginTheNextStartWhenTheCancelsHaveEnded) {
+    std::promise<bool> hasWaited;
+    tasks->cancel(waitingTask());
+    awaitRunning(1);
+    tasks->start(
+        {L"S", L"", {}}, [&] { hasWaited.set_value(ended == 1); }, [] {});
+    // What has been asked behind the start is answered: its thread has had the time to begin it.
+    for (int number = 0; number < 100; ++number) {
+        std::promise<void> isAnswered;
+        tasks->query([&] { isAnswered.set_value(); });
+        isAnswered.get_future().wait();
+    }
+    EXPECT_EQ(tasks->waitingStarts().size(), 1U);
+    release();
+
+    EXPECT_TRUE(hasWaited.get_future().get());
+}
+
+TEST_F(SomeServerTasks, StopWhileAStartWaitsForTheCancelThatStopsThem) {
+    std::promise<void> isStopped;
+    tasks->cancel([&] {
+        tasks->start(
+            {L"S", L"", {}}, [] {}, [this] { ++dropped; });
+        tasks->stop();
+        isStopped.set_value();
+    });
+    isStopped.get_future().wait();
+
+    EXPECT_EQ(dropped, 1);
+}
+
 TEST_F(SomeServerTasks, RunsACancelBesideThreeOthersThatWait) {
     for (int number = 0; number < 3; ++number) {
         tasks->cancel(waitingTask());

@@ -81,4 +81,13 @@ TEST(TextTables, CompareCharactersBehindAZeroToo) {
     EXPECT_EQ(reportTypeFromText(L"Tool" + behindAZero), 0xFFFFFFFF);
 }
 
+TEST(TextTables, ListTheirTexts) {
+    EXPECT_EQ(dtcStatusTexts().size(), 9U);
+    EXPECT_EQ(dtcStatusTexts().front(), L"Empty");
+    EXPECT_EQ(reportServiceTexts().size(), 11U);
+    EXPECT_EQ(reportServiceTexts().back(), L"VehicleReportServices");
+    EXPECT_EQ(reportTypeTexts().size(), 9U);
+    EXPECT_EQ(reportTypeTexts().back(), L"ReadDTC");
+}
+
 } // namespace Quarlen::Tests

@@ -105,14 +105,17 @@ constexpr const char* ctrlZ = "\x1A";
 TEST(KeyReaderJobs, GivesTheTerminalBackWhileItIsStoppedAndTakesItAgain) {
     TerminalChild child(shellThatContinuesInTheForeground, TerminalChild::Session::Own);
     child.waitForOutput("ready");
-    // What is typed in line mode is echoed, so that the second stop shows another text.
     for (const char* stopped : {"ready[stopped]", "\r\n[stopped]"}) {
         ASSERT_TRUE(child.waitForKeyMode());
         child.type(ctrlZ);
         const std::string shown = child.waitForOutput(stopped);
         ASSERT_TRUE(shown.ends_with(stopped)) << shown;
         EXPECT_TRUE(child.hasItsFirstMode());
+        // What is typed in line mode is echoed, so that the second stop shows another text. The
+        // key that stops throws away an echo that nobody has read yet: it is waited for.
         child.type("\n");
+        const std::string echoed = child.waitForOutput("\r\n");
+        ASSERT_TRUE(echoed.ends_with("\r\n")) << echoed;
     }
     ASSERT_TRUE(child.waitForKeyMode());
     child.type("q");
