@@ -4,7 +4,24 @@
 enable_language(C)
 
 set(windows_sources "${KEL_DEPENDENCIES_FOLDER}/windows")
-if(NOT EXISTS "${windows_sources}/cpp-httplib/httplib.h")
+option(KEL_FETCH_SOURCES "Fetch the sources of the libraries while configuring" ${MSVC})
+if(KEL_FETCH_SOURCES)
+    include(windows/FetchedSources)
+    kel_fetch_sources()
+    # Debian's archive keeps each library's headers in a folder of its own.
+    file(GLOB KEL_BOOST_INCLUDE_DIR
+        "${windows_sources}/boost/libs/*/include" "${windows_sources}/boost/libs/numeric/*/include")
+    set(KEL_CLI11_INCLUDE_DIR "${windows_sources}/cli11/include")
+    set(KEL_UTF8CPP_INCLUDE_DIR "${windows_sources}/utfcpp/source")
+    # The edited copy is for the threads of mingw-w64.
+    set(KEL_HTTPLIB_FOLDER "${KEL_DEPENDENCIES_FOLDER}/cpp-httplib")
+else()
+    set(KEL_BOOST_INCLUDE_DIR "${windows_sources}/include")
+    set(KEL_CLI11_INCLUDE_DIR "${windows_sources}/include")
+    set(KEL_UTF8CPP_INCLUDE_DIR "${windows_sources}/include/utf8cpp")
+    set(KEL_HTTPLIB_FOLDER "${windows_sources}/cpp-httplib")
+endif()
+if(NOT EXISTS "${KEL_HTTPLIB_FOLDER}/httplib.h")
     message(FATAL_ERROR "The libraries for Windows are missing; run scripts/setup --all")
 endif()
 
@@ -62,13 +79,10 @@ add_foreign_library(kel_zlib ALIAS ZLIB::ZLIB
     INCLUDE "${windows_sources}/zlib")
 include(windows/Libzip)
 
-set(KEL_BOOST_INCLUDE_DIR "${windows_sources}/include")
-set(KEL_CLI11_INCLUDE_DIR "${windows_sources}/include")
 add_library(kel_utf8cpp INTERFACE)
-target_include_directories(kel_utf8cpp SYSTEM INTERFACE "${windows_sources}/include/utf8cpp")
+target_include_directories(kel_utf8cpp SYSTEM INTERFACE "${KEL_UTF8CPP_INCLUDE_DIR}")
 add_library(kel_picojson INTERFACE)
 target_include_directories(kel_picojson SYSTEM INTERFACE "${windows_sources}/picojson")
-set(KEL_HTTPLIB_FOLDER "${windows_sources}/cpp-httplib")
 
 if(KEL_BUILD_TESTS)
     add_foreign_library(kel_gmock_main ALIAS GTest::gmock_main

@@ -119,11 +119,12 @@ bool isFilePathValid(const PathString& path) {
 }
 
 std::int32_t getFileType(const PathString& path) {
-    const auto* const found =
-        std::find_if(fileTypes.begin(), fileTypes.end(), [&path](const FileType& candidate) {
-            return endsIgnoringCase(path.wstr(), candidate.ending);
-        });
-    return found != fileTypes.end() ? found->type : fileTypeUnknown;
+    for (const FileType& candidate : fileTypes) {
+        if (endsIgnoringCase(path.wstr(), candidate.ending)) {
+            return candidate.type;
+        }
+    }
+    return fileTypeUnknown;
 }
 
 } // namespace StdUtil::FileTool
