@@ -19,6 +19,7 @@ import threading
 import time
 import unittest
 
+import file_properties
 import system_libraries
 
 PROGRAM, EXAMPLES, FLASH_DATA = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
@@ -278,6 +279,9 @@ class WindowsProgram(InstalledProgram):
 
     def test_needs_no_library_that_a_bare_windows_lacks(self):
         system_libraries.expect_no_other(self, PROGRAM)
+
+    def test_has_one_manifest_and_the_version_of_the_project(self):
+        file_properties.expect(self, PROGRAM)
 
     def test_runs_the_example_sequence_and_writes_a_report(self):
         shutil.copytree(EXAMPLES, self.folder / "config", dirs_exist_ok=True)

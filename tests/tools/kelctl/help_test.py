@@ -17,6 +17,7 @@ from running_server import RunningServer
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "system" / "windows"))
 
 # pylint: disable=wrong-import-position
+import file_properties
 import system_libraries
 
 ROOT = pathlib.Path(__file__).resolve().parents[3]
@@ -192,6 +193,9 @@ class Document(unittest.TestCase):
 class WindowsProgram(unittest.TestCase):
     def test_needs_no_library_that_a_bare_windows_lacks(self):
         system_libraries.expect_no_other(self, KELCTL)
+
+    def test_has_one_manifest_and_the_version_of_the_project(self):
+        file_properties.expect(self, KELCTL)
 
 
 @unittest.skipIf(IS_WINDOWS, "there is neither shell")
