@@ -1,17 +1,20 @@
 #include "std_util/TraceWriter.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <cstdio>
 #include <fstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include <spdlog/details/log_msg.h>
 #include <spdlog/sinks/rotating_file_sink.h>
 
+#include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/ControlCharacters.hpp"
 
@@ -85,7 +88,11 @@ TraceWriter::TraceWriter(std::filesystem::path name) : file(std::move(name)) {
     try {
         open();
     } catch (const spdlog::spdlog_ex& error) {
-        throw std::runtime_error("cannot write traces: " + std::string(error.what()));
+        // The library tells the cause in words alone.
+        const std::error_code cause(errno, std::generic_category());
+        throw std::runtime_error(
+            "cannot write traces: " +
+            Platform::toUtf8(Platform::textWithCause(error.what(), cause.message(), cause)));
     }
 }
 
