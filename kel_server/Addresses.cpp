@@ -5,6 +5,7 @@
 #include <limits>
 #include <system_error>
 
+#include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/StringUtils.hpp"
 
@@ -40,7 +41,7 @@ std::wstring readBrokerUrlFile(const std::wstring& path, const FileReader& readF
         return Platform::fromUtf8(readFile(path));
     } catch (const std::system_error& error) {
         throw Kel_cpp::KelApiException(L"Broker URL file \"" + path + L"\" cannot be read: " +
-                                           Platform::fromUtf8(error.code().message()),
+                                           Platform::errorText(error.code()),
                                        error.code().value());
     }
 }

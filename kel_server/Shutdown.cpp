@@ -3,6 +3,8 @@
 #include "kel_server/ServerApplication.hpp"
 #include "kel_server_lib/devices/StatusLed.hpp"
 #include "kel_server_lib/runtime/ExceptionLine.hpp"
+#include "platform/SystemError.hpp"
+#include "platform/TextEncoding.hpp"
 
 namespace Quarlen {
 
@@ -17,7 +19,8 @@ void contain(Platform::Console& console, Step step) noexcept {
         } catch (const Kel_cpp::KelApiException& exception) {
             console.line(exceptionLine(exception));
         } catch (const std::exception& exception) {
-            console.line(std::string("Exception caught: ") + exception.what());
+            console.line("Exception caught: " +
+                         Platform::toUtf8(Platform::exceptionText(exception)));
         }
     } catch (...) {
         // The failure cannot be reported; the steps that follow matter more.

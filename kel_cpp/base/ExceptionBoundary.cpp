@@ -2,8 +2,10 @@
 
 #include <exception>
 
+#include <boost/system/system_error.hpp>
+
 #include "kel_cpp/base/RuntimeError.hpp"
-#include "platform/TextEncoding.hpp"
+#include "platform/SystemError.hpp"
 #include "uds/Client.hpp"
 #include "uds/VehicleLink.hpp"
 
@@ -16,12 +18,6 @@ struct Failure {
     std::wstring text;
 };
 
-/// Text of an exception of the standard library; such a text is not always UTF-8.
-std::wstring standardText(const std::exception& exception) {
-    const std::wstring text = Platform::fromUtf8(exception.what());
-    return text.empty() ? L"internal error" : text;
-}
-
 Failure currentFailure() {
     try {
         throw;
@@ -33,8 +29,12 @@ Failure currentFailure() {
         return {ErrorCode::NegativeResponse, exception.message()};
     } catch (const Uds::Cancelled&) {
         return {ErrorCode::NotConnected, L"the vehicle access was closed"};
+    } catch (const boost::system::system_error& exception) {
+        const auto& cause = exception.code();
+        return {ErrorCode::Internal,
+                Platform::textWithCause(exception.what(), cause.message(), cause)};
     } catch (const std::exception& exception) {
-        return {ErrorCode::Internal, standardText(exception)};
+        return {ErrorCode::Internal, Platform::exceptionText(exception)};
     } catch (...) {
         return {ErrorCode::Internal, L"unknown exception"};
     }

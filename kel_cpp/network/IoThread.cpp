@@ -2,7 +2,7 @@
 
 #include <exception>
 
-#include "platform/TextEncoding.hpp"
+#include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "std_util/TraceHelper.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -19,12 +19,12 @@ void IoThread::run() {
         try {
             context->run();
             return;
-        } catch (const std::exception& error) {
+        } catch (const std::exception&) {
             // A failure of one client (no memory, for instance) must not end the service of the
             // others.
             StdUtil::TraceHelper::ErrorTrace(L"kel_cpp/network/IoThread", __LINE__,
                                              L"Network handler failed: %s",
-                                             Platform::fromUtf8(error.what()).c_str());
+                                             currentExceptionText().c_str());
         }
     }
 }

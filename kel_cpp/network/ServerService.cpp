@@ -4,6 +4,7 @@
 
 #include <boost/asio/ip/host_name.hpp>
 
+#include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "kel_cpp/rpc/ServerMethods.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/TraceHelper.hpp"
@@ -60,10 +61,10 @@ void ServerService::endTasks() {
     tasks.endRunningStart([this] {
         try {
             context.model.cancelSequence(L"(the server stops)");
-        } catch (const std::exception& error) {
+        } catch (const std::exception&) {
             StdUtil::TraceHelper::ErrorTrace(L"kel_cpp/network/ServerService", __LINE__,
                                              L"a sequence cannot be cancelled: %s",
-                                             Platform::fromUtf8(error.what()).c_str());
+                                             currentExceptionText().c_str());
         }
     });
 }

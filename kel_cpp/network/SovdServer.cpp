@@ -11,6 +11,7 @@
 #include <httplib.h>
 #include <picojson.h>
 
+#include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "kel_cpp/base/RuntimeError.hpp"
 #include "kel_cpp/network/Endpoints.hpp"
 #include "platform/ListeningSocket.hpp"
@@ -47,12 +48,8 @@ void reply(httplib::Response& response, const picojson::object& body) {
 std::string failureText(const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);
-    } catch (const KelApiException& error) {
-        return Platform::toUtf8(error.message());
-    } catch (const std::exception& error) {
-        return error.what();
     } catch (...) {
-        return "unknown failure";
+        return Platform::toUtf8(currentExceptionText());
     }
 }
 

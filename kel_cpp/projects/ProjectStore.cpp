@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "kel_cpp/base/RuntimeError.hpp"
+#include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -45,7 +46,7 @@ std::vector<std::wstring> listProjects(const std::filesystem::path& projectsFold
     if (error && !isMissing(error)) {
         throw runtimeError(ErrorCode::Configuration, Platform::fromPath(projectsFolder) +
                                                          L": cannot be read: " +
-                                                         Platform::fromUtf8(error.message()));
+                                                         Platform::errorText(error));
     }
     std::erase(names, std::string());
     std::sort(names.begin(), names.end());

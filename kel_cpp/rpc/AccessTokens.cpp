@@ -96,7 +96,7 @@ std::size_t AccessTokens::refresh() {
     } catch (const std::exception& error) {
         StdUtil::TraceHelper::ErrorTrace(
             L"kel_cpp/rpc/AccessTokens", __LINE__, L"nobody can log in: %s: %s",
-            Platform::fromPath(file).c_str(), Platform::fromUtf8(error.what()).c_str());
+            Platform::fromPath(file).c_str(), Platform::exceptionText(error).c_str());
     }
     return changes;
 }
@@ -134,7 +134,8 @@ std::vector<AccessTokens::Entry> AccessTokens::read() const {
         try {
             found.push_back(parseLine(line));
         } catch (const std::exception& error) {
-            throw std::runtime_error("line " + std::to_string(number) + ": " + error.what());
+            throw std::runtime_error("line " + std::to_string(number) + ": " +
+                                     Platform::toUtf8(Platform::exceptionText(error)));
         }
     }
     return found;

@@ -10,6 +10,7 @@
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
 
+#include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "kel_server_lib/runtime/KelApiException.hpp"
 #include "platform/TextEncoding.hpp"
 
@@ -40,10 +41,9 @@ json::object currentErrorObject() {
     } catch (const KelApiException& error) {
         return errorObject(
             RpcError(RpcErrorCode::Runtime, Platform::toUtf8(error.message()), error.code()));
-    } catch (const std::exception& error) {
-        return errorObject(RpcError(RpcErrorCode::InternalError, error.what()));
     } catch (...) {
-        return errorObject(RpcError(RpcErrorCode::InternalError, "unknown failure"));
+        return errorObject(
+            RpcError(RpcErrorCode::InternalError, Platform::toUtf8(currentExceptionText())));
     }
 }
 

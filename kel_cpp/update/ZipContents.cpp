@@ -6,6 +6,7 @@
 #include <zip.h>
 
 #include "kel_cpp/base/RuntimeError.hpp"
+#include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -17,10 +18,15 @@ KelApiException archiveError(const std::filesystem::path& file, const std::wstri
     return runtimeError(ErrorCode::Update, Platform::fromPath(file) + L": " + cause);
 }
 
+/// Of an archive that could not be opened just now: `errno` has the system's part of the error.
 std::wstring zipErrorText(int code) {
     zip_error_t error;
     zip_error_init_with_code(&error, code);
-    std::wstring text = Platform::fromUtf8(zip_error_strerror(&error));
+    const std::error_code cause(zip_error_code_system(&error), std::generic_category());
+    const char* const words = zip_error_strerror(&error);
+    std::wstring text = zip_error_system_type(&error) == ZIP_ET_SYS
+                            ? Platform::textWithCause(words, cause.message(), cause)
+                            : Platform::fromUtf8(words);
     zip_error_fini(&error);
     return text;
 }

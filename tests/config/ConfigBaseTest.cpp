@@ -9,6 +9,7 @@
 #include "config/ScriptObjects.hpp"
 #include "config/ScriptReader.hpp"
 #include "platform/TextEncoding.hpp"
+#include "tests/support/NumberedCause.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/support/TraceCapture.hpp"
 
@@ -103,7 +104,9 @@ TEST_F(ConfigFile, DoesNotLoadATooLargeFile) {
 TEST_F(ConfigFile, DoesNotLoadAMissingFile) {
     EXPECT_FALSE(config->load(L"/no/such/script.xml"));
 
-    EXPECT_THAT(config->errorText(), StartsWith(L"/no/such/script.xml:1:1: cannot be read: "));
+    EXPECT_THAT(config->errorText(),
+                testing::AllOf(StartsWith(L"/no/such/script.xml:1:1: cannot be read: "),
+                               Quarlen::Tests::EndsWithANumber()));
 }
 
 TEST_F(ConfigFile, DoesNotLoadAPathThatIsNoText) {

@@ -117,6 +117,7 @@ TEST_F(RuntimeSettingsOperations, StartsWithoutTracesWhereTheyCannotBeWrittenAnd
     EXPECT_EQ(said.find("Tracing is off: the trace file "), 0U) << said;
     EXPECT_NE(said.find("kel_server.log"), std::string::npos) << said;
     EXPECT_EQ(said.find('\n'), said.size() - 1) << said;
+    EXPECT_THAT(said, testing::ContainsRegex(" \\([0-9]+\\)"));
 }
 
 TEST_F(RuntimeSettingsOperations,

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tests/kel_server/ApplicationFixture.hpp"
 
@@ -143,7 +144,8 @@ TEST_F(BrokerUrl, ThrowsTheReasonWhenTheFileCannotBeRead) {
         FAIL() << "nothing thrown";
     } catch (const Kel_cpp::KelApiException& exception) {
         EXPECT_EQ(Platform::toUtf8(exception.message()),
-                  "Broker URL file \"" + file.string() + "\" cannot be read: " + denied.message());
+                  "Broker URL file \"" + file.string() +
+                      "\" cannot be read: " + Platform::toUtf8(Platform::errorText(denied)));
         EXPECT_EQ(exception.code(), denied.value());
     }
 }

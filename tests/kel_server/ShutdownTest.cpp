@@ -2,6 +2,8 @@
 
 #include "kel_server/ServerApplication.hpp"
 #include "kel_server_lib/devices/StatusLed.hpp"
+#include "platform/SystemError.hpp"
+#include "platform/TextEncoding.hpp"
 #include "std_util/ErrorHandler.hpp"
 #include "tests/kel_server/ApplicationFixture.hpp"
 
@@ -111,6 +113,12 @@ TEST_F(Shutdown, LetsNoOtherExceptionOutEither) {
     api->during("stopServer", [] { throw std::runtime_error("odd"); });
     callsOfShutdown();
     EXPECT_TRUE(printedLine("Exception caught: odd"));
+
+    const std::error_code busy = std::make_error_code(std::errc::device_or_resource_busy);
+    api->during("stopServer", [busy] { throw std::system_error(busy, "odd"); });
+    callsOfShutdown();
+    EXPECT_TRUE(
+        printedLine("Exception caught: odd: " + Platform::toUtf8(Platform::errorText(busy))));
 
     api->during("stopServer", [] { throw 42; });
     callsOfShutdown();

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/NumberedCause.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 
 namespace StdUtil::Tests {
@@ -129,6 +130,7 @@ TEST_F(TraceFileTest, NamesTheFileThatCannotBeOpened) {
         FAIL() << "nothing thrown";
     } catch (const std::runtime_error& error) {
         EXPECT_NE(std::string(error.what()).find("trace.log"), std::string::npos);
+        EXPECT_THAT(std::string(error.what()), Quarlen::Tests::EndsWithANumber());
     }
 }
 

@@ -12,6 +12,7 @@
 #include <boost/json/object.hpp>
 #include <boost/json/serialize.hpp>
 
+#include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tools/kelctl/base/Failure.hpp"
 #include "tools/kelctl/commands/CompletionCommand.hpp"
@@ -147,7 +148,9 @@ int runProgram(std::vector<std::string> arguments, const ProgramEnvironment& env
                          std::string("the server answered something unexpected: ") + error.what()),
                  wantsJson);
     } catch (const std::exception& error) {
-        code = fail(environment, Failure(ExitCode::Refused, error.what()), wantsJson);
+        code = fail(environment,
+                    Failure(ExitCode::Refused, Platform::toUtf8(Platform::exceptionText(error))),
+                    wantsJson);
     }
     return static_cast<int>(code);
 }

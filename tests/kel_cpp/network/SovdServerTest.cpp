@@ -12,6 +12,7 @@
 
 #include "kel_cpp/base/RuntimeError.hpp"
 #include "tests/kel_cpp/network/NetworkTesting.hpp"
+#include "tests/support/NumberedCause.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
 namespace {
@@ -139,8 +140,9 @@ TEST_F(ASovdServer, RefusesAPortThatIsTaken) {
 
     const std::wstring message = messageOf([&] { other.start(server.port()); });
 
-    EXPECT_THAT(message, StartsWith(L"cannot start the SOVD server on 127.0.0.1:" +
-                                    std::to_wstring(server.port()) + L": "));
+    EXPECT_THAT(message, testing::AllOf(StartsWith(L"cannot start the SOVD server on 127.0.0.1:" +
+                                                   std::to_wstring(server.port()) + L": "),
+                                        Quarlen::Tests::EndsWithANumber()));
     EXPECT_EQ(other.port(), 0);
 }
 

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/kel_cpp/settings/ExceptionMessage.hpp"
+#include "tests/support/NumberedCause.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/support/TestPaths.hpp"
 
@@ -55,7 +56,8 @@ TEST_F(ProjectStore, NamesAFolderThatCannotBeRead) {
         GTEST_SKIP() << Quarlen::Tests::noLinks; // Windows keeps them to some users
     }
 
-    EXPECT_THAT(messageOf([&] { (void)listProjects(loop); }), HasSubstr("loop: cannot be read: "));
+    EXPECT_THAT(messageOf([&] { (void)listProjects(loop); }),
+                AllOf(HasSubstr("loop: cannot be read: "), Quarlen::Tests::EndsWithANumber()));
 }
 
 TEST_F(ProjectStore, LoadsAProjectByName) {

@@ -11,7 +11,9 @@
 #include "kel_cpp/base/RuntimeError.hpp"
 #include "kel_cpp/report/ReportTexts.hpp"
 #include "platform/LocalTime.hpp"
+#include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
+#include "tests/support/NumberedCause.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
 namespace {
@@ -159,9 +161,10 @@ TEST_F(WrittenVehicleReport, FailsWithPathAndCauseWhenTheFolderCannotBeMade) {
         FAIL() << "no exception";
     } catch (const KelApiException& exception) {
         EXPECT_EQ(exception.code(), static_cast<std::int32_t>(ErrorCode::Report));
-        EXPECT_EQ(exception.message(), L"The vehicle report cannot be written to \"" +
-                                           Platform::fromPath(folder / "reports") +
-                                           L"\": Not a directory");
+        EXPECT_EQ(exception.message(),
+                  L"The vehicle report cannot be written to \"" +
+                      Platform::fromPath(folder / "reports") + L"\": " +
+                      Platform::errorText(make_error_code(std::errc::not_a_directory)));
     }
 }
 
@@ -176,7 +179,8 @@ TEST_F(WrittenVehicleReport, FailsWithTheFileNameWhenTheFolderTakesNoFiles) {
     } catch (const KelApiException& exception) {
         fs::path file = fs::absolute(kernelFolder / (stamp() + "_WKLDEMO0000000042_Initial.html"));
         EXPECT_THAT(Platform::toUtf8(exception.message()),
-                    HasSubstr("to \"" + file.make_preferred().string() + "\": "));
+                    testing::AllOf(HasSubstr("to \"" + file.make_preferred().string() + "\": "),
+                                   Quarlen::Tests::EndsWithANumber()));
     }
 }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/FileAccess.hpp"
+#include "tests/support/NumberedCause.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/support/TraceCapture.hpp"
 
@@ -87,6 +88,7 @@ TEST_F(SomeAccessTokens, TellOnceThatTheFileIsMissing) {
     ASSERT_EQ(traces.texts().size(), 1U);
     EXPECT_THAT(traces.texts()[0], HasSubstr(L"nobody can log in: "));
     EXPECT_THAT(traces.texts()[0], HasSubstr(L"access.token: "));
+    EXPECT_THAT(traces.texts()[0], Quarlen::Tests::EndsWithANumber());
 }
 
 TEST_F(SomeAccessTokens, NameTheLineThatIsWrong) {

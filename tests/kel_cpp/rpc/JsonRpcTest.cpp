@@ -1,6 +1,7 @@
 #include "kel_cpp/rpc/JsonRpc.hpp"
 
 #include <optional>
+#include <system_error>
 
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
@@ -8,6 +9,8 @@
 #include <gtest/gtest.h>
 
 #include "kel_server_lib/runtime/KelApiException.hpp"
+#include "platform/SystemError.hpp"
+#include "platform/TextEncoding.hpp"
 #include "tests/kel_cpp/rpc/TestingRpcClient.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
@@ -17,6 +20,8 @@ namespace json = boost::json;
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+
+const std::error_code denied = std::make_error_code(std::errc::permission_denied);
 
 class AJsonRpc : public testing::Test {
 protected:
@@ -34,6 +39,7 @@ protected:
             {"runtime", Role::Watch,
              [](const RpcCall&) { throw KelApiException(L"no project", 31); }},
             {"broken", Role::Watch, [](const RpcCall&) { throw std::runtime_error("a bug"); }},
+            {"denied", Role::Watch, [](const RpcCall&) { throw std::system_error(denied, "no"); }},
             {"act", Role::Control,
              [&](const RpcCall& call) {
                  ++calls;
@@ -174,6 +180,8 @@ TEST_F(AJsonRpc, TellsTheCodeOfTheRuntime) {
 TEST_F(AJsonRpc, TellsAnInternalError) {
     EXPECT_EQ(errorOf(call("broken", "{}")), -32603);
     EXPECT_EQ(messageOf(call("broken", "{}")), "a bug");
+    EXPECT_EQ(messageOf(call("denied", "{}")),
+              "no: " + Platform::toUtf8(Platform::errorText(denied)));
 }
 
 TEST_F(AJsonRpc, AsksForTheRoleOfAMethod) {

@@ -11,6 +11,7 @@
 #include "kel_cpp/base/RuntimeError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tests/kel_cpp/update/ZipFiles.hpp"
+#include "tests/support/NumberedCause.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/support/TestPaths.hpp"
 #include "tests/support/TraceCapture.hpp"
@@ -193,8 +194,9 @@ TEST_F(UpdatePackages, LeaveNothingBehindWhenStagingFails) {
 
     const std::wstring message = messageOf([&] { stage({package(L"a.zip"), package(L"b.zip")}); });
 
-    EXPECT_THAT(message, StartsWith(L"cannot stage update packages in " +
-                                    Platform::fromPath(staging) + L": "));
+    EXPECT_THAT(message, testing::AllOf(StartsWith(L"cannot stage update packages in " +
+                                                   Platform::fromPath(staging) + L": "),
+                                        Quarlen::Tests::EndsWithANumber()));
     EXPECT_THAT(stagedNames(), ElementsAre("b.zip"));
 }
 

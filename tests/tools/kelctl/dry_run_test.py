@@ -187,7 +187,8 @@ class Places(DryRunTest):
         self.temporary.rmdir()
         result = self.run_script("Demo.xml")
         self.check(result, REFUSED)
-        self.assertIn("cannot make a folder in the one for temporary files: ", result.err)
+        self.assertRegex(result.err,
+                         r"cannot make a folder in the one for temporary files: .+ \(\d+\)\n")
         self.assertNotIn("filesystem error", result.err)
 
     @unittest.skipIf(IS_WINDOWS, "a folder in use cannot be removed")

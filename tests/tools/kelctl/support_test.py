@@ -352,7 +352,7 @@ class OfAFolder(Bundle):
         result = kelctl("--rest-port", "1", "--port", "1", "support", "bundle",
                         self.folder / "no" / "help.zip", "--config", self.config)
         self.assertEqual((result.code, result.out), (REFUSED, ""))
-        self.assertIn("help.zip cannot be written: ", result.err)
+        self.assertRegex(result.err, r"help\.zip cannot be written: .+ \(\d+\)\n$")
 
     def test_the_file_has_to_be_named(self):
         self.assertEqual(kelctl("support", "bundle").code, WRONG_USAGE)

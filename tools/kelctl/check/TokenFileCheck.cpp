@@ -3,7 +3,7 @@
 #include <exception>
 
 #include "kel_cpp/rpc/AccessTokens.hpp"
-#include "platform/TextEncoding.hpp"
+#include "platform/SystemError.hpp"
 #include "tools/kelctl/check/ScriptCheck.hpp"
 
 namespace Quarlen::Ctl {
@@ -15,7 +15,7 @@ std::wstring tokenFileFault(const std::filesystem::path& file) {
     try {
         return Kel_cpp::AccessTokens::countIn(file) == 0 ? L"the file has no token" : L"";
     } catch (const std::exception& refusal) {
-        return Platform::fromUtf8(refusal.what());
+        return Platform::exceptionText(refusal);
     }
 }
 

@@ -1,9 +1,11 @@
 #include "tools/kelctl/support/Archive.hpp"
 
+#include <system_error>
 #include <utility>
 
 #include <zip.h>
 
+#include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tools/kelctl/base/Failure.hpp"
 
@@ -11,10 +13,19 @@ namespace Quarlen::Ctl {
 
 namespace {
 
+std::string textOf(zip_error_t& error) {
+    const std::error_code cause(zip_error_code_system(&error), std::generic_category());
+    const char* const words = zip_error_strerror(&error);
+    return zip_error_system_type(&error) == ZIP_ET_SYS
+               ? Platform::toUtf8(Platform::textWithCause(words, cause.message(), cause))
+               : words;
+}
+
+/// Of an archive that could not be opened just now: `errno` has the system's part of the error.
 std::string textOfCode(int code) {
     zip_error_t error;
     zip_error_init_with_code(&error, code);
-    std::string text = zip_error_strerror(&error);
+    std::string text = textOf(error);
     zip_error_fini(&error);
     return text;
 }
@@ -40,7 +51,7 @@ void Archive::add(const std::string& name, std::string content) {
     zip_source_t* const source = ::zip_source_buffer(archive.get(), kept.data(), kept.size(), 0);
     if (source == nullptr || ::zip_file_add(archive.get(), name.c_str(), source,
                                             ZIP_FL_ENC_UTF_8 | ZIP_FL_OVERWRITE) < 0) {
-        const std::string cause = ::zip_strerror(archive.get());
+        const std::string cause = textOf(*::zip_get_error(archive.get()));
         ::zip_source_free(source);
         fail(cause);
     }
@@ -48,7 +59,7 @@ void Archive::add(const std::string& name, std::string content) {
 
 void Archive::finish() {
     if (::zip_close(archive.get()) != 0) {
-        fail(::zip_strerror(archive.get()));
+        fail(textOf(*::zip_get_error(archive.get())));
     }
     static_cast<void>(archive.release());
 }

@@ -9,6 +9,7 @@
 #include <boost/json/object.hpp>
 #include <boost/json/serialize.hpp>
 
+#include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tools/kelctl/base/Failure.hpp"
 #include "tools/kelctl/server/HttpExchange.hpp"
@@ -41,7 +42,8 @@ bool addAnswer(const std::string& name, const std::function<json::value()>& ask,
         note(name + ": " + failure.what());
         return failure.code() != ExitCode::NotReachable;
     } catch (const std::exception& error) {
-        note(name + ": the server answered something unexpected: " + error.what());
+        note(name + ": the server answered something unexpected: " +
+             Platform::toUtf8(Platform::exceptionText(error)));
     }
     return true;
 }
