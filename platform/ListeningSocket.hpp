@@ -24,9 +24,20 @@ struct Accepted {
 /// socket from another thread ends the wait.
 [[nodiscard]] Accepted acceptConnection(std::intptr_t listening) noexcept;
 
-/// Whether a failure to accept means that the socket is closed or does not listen. All other
-/// failures are passing: a client that has gone again, a system that is short of memory or
-/// descriptors, a network that is down.
-[[nodiscard]] bool endsListening(const std::error_code& error) noexcept;
+/// What it means for a listening socket that no client has been accepted.
+enum class AcceptFault {
+    /// No client has come so far.
+    NobodyCame,
+    /// A client that has gone again, a system that is short of memory or descriptors, a network
+    /// that
+    /// is down: the next client may be accepted.
+    Passing,
+    /// The socket is closed or does not listen.
+    SocketEnded
+};
+
+/// The meaning of the system's code: that of `errno` or of Winsock. A code that is not known
+/// passes.
+[[nodiscard]] AcceptFault acceptFaultOf(int code) noexcept;
 
 } // namespace Quarlen::Platform

@@ -14,9 +14,10 @@
 #include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "kel_cpp/base/RuntimeError.hpp"
 #include "kel_cpp/network/Endpoints.hpp"
-#include "platform/ListeningSocket.hpp"
+#include "kel_cpp/network/SovdHttpServer.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
+#include "std_util/TraceHelper.hpp"
 
 namespace Quarlen::Kel_cpp {
 namespace {
@@ -61,7 +62,8 @@ void replyError(httplib::Response& response, const char* code, const std::string
 /// One run of the server, from a bound port to the end of the last request.
 class SovdService {
 public:
-    SovdService(const SovdModel& sovdModel, std::uint16_t wantedPort);
+    SovdService(const SovdModel& sovdModel, std::uint16_t wantedPort,
+                const Platform::ClientSource& clients);
     SovdService(const SovdService&) = delete;
     SovdService& operator=(const SovdService&) = delete;
     ~SovdService();
@@ -70,7 +72,7 @@ public:
 
 private:
     std::uint16_t bind(std::uint16_t wantedPort);
-    void limitClients();
+    void serve();
     void addRoutes();
     void addErrorReplies();
     [[nodiscard]] std::string baseUri() const;
@@ -80,24 +82,28 @@ private:
     void component(const std::string& id, httplib::Response& response) const;
 
     SovdModel model;
-    httplib::Server server;
+    SovdHttpServer server;
     std::uint16_t boundPort;
     std::thread thread;
 };
 
-SovdService::SovdService(const SovdModel& sovdModel, std::uint16_t wantedPort)
-    : model(sovdModel), boundPort(bind(wantedPort)) {
-    limitClients();
+/// Clients that come before the thread takes them wait in the socket's queue.
+SovdService::SovdService(const SovdModel& sovdModel, std::uint16_t wantedPort,
+                         const Platform::ClientSource& clients)
+    : model(sovdModel), server(clients), boundPort(bind(wantedPort)) {
     addRoutes();
     addErrorReplies();
-    thread = std::thread([this] { server.listen_after_bind(); });
-    server.wait_until_ready();
+    thread = std::thread([this] { serve(); });
+}
+
+void SovdService::serve() {
+    if (!server.serve()) {
+        StdUtil::TraceHelper::ErrorTrace(L"kel_cpp/network/SovdServer", __LINE__,
+                                         L"The SOVD server has lost its port %d", int{boundPort});
+    }
 }
 
 std::uint16_t SovdService::bind(std::uint16_t wantedPort) {
-    server.set_socket_options([](socket_t listening) {
-        Platform::bindExclusively(static_cast<std::intptr_t>(listening));
-    });
     if (wantedPort != 0 && server.bind_to_port(host, wantedPort)) {
         return wantedPort;
     }
@@ -109,21 +115,8 @@ std::uint16_t SovdService::bind(std::uint16_t wantedPort) {
 }
 
 SovdService::~SovdService() {
-    server.stop();
+    server.stopServing();
     thread.join();
-}
-
-/// Allows one request per connection and short timeouts, so that no client holds a worker for long.
-void SovdService::limitClients() {
-    // All workers exist from the start: the library's pool grows too late for many clients at once.
-    constexpr std::size_t workers = 16;
-    constexpr std::size_t maxWaiting = 64;
-    constexpr std::size_t maxBodySize = 4096;
-    server.new_task_queue = [] { return new httplib::ThreadPool(workers, workers, maxWaiting); };
-    server.set_keep_alive_max_count(1);
-    server.set_keep_alive_timeout(1);
-    server.set_read_timeout(1);
-    server.set_payload_max_length(maxBodySize);
 }
 
 void SovdService::addRoutes() {
@@ -196,14 +189,15 @@ void SovdService::component(const std::string& id, httplib::Response& response) 
 
 class SovdServer::Implementation {
 public:
-    explicit Implementation(SovdModel sovdModel) : model(std::move(sovdModel)) {}
+    Implementation(SovdModel sovdModel, Platform::ClientSource clients)
+        : model(std::move(sovdModel)), clients(std::move(clients)) {}
 
     void start(std::uint16_t port) {
         const std::lock_guard lock(mutex);
         if (service) {
             throw startError(port, L"it runs already on port " + std::to_wstring(service->port()));
         }
-        service = std::make_unique<SovdService>(model, port);
+        service = std::make_unique<SovdService>(model, port, clients);
     }
 
     /// Waits for running requests without the lock, because they may call `port`.
@@ -220,12 +214,13 @@ public:
 
 private:
     SovdModel model;
+    Platform::ClientSource clients;
     std::mutex mutex;
     std::unique_ptr<SovdService> service;
 };
 
-SovdServer::SovdServer(SovdModel model)
-    : implementation(std::make_unique<Implementation>(std::move(model))) {}
+SovdServer::SovdServer(SovdModel model, Platform::ClientSource clients)
+    : implementation(std::make_unique<Implementation>(std::move(model), std::move(clients))) {}
 
 SovdServer::~SovdServer() = default;
 

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/NextClient.hpp"
+
 namespace Quarlen::Kel_cpp {
 
 /// The data that the SOVD server publishes. HTTP worker threads call its functions.
@@ -23,7 +25,7 @@ struct SovdModel {
 /// the components of the selected vehicle information, as JSON over HTTP, on 127.0.0.1.
 class SovdServer {
 public:
-    explicit SovdServer(SovdModel model);
+    explicit SovdServer(SovdModel model, Platform::ClientSource clients = {});
     SovdServer(const SovdServer&) = delete;
     SovdServer& operator=(const SovdServer&) = delete;
     ~SovdServer();

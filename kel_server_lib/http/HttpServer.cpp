@@ -13,6 +13,7 @@
 #include "kel_server_lib/http/RequestRules.hpp"
 #include "platform/ConnectionSocket.hpp"
 #include "platform/FreeMemory.hpp"
+#include "platform/ListeningSocket.hpp"
 
 namespace Quarlen::Rest {
 
@@ -29,8 +30,6 @@ constexpr std::chrono::seconds keepAliveTime{3600};
 constexpr std::size_t maxRequestsPerConnection = 100;
 /// How long a client may take to end its side after the last reply.
 constexpr std::chrono::seconds drainTimeout{2};
-/// The pause before a system that failed to accept a connection is asked again.
-constexpr std::chrono::milliseconds pauseAfterFailure{50};
 /// Memory that a body of this size has taken is given back to the system at once.
 constexpr std::size_t largeBody = std::size_t{64} * 1024;
 
@@ -145,18 +144,12 @@ bool HttpServer::serve() {
 
 bool HttpServer::acceptClients(WorkerPool& workers) {
     for (;;) {
-        const socket_t listening = svr_sock_;
-        if (listening == INVALID_SOCKET) {
-            return true;
-        }
-        const Platform::Accepted accepted = environment.accept(handleOf(listening));
-        if (accepted.connection != Platform::noSocket) {
-            welcome(static_cast<socket_t>(accepted.connection), workers);
-        } else if (Platform::endsListening(accepted.error)) {
+        const std::intptr_t client =
+            Platform::nextClient([this] { return handleOf(svr_sock_); }, environment.clients);
+        if (client == Platform::noSocket) {
             return !closeListening();
-        } else if (accepted.error) {
-            environment.clock.sleepFor(pauseAfterFailure);
         }
+        welcome(static_cast<socket_t>(client), workers);
     }
 }
 

@@ -2,14 +2,12 @@
 
 #include <atomic>
 #include <cstdint>
-#include <functional>
 
 #include <httplib.h>
 
 #include "kel_server_lib/http/Connections.hpp"
 #include "kel_server_lib/http/WorkerPool.hpp"
-#include "platform/Clock.hpp"
-#include "platform/ListeningSocket.hpp"
+#include "platform/NextClient.hpp"
 
 namespace Quarlen::Rest {
 
@@ -20,8 +18,7 @@ WorkerLimits workerLimits();
 
 /// What an HTTP server uses to take clients, with the production defaults.
 struct HttpServerEnvironment {
-    Platform::Clock& clock = Platform::systemClock();
-    std::function<Platform::Accepted(std::intptr_t listening)> accept = Platform::acceptConnection;
+    Platform::ClientSource clients = {};
     WorkerLimits workers = workerLimits();
 };
 

@@ -19,8 +19,18 @@ Accepted acceptConnection(std::intptr_t listening) noexcept {
     return {.connection = connection, .error = {}};
 }
 
-bool endsListening(const std::error_code& error) noexcept {
-    return error.value() == EBADF || error.value() == EINVAL || error.value() == ENOTSOCK;
+AcceptFault acceptFaultOf(int code) noexcept {
+    switch (code) {
+    case 0:
+        return AcceptFault::NobodyCame;
+    case EBADF:
+    case EINVAL:
+    case ENOTSOCK:
+        return AcceptFault::SocketEnded;
+    default:
+        // A blocking socket does not give EAGAIN, so it is not an empty queue either.
+        return AcceptFault::Passing;
+    }
 }
 
 } // namespace Quarlen::Platform

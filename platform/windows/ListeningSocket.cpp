@@ -42,16 +42,26 @@ Accepted acceptConnection(std::intptr_t listening) noexcept {
     setNonBlocking(socket, true);
     const SOCKET connection = ::WSAAccept(socket, nullptr, nullptr, nullptr, 0);
     if (connection == INVALID_SOCKET) {
-        const int error = ::WSAGetLastError();
-        return error == WSAEWOULDBLOCK ? Accepted{}
-                                       : Accepted{.error = {error, std::system_category()}};
+        // Winsock leaves errno alone.
+        return {.error = {::WSAGetLastError(), std::system_category()}};
     }
     setNonBlocking(connection, false); // which it has from the listening socket
     return {.connection = static_cast<std::intptr_t>(connection), .error = {}};
 }
 
-bool endsListening(const std::error_code& error) noexcept {
-    return error.value() == WSAENOTSOCK || error.value() == WSAEINVAL;
+AcceptFault acceptFaultOf(int code) noexcept {
+    switch (code) {
+    case 0:
+    case WSAEWOULDBLOCK:
+        return AcceptFault::NobodyCame;
+    case WSAENOTSOCK:
+    case WSAEINVAL:
+    case WSAEOPNOTSUPP:
+    case WSANOTINITIALISED:
+        return AcceptFault::SocketEnded;
+    default:
+        return AcceptFault::Passing;
+    }
 }
 
 } // namespace Quarlen::Platform

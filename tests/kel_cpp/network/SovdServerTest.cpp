@@ -3,6 +3,7 @@
 #include <chrono>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -12,7 +13,11 @@
 
 #include "kel_cpp/base/RuntimeError.hpp"
 #include "tests/kel_cpp/network/NetworkTesting.hpp"
+#include "tests/support/AcceptErrors.hpp"
+#include "tests/support/FailingAccept.hpp"
+#include "tests/support/FakeClock.hpp"
 #include "tests/support/NumberedCause.hpp"
+#include "tests/support/TraceCapture.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
 namespace {
@@ -189,6 +194,33 @@ TEST_F(ASovdServer, ServesWhileMoreClientsThanItHasWorkersKeepSilent) {
 
     ASSERT_TRUE(result);
     EXPECT_EQ(result->status, 200);
+}
+
+TEST_F(ASovdServer, ServesOnAfterEachFailureToAcceptThatPasses) {
+    Quarlen::Tests::FakeClock pauses;
+    const std::vector<int> failures = Quarlen::Tests::passingAcceptErrors();
+    SovdServer failing(model, {.clock = pauses, .accept = Quarlen::Tests::FailingAccept(failures)});
+    failing.start(0);
+
+    const auto result = httplib::Client("127.0.0.1", failing.port()).Get("/sovd/v1/components");
+
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->status, 200);
+    EXPECT_EQ(pauses.sleeps().size(), failures.size());
+}
+
+TEST_F(ASovdServer, TracesThatItsListeningSocketHasFailed) {
+    const Quarlen::Tests::TraceCapture traces;
+    const std::vector<int> failure{Quarlen::Tests::lastAcceptErrors().front()};
+    SovdServer failing(model, {.accept = Quarlen::Tests::FailingAccept(failure)});
+    failing.start(0);
+
+    while (traces.lines().empty()) {
+        std::this_thread::yield();
+    }
+
+    EXPECT_EQ(traces.texts().back(),
+              L"The SOVD server has lost its port " + std::to_wstring(failing.port()));
 }
 
 } // namespace

@@ -1,9 +1,9 @@
-#include <deque>
 #include <future>
 #include <system_error>
 
-#include "tests/kel_server_lib/http/AcceptErrors.hpp"
 #include "tests/kel_server_lib/http/HttpFixture.hpp"
+#include "tests/support/AcceptErrors.hpp"
+#include "tests/support/FailingAccept.hpp"
 #include "tests/support/FakeClock.hpp"
 #include "tests/support/ImpatientClock.hpp"
 
@@ -11,33 +11,18 @@ namespace Quarlen::Rest::Tests {
 
 namespace {
 
+using Quarlen::Tests::FailingAccept;
+using Quarlen::Tests::lastAcceptErrors;
+using Quarlen::Tests::passingAcceptErrors;
 using std::chrono::milliseconds;
 using testing::Each;
 using testing::SizeIs;
-
-/// The system, but the first waits for a client fail as they are told to.
-class FailingAccept {
-public:
-    explicit FailingAccept(const std::vector<int>& codes) : codes(codes.begin(), codes.end()) {}
-
-    Platform::Accepted operator()(std::intptr_t listening) {
-        if (codes.empty()) {
-            return Platform::acceptConnection(listening);
-        }
-        const int code = codes.front();
-        codes.pop_front();
-        return {.error = {code, std::system_category()}};
-    }
-
-private:
-    std::deque<int> codes;
-};
 
 class Accept : public HttpFixture {
 protected:
     void startFailing(const std::vector<int>& codes) {
         server = std::make_unique<HttpServer>(
-            HttpServerEnvironment{.clock = pauses, .accept = FailingAccept(codes)});
+            HttpServerEnvironment{.clients = {.clock = pauses, .accept = FailingAccept(codes)}});
         start();
     }
 
@@ -71,14 +56,14 @@ TEST_F(Accept, CanBeStoppedWhileEveryTryFails) {
     std::promise<void> failed;
     bool first = true;
     Quarlen::Tests::ImpatientClock clock;
+    const auto fail = [&](std::intptr_t) {
+        if (std::exchange(first, false)) {
+            failed.set_value();
+        }
+        return Platform::Accepted{.error = {passingAcceptErrors().front(), std::system_category()}};
+    };
     server = std::make_unique<HttpServer>(
-        HttpServerEnvironment{.clock = clock, .accept = [&](std::intptr_t) {
-                                  if (std::exchange(first, false)) {
-                                      failed.set_value();
-                                  }
-                                  return Platform::Accepted{.error = {passingAcceptErrors().front(),
-                                                                      std::system_category()}};
-                              }});
+        HttpServerEnvironment{.clients = {.clock = clock, .accept = fail}});
     start();
     failed.get_future().wait();
 
@@ -93,17 +78,6 @@ TEST_F(Accept, EndsWithASocketThatDoesNotListenAnyMore) {
         EXPECT_THAT(pauses.sleeps(), testing::IsEmpty());
         EXPECT_EQ(get().status, 0);
     }
-}
-
-TEST(AcceptedConnection, IsNoneOfASocketThatIsNone) {
-    const Platform::Accepted accepted = Platform::acceptConnection(Platform::noSocket);
-
-    EXPECT_EQ(accepted.connection, Platform::noSocket);
-    EXPECT_TRUE(Platform::endsListening(accepted.error)) << accepted.error;
-}
-
-TEST(AcceptedConnection, FailureThatIsNoneEndsNothing) {
-    EXPECT_FALSE(Platform::endsListening({}));
 }
 
 } // namespace

@@ -40,14 +40,14 @@ TEST_F(HttpServerTest, SendsNothingOfAReplyThatFailsAfterItsBodyWasSet) {
 
 TEST_F(HttpServerTest, SendsEachReplyAtOnce) {
     std::atomic<std::intptr_t> connection{Platform::noSocket};
-    server =
-        std::make_unique<HttpServer>(HttpServerEnvironment{.accept = [&](std::intptr_t listening) {
-            const Platform::Accepted accepted = Platform::acceptConnection(listening);
-            if (accepted.connection != Platform::noSocket) {
-                connection = accepted.connection;
-            }
-            return accepted;
-        }});
+    const auto accept = [&](std::intptr_t listening) {
+        const Platform::Accepted accepted = Platform::acceptConnection(listening);
+        if (accepted.connection != Platform::noSocket) {
+            connection = accepted.connection;
+        }
+        return accepted;
+    };
+    server = std::make_unique<HttpServer>(HttpServerEnvironment{.clients = {.accept = accept}});
     start();
     const RawClient client = connectIdle();
 

@@ -65,6 +65,10 @@ TEST_F(ListeningSocket, IsNotSharedWithAnotherThatWouldShareIt) {
     EXPECT_FALSE(bind(second, portOf(first)));
 }
 
+TEST(AcceptFaultOfWinsock, FindsNoFaultInAnEmptyQueue) {
+    EXPECT_EQ(acceptFaultOf(WSAEWOULDBLOCK), AcceptFault::NobodyCame);
+}
+
 } // namespace
 
 } // namespace Quarlen::Platform::Tests

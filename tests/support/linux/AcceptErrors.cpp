@@ -1,8 +1,8 @@
-#include "tests/kel_server_lib/http/AcceptErrors.hpp"
+#include "tests/support/AcceptErrors.hpp"
 
 #include <cerrno>
 
-namespace Quarlen::Rest::Tests {
+namespace Quarlen::Tests {
 
 std::vector<int> passingAcceptErrors() {
     return {ECONNABORTED, EPROTO,    ENETDOWN,    ENOBUFS, ENFILE,     EMFILE,
@@ -14,4 +14,4 @@ std::vector<int> lastAcceptErrors() {
     return {EBADF, EINVAL, ENOTSOCK};
 }
 
-} // namespace Quarlen::Rest::Tests
+} // namespace Quarlen::Tests

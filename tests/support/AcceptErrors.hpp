@@ -2,11 +2,11 @@
 
 #include <vector>
 
-namespace Quarlen::Rest::Tests {
+namespace Quarlen::Tests {
 
 /// The system's numbers of failures to accept a client that pass.
 std::vector<int> passingAcceptErrors();
 /// Those of a socket that is closed or does not listen.
 std::vector<int> lastAcceptErrors();
 
-} // namespace Quarlen::Rest::Tests
+} // namespace Quarlen::Tests
