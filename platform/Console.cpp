@@ -8,11 +8,13 @@ namespace Quarlen::Platform {
 
 void Console::line(std::string_view text) {
     const std::lock_guard lock(mutex);
+    output.clear();
     output << text << '\n' << std::flush;
 }
 
 void Console::text(std::string_view text) {
     const std::lock_guard lock(mutex);
+    output.clear();
     output << text;
 }
 

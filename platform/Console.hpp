@@ -8,7 +8,8 @@ namespace Quarlen::Platform {
 
 /// Line output for people: the program writes everything it tells its user through one shared
 /// console. Texts are UTF-8 and appear byte for byte, CR LF pairs included. Any thread may write; a
-/// lock keeps the lines of several threads apart.
+/// lock keeps the lines of several threads apart. A text that could not be written is lost; the
+/// next one is written again.
 class Console {
 public:
     /// `output` must outlive the console.

@@ -19,7 +19,8 @@ public:
 
 /// The process's standard input. Where it is a terminal, its mode is changed now (as soon as the
 /// process is in the foreground) and restored when the last reader or the process ends, also by a
-/// signal. In the background a reader waits and does not stop the process.
+/// signal; on Windows only when the process ends, so that a click into the console does not hold up
+/// what it still prints. In the background a reader waits and does not stop the process.
 std::unique_ptr<KeyReader> openConsoleKeys();
 
 } // namespace Quarlen::Platform

@@ -2,18 +2,47 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <iostream>
+#include <ostream>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "platform/linux/DescriptorOutput.hpp"
+
 namespace Quarlen::Platform {
 
+namespace {
+
+/// Never destroyed, as the streams: detached threads may still write while the process ends.
+OutputBuffer& openBuffer(int descriptor) {
+    return *new OutputBuffer(*new DescriptorOutput(descriptor));
+}
+
+OutputBuffer& outputBuffer() {
+    static OutputBuffer& buffer = openBuffer(STDOUT_FILENO);
+    return buffer;
+}
+
+std::ostream& openOutput() {
+    static_cast<void>(std::atexit([] { outputBuffer().flushAtEnd(); }));
+    return *new std::ostream(&outputBuffer());
+}
+
+std::ostream& openErrors() {
+    auto& stream = *new std::ostream(&openBuffer(STDERR_FILENO));
+    stream << std::unitbuf;
+    return stream;
+}
+
+} // namespace
+
 std::ostream& standardOutput() {
-    return std::cout;
+    static std::ostream& stream = openOutput();
+    return stream;
 }
 
 std::ostream& standardErrors() {
-    return std::cerr;
+    static std::ostream& stream = openErrors();
+    return stream;
 }
 
 bool isOutputTerminal() {

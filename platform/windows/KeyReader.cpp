@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include "platform/windows/ConsoleModes.hpp"
+
 namespace Quarlen::Platform {
 namespace {
 
@@ -52,6 +54,7 @@ std::unique_ptr<KeyReader> openConsoleKeys() {
     const HANDLE input = ::GetStdHandle(STD_INPUT_HANDLE);
     DWORD mode = 0;
     if (::GetConsoleMode(input, &mode) != 0) {
+        takeKeys(consoleModes(), input);
         return std::make_unique<ConsoleKeys>(input);
     }
     return std::make_unique<RedirectedKeys>(input);

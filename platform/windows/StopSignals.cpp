@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/DetachedThread.hpp"
+#include "platform/windows/ConsoleModes.hpp"
 #include "platform/windows/StopEvents.hpp"
 
 namespace Quarlen::Platform {
@@ -23,6 +24,9 @@ StopEvents* stopEvents = nullptr;
 /// The system calls it on a thread of its own.
 BOOL WINAPI onConsoleEvent(DWORD event) {
     const StopEvents::Answer answer = stopEvents->onEvent(event);
+    if (answer != StopEvents::Answer::GoOn) {
+        consoleModes().giveBack(); // the system may end the process without a further word
+    }
     if (answer == StopEvents::Answer::WaitForTheEnd) {
         waitForTheEnd();
     }
@@ -62,6 +66,7 @@ void watchSession() {
 
 void raiseOnStopSignals(std::shared_ptr<std::atomic<bool>> stopRequested) {
     stopEvents = new StopEvents(std::move(stopRequested));
+    leaveConsoleEventsToProgram();
     ::SetConsoleCtrlHandler(onConsoleEvent, TRUE);
     try {
         startDetachedThread(watchSession);

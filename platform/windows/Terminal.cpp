@@ -1,124 +1,56 @@
 #include "platform/Terminal.hpp"
 
-#include <cstdio>
 #include <cstdlib>
-#include <fcntl.h>
-#include <io.h>
-#include <iostream>
-#include <streambuf>
+#include <ostream>
 #include <windows.h>
+
+#include "platform/windows/ConsoleModes.hpp"
+#include "platform/windows/HandleOutput.hpp"
 
 namespace Quarlen::Platform {
 
 namespace {
 
-/// What the screen was like before; it outlives the program.
-struct FormerScreen {
-    std::optional<DWORD> mode;
-    std::optional<UINT> encoding;
-};
-FormerScreen former;
-
-void restoreScreen() {
-    if (former.mode) {
-        ::SetConsoleMode(::GetStdHandle(STD_OUTPUT_HANDLE), *former.mode);
-    }
-    if (former.encoding) {
-        ::SetConsoleOutputCP(*former.encoding);
-    }
+/// Never destroyed, as the streams: detached threads may still write while the process ends.
+OutputBuffer& openBuffer(DWORD name) {
+    return *new OutputBuffer(*new HandleOutput(name, consoleModes()));
 }
 
-/// Ctrl-C does not run what `atexit` has.
-BOOL WINAPI restoreBeforeTheEnd(DWORD) {
-    restoreScreen();
-    return FALSE;
+OutputBuffer& outputBuffer() {
+    static OutputBuffer& buffer = openBuffer(STD_OUTPUT_HANDLE);
+    return buffer;
 }
 
-/// Once for both.
-void restoreScreenAtEnd() {
-    static const bool isRegistered = std::atexit(restoreScreen) == 0;
-    static_cast<void>(isRegistered);
+/// What is left is written before the modes are given back: the last that was registered is called
+/// first.
+std::ostream& openOutput() {
+    auto& stream = *new std::ostream(&outputBuffer());
+    static_cast<void>(std::atexit([] { outputBuffer().flushAtEnd(); }));
+    return stream;
 }
 
-bool switchSequencesOn() {
-    const HANDLE output = ::GetStdHandle(STD_OUTPUT_HANDLE);
-    DWORD mode = 0;
-    if (::GetConsoleMode(output, &mode) == 0 ||
-        ::SetConsoleMode(output, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) == 0) {
-        return false;
-    }
-    former.mode = mode;
-    restoreScreenAtEnd();
-    // A program that goes on after Ctrl-C shows no sequences, so it does not come here.
-    ::SetConsoleCtrlHandler(restoreBeforeTheEnd, TRUE);
-    return true;
-}
-
-/// Hands every text to the screen as a whole and at once. The C library would hand it over byte by
-/// byte, and a single byte of a UTF-8 character shows as rubbish.
-class ScreenBuffer final : public std::streambuf {
-public:
-    explicit ScreenBuffer(HANDLE screen) : screen(screen) {}
-
-protected:
-    std::streamsize xsputn(const char* text, std::streamsize size) override {
-        std::streamsize written = 0;
-        while (written < size) {
-            DWORD count = 0;
-            if (::WriteFile(screen, text + written, static_cast<DWORD>(size - written), &count,
-                            nullptr) == 0) {
-                break;
-            }
-            written += count;
-        }
-        return written;
-    }
-
-    int_type overflow(int_type letter) override {
-        const char text = traits_type::to_char_type(letter);
-        const bool isText = !traits_type::eq_int_type(letter, traits_type::eof());
-        return isText && xsputn(&text, 1) != 1 ? traits_type::eof() : traits_type::not_eof(letter);
-    }
-
-private:
-    HANDLE screen;
-};
-
-void useUtf8OnScreen() {
-    if (!former.encoding) {
-        former.encoding = ::GetConsoleOutputCP();
-        restoreScreenAtEnd();
-    }
-    ::SetConsoleOutputCP(CP_UTF8);
-}
-
-/// UTF-8 on the screen, and no translation of line ends on the way there. Never destroyed: detached
-/// threads may still write while the process ends.
-std::ostream* openStream(std::FILE* file, DWORD handleName, std::ostream& elsewhere) {
-    ::_setmode(::_fileno(file), _O_BINARY);
-    const HANDLE output = ::GetStdHandle(handleName);
-    DWORD mode = 0;
-    if (::GetConsoleMode(output, &mode) == 0) {
-        return &elsewhere;
-    }
-    useUtf8OnScreen();
-    return new std::ostream(new ScreenBuffer(output));
+std::ostream& openErrors() {
+    auto& stream = *new std::ostream(&openBuffer(STD_ERROR_HANDLE));
+    stream << std::unitbuf;
+    return stream;
 }
 
 } // namespace
 
 std::ostream& standardOutput() {
-    static std::ostream& stream = *openStream(stdout, STD_OUTPUT_HANDLE, std::cout);
+    static std::ostream& stream = openOutput();
     return stream;
 }
 
 std::ostream& standardErrors() {
-    static std::ostream& stream = *openStream(stderr, STD_ERROR_HANDLE, std::cerr);
+    static std::ostream& stream = openErrors();
     return stream;
 }
 
 bool isOutputTerminal() {
-    static const bool isTerminal = switchSequencesOn();
+    static const bool isTerminal =
+        consoleModes().change(::GetStdHandle(STD_OUTPUT_HANDLE),
+                              {.on = ENABLE_PROCESSED_OUTPUT | ENABLE_VIRTUAL_TERMINAL_PROCESSING});
     return isTerminal;
 }
 

@@ -5,6 +5,7 @@
 #include <streambuf>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -130,6 +131,31 @@ TEST(Console, DoesNotMixTheLinesOfSeveralThreads) {
     }
     EXPECT_EQ(lines.size(), 400U);
     EXPECT_THAT(lines, testing::Each(line));
+}
+
+/// Fails once.
+class FailingBuffer : public std::stringbuf {
+public:
+    bool fails = true;
+
+protected:
+    std::streamsize xsputn(const char* text, std::streamsize size) override {
+        return std::exchange(fails, false) ? 0 : std::stringbuf::xsputn(text, size);
+    }
+};
+
+TEST(Console, IsNotSilencedByAWriteThatFailed) {
+    FailingBuffer buffer;
+    std::ostream stream(&buffer);
+    Console console(stream);
+    console.line("lost");
+    console.line("shown");
+    EXPECT_EQ(buffer.str(), "shown\n");
+
+    buffer.fails = true;
+    console.text("lost");
+    console.text("shown");
+    EXPECT_EQ(buffer.str(), "shown\nshown");
 }
 
 TEST(Console, IsOneObjectForStandardOutput) {

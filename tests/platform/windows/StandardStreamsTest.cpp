@@ -4,24 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/platform/windows/StandardHandle.hpp"
+
 namespace Quarlen::Platform::Tests {
 
 namespace {
-
-/// Gives the process other standard streams for as long as it lives.
-class StandardHandle {
-public:
-    StandardHandle(DWORD name, HANDLE handle) : name(name), former(::GetStdHandle(name)) {
-        ::SetStdHandle(name, handle);
-    }
-    StandardHandle(const StandardHandle&) = delete;
-    StandardHandle& operator=(const StandardHandle&) = delete;
-    ~StandardHandle() { ::SetStdHandle(name, former); }
-
-private:
-    DWORD name;
-    HANDLE former;
-};
 
 HANDLE closedHandle() {
     const HANDLE handle = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
