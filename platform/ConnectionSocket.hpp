@@ -33,7 +33,9 @@ std::ptrdiff_t sendBytes(std::intptr_t socket, std::span<const char> bytes) noex
 /// Whether the read or write of this thread that has just failed would have waited.
 [[nodiscard]] bool wouldHaveWaited() noexcept;
 
-/// Ends reads of a connection as if the other side had closed it; writes go on.
+/// Ends reads of a connection as if the other side had closed it, and the waits of other threads
+/// for them; writes go on. Nothing happens on Windows, where no wait would end and nobody could see
+/// any more that the other side has closed: waits have to be short.
 void stopReading(std::intptr_t socket) noexcept;
 
 /// Tells the other side that nothing more comes; reads go on.
@@ -42,6 +44,21 @@ void stopWriting(std::intptr_t socket) noexcept;
 /// Ends a connection or a listening socket, together with the waits of other threads, and frees the
 /// handle.
 void closeSocket(std::intptr_t socket) noexcept;
+
+/// A live reader takes so many bytes within a second.
+constexpr std::size_t bytesOfASecond = 64'000;
+
+/// How long the other side may take to read a last reply of so many bytes and to end the
+/// connection.
+constexpr std::chrono::milliseconds readingTime(std::size_t bytes) noexcept {
+    constexpr std::chrono::seconds firstReadingTime{2};
+    return firstReadingTime + std::chrono::milliseconds(bytes * 1000 / bytesOfASecond);
+}
+
+/// Gives a connection up whose other side does not end it, and frees the handle. Nothing of it
+/// stays behind, while what is closed only waits for the other side, and on Windows keeps the port
+/// from the next server meanwhile. What has not been read yet is lost.
+void resetSocket(std::intptr_t socket) noexcept;
 
 /// False once the other side has ended the connection and all that it sent has been read.
 [[nodiscard]] bool isPeerConnected(std::intptr_t socket) noexcept;

@@ -15,7 +15,7 @@ using std::chrono::steady_clock;
 
 /// How often a waiting connection checks whether the server stops. A stop also wakes the connection
 /// through its socket; the check is for systems where that does not end a wait that has begun.
-constexpr milliseconds maxWait{500};
+constexpr milliseconds maxWait{200};
 
 /// How long a client that sends without an end or takes its reply slowly is still served once the
 /// server stops.
@@ -46,6 +46,7 @@ bool ConnectionStream::waitForRequest(milliseconds idleTime) {
         }
     }
     requestStart = steady_clock::now();
+    written = 0;
     filter.beginRequest();
     ready = next;
     letPass();
@@ -122,10 +123,19 @@ ssize_t ConnectionStream::receive(std::span<char> target) const {
     return Platform::receiveBytes(connection, target);
 }
 
-void ConnectionStream::discardInput(milliseconds timeout) {
+bool ConnectionStream::waitForClient(milliseconds timeout) {
     const Time deadline = steady_clock::now() + timeout;
-    while (waitUntil(beforeTheEnd(deadline), Platform::isReadable) && receive(buffer) > 0) {
+    while (!entry.hasToEnd()) {
+        const auto left =
+            std::chrono::ceil<milliseconds>(beforeTheEnd(deadline) - steady_clock::now());
+        if (left <= milliseconds::zero()) {
+            return false;
+        }
+        if (Platform::isReadable(connection, std::min(left, maxWait)) && receive(buffer) <= 0) {
+            break;
+        }
     }
+    return true;
 }
 
 ssize_t ConnectionStream::read(char* target, size_t size) {
@@ -151,6 +161,7 @@ ssize_t ConnectionStream::write(const char* bytes, size_t size) {
     for (;;) {
         const ssize_t count =
             Platform::sendBytes(connection, {bytes, std::min(size, maxPieceSize)});
+        written += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
         if (count >= 0 || !Platform::wouldHaveWaited()) {
             return count;
         }

@@ -38,9 +38,11 @@ public:
     /// Call it when the last reply is about to be written: nothing is read any more.
     void ignoreFurtherInput() { ignoresInput = true; }
     [[nodiscard]] bool ignoresFurtherInput() const { return ignoresInput; }
-    /// Reads and drops what still arrives until the client ends its side, the time is over or the
-    /// server stops.
-    void discardInput(std::chrono::milliseconds timeout);
+    /// Bytes of the present reply so far, or of the last one.
+    [[nodiscard]] std::size_t replySize() const { return written; }
+    /// Drops what still arrives and waits for the client to end its side. False when the time is
+    /// over before, or the grace period of a stop.
+    bool waitForClient(std::chrono::milliseconds timeout);
 
     [[nodiscard]] bool is_readable() const override;
     [[nodiscard]] bool wait_readable() const override;
@@ -80,6 +82,7 @@ private:
     /// Set by the first use during a stop.
     std::optional<Time> theEnd;
     bool ignoresInput = false;
+    std::size_t written = 0;
     /// The wait for a request has seen its first bytes, and they have not been received yet.
     bool hasArrived = false;
     RangeFilter filter;

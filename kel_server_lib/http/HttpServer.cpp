@@ -28,8 +28,6 @@ static_assert(CPPHTTPLIB_LISTEN_BACKLOG >= 128, "clients that arrive together ha
 constexpr std::chrono::seconds keepAliveTime{3600};
 /// Bounds how long one client keeps its worker when it never pauses.
 constexpr std::size_t maxRequestsPerConnection = 100;
-/// How long a client may take to end its side after the last reply.
-constexpr std::chrono::seconds drainTimeout{2};
 /// Memory that a body of this size has taken is given back to the system at once.
 constexpr std::size_t largeBody = std::size_t{64} * 1024;
 
@@ -192,16 +190,21 @@ void HttpServer::stopServing() {
 }
 
 void HttpServer::serveAndClose(socket_t socket, Connections::Entry& entry) {
+    bool hasToReset = false;
     try {
-        serveConnection(socket, entry);
+        hasToReset = !serveConnection(socket, entry);
     } catch (const std::exception&) {
         // Most likely out of memory: this client loses its connection, the others go on.
     }
     entry.remove();
-    close(socket);
+    if (hasToReset) {
+        Platform::resetSocket(handleOf(socket));
+    } else {
+        close(socket);
+    }
 }
 
-void HttpServer::serveConnection(socket_t socket, Connections::Entry& entry) {
+bool HttpServer::serveConnection(socket_t socket, Connections::Entry& entry) {
     ConnectionStream stream(handleOf(socket), entry,
                             {.request = timeLimit(read_timeout_sec_, read_timeout_usec_),
                              .write = timeLimit(write_timeout_sec_, write_timeout_usec_)});
@@ -209,12 +212,17 @@ void HttpServer::serveConnection(socket_t socket, Connections::Entry& entry) {
     served = &connection;
     serveRequests(stream, entry);
     served = nullptr;
-    if (stream.ignoresFurtherInput()) {
-        // Closing while bytes arrive would take the reply from a client that has not read it yet.
-        Platform::stopWriting(handleOf(socket));
-        entry.leave();
-        stream.discardInput(drainTimeout);
+    return endConnection(stream, entry);
+}
+
+/// Closing while bytes arrive would take the reply from a client that has not read it yet. A stop
+/// waits for nobody for long: there the system goes on with a reply that a client may still read.
+bool HttpServer::endConnection(ConnectionStream& stream, Connections::Entry& entry) const {
+    Platform::stopWriting(handleOf(stream.socket()));
+    if (!entry.leave() || stream.waitForClient(environment.readingTime(stream.replySize()))) {
+        return true;
     }
+    return entry.serverStops() && stream.replySize() > Platform::bytesOfASecond;
 }
 
 void HttpServer::serveRequests(ConnectionStream& stream, Connections::Entry& entry) {

@@ -1,12 +1,16 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 
 #include <httplib.h>
 
 #include "kel_server_lib/http/Connections.hpp"
 #include "kel_server_lib/http/WorkerPool.hpp"
+#include "platform/ConnectionSocket.hpp"
 #include "platform/NextClient.hpp"
 
 namespace Quarlen::Rest {
@@ -20,6 +24,8 @@ WorkerLimits workerLimits();
 struct HttpServerEnvironment {
     Platform::ClientSource clients = {};
     WorkerLimits workers = workerLimits();
+    /// For a client to read its last reply and to end its side.
+    std::function<std::chrono::milliseconds(std::size_t bytes)> readingTime = Platform::readingTime;
 };
 
 /// The HTTP library's server with this product's limits and its own accept loop. The thread that
@@ -43,6 +49,8 @@ struct HttpServerEnvironment {
 /// - the content type and the encoding that a body is given make no difference;
 /// - a reply that says "Connection: close" is followed by just that, and reaches also a client that
 ///   is still sending;
+/// - a client that has had the time to read its last reply and does not end its side is reset, so
+///   that its connection does not keep the port from the next server;
 /// - `stopServing` ends idle, busy and half-sent connections alike.
 ///
 /// Protected members of the library are used here and nowhere else, so that a newer release can
@@ -72,7 +80,9 @@ private:
     void findWorker(socket_t socket, WorkerPool& workers);
     bool closeListening();
     void serveAndClose(socket_t socket, Connections::Entry& entry);
-    void serveConnection(socket_t socket, Connections::Entry& entry);
+    /// False when the client does not end its side.
+    bool serveConnection(socket_t socket, Connections::Entry& entry);
+    bool endConnection(ConnectionStream& stream, Connections::Entry& entry) const;
     void serveRequests(ConnectionStream& stream, Connections::Entry& entry);
     bool waitForRequest(ConnectionStream& stream, Connections::Entry& entry) const;
     bool refuses(const httplib::Request& request, httplib::Response& response) const;

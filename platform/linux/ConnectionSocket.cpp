@@ -111,6 +111,12 @@ void closeSocket(std::intptr_t socket) noexcept {
     ::close(static_cast<int>(socket));
 }
 
+void resetSocket(std::intptr_t socket) noexcept {
+    const linger atOnce{.l_onoff = 1, .l_linger = 0};
+    ::setsockopt(static_cast<int>(socket), SOL_SOCKET, SO_LINGER, &atOnce, sizeof(atOnce));
+    ::close(static_cast<int>(socket));
+}
+
 bool isPeerConnected(std::intptr_t socket) noexcept {
     char byte = 0;
     return !isReadable(socket, {}) || ::recv(static_cast<int>(socket), &byte, 1, MSG_PEEK) > 0;

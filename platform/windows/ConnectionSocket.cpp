@@ -80,9 +80,7 @@ bool wouldHaveWaited() noexcept {
     return ::WSAGetLastError() == WSAEWOULDBLOCK;
 }
 
-void stopReading(std::intptr_t socket) noexcept {
-    ::shutdown(static_cast<SOCKET>(socket), SD_RECEIVE);
-}
+void stopReading(std::intptr_t /*socket*/) noexcept {}
 
 void stopWriting(std::intptr_t socket) noexcept {
     ::shutdown(static_cast<SOCKET>(socket), SD_SEND);
@@ -90,6 +88,13 @@ void stopWriting(std::intptr_t socket) noexcept {
 
 void closeSocket(std::intptr_t socket) noexcept {
     ::shutdown(static_cast<SOCKET>(socket), SD_BOTH);
+    ::closesocket(static_cast<SOCKET>(socket));
+}
+
+void resetSocket(std::intptr_t socket) noexcept {
+    const linger atOnce{.l_onoff = 1, .l_linger = 0};
+    ::setsockopt(static_cast<SOCKET>(socket), SOL_SOCKET, SO_LINGER,
+                 reinterpret_cast<const char*>(&atOnce), sizeof(atOnce));
     ::closesocket(static_cast<SOCKET>(socket));
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <thread>
 #include <utility>
 
 namespace Quarlen::Tests {
@@ -57,6 +58,19 @@ std::string RawClient::receiveReply(Milliseconds deadline) {
 
 bool RawClient::waitForData(Milliseconds deadline) const {
     return socket.waitForData(deadline);
+}
+
+bool RawClient::waitForReset(Milliseconds deadline) {
+    const auto end = Clock::now() + deadline;
+    for (;;) {
+        if (socket.wasReset()) {
+            return true;
+        }
+        if (Clock::now() >= end) {
+            return false;
+        }
+        std::this_thread::sleep_for(Milliseconds(5));
+    }
 }
 
 bool RawClient::waitForClose(Milliseconds deadline) {

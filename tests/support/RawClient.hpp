@@ -28,6 +28,10 @@ public:
     [[nodiscard]] bool waitForData(Milliseconds deadline = patience) const;
     /// True when the other side ends the connection in time; what it sends before is dropped.
     bool waitForClose(Milliseconds deadline = patience);
+    /// True when the other side resets the connection in time, after its end or without one.
+    bool waitForReset(Milliseconds deadline = patience);
+    /// Ends its side of the connection.
+    void stopSending() { socket.stopSending(); }
 
 private:
     /// False at the end of the connection or after the deadline.

@@ -27,6 +27,10 @@ public:
     bool send(std::string_view bytes);
     /// How many bytes have come; 0 at the end of the connection, which an error is, too.
     std::size_t receive(char* target, std::size_t size);
+    /// Ends its side of the connection.
+    void stopSending();
+    /// True when the other side has reset the connection. Tells it once.
+    [[nodiscard]] bool wasReset() const;
     /// True when something can be received, the end of the connection included.
     [[nodiscard]] bool waitForData(std::chrono::milliseconds deadline) const;
 

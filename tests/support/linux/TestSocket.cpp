@@ -85,6 +85,17 @@ std::size_t TestSocket::receive(char* target, std::size_t size) {
     return static_cast<std::size_t>(std::max<ssize_t>(count, 0));
 }
 
+void TestSocket::stopSending() {
+    ::shutdown(descriptor(handle), SHUT_WR);
+}
+
+bool TestSocket::wasReset() const {
+    int error = 0;
+    socklen_t size = sizeof error;
+    checked(::getsockopt(descriptor(handle), SOL_SOCKET, SO_ERROR, &error, &size), "SO_ERROR");
+    return error != 0;
+}
+
 bool TestSocket::waitForData(std::chrono::milliseconds deadline) const {
     pollfd waiting{.fd = descriptor(handle), .events = POLLIN, .revents = 0};
     return ::poll(&waiting, 1, static_cast<int>(deadline.count())) > 0;

@@ -97,6 +97,19 @@ std::size_t TestSocket::receive(char* target, std::size_t size) {
     return static_cast<std::size_t>(std::max(count, 0));
 }
 
+void TestSocket::stopSending() {
+    ::shutdown(system(handle), SD_SEND);
+}
+
+bool TestSocket::wasReset() const {
+    int error = 0;
+    int size = sizeof error;
+    checked(
+        ::getsockopt(system(handle), SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error), &size),
+        "SO_ERROR");
+    return error != 0;
+}
+
 bool TestSocket::waitForData(std::chrono::milliseconds deadline) const {
     WSAPOLLFD waiting{};
     waiting.fd = system(handle);

@@ -1,0 +1,108 @@
+#include <algorithm>
+#include <cstddef>
+#include <future>
+
+#include "tests/kel_server_lib/http/HttpFixture.hpp"
+
+namespace Quarlen::Rest::Tests {
+
+namespace {
+
+using std::chrono::milliseconds;
+using testing::HasSubstr;
+
+constexpr const char* lastRequest =
+    "GET / HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n";
+constexpr milliseconds longTime{60'000};
+constexpr milliseconds aWhile{300};
+
+/// What happens to a connection after its last reply.
+class EndOfConnection : public HttpFixture {
+protected:
+    void startWithReadingTime(milliseconds time) {
+        server = std::make_unique<HttpServer>(
+            HttpServerEnvironment{.readingTime = [this, time](std::size_t bytes) {
+                if (!std::exchange(isAsked, true)) {
+                    repliedBytes.set_value(bytes);
+                }
+                return time;
+            }});
+        start();
+    }
+    RawClient clientWithItsLastReply() {
+        RawClient client = connect();
+        client.send(lastRequest);
+        lastReply = client.receiveReply();
+        EXPECT_THAT(lastReply, HasSubstr("200 OK"));
+        return client;
+    }
+
+    std::string lastReply;
+    std::promise<std::size_t> repliedBytes;
+    bool isAsked = false;
+};
+
+TEST_F(EndOfConnection, IsAResetForAClientThatNeverEndsItsSide) {
+    startWithReadingTime(milliseconds(50));
+    RawClient client = clientWithItsLastReply();
+
+    EXPECT_TRUE(client.waitForClose());
+    EXPECT_TRUE(client.waitForReset());
+}
+
+TEST_F(EndOfConnection, IsNoResetForAClientThatEndsItsSide) {
+    startWithReadingTime(milliseconds(longTime));
+    RawClient client = clientWithItsLastReply();
+    ASSERT_TRUE(client.waitForClose());
+
+    client.stopSending();
+
+    EXPECT_FALSE(client.waitForReset(aWhile));
+}
+
+TEST_F(EndOfConnection, LeavesAClientTheTimeToReadItsReply) {
+    startWithReadingTime(longTime);
+    RawClient client = clientWithItsLastReply();
+    ASSERT_TRUE(client.waitForClose());
+
+    EXPECT_FALSE(client.waitForReset(aWhile));
+}
+
+TEST_F(EndOfConnection, CountsTheBytesOfTheLastReply) {
+    startWithReadingTime(longTime);
+    RawClient client = connectIdle();
+    client.send(lastRequest);
+    const std::string reply = client.receiveReply();
+
+    EXPECT_EQ(repliedBytes.get_future().get(), reply.size());
+}
+
+TEST_F(EndOfConnection, IsAResetAtAStopThoughTheTimeIsNotOver) {
+    startWithReadingTime(longTime);
+    RawClient client = clientWithItsLastReply();
+    ASSERT_TRUE(client.waitForClose());
+
+    stop();
+
+    EXPECT_TRUE(client.waitForReset());
+}
+
+TEST_F(EndOfConnection, TakesNoLongReplyFromAClientAtAStop) {
+    server->Get("/long", [](const httplib::Request&, httplib::Response& response) {
+        response.set_content(std::string(100'000, 'x'), "text/plain");
+        response.set_header("Connection", "close");
+    });
+    start();
+    RawClient client = connect();
+    client.send("GET /long HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    ASSERT_TRUE(client.waitForData());
+
+    stop();
+
+    EXPECT_THAT(client.receiveReply(), testing::EndsWith(std::string(100'000, 'x')));
+    EXPECT_FALSE(client.waitForReset(aWhile));
+}
+
+} // namespace
+
+} // namespace Quarlen::Rest::Tests
