@@ -1,9 +1,8 @@
 #include "std_util/TraceWriter.hpp"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstddef>
-#include <cstdio>
+#include <cstdint>
 #include <fstream>
 #include <stdexcept>
 #include <string>
@@ -12,11 +11,12 @@
 #include <utility>
 
 #include <spdlog/details/log_msg.h>
-#include <spdlog/sinks/rotating_file_sink.h>
+#include <spdlog/pattern_formatter.h>
 
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/ControlCharacters.hpp"
+#include "std_util/RotatingFile.hpp"
 
 namespace StdUtil {
 
@@ -24,13 +24,14 @@ namespace Platform = Quarlen::Platform;
 
 namespace {
 
-constexpr std::size_t maxFileSize = std::size_t{5} * 1024 * 1024;
+constexpr std::uint64_t maxFileSize = std::uint64_t{5} * 1024 * 1024;
 /// In addition to the current file: three files in all.
 constexpr std::size_t maxFormerFiles = 2;
+/// While somebody keeps the file from being put aside.
+constexpr std::uint64_t growthBetweenAttempts = std::uint64_t{256} * 1024;
 /// The time with its offset from UTC, so that it means the same on every machine.
 constexpr const char* linePattern = "%Y-%m-%d %H:%M:%S.%e%z %-5l %v";
-
-using FileName = spdlog::filename_t;
+constexpr const char* lineEnd = "\n";
 
 /// Tabs are harmless and not escaped.
 bool isEscaped(wchar_t letter) {
@@ -61,16 +62,6 @@ std::wstring onOneLine(std::wstring_view text) {
     return line;
 }
 
-/// Every line is passed to the system at once, so that a full disk fails exactly the line that does
-/// not fit.
-spdlog::file_event_handlers unbuffered() {
-    spdlog::file_event_handlers handlers;
-    handlers.after_open = [](const FileName& /*file*/, std::FILE* opened) {
-        std::setvbuf(opened, nullptr, _IONBF, 0);
-    };
-    return handlers;
-}
-
 /// True for a file that was left while a line was being written.
 bool endsInsideALine(const std::filesystem::path& file) {
     std::ifstream content(file, std::ios::binary | std::ios::ate);
@@ -84,17 +75,20 @@ spdlog::level::level_enum levelOf(const TraceLine& line) {
 
 } // namespace
 
-TraceWriter::TraceWriter(std::filesystem::path name) : file(std::move(name)) {
+TraceWriter::TraceWriter(std::filesystem::path name)
+    : file(std::move(name)),
+      formatter(std::make_unique<spdlog::pattern_formatter>(
+          linePattern, spdlog::pattern_time_type::local, lineEnd)) {
     try {
         open();
-    } catch (const spdlog::spdlog_ex& error) {
-        // The library tells the cause in words alone.
-        const std::error_code cause(errno, std::generic_category());
-        throw std::runtime_error(
-            "cannot write traces: " +
-            Platform::toUtf8(Platform::textWithCause(error.what(), cause.message(), cause)));
+    } catch (const std::system_error& error) {
+        throw std::runtime_error(Platform::toUtf8(L"cannot write traces into " +
+                                                  Platform::fromPath(file) + L": " +
+                                                  Platform::errorText(error.code())));
     }
 }
+
+TraceWriter::~TraceWriter() = default;
 
 void TraceWriter::write(const std::vector<TimedTrace>& traces) noexcept {
     std::size_t done = 0;
@@ -106,16 +100,15 @@ void TraceWriter::write(const std::vector<TimedTrace>& traces) noexcept {
         }
     } catch (...) {
         lost += traces.size() - done;
-        sink.reset(); // opened anew for the next traces, in whatever state this has left it
+        lines.reset(); // opened anew for the next traces, in whatever state this has left it
     }
 }
 
 void TraceWriter::open() {
-    if (!sink) {
+    if (!lines) {
         startsLine = endsInsideALine(file);
-        sink = std::make_shared<spdlog::sinks::rotating_file_sink_st>(
-            file.string<FileName::value_type>(), maxFileSize, maxFormerFiles, false, unbuffered());
-        sink->set_pattern(startsLine ? std::string("\n") + linePattern : linePattern);
+        lines = std::make_unique<RotatingFile>(
+            file, RotatingFile::Limits{maxFileSize, maxFormerFiles, growthBetweenAttempts});
     }
 }
 
@@ -128,16 +121,21 @@ void TraceWriter::tellLost(std::chrono::system_clock::time_point time) {
     }
 }
 
+/// The system gets each line at once, so that a full disk fails exactly the line that does not fit.
 void TraceWriter::writeLine(const TimedTrace& trace) {
     const TraceLine& line = trace.line;
     const std::string text = Platform::toUtf8(onOneLine(line.source)) + ":" +
                              std::to_string(line.line) + " " +
                              Platform::toUtf8(onOneLine(line.text));
-    sink->log({trace.time, spdlog::source_loc{}, spdlog::string_view_t(), levelOf(line),
-               spdlog::string_view_t(text)});
-    if (std::exchange(startsLine, false)) {
-        sink->set_pattern(linePattern);
+    spdlog::memory_buf_t whole;
+    if (startsLine) {
+        whole.append(lineEnd, lineEnd + 1);
     }
+    formatter->format({trace.time, spdlog::source_loc{}, spdlog::string_view_t(), levelOf(line),
+                       spdlog::string_view_t(text)},
+                      whole);
+    lines->write({whole.data(), whole.size()});
+    startsLine = false;
 }
 
 } // namespace StdUtil

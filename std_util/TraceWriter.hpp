@@ -8,11 +8,13 @@
 
 #include "std_util/TraceQueue.hpp"
 
-namespace spdlog::sinks {
-class sink;
+namespace spdlog {
+class formatter;
 }
 
 namespace StdUtil {
+
+class RotatingFile;
 
 /// The rotating trace file, one line per trace. Each trace begins on a new line, also where the
 /// line before was cut off by a full disk or by the end of the process. Not thread-safe.
@@ -20,6 +22,9 @@ class TraceWriter {
 public:
     /// Throws `std::runtime_error` when the file cannot be opened.
     explicit TraceWriter(std::filesystem::path name);
+    ~TraceWriter();
+    TraceWriter(const TraceWriter&) = delete;
+    TraceWriter& operator=(const TraceWriter&) = delete;
 
     /// Writes the traces, at least one of them given. After the first that cannot be written the
     /// others are not tried. The failure is neither thrown nor shown on the console: the lost
@@ -32,9 +37,9 @@ private:
     void writeLine(const TimedTrace& trace);
 
     const std::filesystem::path file;
-    /// Null after a failure. Used directly, because the library's logger would report failures on
-    /// the console.
-    std::shared_ptr<spdlog::sinks::sink> sink;
+    const std::unique_ptr<spdlog::formatter> formatter;
+    /// Null after a failure.
+    std::unique_ptr<RotatingFile> lines;
     /// The next line has to begin with a line end.
     bool startsLine = false;
     std::size_t lost = 0;

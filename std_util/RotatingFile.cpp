@@ -1,0 +1,77 @@
+#include "std_util/RotatingFile.hpp"
+
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include "platform/AppendFile.hpp"
+
+namespace StdUtil {
+
+namespace fs = std::filesystem;
+
+RotatingFile::RotatingFile(fs::path name, Limits limits, Rename renameFile)
+    : file(std::move(name)), limits(limits), rename(std::move(renameFile)) {
+    open();
+}
+
+RotatingFile::~RotatingFile() = default;
+
+void RotatingFile::write(std::string_view line) {
+    if (size + line.size() > fullSize) {
+        rotate();
+    }
+    opened->write(line);
+    size += line.size();
+}
+
+bool RotatingFile::replacing(const fs::path& from, const fs::path& to) {
+    std::error_code failure;
+    fs::rename(from, to, failure);
+    return !failure;
+}
+
+fs::path RotatingFile::former(std::size_t index) const {
+    if (index == 0) {
+        return file;
+    }
+    fs::path name = file.stem();
+    name += "." + std::to_string(index);
+    name += file.extension();
+    return file.parent_path() / name;
+}
+
+/// Begins with the oldest one, so that each finds its new name free. A failure leaves the newer
+/// ones where they are; the next attempt finds a gap and closes it.
+bool RotatingFile::putAside() const {
+    for (std::size_t index = limits.formerFiles; index > 0; --index) {
+        const fs::path newer = former(index - 1);
+        std::error_code unknown;
+        if (fs::exists(newer, unknown) && !rename(newer, former(index))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void RotatingFile::rotate() {
+    // Somebody may have emptied the file; on a full disk it may have stayed empty.
+    size = opened->size();
+    if (size == 0) {
+        return;
+    }
+    const bool done = putAside();
+    open();
+    fullSize = done ? limits.size : size + limits.betweenAttempts;
+}
+
+/// By its name also after a failure: the file may have been removed together with its folder.
+void RotatingFile::open() {
+    if (file.has_parent_path()) {
+        fs::create_directories(file.parent_path());
+    }
+    opened = Quarlen::Platform::AppendFile::open(file);
+    size = opened->size();
+}
+
+} // namespace StdUtil
