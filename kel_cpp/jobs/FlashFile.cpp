@@ -3,6 +3,7 @@
 #include <fstream>
 #include <system_error>
 
+#include "platform/FileNames.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "uds/Crc32.hpp"
@@ -13,7 +14,8 @@ namespace {
 
 std::filesystem::path checkedPath(const std::filesystem::path& folder, const std::wstring& name) {
     const std::filesystem::path file = Platform::toPath(name);
-    if (file.empty() || file != file.filename() || file == "." || file == "..") {
+    if (file.empty() || file != file.filename() || file == "." || file == ".." ||
+        !Platform::isTakenLiterally(file)) {
         throw FlashError(L"this is no plain file name");
     }
     return folder / file;

@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "kel_cpp/base/RuntimeError.hpp"
+#include "platform/FileNames.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 
@@ -19,13 +20,6 @@ std::filesystem::path projectFile(const std::filesystem::path& projectFolder) {
 bool isProject(const std::filesystem::path& folder) {
     std::error_code ignored;
     return std::filesystem::is_regular_file(projectFile(folder), ignored);
-}
-
-/// True for a single name, which cannot lead out of the projects folder.
-bool isFolderName(const std::filesystem::path& name) {
-    const bool cutShort = name.native().find(std::filesystem::path::value_type()) !=
-                          std::filesystem::path::string_type::npos;
-    return !name.empty() && !cutShort && name == name.filename() && name != "." && name != "..";
 }
 
 bool isMissing(const std::error_code& error) {
@@ -58,12 +52,17 @@ std::vector<std::wstring> listProjects(const std::filesystem::path& projectsFold
 
 std::shared_ptr<const Project> loadProject(const std::filesystem::path& projectsFolder,
                                            const std::wstring& name) {
-    const auto folderName = Platform::toPath(name);
-    if (!isFolderName(folderName) || !isProject(projectsFolder / folderName)) {
+    // Only what the list has: the system opens some folders by other names, too.
+    const std::filesystem::path wanted = Platform::toPath(name);
+    const auto names = listProjects(projectsFolder);
+    const auto listed = std::find_if(names.begin(), names.end(), [&](const std::wstring& each) {
+        return Platform::isSameFileName(Platform::toPath(each), wanted);
+    });
+    if (listed == names.end()) {
         throw runtimeError(ErrorCode::UnknownProject, L"There is no project '" + name + L"' in " +
                                                           Platform::fromPath(projectsFolder));
     }
-    return readProject(projectFile(projectsFolder / folderName), name);
+    return readProject(projectFile(projectsFolder / Platform::toPath(*listed)), *listed);
 }
 
 } // namespace Quarlen::Kel_cpp

@@ -25,8 +25,9 @@ std::shared_ptr<const Project> readProject(const std::filesystem::path& projectF
 /// Configuration) when it exists but cannot be read.
 std::vector<std::wstring> listProjects(const std::filesystem::path& projectsFolder);
 
-/// Throws `KelApiException`: UnknownProject when no project has that name (a name that leaves the
-/// projects folder is unknown, too), Configuration when its file is wrong.
+/// The project of the list that has this name, compared as the file system does; it gets the name
+/// in the list. Throws `KelApiException`: UnknownProject when there is none (a name that leaves the
+/// projects folder is unknown, too), Configuration when its file is wrong or there is no list.
 std::shared_ptr<const Project> loadProject(const std::filesystem::path& projectsFolder,
                                            const std::wstring& name);
 

@@ -8,6 +8,7 @@
 #include "kel_cpp/base/PathFault.hpp"
 #include "kel_cpp/base/RuntimeError.hpp"
 #include "kel_cpp/update/ZipContents.hpp"
+#include "platform/FileNames.hpp"
 #include "platform/FlushFile.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
@@ -32,8 +33,8 @@ KelApiException packageError(const std::wstring& package, const std::wstring& ca
 }
 
 bool isInside(const fs::path& file, const fs::path& folder) {
-    const auto [folderEnd, fileEnd] =
-        std::mismatch(folder.begin(), folder.end(), file.begin(), file.end());
+    const auto [folderEnd, fileEnd] = std::mismatch(folder.begin(), folder.end(), file.begin(),
+                                                    file.end(), Platform::isSameFileName);
     return folderEnd == folder.end() && fileEnd != file.end();
 }
 
@@ -45,6 +46,9 @@ fs::path validPath(const std::wstring& package) {
     fs::path path = Platform::toPath(package);
     if (path.empty()) {
         throw packageError(package, L"its path " + pathFault(package));
+    }
+    if (!Platform::isTakenLiterally(path)) {
+        throw packageError(package, L"no file can have this name");
     }
     return path;
 }
@@ -81,8 +85,9 @@ std::vector<CheckedPackage> checkAll(const RecordList<UpdatePackageInfo>& packag
         try {
             CheckedPackage next = check(path, updateFolder, stagingFolder);
             const bool nameTaken =
-                std::any_of(checked.begin(), checked.end(),
-                            [&](const auto& other) { return other.staged == next.staged; });
+                std::any_of(checked.begin(), checked.end(), [&](const auto& other) {
+                    return Platform::isSameFileName(other.staged, next.staged);
+                });
             if (nameTaken) {
                 throw packageError(path, L"another package of the list has the same file name");
             }

@@ -14,4 +14,12 @@ bool couldNameFile(const std::filesystem::path& path) {
            });
 }
 
+bool isTakenLiterally(const std::filesystem::path& /*path*/) {
+    return true;
+}
+
+bool isSameFileName(const std::filesystem::path& left, const std::filesystem::path& right) {
+    return left.native() == right.native();
+}
+
 } // namespace Quarlen::Platform

@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include "platform/FileNames.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 
@@ -42,6 +43,16 @@ TEST_F(FlashFile, IsReadAsItIs) {
 TEST_F(FlashFile, RefusesANameThatLeavesTheFolder) {
     for (const auto* name : {L"../secret.bin", L"sub/file.bin", L"..", L".", L"", L"/etc/passwd"}) {
         EXPECT_THROW(readFlashFile("/tmp", name), FlashError);
+    }
+}
+
+TEST_F(FlashFile, IsReadByItsOwnNameOnly) {
+    folder.write("a.bin", "content");
+    for (const wchar_t* const name : {L"a.bin.", L"a.bin ", L"a.bin:b", L"nul.bin", L"com\u00B9"}) {
+        EXPECT_EQ(errorOf(name),
+                  Platform::isTakenLiterally(Platform::toPath(name))
+                      ? L"the file does not exist in " + Platform::fromPath(folder.path())
+                      : L"this is no plain file name");
     }
 }
 

@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include "platform/FileNames.hpp"
 #include "tests/kel_cpp/settings/ExceptionMessage.hpp"
 #include "tests/support/NumberedCause.hpp"
 #include "tests/support/TemporaryFolder.hpp"
@@ -69,6 +70,26 @@ TEST_F(ProjectStore, LoadsAProjectByName) {
 
     EXPECT_EQ(project->name, L"Stra\u00DFe");
     EXPECT_EQ(project->description, L"d");
+}
+
+TEST_F(ProjectStore, DoesNotLoadAProjectByANameThatNoListHas) {
+    addProject("car_demo");
+    for (const wchar_t* const name : {L"car_demo...", L"car_demo.", L"car_demo ", L"car_demo:x"}) {
+        EXPECT_THAT(
+            messageOf([&] { (void)loadProject(folder.path(), name); }, ErrorCode::UnknownProject),
+            HasSubstr("There is no project"));
+    }
+}
+
+TEST_F(ProjectStore, ComparesNamesAsTheFileSystemDoesAndGivesTheNameOfTheList) {
+    addProject("car_demo");
+    const auto load = [&] { return loadProject(folder.path(), L"CAR_demo"); };
+    if (Platform::isSameFileName("a", "A")) {
+        EXPECT_EQ(load()->name, L"car_demo");
+    } else {
+        EXPECT_THAT(messageOf([&] { (void)load(); }, ErrorCode::UnknownProject),
+                    HasSubstr("There is no project 'CAR_demo'"));
+    }
 }
 
 TEST_F(ProjectStore, NamesTheFileOfAWrongProject) {

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "kel_cpp/base/RuntimeError.hpp"
+#include "platform/FileNames.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tests/kel_cpp/update/ZipFiles.hpp"
 #include "tests/support/NumberedCause.hpp"
@@ -184,6 +185,31 @@ TEST_F(UpdatePackages, OfTheSameFileNameAreRefusedTogether) {
                     stage({package(L"a.zip"), package(L"other/a.zip")});
                 }),
                 EndsWith(L": another package of the list has the same file name"));
+}
+
+TEST_F(UpdatePackages, OfNamesThatTheFileSystemTakesForOneAreRefusedTogether) {
+    writeZip(updates / "e.zip", {"a"});
+    writeZip(updates / "E.ZIP", {"a"});
+    const auto stageBoth = [&] { stage({package(L"e.zip"), package(L"E.ZIP")}); };
+
+    if (Platform::isSameFileName("a", "A")) {
+        EXPECT_THAT(messageOf(stageBoth),
+                    EndsWith(L": another package of the list has the same file name"));
+    } else {
+        EXPECT_NO_THROW(stageBoth());
+        EXPECT_THAT(stagedNames(), ElementsAre("E.ZIP", "e.zip"));
+    }
+}
+
+TEST_F(UpdatePackages, AreTakenByTheirOwnNamesOnly) {
+    writeZip(updates / "a.zip", {"a"});
+    for (const wchar_t* const name :
+         {L"a.zip.", L"a.zip ", L"a.zip:b", L"a.zip::$DATA", L"nul.zip", L"LPT\u00B2.zip"}) {
+        EXPECT_THAT(messageFor(name), EndsWith(Platform::isTakenLiterally(Platform::toPath(name))
+                                                   ? L": there is no regular file of this name"
+                                                   : L": no file can have this name"));
+    }
+    EXPECT_THAT(stagedNames(), IsEmpty());
 }
 
 TEST_F(UpdatePackages, LeaveNothingBehindWhenStagingFails) {

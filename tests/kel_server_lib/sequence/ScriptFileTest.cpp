@@ -71,6 +71,17 @@ TEST_F(LocateScript, FindsAFileWithoutAnExtension) {
     EXPECT_TRUE(locate(L"A").found);
 }
 
+TEST_F(LocateScript, FindsAFileByItsOwnNameOnly) {
+    const std::wstring here = Platform::fromPath(folder.write("Here.xml", "x"));
+    folder.write("KelServerScripts/A.xml", "x");
+
+    for (const wchar_t* const odd : {L".", L"...", L" ", L":b", L"::$DATA"}) {
+        EXPECT_FALSE(locate(std::wstring(L"A.xml") + odd).found);
+        EXPECT_FALSE(locate(here + odd).found);
+    }
+    EXPECT_FALSE(locate(L"NUL").found);
+}
+
 TEST_F(LocateScript, TellsTheScriptsFolderForWhatIsMissing) {
     const ScriptFile script = locate(L"Gone.xml");
 

@@ -27,6 +27,17 @@ INSTANTIATE_TEST_SUITE_P(Paths, NoFileName,
                                          std::string("a\0b", 3), std::string(NAME_MAX + 1, 'n'),
                                          std::string(NAME_MAX + 1, 'n') + "/a"));
 
+TEST(FileName, IsTakenLiterally) {
+    for (const char* const name : {"a.", "a ", "a.zip:b", "nul", "COM1", "", "..", "a?"}) {
+        EXPECT_TRUE(isTakenLiterally(name)) << name;
+    }
+}
+
+TEST(FileName, IsComparedWithRegardToCase) {
+    EXPECT_TRUE(isSameFileName("e.zip", "e.zip"));
+    EXPECT_FALSE(isSameFileName("e.zip", "E.ZIP"));
+}
+
 TEST(FileName, IsCountedWithItsWholePath) {
     std::string path = "f";
     while (path.size() < PATH_MAX) {

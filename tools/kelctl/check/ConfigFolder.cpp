@@ -8,6 +8,7 @@
 #include "kel_cpp/projects/ProjectStore.hpp"
 #include "kel_cpp/settings/SettingsReader.hpp"
 #include "kel_server_lib/runtime/KelApiException.hpp"
+#include "platform/FileNames.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace Quarlen::Ctl {
@@ -66,7 +67,10 @@ const NamedProject& ConfigFolder::project(const std::wstring& name) const {
     const auto [entry, isNew] = projects.try_emplace(name);
     NamedProject& named = entry->second;
     if (isNew) {
-        named.exists = std::find(names.begin(), names.end(), name) != names.end();
+        const path wanted = Platform::toPath(name);
+        named.exists = std::any_of(names.begin(), names.end(), [&](const std::wstring& each) {
+            return Platform::isSameFileName(Platform::toPath(each), wanted);
+        });
         try {
             named.project = Kel_cpp::loadProject(projectsFolder(), name);
         } catch (const Kel_cpp::KelApiException& refusal) {

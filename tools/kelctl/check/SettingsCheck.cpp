@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <system_error>
 
+#include "platform/FileNames.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tools/kelctl/check/FileFindings.hpp"
 #include "tools/kelctl/check/FindingList.hpp"
@@ -20,7 +21,7 @@ constexpr const wchar_t* simulation = L"Simulation";
 
 bool isFile(const path& file) {
     std::error_code ignored;
-    return std::filesystem::is_regular_file(file, ignored);
+    return Platform::isTakenLiterally(file) && std::filesystem::is_regular_file(file, ignored);
 }
 
 Names scriptNames(const path& folder) {
