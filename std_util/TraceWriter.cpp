@@ -17,6 +17,7 @@
 #include "platform/TextEncoding.hpp"
 #include "std_util/ControlCharacters.hpp"
 #include "std_util/RotatingFile.hpp"
+#include "std_util/TraceTime.hpp"
 
 namespace StdUtil {
 
@@ -29,9 +30,32 @@ constexpr std::uint64_t maxFileSize = std::uint64_t{5} * 1024 * 1024;
 constexpr std::size_t maxFormerFiles = 2;
 /// While somebody keeps the file from being put aside.
 constexpr std::uint64_t growthBetweenAttempts = std::uint64_t{256} * 1024;
-/// The time with its offset from UTC, so that it means the same on every machine.
-constexpr const char* linePattern = "%Y-%m-%d %H:%M:%S.%e%z %-5l %v";
+/// The first is a `LocalTimeFlag`: the library's own local time follows TZ on Windows.
+constexpr char timeFlag = '*';
+constexpr const char* linePattern = "%* %-5l %v";
 constexpr const char* lineEnd = "\n";
+
+class LocalTimeFlag : public spdlog::custom_flag_formatter {
+public:
+    void format(const spdlog::details::log_msg& message, const std::tm& /*local*/,
+                spdlog::memory_buf_t& line) override {
+        const std::string text = times.text(message.time);
+        line.append(text.data(), text.data() + text.size());
+    }
+    [[nodiscard]] std::unique_ptr<custom_flag_formatter> clone() const override {
+        return std::make_unique<LocalTimeFlag>();
+    }
+
+private:
+    TraceTime times;
+};
+
+std::unique_ptr<spdlog::formatter> makeFormatter() {
+    auto formatter = std::make_unique<spdlog::pattern_formatter>(
+        linePattern, spdlog::pattern_time_type::local, lineEnd);
+    formatter->add_flag<LocalTimeFlag>(timeFlag).set_pattern(linePattern);
+    return formatter;
+}
 
 /// Tabs are harmless and not escaped.
 bool isEscaped(wchar_t letter) {
@@ -76,9 +100,7 @@ spdlog::level::level_enum levelOf(const TraceLine& line) {
 } // namespace
 
 TraceWriter::TraceWriter(std::filesystem::path name)
-    : file(std::move(name)),
-      formatter(std::make_unique<spdlog::pattern_formatter>(
-          linePattern, spdlog::pattern_time_type::local, lineEnd)) {
+    : file(std::move(name)), formatter(makeFormatter()) {
     try {
         open();
     } catch (const std::system_error& error) {

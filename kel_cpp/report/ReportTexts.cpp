@@ -4,6 +4,8 @@
 #include <chrono>
 #include <cstdlib>
 
+#include "platform/LocalTime.hpp"
+
 namespace Quarlen::Kel_cpp {
 namespace {
 
@@ -36,14 +38,6 @@ constexpr std::uint32_t availableServiceMask =
 std::string paddedDecimal(int value, std::size_t digits) {
     const std::string text = std::to_string(value);
     return std::string(digits - std::min(digits, text.size()), '0') + text;
-}
-
-std::chrono::minutes offsetFromUtc(const std::tm& local, std::time_t moment) {
-    using namespace std::chrono;
-    const auto date = year(local.tm_year + 1900) / month(static_cast<unsigned>(local.tm_mon + 1)) /
-                      day(static_cast<unsigned>(local.tm_mday));
-    const auto asIfUtc = sys_days(date) + hours(local.tm_hour) + minutes(local.tm_min);
-    return floor<minutes>(asIfUtc - floor<minutes>(system_clock::from_time_t(moment)));
 }
 
 std::string offsetText(std::chrono::minutes offset) {
@@ -126,7 +120,7 @@ TimeTexts timeTexts(const std::tm& local, std::time_t moment) {
     const std::string hour = paddedDecimal(local.tm_hour, 2);
     const std::string minute = paddedDecimal(local.tm_min, 2);
     const std::string second = paddedDecimal(local.tm_sec, 2);
-    const std::string offset = offsetText(offsetFromUtc(local, moment));
+    const std::string offset = offsetText(Platform::offsetFromUtc(local, moment));
     const std::string date = year + "-" + month + "-" + day;
     const std::string time = hour + ":" + minute + ":" + second;
     return {date + " " + time + " UTC" + offset, date + "T" + time + offset,
