@@ -40,6 +40,7 @@ ActiveSettings::ActiveSettings(std::filesystem::path configFolder, std::ostream&
 
 void ActiveSettings::load() {
     const std::lock_guard commitLock(commitMutex);
+    file.recover();
     if (!file.isThere()) {
         // Without a settings file there is no trace file, so the error output gets the message.
         errorOutput << "There is no configuration file " + Platform::toUtf8(file.name()) +

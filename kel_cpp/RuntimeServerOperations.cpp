@@ -103,7 +103,7 @@ std::shared_ptr<DeviceInfo> Runtime::getDeviceInfo() {
 void Runtime::installUpdatePackages(const RecordList<UpdatePackageInfo>& packages) {
     guarded(L"installUpdatePackages", [&] {
         stageUpdatePackages(packages, environment.installationFolder / "Update",
-                            settings.inEffect().dataFolder / "staged");
+                            settings.inEffect().dataFolder / "staged", environment.clock);
     });
 }
 

@@ -43,6 +43,10 @@ public:
     /// The file name with its folder.
     [[nodiscard]] std::wstring name() const;
 
+    /// Cleans up behind a process that was killed while it wrote the file, which is there again
+    /// afterwards.
+    void recover() const noexcept;
+
     /// A missing file gives the defaults and an error trace. Throws `KelApiException` (code
     /// Configuration) that names file, line, column and what was expected.
     [[nodiscard]] RuntimeSettings read() const;

@@ -11,6 +11,7 @@
 #include "platform/AtomicFile.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
+#include "platform/UnfinishedFiles.hpp"
 #include "std_util/TraceHelper.hpp"
 #include "xml/Editor.hpp"
 
@@ -198,6 +199,10 @@ bool SettingsFile::isThere() const {
 
 std::wstring SettingsFile::name() const {
     return Platform::fromPath(settingsFile(folder));
+}
+
+void SettingsFile::recover() const noexcept {
+    Platform::settleUnfinishedFiles(settingsFile(folder));
 }
 
 RuntimeSettings SettingsFile::read() const {

@@ -8,6 +8,7 @@
 #include "kel_cpp/base/PathFault.hpp"
 #include "kel_cpp/base/RuntimeError.hpp"
 #include "kel_cpp/update/ZipContents.hpp"
+#include "platform/AtomicFile.hpp"
 #include "platform/FileNames.hpp"
 #include "platform/FlushFile.hpp"
 #include "platform/SystemError.hpp"
@@ -102,7 +103,7 @@ std::vector<CheckedPackage> checkAll(const RecordList<UpdatePackageInfo>& packag
 /// Removes the files staged so far unless all packages were staged.
 class Staging {
 public:
-    Staging() = default;
+    explicit Staging(Platform::Clock& clock) : clock(clock) {}
     Staging(const Staging&) = delete;
     Staging& operator=(const Staging&) = delete;
     ~Staging() {
@@ -115,11 +116,11 @@ public:
     void copy(const CheckedPackage& package) {
         written.push_back(package.partial);
         fs::copy_file(package.file, package.partial, fs::copy_options::overwrite_existing);
-        Platform::flushFile(package.partial);
+        Platform::flushFile(package.partial, clock);
     }
     void publish(const CheckedPackage& package) {
         const bool isNew = !fs::exists(package.staged);
-        fs::rename(package.partial, package.staged);
+        Platform::moveOver(package.partial, package.staged, clock);
         if (isNew) {
             written.push_back(package.staged);
         }
@@ -127,12 +128,13 @@ public:
     void keep() noexcept { written.clear(); }
 
 private:
+    Platform::Clock& clock;
     std::vector<fs::path> written;
 };
 
 /// Makes all copies first, which can fail for many reasons, then all renames, which rarely fail.
-void stageAll(const std::vector<CheckedPackage>& packages) {
-    Staging staging;
+void stageAll(const std::vector<CheckedPackage>& packages, Platform::Clock& clock) {
+    Staging staging(clock);
     for (const CheckedPackage& package : packages) {
         fs::create_directories(package.staged.parent_path());
         staging.copy(package);
@@ -176,13 +178,14 @@ void describeUpdatePackages(const std::vector<std::wstring>& paths,
 }
 
 void stageUpdatePackages(const RecordList<UpdatePackageInfo>& packages,
-                         const fs::path& updateFolder, const fs::path& stagingFolder) {
+                         const fs::path& updateFolder, const fs::path& stagingFolder,
+                         Platform::Clock& clock) {
     // Two requests at once would write the same files.
     static std::mutex oneAtATime;
     const std::lock_guard lock(oneAtATime);
     const auto checked = checkAll(packages, updateFolder, stagingFolder);
     try {
-        stageAll(checked);
+        stageAll(checked, clock);
     } catch (const std::system_error& error) {
         throw runtimeError(ErrorCode::Update, L"cannot stage update packages in " +
                                                   Platform::fromPath(stagingFolder) + L": " +

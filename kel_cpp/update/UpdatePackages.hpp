@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "kel_server_lib/runtime/UpdateRecords.hpp"
+#include "platform/Clock.hpp"
 
 /// Updates arrive as archives that somebody has put into the update folder, perhaps cut off on the
 /// way or named so as to reach another folder. So nothing is taken on trust and nothing by halves:
@@ -22,9 +23,11 @@ void describeUpdatePackages(const std::vector<std::wstring>& paths,
 /// Checks every package (a regular file, inside `updateFolder` also after links are resolved, a
 /// readable archive) and only then stages all of them (copies into `stagingFolder`, atomically, one
 /// by one) and fills the records. Throws `KelApiException` (code Update) that names package and
-/// cause; then nothing new is staged.
+/// cause; then nothing new is staged. Waits on the clock where a program that has one of the files
+/// open, such as a virus scanner, keeps it from being staged.
 void stageUpdatePackages(const RecordList<UpdatePackageInfo>& packages,
                          const std::filesystem::path& updateFolder,
-                         const std::filesystem::path& stagingFolder);
+                         const std::filesystem::path& stagingFolder,
+                         Platform::Clock& clock = Platform::systemClock());
 
 } // namespace Quarlen::Kel_cpp

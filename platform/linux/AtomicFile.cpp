@@ -1,14 +1,13 @@
 #include "platform/AtomicFile.hpp"
 
-#include <atomic>
 #include <cerrno>
 #include <fcntl.h>
-#include <random>
 #include <string>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
+#include "platform/UnfinishedFiles.hpp"
 #include "platform/linux/Descriptor.hpp"
 
 namespace Quarlen::Platform {
@@ -16,7 +15,6 @@ namespace {
 
 /// The system itself follows as many links.
 constexpr int maxLinks = 40;
-constexpr int maxNames = 100;
 constexpr mode_t privateMode = 0600;
 constexpr mode_t usualMode = 0666;
 constexpr mode_t permissionBits = 07777;
@@ -33,17 +31,6 @@ struct Replaced {
     gid_t group = 0;
 };
 
-/// The file that a symbolic link stands for, so that the link itself stays.
-std::filesystem::path followLinks(std::filesystem::path file) {
-    for (int followed = 0; std::filesystem::is_symlink(file); ++followed) {
-        if (followed == maxLinks) {
-            fail(ELOOP, file);
-        }
-        file = file.parent_path() / std::filesystem::read_symlink(file);
-    }
-    return file;
-}
-
 Replaced inspect(const std::filesystem::path& file) {
     struct stat status {};
     if (::stat(file.c_str(), &status) != 0) {
@@ -59,7 +46,7 @@ Replaced inspect(const std::filesystem::path& file) {
 class NewFile {
 public:
     NewFile(const std::filesystem::path& target, const Replaced& replaced)
-        : target(target), descriptor(create(replaced)) {
+        : target(target), names(target), path(names.partial), descriptor(create(replaced)) {
         if (replaced.exists) {
             takeOver(replaced);
         }
@@ -77,6 +64,8 @@ public:
     void moveOverTarget() {
         checkError(descriptor.flush());
         checkError(descriptor.close());
+        check(::rename(path.c_str(), names.complete.c_str()));
+        path = names.complete;
         check(::rename(path.c_str(), target.c_str()));
         path.clear();
     }
@@ -90,28 +79,14 @@ private:
 
     void check(int result) const { checkError(result == 0 ? 0 : errno); }
 
-    static std::string uniqueName() {
-        static std::atomic<unsigned int> counter{0};
-        return ".kel-" + std::to_string(::getpid()) + "-" + std::to_string(++counter) + "-" +
-               std::to_string(std::random_device{}());
-    }
-
     /// Other users must not open the copy of a file before it has that file's permissions.
-    int create(const Replaced& replaced) {
+    [[nodiscard]] int create(const Replaced& replaced) const {
         const mode_t mode = replaced.exists ? privateMode : usualMode;
-        for (int attempt = 0; attempt < maxNames; ++attempt) {
-            const std::filesystem::path candidate = target.parent_path() / uniqueName();
-            const int opened =
-                ::open(candidate.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-            if (opened >= 0) {
-                path = candidate;
-                return opened;
-            }
-            if (errno != EEXIST && errno != EINTR) {
-                fail(errno, target);
-            }
+        const int opened = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+        if (opened < 0) {
+            fail(errno, target);
         }
-        fail(EEXIST, target);
+        return opened;
     }
 
     void takeOver(const Replaced& replaced) const {
@@ -123,6 +98,8 @@ private:
     }
 
     const std::filesystem::path& target;
+    const UnfinishedFile names;
+    /// The name that the file has now; empty once it is the target.
     std::filesystem::path path;
     Descriptor descriptor;
 };
@@ -139,12 +116,30 @@ void flushFolderOf(const std::filesystem::path& file) {
 
 } // namespace
 
-void replaceFile(const std::filesystem::path& target, std::string_view content) {
+std::filesystem::path followLinks(std::filesystem::path file) {
+    for (int followed = 0; std::filesystem::is_symlink(file); ++followed) {
+        if (followed == maxLinks) {
+            fail(ELOOP, file);
+        }
+        file = file.parent_path() / std::filesystem::read_symlink(file);
+    }
+    return file;
+}
+
+void replaceFile(const std::filesystem::path& target, std::string_view content, Clock& /*clock*/) {
     const std::filesystem::path file = followLinks(target);
     NewFile replacement(file, inspect(file));
     replacement.write(content);
     replacement.moveOverTarget();
     flushFolderOf(file);
+}
+
+void moveOver(const std::filesystem::path& file, const std::filesystem::path& target,
+              Clock& /*clock*/) {
+    if (::rename(file.c_str(), target.c_str()) != 0) {
+        fail(errno, target);
+    }
+    flushFolderOf(target);
 }
 
 } // namespace Quarlen::Platform

@@ -8,7 +8,7 @@
 
 namespace Quarlen::Platform {
 
-void flushFile(const std::filesystem::path& file) {
+void flushFile(const std::filesystem::path& file, Clock& /*clock*/) {
     const Descriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
     const int failure = descriptor.isOpen() ? descriptor.flush() : errno;
     if (failure != 0) {

@@ -1,22 +1,25 @@
 #include "platform/AtomicFile.hpp"
 
 #include <algorithm>
-#include <atomic>
 #include <memory>
 #include <string>
 #include <system_error>
+
+// The second header needs the first.
+// clang-format off
 #include <windows.h>
+#include <aclapi.h>
+// clang-format on
 
 #include "platform/TextEncoding.hpp"
+#include "platform/UnfinishedFiles.hpp"
+#include "platform/windows/FileReplacement.hpp"
 
 namespace Quarlen::Platform {
 namespace {
 
 constexpr std::size_t maxPathLength = 32768;
 constexpr std::size_t maxWriteSize = 1024 * 1024;
-/// Milliseconds.
-constexpr DWORD betweenAttempts = 1;
-constexpr ULONGLONG maxWaitForReaders = 5000;
 
 struct HandleClose {
     void operator()(void* handle) const noexcept { ::CloseHandle(handle); }
@@ -35,8 +38,93 @@ Handle open(const std::filesystem::path& file, DWORD access, DWORD disposition, 
     return Handle(opened == INVALID_HANDLE_VALUE ? nullptr : opened);
 }
 
-/// The file that a symbolic link stands for, so that the link itself stays.
-std::filesystem::path followLinks(const std::filesystem::path& file) {
+struct LocalMemoryFree {
+    void operator()(void* memory) const noexcept { ::LocalFree(memory); }
+};
+
+/// Gives a file the permissions of another one, as far as there are any and the user may: not on
+/// every file system, nor on every share. Its owner stays, which only administrators can change.
+void takePermissions(const std::filesystem::path& file, const std::filesystem::path& former) {
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (::GetNamedSecurityInfoW(former.c_str(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
+                                nullptr, nullptr, nullptr, &descriptor) != ERROR_SUCCESS) {
+        return;
+    }
+    const std::unique_ptr<void, LocalMemoryFree> owned(descriptor);
+    SECURITY_DESCRIPTOR_CONTROL control = 0;
+    DWORD revision = 0;
+    if (::GetSecurityDescriptorControl(descriptor, &control, &revision) != FALSE &&
+        (control & SE_DACL_AUTO_INHERITED) != 0) {
+        // What the file has from its folder follows the folder's permissions from then on as well.
+        ::SetSecurityDescriptorControl(descriptor, SE_DACL_AUTO_INHERIT_REQ,
+                                       SE_DACL_AUTO_INHERIT_REQ);
+    }
+    // Taken as it is, unlike by SetNamedSecurityInfo, which adds the folder's.
+    ::SetFileSecurityW(file.c_str(), DACL_SECURITY_INFORMATION, descriptor);
+}
+
+/// A new file in the target's folder, removed again unless it takes the target's place.
+class NewFile {
+public:
+    explicit NewFile(const std::filesystem::path& target)
+        : target(target),
+          names(target),
+          path(names.partial),
+          handle(open(path, GENERIC_WRITE, CREATE_NEW, FILE_ATTRIBUTE_NORMAL)) {
+        if (handle == nullptr) {
+            fail(::GetLastError(), target);
+        }
+        // Before the content is written, which others may not be allowed to read.
+        takePermissions(path, target);
+    }
+    NewFile(const NewFile&) = delete;
+    NewFile& operator=(const NewFile&) = delete;
+    ~NewFile() {
+        handle.reset();
+        if (!path.empty()) {
+            ::DeleteFileW(path.c_str());
+        }
+    }
+
+    void write(std::string_view content) {
+        while (!content.empty()) {
+            const auto size = static_cast<DWORD>(std::min(content.size(), maxWriteSize));
+            DWORD written = 0;
+            check(::WriteFile(handle.get(), content.data(), size, &written, nullptr));
+            content.remove_prefix(written);
+        }
+    }
+
+    void moveOverTarget(Clock& clock) {
+        check(::FlushFileBuffers(handle.get()));
+        handle.reset();
+        requireSuccess(moveFileOver(path, names.complete, clock));
+        path = names.complete;
+        requireSuccess(moveFileOver(path, target, clock));
+        path.clear();
+    }
+
+private:
+    void requireSuccess(WindowsError error) const {
+        if (error != ERROR_SUCCESS) {
+            fail(error, target);
+        }
+    }
+
+    void check(BOOL succeeded) const {
+        requireSuccess(succeeded != FALSE ? ERROR_SUCCESS : ::GetLastError());
+    }
+
+    const std::filesystem::path& target;
+    const UnfinishedFile names;
+    /// The name that the file has now; empty once it is the target.
+    std::filesystem::path path;
+    Handle handle;
+};
+
+} // namespace
+
+std::filesystem::path followLinks(std::filesystem::path file) {
     const DWORD attributes = ::GetFileAttributesW(file.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
         return file;
@@ -52,106 +140,23 @@ std::filesystem::path followLinks(const std::filesystem::path& file) {
     return path.empty() ? file : std::filesystem::path(path);
 }
 
-/// A file that is being read cannot be replaced on Windows unless the reader has allowed it, and
-/// most readers do not: this program's own ones, virus scanners. Where only the old file went away,
-/// the next attempt finds its place free.
-bool isInUse(DWORD failure) {
-    return failure == ERROR_SHARING_VIOLATION || failure == ERROR_UNABLE_TO_REMOVE_REPLACED ||
-           failure == ERROR_UNABLE_TO_MOVE_REPLACEMENT ||
-           failure == ERROR_UNABLE_TO_MOVE_REPLACEMENT_2 || failure == ERROR_ACCESS_DENIED;
-}
-
-bool isMissing(const std::filesystem::path& file) {
-    return ::GetFileAttributesW(file.c_str()) == INVALID_FILE_ATTRIBUTES;
-}
-
-std::wstring uniqueName() {
-    static std::atomic<unsigned int> counter{0};
-    return L".kel-" + std::to_wstring(::GetCurrentProcessId()) + L"-" + std::to_wstring(++counter) +
-           L"-" + std::to_wstring(::GetTickCount64());
-}
-
-/// A new file in the target's folder, removed again unless it takes the target's place.
-class NewFile {
-public:
-    explicit NewFile(const std::filesystem::path& target)
-        : target(target),
-          path(target.parent_path() / uniqueName()),
-          handle(open(path, GENERIC_WRITE, CREATE_NEW, FILE_ATTRIBUTE_NORMAL)) {
-        if (handle == nullptr) {
-            fail(::GetLastError(), target);
-        }
-    }
-    NewFile(const NewFile&) = delete;
-    NewFile& operator=(const NewFile&) = delete;
-    ~NewFile() {
-        handle.reset();
-        // The file is kept when it is the only copy: a replacement that failed halfway has removed
-        // the target.
-        if (!path.empty() && !(replacing && isMissing(target))) {
-            ::DeleteFileW(path.c_str());
-        }
-    }
-
-    void write(std::string_view content) {
-        while (!content.empty()) {
-            const auto size = static_cast<DWORD>(std::min(content.size(), maxWriteSize));
-            DWORD written = 0;
-            check(::WriteFile(handle.get(), content.data(), size, &written, nullptr));
-            content.remove_prefix(written);
-        }
-    }
-
-    void moveOverTarget() {
-        check(::FlushFileBuffers(handle.get()));
-        handle.reset();
-        replacing = !isMissing(target);
-        DWORD failure = move();
-        const ULONGLONG end = ::GetTickCount64() + maxWaitForReaders;
-        while (isInUse(failure) && ::GetTickCount64() < end) {
-            ::Sleep(betweenAttempts);
-            failure = move();
-        }
-        if (failure != ERROR_SUCCESS) {
-            fail(failure, target);
-        }
-        path.clear();
-    }
-
-private:
-    /// Makes one attempt and returns the cause of its failure.
-    [[nodiscard]] DWORD move() const {
-        const DWORD attributes = ::GetFileAttributesW(target.c_str());
-        const bool exists = attributes != INVALID_FILE_ATTRIBUTES;
-        if (exists && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
-            return ERROR_ALREADY_EXISTS;
-        }
-        // Replacing keeps the target's permissions; it needs a target.
-        const BOOL moved =
-            exists ? ::ReplaceFileW(target.c_str(), path.c_str(), nullptr, 0, nullptr, nullptr)
-                   : ::MoveFileExW(path.c_str(), target.c_str(), MOVEFILE_WRITE_THROUGH);
-        return moved != 0 ? ERROR_SUCCESS : ::GetLastError();
-    }
-
-    void check(BOOL succeeded) const {
-        if (succeeded == 0) {
-            fail(::GetLastError(), target);
-        }
-    }
-
-    const std::filesystem::path& target;
-    std::filesystem::path path;
-    Handle handle;
-    bool replacing = false;
-};
-
-} // namespace
-
-void replaceFile(const std::filesystem::path& target, std::string_view content) {
+void replaceFile(const std::filesystem::path& target, std::string_view content, Clock& clock) {
     const std::filesystem::path file = followLinks(target);
+    const WindowsError refusal = refusalOf(file);
+    if (refusal != ERROR_SUCCESS) {
+        fail(refusal, file);
+    }
     NewFile replacement(file);
     replacement.write(content);
-    replacement.moveOverTarget();
+    replacement.moveOverTarget(clock);
+}
+
+void moveOver(const std::filesystem::path& file, const std::filesystem::path& target,
+              Clock& clock) {
+    const WindowsError failure = moveFileOver(file, target, clock);
+    if (failure != ERROR_SUCCESS) {
+        fail(failure, target);
+    }
 }
 
 } // namespace Quarlen::Platform

@@ -1,7 +1,9 @@
 #include "kel_cpp/base/RuntimeError.hpp"
 #include "platform/TextEncoding.hpp"
+#include "platform/UnfinishedFiles.hpp"
 #include "std_util/TraceHelper.hpp"
 #include "tests/kel_cpp/RuntimeFixture.hpp"
+#include "tests/support/KilledWriter.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
 
@@ -53,6 +55,16 @@ TEST_F(RuntimeSettingsOperations, AMissingFileIsAnEmptyConfiguration) {
     restart();
     EXPECT_TRUE(runtime->getServerConfiguration()->serverAddresses.empty());
     EXPECT_FALSE(runtime->getProjectPath()->tracing);
+}
+
+TEST_F(RuntimeSettingsOperations, AFileThatAKilledProcessHadAlmostReplacedIsThereAgain) {
+    const auto file = folder.config() / "KelServer.xml";
+    const auto left = Quarlen::Tests::ofAKilledProcess(Platform::UnfinishedFile(file).complete);
+    std::filesystem::rename(file, left);
+    restart();
+    EXPECT_EQ(runtime->getServerConfiguration()->startSequence, L"Demo.xml");
+    EXPECT_TRUE(std::filesystem::exists(file));
+    EXPECT_FALSE(std::filesystem::exists(left));
 }
 
 TEST_F(RuntimeSettingsOperations, AWrongFileIsAnErrorWithItsPlace) {

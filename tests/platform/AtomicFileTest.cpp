@@ -87,7 +87,7 @@ TEST_F(AtomicFile, ShowsReadersTheOldOrTheNewContentButNoMixture) {
     });
     int mixtures = 0;
     while (!done) {
-        std::this_thread::sleep_for(std::chrono::microseconds(100)); // a file is not always read
+        std::this_thread::sleep_for(std::chrono::milliseconds(5)); // a file is not always read
         std::ifstream reader(file, std::ios::binary);
         if (!reader) {
             continue; // in the moment of the exchange Windows may refuse a reader
@@ -96,6 +96,23 @@ TEST_F(AtomicFile, ShowsReadersTheOldOrTheNewContentButNoMixture) {
         mixtures += seen != first && seen != second ? 1 : 0;
     }
     EXPECT_EQ(mixtures, 0);
+}
+
+TEST_F(AtomicFile, MovesAFileOverAnotherOne) {
+    const auto target = folder.write("target", "old");
+
+    moveOver(folder.write("file", "new"), target);
+
+    EXPECT_EQ(folder.read("target"), "new");
+    EXPECT_EQ(filesInFolder(), 1);
+}
+
+TEST_F(AtomicFile, SaysThatAFileToMoveIsMissing) {
+    const auto target = folder.write("target", "old");
+
+    EXPECT_THROW(moveOver(folder.path() / "missing", target), std::system_error);
+
+    EXPECT_EQ(folder.read("target"), "old");
 }
 
 } // namespace

@@ -30,7 +30,7 @@ NO_LIMITS = {
     "maxAfter", "maxArriving", "maxBytes", "maxCharacterSize", "maxDigits", "maxKind", "maxNamePartLength",
     "maxNameLength", "maxNames", "maxPathLength", "maxPieceSize", "maxPort", "maxSecurityLevel",
     "maxShown", "maxTimeout", "maxTouchReadings", "maxTraceLevel", "maxVersionLength",
-    "maxVinPartLength", "maxWaitForReaders", "maxWaitInMicroseconds", "maxWord", "maxWriteSize",
+    "maxVinPartLength", "maxWaitInMicroseconds", "maxWord", "maxWriteSize",
     "maxWait` in `kel_server_lib/http/ConnectionStream.cpp",
     # Bounds of what a setting may say.
     "maxClients` in `kel_cpp/settings/SettingsReader.cpp",

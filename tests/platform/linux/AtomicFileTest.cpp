@@ -1,13 +1,16 @@
 #include "platform/AtomicFile.hpp"
 
 #include <csignal>
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include "platform/UnfinishedFiles.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 
 namespace Quarlen::Platform::Tests {
@@ -129,6 +132,31 @@ TEST_F(AtomicFileOnLinux, WritesIntoTheWorkingFolderForABareName) {
     replaceFile("bare", "content");
     std::filesystem::current_path(former);
     EXPECT_EQ(folder.read("bare"), "content");
+}
+
+TEST_F(AtomicFileOnLinux, FindsWhatAKilledProcessHasLeft) {
+    const auto file = folder.write("file", "old");
+    const pid_t writer = ::fork();
+    if (writer == 0) {
+        const UnfinishedFile names(file);
+        const int opened = ::open(names.partial.c_str(), O_WRONLY | O_CREAT, 0600);
+        ::raise(opened >= 0 ? SIGKILL : SIGTERM);
+    }
+    const auto files = [&] {
+        return std::distance(std::filesystem::directory_iterator(folder.path()), {});
+    };
+    siginfo_t end{};
+    // The process is there until its end is taken note of.
+    ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(writer), &end, WEXITED | WNOWAIT), 0);
+    ASSERT_EQ(end.si_status, SIGKILL);
+    settleUnfinishedFiles(file);
+    EXPECT_EQ(files(), 2);
+
+    ASSERT_EQ(::waitpid(writer, nullptr, 0), writer);
+    settleUnfinishedFiles(file);
+
+    EXPECT_EQ(files(), 1);
+    EXPECT_EQ(folder.read("file"), "old");
 }
 
 } // namespace

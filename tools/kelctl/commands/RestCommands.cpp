@@ -11,6 +11,7 @@
 #include <boost/json/object.hpp>
 #include <boost/json/serialize.hpp>
 
+#include "platform/AtomicFile.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tools/kelctl/base/Failure.hpp"
@@ -113,8 +114,8 @@ void copyPackage(const std::filesystem::path& from, const std::filesystem::path&
         std::filesystem::create_directories(folder);
         std::filesystem::copy_file(from, unfinished,
                                    std::filesystem::copy_options::overwrite_existing);
-        std::filesystem::rename(unfinished, target);
-    } catch (const std::filesystem::filesystem_error& error) {
+        Platform::moveOver(unfinished, target);
+    } catch (const std::system_error& error) {
         std::error_code ignored;
         std::filesystem::remove(unfinished, ignored);
         throw Failure(ExitCode::Refused, Platform::toUtf8(Platform::fromPath(from)) +
