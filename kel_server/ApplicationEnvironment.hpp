@@ -31,6 +31,8 @@ struct ApplicationEnvironment {
     std::function<std::wstring()> hostName = Platform::hostName;
     std::function<std::unique_ptr<Platform::KeyReader>()> openKeys = Platform::openConsoleKeys;
     std::function<void(std::function<void()>)> startDetachedThread = Platform::startDetachedThread;
+    /// Called once the application is up, before it waits for its end.
+    std::function<void()> started = [] {};
     /// The application's stop flag. The entry point has signals raise it, too.
     std::shared_ptr<std::atomic<bool>> stopRequested = std::make_shared<std::atomic<bool>>(false);
 };

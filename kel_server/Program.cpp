@@ -28,6 +28,7 @@ int runProgram(int argc, const wchar_t* const argv[], const ApplicationEnvironme
     ServerApplication application(options, environment);
     const int result = application.run();
     if (result == ExitCodes::success) {
+        environment.started();
         application.waitForStop();
     }
     return result;

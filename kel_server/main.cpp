@@ -1,25 +1,43 @@
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "kel_server/Program.hpp"
 #include "platform/BrokenPipes.hpp"
 #include "platform/DescriptorLimit.hpp"
+#include "platform/ErrorWindows.hpp"
 #include "platform/HeapSettings.hpp"
+#include "platform/ServiceProgram.hpp"
 #include "platform/StandardStreams.hpp"
-#include "platform/StopSignals.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace {
 
-int start(int argc, const wchar_t* const argv[]) {
+int run(const std::vector<std::wstring>& arguments,
+        const Quarlen::ApplicationEnvironment& environment) {
+    std::vector<const wchar_t*> texts;
+    texts.reserve(arguments.size());
+    for (const std::wstring& argument : arguments) {
+        texts.push_back(argument.c_str());
+    }
+    return Quarlen::runProgram(static_cast<int>(texts.size()), texts.data(), environment);
+}
+
+int start(const std::vector<std::wstring>& arguments) {
+    Quarlen::Platform::openNoErrorWindows();
     Quarlen::Platform::shareOneHeap();
     Quarlen::Platform::raiseDescriptorLimit();
     Quarlen::Platform::openMissingStandardStreams();
     Quarlen::Platform::surviveBrokenPipes();
     Quarlen::ApplicationEnvironment environment;
-    Quarlen::Platform::raiseOnStopSignals(environment.stopRequested);
     environment.getKelApi = Quarlen::Kel_cpp::getKelApi;
-    return Quarlen::runProgram(argc, argv, environment);
+    return Quarlen::Platform::runServiceProgram(
+        arguments, environment.stopRequested,
+        [&environment](const std::vector<std::wstring>& texts,
+                       const std::function<void()>& started) {
+            environment.started = started;
+            return run(texts, environment);
+        });
 }
 
 } // namespace
@@ -27,7 +45,7 @@ int start(int argc, const wchar_t* const argv[]) {
 #ifdef _WIN32
 
 int wmain(int argc, wchar_t* argv[]) {
-    return start(argc, argv);
+    return start({argv, argv + argc});
 }
 
 #else
@@ -38,12 +56,7 @@ int main(int argc, char* argv[]) {
     for (int index = 0; index < argc; ++index) {
         texts.push_back(Quarlen::Platform::fromUtf8(argv[index]));
     }
-    std::vector<const wchar_t*> arguments;
-    arguments.reserve(texts.size());
-    for (const std::wstring& text : texts) {
-        arguments.push_back(text.c_str());
-    }
-    return start(argc, arguments.data());
+    return start(texts);
 }
 
 #endif

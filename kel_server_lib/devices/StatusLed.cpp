@@ -59,6 +59,9 @@ private:
 } // namespace
 
 void setLed(const std::string& prefix, const LedColour& colour) {
+    if (prefix.empty()) {
+        return;
+    }
     const ColourFile red(prefix + "red/brightness");
     const ColourFile green(prefix + "green/brightness");
     const ColourFile blue(prefix + "blue/brightness");

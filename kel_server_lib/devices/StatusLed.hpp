@@ -29,7 +29,7 @@ inline constexpr LedColour allOn{255, 255, 255};
 
 /// Writes the three intensities as decimal digits, on any thread. Where one of the three files
 /// cannot be opened nothing is written; files are never created. An existing file that cannot be
-/// written is traced, once per process.
+/// written is traced, once per process. An empty prefix stands for a system without an LED.
 void setLed(const std::string& prefix, const LedColour& colour);
 
 } // namespace Quarlen

@@ -55,6 +55,31 @@ TEST_F(Program, RunsUntilTheStop) {
     EXPECT_THAT(clock.sleeps(), testing::ElementsAre(milliseconds(1000)));
 }
 
+TEST_F(Program, TellsOnceItIsUpAndBeforeItWaits) {
+    std::vector<std::string> order;
+    environment.started = [&] {
+        order.push_back("up, " + std::to_string(api->count("setServerStatus(Idle)")));
+    };
+    clock.onSleep([&](milliseconds) {
+        order.emplace_back("waits");
+        environment.stopRequested->store(true);
+    });
+
+    run({L"kel_server", L"10.0.0.5", L"--non_interactive"});
+
+    EXPECT_THAT(order, testing::ElementsAre("up, 1", "waits"));
+}
+
+TEST_F(Program, DoesNotTellThatItIsUpWhenItsStartHasFailed) {
+    bool isUp = false;
+    environment.started = [&isUp] { isUp = true; };
+    api->throwIn("initialize", L"broken", 1);
+
+    EXPECT_EQ(run({L"kel_server", L"10.0.0.5"}), 2);
+
+    EXPECT_FALSE(isUp);
+}
+
 TEST_F(Program, WaitsTwoSecondsForADelayedStart) {
     api->throwIn("initialize", L"broken", 1);
 

@@ -3,6 +3,7 @@
 
 #include "platform/BrokenPipes.hpp"
 #include "platform/DescriptorLimit.hpp"
+#include "platform/ErrorWindows.hpp"
 #include "platform/StandardStreams.hpp"
 #include "platform/Terminal.hpp"
 #include "platform/TextEncoding.hpp"
@@ -11,6 +12,7 @@
 namespace {
 
 int start(const std::vector<std::string>& arguments) {
+    Quarlen::Platform::openNoErrorWindows();
     Quarlen::Platform::openMissingStandardStreams();
     Quarlen::Platform::raiseDescriptorLimit();
     Quarlen::Platform::surviveBrokenPipes();

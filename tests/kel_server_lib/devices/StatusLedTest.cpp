@@ -47,6 +47,19 @@ TEST_F(SetLed, IsSilentWithoutAnyDevice) {
     EXPECT_EQ(shown(), "7 7 7");
 }
 
+TEST_F(SetLed, TouchesNoFileOfTheCurrentFolderWhereTheSystemHasNoLed) {
+    folder.write("red/brightness", "7");
+    folder.write("green/brightness", "7");
+    folder.write("blue/brightness", "7");
+    const std::filesystem::path former = std::filesystem::current_path();
+    std::filesystem::current_path(folder.path());
+
+    setLed("", {1, 2, 3});
+
+    std::filesystem::current_path(former);
+    EXPECT_EQ(folder.read("red/brightness"), "7");
+}
+
 class SetLedWithoutOneFile : public SetLed, public testing::WithParamInterface<const char*> {
 protected:
     [[nodiscard]] std::filesystem::path file() const {

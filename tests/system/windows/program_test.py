@@ -277,6 +277,11 @@ class WindowsProgram(InstalledProgram):
         output = self.run_until_q("127.0.0.1", free_port())
         self.assertNotIn(b"xception", output)
 
+    def test_is_no_service_when_it_is_started_by_hand_and_says_so(self):
+        code, output = self.run_to_end("127.0.0.1", free_port(), "--service")
+        self.assertEqual(code, 1)
+        self.assertTrue(output.startswith(b"--service is for the service manager: "), output)
+
     def test_needs_no_library_that_a_bare_windows_lacks(self):
         system_libraries.expect_no_other(self, PROGRAM)
 

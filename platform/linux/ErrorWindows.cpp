@@ -1,0 +1,9 @@
+#include "platform/ErrorWindows.hpp"
+
+namespace Quarlen::Platform {
+
+void openNoErrorWindows() {
+    // The system has none.
+}
+
+} // namespace Quarlen::Platform

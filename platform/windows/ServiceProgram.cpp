@@ -1,0 +1,127 @@
+#include "platform/ServiceProgram.hpp"
+
+#include <condition_variable>
+#include <mutex>
+#include <string_view>
+#include <thread>
+#include <windows.h>
+
+#include "platform/Console.hpp"
+#include "platform/StopSignals.hpp"
+#include "platform/SystemError.hpp"
+#include "platform/SystemPaths.hpp"
+#include "platform/TextEncoding.hpp"
+#include "platform/windows/ServiceStates.hpp"
+
+namespace Quarlen::Platform {
+
+namespace {
+
+constexpr std::wstring_view serviceOption = L"--service";
+constexpr int notStartedByTheManager = 1;
+
+struct Service {
+    std::vector<std::wstring> arguments;
+    std::shared_ptr<std::atomic<bool>> stopRequested;
+    const MainProgram& program;
+    int exitCode = notStartedByTheManager;
+};
+
+/// Global, because the manager's callbacks have no argument for it.
+Service* service = nullptr;
+SERVICE_STATUS_HANDLE manager = nullptr;
+
+/// Ticks until it is destroyed.
+class Ticker {
+public:
+    explicit Ticker(ServiceStates& states) : states(states) {}
+    Ticker(const Ticker&) = delete;
+    Ticker& operator=(const Ticker&) = delete;
+    ~Ticker() {
+        {
+            const std::lock_guard lock(mutex);
+            isEnding = true;
+        }
+        wakeUp.notify_all();
+    }
+
+private:
+    void run() {
+        std::unique_lock lock(mutex);
+        while (!wakeUp.wait_for(lock, ServiceStates::tickInterval, [this] { return isEnding; })) {
+            states.tick();
+        }
+    }
+
+    ServiceStates& states;
+    std::mutex mutex;
+    std::condition_variable wakeUp;
+    bool isEnding = false;
+    std::jthread thread{[this] { run(); }};
+};
+
+DWORD WINAPI onControl(DWORD control, DWORD, void*, void* states) {
+    return static_cast<ServiceStates*>(states)->onControl(control);
+}
+
+int runWithTicks(ServiceStates& states) {
+    const Ticker ticker(states);
+    return service->program(service->arguments, [&states] { states.started(); });
+}
+
+/// The manager has the service's name as the first argument.
+void WINAPI runService(DWORD, wchar_t** arguments) {
+    // Never destroyed: a control may come until the process has ended.
+    auto& states =
+        *new ServiceStates([](SERVICE_STATUS status) { ::SetServiceStatus(manager, &status); },
+                           service->stopRequested);
+    manager = ::RegisterServiceCtrlHandlerExW(arguments[0], onControl, &states);
+    states.begin();
+    service->exitCode = runWithTicks(states);
+    states.ended(service->exitCode);
+}
+
+/// A service has no user whose log-off could concern it, and the manager tells of a shutdown.
+BOOL WINAPI ignoreSessionEvents(DWORD event) {
+    return event == CTRL_LOGOFF_EVENT || event == CTRL_SHUTDOWN_EVENT ? TRUE : FALSE;
+}
+
+std::error_code lastError() {
+    return {static_cast<int>(::GetLastError()), std::system_category()};
+}
+
+/// The system's own folder is the current one of a service.
+void useOwnFolder() {
+    ::SetCurrentDirectoryW(executablePath().parent_path().c_str());
+}
+
+int runAsService() {
+    useOwnFolder();
+    ::SetConsoleCtrlHandler(ignoreSessionEvents, TRUE);
+    wchar_t anyName = L'\0';
+    const SERVICE_TABLE_ENTRYW services[] = {// NOLINT(*-avoid-c-arrays): the system's shape
+                                             {&anyName, runService},
+                                             {nullptr, nullptr}};
+    if (::StartServiceCtrlDispatcherW(services) == 0) {
+        standardConsole().line("--service is for the service manager: " +
+                               toUtf8(errorText(lastError())));
+    }
+    return service->exitCode;
+}
+
+} // namespace
+
+int runServiceProgram(const std::vector<std::wstring>& arguments,
+                      const std::shared_ptr<std::atomic<bool>>& stopRequested,
+                      const MainProgram& program) {
+    Service asked{arguments, stopRequested, program};
+    if (std::erase(asked.arguments, serviceOption) == 0) {
+        raiseOnStopSignals(stopRequested);
+        return program(arguments, [] {});
+    }
+    asked.arguments.emplace_back(L"--non_interactive");
+    service = &asked;
+    return runAsService();
+}
+
+} // namespace Quarlen::Platform
