@@ -3,6 +3,7 @@
 #include "kel_cpp/ComponentVersions.hpp"
 #include "kel_cpp/Runtime.hpp"
 #include "kel_cpp/base/ExceptionBoundary.hpp"
+#include "kel_cpp/history/RunGuards.hpp"
 #include "kel_cpp/network/ListenAddress.hpp"
 #include "kel_cpp/update/UpdatePackages.hpp"
 #include "kel_server_lib/runtime/ServerHandler.hpp"

@@ -4,6 +4,8 @@
 #include <system_error>
 #include <windows.h>
 
+#include "platform/windows/ExtendedPath.hpp"
+
 namespace Quarlen::Platform {
 namespace {
 
@@ -18,7 +20,7 @@ void check(bool succeeded) {
 class GrowingFile final : public AppendFile {
 public:
     explicit GrowingFile(const std::filesystem::path& file)
-        : handle(::CreateFileW(file.c_str(), FILE_APPEND_DATA | FILE_READ_ATTRIBUTES,
+        : handle(::CreateFileW(extendedPath(file).c_str(), FILE_APPEND_DATA | FILE_READ_ATTRIBUTES,
                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr)) {
         check(handle != INVALID_HANDLE_VALUE);

@@ -13,6 +13,7 @@
 
 #include "platform/TextEncoding.hpp"
 #include "platform/UnfinishedFiles.hpp"
+#include "platform/windows/ExtendedPath.hpp"
 #include "platform/windows/FileReplacement.hpp"
 
 namespace Quarlen::Platform {
@@ -32,9 +33,9 @@ using Handle = std::unique_ptr<void, HandleClose>;
 }
 
 Handle open(const std::filesystem::path& file, DWORD access, DWORD disposition, DWORD attributes) {
-    void* const opened =
-        ::CreateFileW(file.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                      nullptr, disposition, attributes, nullptr);
+    void* const opened = ::CreateFileW(extendedPath(file).c_str(), access,
+                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                       nullptr, disposition, attributes, nullptr);
     return Handle(opened == INVALID_HANDLE_VALUE ? nullptr : opened);
 }
 
@@ -46,8 +47,9 @@ struct LocalMemoryFree {
 /// every file system, nor on every share. Its owner stays, which only administrators can change.
 void takePermissions(const std::filesystem::path& file, const std::filesystem::path& former) {
     PSECURITY_DESCRIPTOR descriptor = nullptr;
-    if (::GetNamedSecurityInfoW(former.c_str(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
-                                nullptr, nullptr, nullptr, &descriptor) != ERROR_SUCCESS) {
+    if (::GetNamedSecurityInfoW(extendedPath(former).c_str(), SE_FILE_OBJECT,
+                                DACL_SECURITY_INFORMATION, nullptr, nullptr, nullptr, nullptr,
+                                &descriptor) != ERROR_SUCCESS) {
         return;
     }
     const std::unique_ptr<void, LocalMemoryFree> owned(descriptor);
@@ -60,7 +62,7 @@ void takePermissions(const std::filesystem::path& file, const std::filesystem::p
                                        SE_DACL_AUTO_INHERIT_REQ);
     }
     // Taken as it is, unlike by SetNamedSecurityInfo, which adds the folder's.
-    ::SetFileSecurityW(file.c_str(), DACL_SECURITY_INFORMATION, descriptor);
+    ::SetFileSecurityW(extendedPath(file).c_str(), DACL_SECURITY_INFORMATION, descriptor);
 }
 
 /// A new file in the target's folder, removed again unless it takes the target's place.
@@ -82,7 +84,7 @@ public:
     ~NewFile() {
         handle.reset();
         if (!path.empty()) {
-            ::DeleteFileW(path.c_str());
+            ::DeleteFileW(extendedPath(path).c_str());
         }
     }
 
@@ -125,7 +127,7 @@ private:
 } // namespace
 
 std::filesystem::path followLinks(std::filesystem::path file) {
-    const DWORD attributes = ::GetFileAttributesW(file.c_str());
+    const DWORD attributes = ::GetFileAttributesW(extendedPath(file).c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
         return file;
     }

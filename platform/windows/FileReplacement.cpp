@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include "platform/windows/ExtendedPath.hpp"
+
 namespace Quarlen::Platform {
 namespace {
 
@@ -35,10 +37,11 @@ WindowsError repeatWhileInUse(const std::function<WindowsError()>& attempt, Cloc
 
 ReplacementCalls systemReplacementCalls() {
     return {[](const fs::path& file, const fs::path& target) {
-                return resultOf(::MoveFileExW(file.c_str(), target.c_str(),
+                return resultOf(::MoveFileExW(extendedPath(file).c_str(),
+                                              extendedPath(target).c_str(),
                                               MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH));
             },
-            [](const fs::path& file) { return ::GetFileAttributesW(file.c_str()); }};
+            [](const fs::path& file) { return ::GetFileAttributesW(extendedPath(file).c_str()); }};
 }
 
 WindowsError refusalOf(const fs::path& target, const ReplacementCalls& calls) {

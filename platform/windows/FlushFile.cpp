@@ -3,13 +3,14 @@
 #include <system_error>
 #include <windows.h>
 
+#include "platform/windows/ExtendedPath.hpp"
 #include "platform/windows/FileReplacement.hpp"
 
 namespace Quarlen::Platform {
 namespace {
 
 WindowsError flush(const std::filesystem::path& file) {
-    const HANDLE handle = ::CreateFileW(file.c_str(), GENERIC_WRITE,
+    const HANDLE handle = ::CreateFileW(extendedPath(file).c_str(), GENERIC_WRITE,
                                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                         nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (handle == INVALID_HANDLE_VALUE) {

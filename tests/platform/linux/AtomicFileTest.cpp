@@ -141,6 +141,7 @@ TEST_F(AtomicFileOnLinux, FindsWhatAKilledProcessHasLeft) {
         const UnfinishedFile names(file);
         const int opened = ::open(names.partial.c_str(), O_WRONLY | O_CREAT, 0600);
         ::raise(opened >= 0 ? SIGKILL : SIGTERM);
+        ::_exit(1);
     }
     const auto files = [&] {
         return std::distance(std::filesystem::directory_iterator(folder.path()), {});

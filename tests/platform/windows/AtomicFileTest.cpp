@@ -8,6 +8,7 @@
 
 #include <gmock/gmock.h>
 
+#include "platform/AppendFile.hpp"
 #include "platform/FilePrivacy.hpp"
 #include "platform/FlushFile.hpp"
 #include "platform/windows/FileReplacement.hpp"
@@ -72,6 +73,22 @@ protected:
     std::filesystem::path file = folder.write("KelServer.xml", "old");
     Quarlen::Tests::FakeClock clock;
 };
+
+TEST_F(AtomicFileOnWindows, ReplacesAFileWhosePathIsLong) {
+    std::wstring name = folder.path().native();
+    while (name.size() < 300) {
+        name += L"\\" + std::wstring(50, L'x');
+        ASSERT_NE(::CreateDirectoryW((L"\\\\?\\" + name).c_str(), nullptr), FALSE);
+    }
+    const std::filesystem::path deep = name + L"\\KelServer.xml";
+
+    replaceFile(deep, "old", clock);
+    replaceFile(deep, "new", clock);
+    flushFile(deep, clock);
+
+    const auto opened = AppendFile::open(deep);
+    EXPECT_EQ(opened->size(), 3U);
+}
 
 TEST_F(AtomicFileOnWindows, RefusesAReadOnlyFileAtOnce) {
     const ReadOnly protection(file);

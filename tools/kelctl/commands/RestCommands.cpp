@@ -15,6 +15,7 @@
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tools/kelctl/base/Failure.hpp"
+#include "tools/kelctl/server/HttpExchange.hpp"
 #include "tools/kelctl/server/RestClient.hpp"
 
 namespace Quarlen::Ctl {
