@@ -3,6 +3,8 @@
 #include <system_error>
 #include <windows.h>
 
+#include "platform/windows/ExtendedPath.hpp"
+
 namespace Quarlen::Platform {
 namespace {
 
@@ -13,8 +15,8 @@ namespace {
 } // namespace
 
 void flushFile(const std::filesystem::path& file) {
-    const HANDLE handle = ::CreateFileW(file.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    const HANDLE handle = ::CreateFileW(extendedPath(file).c_str(), GENERIC_WRITE, FILE_SHARE_READ,
+                                        nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (handle == INVALID_HANDLE_VALUE) {
         fail(::GetLastError());
     }
