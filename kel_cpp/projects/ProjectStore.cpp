@@ -5,6 +5,8 @@
 #include <system_error>
 
 #include "kel_cpp/base/RuntimeError.hpp"
+#include "platform/FileFacts.hpp"
+#include "platform/FolderListing.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -16,8 +18,7 @@ std::filesystem::path projectFile(const std::filesystem::path& projectFolder) {
 }
 
 bool isProject(const std::filesystem::path& folder) {
-    std::error_code ignored;
-    return std::filesystem::is_regular_file(projectFile(folder), ignored);
+    return Platform::isRegularFile(projectFile(folder));
 }
 
 /// True for a single name, which cannot lead out of the projects folder.
@@ -36,10 +37,9 @@ bool isMissing(const std::error_code& error) {
 std::vector<std::wstring> listProjects(const std::filesystem::path& projectsFolder) {
     std::vector<std::string> names;
     std::error_code error;
-    std::filesystem::directory_iterator entry(projectsFolder, error);
-    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-        if (isProject(entry->path())) {
-            names.push_back(Platform::toUtf8(Platform::fromPath(entry->path().filename())));
+    for (const std::filesystem::path& entry : Platform::listFolder(projectsFolder, error)) {
+        if (isProject(entry)) {
+            names.push_back(Platform::toUtf8(Platform::fromPath(entry.filename())));
         }
     }
     if (error && !isMissing(error)) {

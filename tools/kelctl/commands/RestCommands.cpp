@@ -11,9 +11,12 @@
 #include <boost/json/object.hpp>
 #include <boost/json/serialize.hpp>
 
+#include "platform/FileActions.hpp"
+#include "platform/FileFacts.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tools/kelctl/base/Failure.hpp"
+#include "tools/kelctl/server/HttpExchange.hpp"
 #include "tools/kelctl/server/RestClient.hpp"
 
 namespace Quarlen::Ctl {
@@ -110,13 +113,11 @@ void copyPackage(const std::filesystem::path& from, const std::filesystem::path&
     auto unfinished = target;
     unfinished += ".part";
     try {
-        std::filesystem::create_directories(folder);
-        std::filesystem::copy_file(from, unfinished,
-                                   std::filesystem::copy_options::overwrite_existing);
-        std::filesystem::rename(unfinished, target);
-    } catch (const std::filesystem::filesystem_error& error) {
-        std::error_code ignored;
-        std::filesystem::remove(unfinished, ignored);
+        Platform::createFolders(folder);
+        Platform::copyFile(from, unfinished);
+        Platform::renameFile(unfinished, target);
+    } catch (const std::system_error& error) {
+        Platform::removeFile(unfinished);
         throw Failure(ExitCode::Refused, Platform::toUtf8(Platform::fromPath(from)) +
                                              " cannot be copied to " +
                                              Platform::toUtf8(Platform::fromPath(folder)) + ": " +
@@ -139,8 +140,7 @@ std::string bringPackage(const CommandContext& context, const RestClient& client
     const json::value paths = client.get("/configurations");
     const auto own = Platform::fromUtf8(std::string(paths.at("ownPath").as_string()));
     const auto folder = Platform::toPath(own);
-    std::error_code ignored;
-    if (!std::filesystem::is_directory(folder, ignored)) {
+    if (!Platform::isFolder(folder)) {
         throw Failure(ExitCode::Refused, "the server's folder " + Platform::toUtf8(own) +
                                              " is not on this machine; copy " + package +
                                              " into its folder Update and give the name alone");
