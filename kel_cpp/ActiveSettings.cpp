@@ -6,6 +6,7 @@
 
 #include "kel_cpp/base/PathFault.hpp"
 #include "kel_cpp/base/RuntimeError.hpp"
+#include "platform/Paths.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -30,7 +31,7 @@ void makeAbsolute(std::wstring& text, const std::filesystem::path& folder, const
     if (path.empty()) {
         throw wrongSettings(L"the " + std::wstring(name) + L" path " + pathFault(text));
     }
-    text = Platform::fromPath((folder / path).lexically_normal());
+    text = Platform::fromPath(Platform::normalPath(Platform::joinedPath(folder, path)));
 }
 
 } // namespace

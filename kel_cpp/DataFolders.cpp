@@ -4,6 +4,9 @@
 #include <system_error>
 #include <vector>
 
+#include "platform/FileFacts.hpp"
+#include "platform/FolderListing.hpp"
+#include "platform/Paths.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -12,23 +15,11 @@ namespace {
 
 using std::filesystem::path;
 
-enum class EntryKind { Folder, RegularFile };
-
-bool isKind(const std::filesystem::directory_entry& entry, EntryKind kind) {
-    std::error_code ignored;
-    return kind == EntryKind::Folder ? entry.is_directory(ignored) : entry.is_regular_file(ignored);
-}
-
 /// Entries of one kind, sorted; empty when the folder cannot be read.
-std::vector<path> entriesOf(const path& folder, EntryKind kind) {
-    std::vector<path> found;
-    std::error_code failure;
-    std::filesystem::directory_iterator entry(folder, failure);
-    for (; !failure && entry != std::filesystem::directory_iterator(); entry.increment(failure)) {
-        if (isKind(*entry, kind)) {
-            found.push_back(entry->path());
-        }
-    }
+std::vector<path> entriesOf(const path& folder, bool (*isKind)(const path& entry)) {
+    std::error_code ignored;
+    std::vector<path> found = Platform::listFolder(folder, ignored);
+    std::erase_if(found, [isKind](const path& entry) { return !isKind(entry); });
     std::sort(found.begin(), found.end());
     return found;
 }
@@ -43,7 +34,7 @@ std::shared_ptr<DataFile> dataFile(const path& file) {
 std::shared_ptr<DataFolder> dataFolder(const path& folder) {
     auto record = std::make_shared<DataFolder>();
     record->name = Platform::fromPath(folder.filename());
-    for (const path& file : entriesOf(folder, EntryKind::RegularFile)) {
+    for (const path& file : entriesOf(folder, &Platform::isRegularFile)) {
         record->files.push_back(dataFile(file));
     }
     return record;
@@ -53,8 +44,8 @@ std::shared_ptr<DataFolder> dataFolder(const path& folder) {
 
 RecordList<DataFolder> listDataFolders(const path& dataPath) {
     RecordList<DataFolder> folders;
-    const path start = dataPath.empty() ? dataPath : std::filesystem::absolute(dataPath);
-    for (const path& folder : entriesOf(start, EntryKind::Folder)) {
+    const path start = dataPath.empty() ? dataPath : Platform::absolutePath(dataPath);
+    for (const path& folder : entriesOf(start, &Platform::isFolder)) {
         folders.push_back(dataFolder(folder));
     }
     return folders;

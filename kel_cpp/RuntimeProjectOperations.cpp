@@ -7,6 +7,7 @@
 #include "kel_cpp/history/RunGuards.hpp"
 #include "kel_cpp/jobs/ServiceOrder.hpp"
 #include "kel_cpp/projects/ProjectStore.hpp"
+#include "platform/FileFacts.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -67,7 +68,7 @@ void Runtime::getProjects(RecordList<ProjectEntry>& projects) {
 void Runtime::beginProjectSelection() {
     guarded(L"beginProjectSelection", [&] {
         const std::filesystem::path folder = projectsFolder();
-        if (!std::filesystem::is_directory(folder)) {
+        if (!Platform::isFolder(folder)) {
             throw runtimeError(ErrorCode::Configuration, L"the projects folder " +
                                                              Platform::fromPath(folder) +
                                                              L" does not exist");

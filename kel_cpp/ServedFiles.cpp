@@ -8,13 +8,15 @@
 
 #include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "kel_cpp/base/RuntimeError.hpp"
+#include "platform/FileFacts.hpp"
+#include "platform/FolderListing.hpp"
+#include "platform/Paths.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace Quarlen::Kel_cpp {
 
 namespace {
 
-using std::filesystem::directory_entry;
 using std::filesystem::path;
 
 /// In upper or lower case.
@@ -30,41 +32,29 @@ bool hasExtension(const path& file, std::wstring_view extension) {
 enum class Links { LeftOut, Followed };
 
 /// Regular files with this extension, sorted by name.
-std::vector<directory_entry> filesOf(const path& folder, std::wstring_view extension, Links links) {
-    std::vector<directory_entry> found;
-    std::error_code failure;
-    std::filesystem::directory_iterator entry(folder, failure);
-    for (; !failure && entry != std::filesystem::directory_iterator(); entry.increment(failure)) {
-        std::error_code ignored;
-        if (hasExtension(entry->path(), extension) && entry->is_regular_file(ignored) &&
-            (links == Links::Followed || !entry->is_symlink(ignored))) {
-            found.push_back(*entry);
-        }
-    }
+std::vector<path> filesOf(const path& folder, std::wstring_view extension, Links links) {
+    std::error_code ignored;
+    std::vector<path> found = Platform::listFolder(folder, ignored);
+    std::erase_if(found, [&](const path& entry) {
+        return !hasExtension(entry, extension) || !Platform::isRegularFile(entry) ||
+               (links == Links::LeftOut && Platform::isLink(entry));
+    });
     std::sort(found.begin(), found.end());
     return found;
 }
 
-std::chrono::system_clock::time_point systemTime(std::filesystem::file_time_type time) {
-    // The clock of files has no portable conversion; both run at the same rate.
-    using namespace std::chrono;
-    return time_point_cast<system_clock::duration>(time - decltype(time)::clock::now() +
-                                                   system_clock::now());
-}
-
-ReportFile reportFile(const directory_entry& entry) {
+ReportFile reportFile(const path& file) {
     std::error_code ignored;
-    return {Platform::fromPath(entry.path().filename()), entry.file_size(ignored),
-            systemTime(entry.last_write_time(ignored))};
+    const Platform::FileFacts facts = Platform::fileFacts(file, ignored);
+    return {Platform::fromPath(file.filename()), facts.size, facts.written};
 }
 
 } // namespace
 
 std::vector<std::wstring> listScripts(const path& configFolder) {
     std::vector<std::wstring> names;
-    for (const directory_entry& entry :
-         filesOf(configFolder / "KelServerScripts", L".xml", Links::Followed)) {
-        names.push_back(Platform::fromPath(entry.path().filename()));
+    for (const path& file : filesOf(configFolder / "KelServerScripts", L".xml", Links::Followed)) {
+        names.push_back(Platform::fromPath(file.filename()));
     }
     return names;
 }
@@ -72,8 +62,8 @@ std::vector<std::wstring> listScripts(const path& configFolder) {
 std::vector<ReportFile> listReports(const path& reportsFolder) {
     std::vector<ReportFile> reports;
     // Its content is served: a link may lead anywhere.
-    for (const directory_entry& entry : filesOf(reportsFolder, L".html", Links::LeftOut)) {
-        reports.push_back(reportFile(entry));
+    for (const path& file : filesOf(reportsFolder, L".html", Links::LeftOut)) {
+        reports.push_back(reportFile(file));
     }
     return reports;
 }
@@ -85,7 +75,8 @@ std::string readReport(const path& reportsFolder, const std::wstring& name) {
     if (found == reports.end() || found->bytes > maxServedReport) {
         throw runtimeError(ErrorCode::Report, L"there is no report " + inQuotes(name));
     }
-    std::ifstream file(reportsFolder / Platform::toPath(name), std::ios::binary);
+    std::ifstream file(Platform::openablePath(reportsFolder / Platform::toPath(name)),
+                       std::ios::binary);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 

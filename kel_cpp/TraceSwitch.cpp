@@ -4,6 +4,7 @@
 
 #include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "kel_cpp/base/RuntimeError.hpp"
+#include "platform/FileActions.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/TraceFile.hpp"
 
@@ -14,7 +15,7 @@ namespace {
 std::shared_ptr<StdUtil::TraceListener> openIn(const std::filesystem::path& folder) {
     const std::filesystem::path file = folder / "kel_server.log";
     try {
-        std::filesystem::create_directories(folder);
+        Platform::createFolders(folder);
         return StdUtil::openTraceFile(file);
     } catch (...) {
         throw runtimeError(ErrorCode::Configuration, L"the trace file " + Platform::fromPath(file) +

@@ -5,7 +5,8 @@
 
 namespace Quarlen::Platform {
 
-/// The running executable, links resolved.
+/// The running executable: behind a link the file that the link leads to, else the path by which
+/// it was started, which may be one of a mapped drive.
 std::filesystem::path executablePath();
 
 /// Where the program's configuration is kept on a machine where it is installed.

@@ -7,7 +7,9 @@
 #include <string_view>
 #include <system_error>
 
+#include "platform/FileFacts.hpp"
 #include "platform/FileNames.hpp"
+#include "platform/Paths.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace StdUtil::FileTool {
@@ -53,14 +55,14 @@ std::error_code streamError() {
 
 void requireRegularFile(const PathString& path) {
     std::error_code error;
-    const std::filesystem::file_status status = std::filesystem::status(path.path(), error);
+    const Platform::FileKind kind = Platform::fileFacts(path.path(), error).kind;
     if (error) {
         throwUnreadable(path, error);
     }
-    if (std::filesystem::is_directory(status)) {
+    if (kind == Platform::FileKind::Folder) {
         throwUnreadable(path, std::make_error_code(std::errc::is_a_directory));
     }
-    if (!std::filesystem::is_regular_file(status)) {
+    if (kind != Platform::FileKind::Regular) {
         // A pipe or a device may block or never end.
         throwUnreadable(path, std::make_error_code(std::errc::invalid_argument));
     }
@@ -68,20 +70,18 @@ void requireRegularFile(const PathString& path) {
 
 std::ifstream open(const PathString& path) {
     errno = 0;
-    return std::ifstream(path.path(), std::ios::binary);
+    return std::ifstream(Platform::openablePath(path.path()), std::ios::binary);
 }
 
 std::size_t announcedSize(const PathString& path) {
-    std::error_code error;
-    const std::uintmax_t size = std::filesystem::file_size(path.path(), error);
-    return error ? 0 : static_cast<std::size_t>(size);
+    std::error_code ignored;
+    return static_cast<std::size_t>(Platform::fileFacts(path.path(), ignored).size);
 }
 
 } // namespace
 
 bool exists(const PathString& path) {
-    std::error_code error;
-    return std::filesystem::is_regular_file(path.path(), error);
+    return Platform::isRegularFile(path.path());
 }
 
 bool existsAndIsNotEmpty(const PathString& path) {

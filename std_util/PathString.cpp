@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/Paths.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace StdUtil {
@@ -16,7 +17,7 @@ PathString::PathString(const std::filesystem::path& path) : text(Platform::fromP
 
 PathString& PathString::append(const PathString& component) {
     if (!component.empty()) {
-        text = Platform::fromPath(path() / component.path());
+        text = Platform::fromPath(Platform::joinedPath(path(), component.path()));
     }
     return *this;
 }

@@ -1,7 +1,6 @@
 #include "std_util/SystemInformation.hpp"
 
-#include <system_error>
-
+#include "platform/FileFacts.hpp"
 #include "platform/SystemPaths.hpp"
 
 namespace StdUtil::SystemInformation {
@@ -20,8 +19,7 @@ PathString configPathOf(const PathString& installationPath) {
     // Without an installation path, "config" would be a folder of the current directory.
     const bool installed = !installationPath.path().empty();
     const std::filesystem::path config = installationPath.path() / "config";
-    std::error_code error;
-    const bool besideProgram = installed && std::filesystem::is_directory(config, error);
+    const bool besideProgram = installed && Platform::isFolder(config);
     return PathString(besideProgram ? config : Platform::systemConfigFolder());
 }
 

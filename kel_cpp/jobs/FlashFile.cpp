@@ -1,9 +1,12 @@
 #include "kel_cpp/jobs/FlashFile.hpp"
 
+#include <algorithm>
 #include <fstream>
 #include <system_error>
 
+#include "platform/FileFacts.hpp"
 #include "platform/FileNames.hpp"
+#include "platform/Paths.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "uds/Crc32.hpp"
@@ -25,49 +28,62 @@ FlashError unreadable(const std::error_code& failure) {
     return FlashError(L"the file cannot be read: " + Platform::errorText(failure));
 }
 
-/// Only a regular file is opened: a pipe would block until a process writes into it.
-void refuseUnlessRegular(const std::filesystem::path& file) {
+void refuseTooLarge(std::uint64_t size) {
+    if (size > maxFlashFileSize) {
+        throw FlashError(L"the file is too large: " + std::to_wstring(size) + L" bytes, at most " +
+                         std::to_wstring(maxFlashFileSize) + L" can be flashed");
+    }
+}
+
+/// Only a regular file is opened: a pipe would block until a process writes into it. Returns the
+/// size that the file announces.
+std::uint64_t checkedSize(const std::filesystem::path& file) {
     std::error_code failure;
-    const std::filesystem::file_status status = std::filesystem::status(file, failure);
-    if (status.type() == std::filesystem::file_type::not_found) {
+    const Platform::FileFacts facts = Platform::fileFacts(file, failure);
+    if (facts.kind == Platform::FileKind::Missing) {
         throw FlashError(L"the file does not exist in " + Platform::fromPath(file.parent_path()));
     }
     if (failure) {
         throw unreadable(failure);
     }
-    if (!std::filesystem::is_regular_file(status)) {
+    if (facts.kind != Platform::FileKind::Regular) {
         throw FlashError(L"this is no regular file");
     }
+    refuseTooLarge(facts.size);
+    return facts.size;
 }
 
-std::uint64_t checkedSize(const std::filesystem::path& file) {
-    refuseUnlessRegular(file);
-    std::error_code failure;
-    const std::uint64_t size = std::filesystem::file_size(file, failure);
-    if (failure) {
-        throw unreadable(failure);
+/// To the end, whatever the file announces.
+Uds::Bytes contentOf(std::ifstream& file, std::uint64_t announced) {
+    constexpr std::size_t growth = std::size_t{64} * 1024;
+    // With room for one byte more the end is found by the first read.
+    Uds::Bytes content(static_cast<std::size_t>(announced) + 1);
+    std::size_t count = 0;
+    while (file) {
+        content.resize(std::max(content.size(), count + (count < content.size() ? 0 : growth)));
+        file.read(reinterpret_cast<char*>(content.data()) + count,
+                  static_cast<std::streamsize>(content.size() - count));
+        count += static_cast<std::size_t>(file.gcount());
+        refuseTooLarge(count);
     }
-    if (size == 0) {
-        throw FlashError(L"the file is empty");
-    }
-    if (size > maxFlashFileSize) {
-        throw FlashError(L"the file is too large: " + std::to_wstring(size) + L" bytes, at most " +
-                         std::to_wstring(maxFlashFileSize) + L" can be flashed");
-    }
-    return size;
+    content.resize(count);
+    return content;
 }
 
 } // namespace
 
 Uds::Bytes readFlashFile(const std::filesystem::path& folder, const std::wstring& name) {
     const std::filesystem::path path = checkedPath(folder, name);
-    Uds::Bytes content(static_cast<std::size_t>(checkedSize(path)));
-    std::ifstream file(path, std::ios::binary);
-    file.read(reinterpret_cast<char*>(content.data()),
-              static_cast<std::streamsize>(content.size()));
-    if (!file) {
-        throw FlashError(L"the file cannot be read to its end: " + std::to_wstring(file.gcount()) +
-                         L" of " + std::to_wstring(content.size()) + L" bytes");
+    const std::uint64_t announced = checkedSize(path);
+    std::ifstream file(Platform::openablePath(path), std::ios::binary);
+    const bool isOpen = file.is_open();
+    Uds::Bytes content = contentOf(file, announced);
+    if (!isOpen || file.bad() || content.size() < announced) {
+        throw FlashError(L"the file cannot be read to its end: " + std::to_wstring(content.size()) +
+                         L" of " + std::to_wstring(announced) + L" bytes");
+    }
+    if (content.empty()) {
+        throw FlashError(L"the file is empty");
     }
     return content;
 }

@@ -5,7 +5,9 @@
 #include <system_error>
 
 #include "kel_cpp/base/RuntimeError.hpp"
+#include "platform/FileFacts.hpp"
 #include "platform/FileNames.hpp"
+#include "platform/FolderListing.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 
@@ -18,8 +20,7 @@ std::filesystem::path projectFile(const std::filesystem::path& projectFolder) {
 }
 
 bool isProject(const std::filesystem::path& folder) {
-    std::error_code ignored;
-    return std::filesystem::is_regular_file(projectFile(folder), ignored);
+    return Platform::isRegularFile(projectFile(folder));
 }
 
 bool isMissing(const std::error_code& error) {
@@ -31,10 +32,9 @@ bool isMissing(const std::error_code& error) {
 std::vector<std::wstring> listProjects(const std::filesystem::path& projectsFolder) {
     std::vector<std::string> names;
     std::error_code error;
-    std::filesystem::directory_iterator entry(projectsFolder, error);
-    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-        if (isProject(entry->path())) {
-            names.push_back(Platform::toUtf8(Platform::fromPath(entry->path().filename())));
+    for (const std::filesystem::path& entry : Platform::listFolder(projectsFolder, error)) {
+        if (isProject(entry)) {
+            names.push_back(Platform::toUtf8(Platform::fromPath(entry.filename())));
         }
     }
     if (error && !isMissing(error)) {

@@ -6,8 +6,10 @@
 #include "kel_cpp/base/RuntimeError.hpp"
 #include "kel_cpp/report/ReportPage.hpp"
 #include "kel_cpp/report/ReportTexts.hpp"
+#include "platform/FileActions.hpp"
 #include "platform/LocalTime.hpp"
 #include "platform/NewFile.hpp"
+#include "platform/Paths.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 
@@ -65,16 +67,12 @@ std::wstring fileStem(const VehicleReport& report, const TimeTexts& time) {
 }
 
 std::filesystem::path absoluteFolder(const std::filesystem::path& folder) {
-    std::error_code error;
-    std::filesystem::create_directories(folder, error);
-    if (error) {
-        throwReportError(folder, Platform::errorText(error));
+    try {
+        Platform::createFolders(folder);
+        return Platform::absolutePath(folder);
+    } catch (const std::system_error& error) {
+        throwReportError(folder, Platform::errorText(error.code()));
     }
-    std::filesystem::path absolute = std::filesystem::absolute(folder, error);
-    if (error) {
-        throwReportError(folder, Platform::errorText(error));
-    }
-    return absolute;
 }
 
 bool createFile(const std::filesystem::path& file, const std::string& page) {

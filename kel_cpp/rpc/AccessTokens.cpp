@@ -8,7 +8,9 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/FileFacts.hpp"
 #include "platform/FilePrivacy.hpp"
+#include "platform/Paths.hpp"
 #include "platform/Sha256.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
@@ -103,24 +105,27 @@ std::size_t AccessTokens::refresh() {
 
 AccessTokens::Stamp AccessTokens::stamp() const {
     std::error_code ignored;
-    return {std::filesystem::last_write_time(file, ignored),
-            std::filesystem::file_size(file, ignored), Platform::isPrivate(file)};
+    const Platform::FileFacts facts = Platform::fileFacts(file, ignored);
+    return {facts.written, facts.size, Platform::isPrivate(file)};
 }
 
 std::vector<AccessTokens::Entry> AccessTokens::read() const {
     std::error_code failure;
-    const auto size = std::filesystem::file_size(file, failure);
+    const Platform::FileFacts facts = Platform::fileFacts(file, failure);
     if (failure) {
         throw std::runtime_error(Platform::toUtf8(Platform::errorText(failure)));
     }
     if (!Platform::isPrivate(file)) {
         throw std::runtime_error("others can read this file; only its owner may");
     }
-    if (size > maxFileSize) {
+    if (facts.kind != Platform::FileKind::Regular) {
+        throw std::runtime_error("this is no regular file");
+    }
+    if (facts.size > maxFileSize) {
         throw std::runtime_error("the file is larger than " + std::to_string(maxFileSize) +
                                  " bytes");
     }
-    std::ifstream stream(file);
+    std::ifstream stream(Platform::openablePath(file));
     std::vector<Entry> found;
     std::size_t number = 0;
     for (std::string line; std::getline(stream, line);) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -53,7 +54,7 @@ private:
     };
     /// Tells one state of the file from another.
     struct Stamp {
-        std::filesystem::file_time_type time;
+        std::chrono::system_clock::time_point time;
         std::uintmax_t size = 0;
         bool readable = false;
         bool operator==(const Stamp&) const = default;

@@ -9,6 +9,9 @@
 #include "kel_cpp/settings/RuntimeSettings.hpp"
 #include "kel_cpp/settings/SettingsReader.hpp"
 #include "platform/AtomicFile.hpp"
+#include "platform/FileActions.hpp"
+#include "platform/FileFacts.hpp"
+#include "platform/Paths.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "platform/UnfinishedFiles.hpp"
@@ -29,7 +32,7 @@ std::filesystem::path settingsFile(const std::filesystem::path& folder) {
 /// Returns nothing when the file does not exist; any other fault is found by the read.
 std::optional<std::string> loadIfPresent(const std::filesystem::path& file) {
     std::error_code error;
-    if (std::filesystem::status(file, error).type() == std::filesystem::file_type::not_found) {
+    if (Platform::fileFacts(file, error).kind == Platform::FileKind::Missing) {
         return std::nullopt;
     }
     return Xml::Source::load(file, SettingsReader::limits);
@@ -37,7 +40,7 @@ std::optional<std::string> loadIfPresent(const std::filesystem::path& file) {
 
 void store(const std::filesystem::path& file, const std::string& text) {
     try {
-        std::filesystem::create_directories(file.parent_path());
+        Platform::createFolders(file.parent_path());
         Platform::replaceFile(file, text);
     } catch (const std::system_error& error) {
         throw runtimeError(ErrorCode::Configuration, Platform::fromPath(file) +
@@ -183,7 +186,7 @@ void rewriteFile(const std::filesystem::path& folder,
 
 std::filesystem::path absoluteFolder(const std::filesystem::path& folder) {
     std::error_code error;
-    const auto absolute = std::filesystem::absolute(folder, error);
+    const auto absolute = Platform::absolutePath(folder, error);
     return error ? folder : absolute;
 }
 
@@ -194,7 +197,8 @@ SettingsFile::SettingsFile(const std::filesystem::path& configFolder)
 
 bool SettingsFile::isThere() const {
     std::error_code unreadable;
-    return std::filesystem::exists(settingsFile(folder), unreadable) || unreadable;
+    return Platform::fileFacts(settingsFile(folder), unreadable).kind !=
+           Platform::FileKind::Missing;
 }
 
 std::wstring SettingsFile::name() const {

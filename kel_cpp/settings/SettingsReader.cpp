@@ -2,6 +2,7 @@
 
 #include <limits>
 
+#include "platform/Paths.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace Quarlen::Kel_cpp::SettingsReader {
@@ -207,7 +208,7 @@ std::filesystem::path resolve(const std::filesystem::path& folder, const std::ws
     if (text.empty()) {
         return {};
     }
-    auto path = (folder / Platform::toPath(text)).lexically_normal();
+    auto path = Platform::normalPath(Platform::joinedPath(folder, Platform::toPath(text)));
     if (!path.has_filename() && path.has_relative_path()) {
         path = path.parent_path();
     }

@@ -9,8 +9,11 @@
 #include "kel_cpp/base/RuntimeError.hpp"
 #include "kel_cpp/update/ZipContents.hpp"
 #include "platform/AtomicFile.hpp"
+#include "platform/FileActions.hpp"
+#include "platform/FileFacts.hpp"
 #include "platform/FileNames.hpp"
 #include "platform/FlushFile.hpp"
+#include "platform/Paths.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/TraceHelper.hpp"
@@ -56,11 +59,20 @@ fs::path validPath(const std::wstring& package) {
 
 /// Refuses a path that leads out of the folder before it checks whether the file exists.
 fs::path locate(const std::wstring& package, const fs::path& updateFolder) {
-    fs::path file = fs::weakly_canonical(validPath(package));
-    if (!isInside(file, withoutTrailingSeparator(fs::weakly_canonical(updateFolder)))) {
+    fs::path file = Platform::resolvedPath(validPath(package));
+    if (!isInside(file, withoutTrailingSeparator(Platform::resolvedPath(updateFolder)))) {
         throw packageError(package, L"it is not inside the update folder");
     }
     return file;
+}
+
+std::uint64_t sizeOf(const fs::path& file) {
+    std::error_code failure;
+    const std::uint64_t size = Platform::fileFacts(file, failure).size;
+    if (failure) {
+        throw std::system_error(failure);
+    }
+    return size;
 }
 
 CheckedPackage check(const std::wstring& package, const fs::path& updateFolder,
@@ -68,7 +80,7 @@ CheckedPackage check(const std::wstring& package, const fs::path& updateFolder,
     CheckedPackage checked;
     checked.file = locate(package, updateFolder);
     checked.entryCount = zipEntryNames(checked.file).size();
-    checked.size = fs::file_size(checked.file);
+    checked.size = sizeOf(checked.file);
     checked.staged = stagingFolder / checked.file.filename();
     checked.partial = checked.staged;
     checked.partial += ".partial";
@@ -107,19 +119,18 @@ public:
     Staging(const Staging&) = delete;
     Staging& operator=(const Staging&) = delete;
     ~Staging() {
-        std::error_code ignored;
         for (const fs::path& file : written) {
-            fs::remove(file, ignored);
+            Platform::removeFile(file);
         }
     }
 
     void copy(const CheckedPackage& package) {
         written.push_back(package.partial);
-        fs::copy_file(package.file, package.partial, fs::copy_options::overwrite_existing);
+        Platform::copyFile(package.file, package.partial);
         Platform::flushFile(package.partial, clock);
     }
     void publish(const CheckedPackage& package) {
-        const bool isNew = !fs::exists(package.staged);
+        const bool isNew = !Platform::isThere(package.staged);
         Platform::moveOver(package.partial, package.staged, clock);
         if (isNew) {
             written.push_back(package.staged);
@@ -136,7 +147,7 @@ private:
 void stageAll(const std::vector<CheckedPackage>& packages, Platform::Clock& clock) {
     Staging staging(clock);
     for (const CheckedPackage& package : packages) {
-        fs::create_directories(package.staged.parent_path());
+        Platform::createFolders(package.staged.parent_path());
         staging.copy(package);
     }
     for (const CheckedPackage& package : packages) {

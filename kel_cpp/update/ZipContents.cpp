@@ -6,6 +6,8 @@
 #include <zip.h>
 
 #include "kel_cpp/base/RuntimeError.hpp"
+#include "platform/FileFacts.hpp"
+#include "platform/Paths.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 
@@ -35,10 +37,11 @@ std::wstring zipErrorText(int code) {
 /// that are not regular.
 void checkFile(const std::filesystem::path& file) {
     std::error_code error;
-    if (!std::filesystem::is_regular_file(file, error)) {
+    const Platform::FileFacts facts = Platform::fileFacts(file, error);
+    if (facts.kind != Platform::FileKind::Regular) {
         throw archiveError(file, L"there is no regular file of this name");
     }
-    if (std::filesystem::file_size(file, error) == 0) {
+    if (facts.size == 0) {
         throw archiveError(file, L"the file is empty");
     }
 }
@@ -46,7 +49,8 @@ void checkFile(const std::filesystem::path& file) {
 ZipHandle openArchive(const std::filesystem::path& file) {
     int code = ZIP_ER_OK;
     ZipHandle archive(
-        zip_open(Platform::toUtf8(Platform::fromPath(file)).c_str(), ZIP_RDONLY, &code),
+        zip_open(Platform::toUtf8(Platform::fromPath(Platform::openablePath(file))).c_str(),
+                 ZIP_RDONLY, &code),
         &zip_discard);
     if (archive == nullptr) {
         throw archiveError(file, L"not a readable archive: " + zipErrorText(code));

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <windows.h>
 
+#include "platform/windows/ExtendedPath.hpp"
+
 namespace Quarlen::Platform {
 namespace {
 
@@ -37,8 +39,8 @@ private:
 
 std::unique_ptr<ExistingFile> ExistingFile::open(const std::filesystem::path& file) {
     const HANDLE handle =
-        ::CreateFileW(file.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+        ::CreateFileW(extendedPath(file).c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                      nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     return handle == INVALID_HANDLE_VALUE ? nullptr : std::make_unique<WritableFile>(handle);
 }
 

@@ -1,14 +1,18 @@
 #include "platform/FilePrivacy.hpp"
 
 #include <algorithm>
+#include <exception>
 #include <initializer_list>
 #include <memory>
+#include <string>
 
 // The second header needs the first.
 // clang-format off
 #include <windows.h>
 #include <aclapi.h>
 // clang-format on
+
+#include "platform/windows/ExtendedPath.hpp"
 
 namespace Quarlen::Platform {
 
@@ -37,11 +41,17 @@ bool letsOthersRead(ACCESS_ALLOWED_ACE& entry, PSID owner) noexcept {
 } // namespace
 
 bool isPrivate(const std::filesystem::path& file) noexcept {
+    std::wstring name;
+    try {
+        name = extendedPath(file);
+    } catch (const std::exception&) {
+        return false;
+    }
     ACL* list = nullptr;
     PSID owner = nullptr;
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     constexpr SECURITY_INFORMATION wanted = OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION;
-    if (::GetNamedSecurityInfoW(file.c_str(), SE_FILE_OBJECT, wanted, &owner, nullptr, &list,
+    if (::GetNamedSecurityInfoW(name.c_str(), SE_FILE_OBJECT, wanted, &owner, nullptr, &list,
                                 nullptr, &descriptor) != ERROR_SUCCESS) {
         return false;
     }

@@ -1,8 +1,12 @@
 #include "platform/NewFile.hpp"
 
 #include <algorithm>
+#include <string>
 #include <system_error>
+#include <utility>
 #include <windows.h>
+
+#include "platform/windows/ExtendedPath.hpp"
 
 namespace Quarlen::Platform {
 namespace {
@@ -16,7 +20,7 @@ constexpr std::size_t maxWriteSize = 1U << 30U;
 /// Closes the handle; removes the file unless it was finished.
 class UnfinishedFile {
 public:
-    UnfinishedFile(const std::filesystem::path& file, HANDLE handle) : file(file), handle(handle) {}
+    UnfinishedFile(std::wstring file, HANDLE handle) : file(std::move(file)), handle(handle) {}
     UnfinishedFile(const UnfinishedFile&) = delete;
     UnfinishedFile& operator=(const UnfinishedFile&) = delete;
     ~UnfinishedFile() {
@@ -45,7 +49,7 @@ public:
     }
 
 private:
-    const std::filesystem::path& file;
+    std::wstring file;
     HANDLE handle;
     bool finished = false;
 };
@@ -53,7 +57,8 @@ private:
 } // namespace
 
 bool createNewFile(const std::filesystem::path& file, std::string_view content) {
-    const HANDLE handle = ::CreateFileW(file.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+    std::wstring name = extendedPath(file);
+    const HANDLE handle = ::CreateFileW(name.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
                                         CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (handle == INVALID_HANDLE_VALUE && ::GetLastError() == ERROR_FILE_EXISTS) {
         return false;
@@ -61,7 +66,7 @@ bool createNewFile(const std::filesystem::path& file, std::string_view content) 
     if (handle == INVALID_HANDLE_VALUE) {
         throwLastError();
     }
-    UnfinishedFile created(file, handle);
+    UnfinishedFile created(std::move(name), handle);
     created.write(content);
     created.finish();
     return true;

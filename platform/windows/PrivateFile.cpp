@@ -6,6 +6,8 @@
 #include <system_error>
 #include <windows.h>
 
+#include "platform/windows/ExtendedPath.hpp"
+
 namespace Quarlen::Platform {
 
 namespace {
@@ -66,7 +68,8 @@ public:
         return {sizeof(SECURITY_ATTRIBUTES), &descriptor, FALSE};
     }
     void setOn(const std::filesystem::path& file) {
-        check(::SetFileSecurityW(file.c_str(), DACL_SECURITY_INFORMATION, &descriptor) != 0);
+        check(::SetFileSecurityW(extendedPath(file).c_str(), DACL_SECURITY_INFORMATION,
+                                 &descriptor) != 0);
     }
 
 private:
@@ -81,8 +84,9 @@ private:
 void appendPrivately(const std::filesystem::path& file, std::string_view content) {
     PrivateAccess access;
     SECURITY_ATTRIBUTES attributes = access.attributes();
-    HANDLE const opened = ::CreateFileW(file.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ,
-                                        &attributes, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    HANDLE const opened =
+        ::CreateFileW(extendedPath(file).c_str(), FILE_APPEND_DATA, FILE_SHARE_READ, &attributes,
+                      OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     check(opened != INVALID_HANDLE_VALUE);
     const Handle closed(opened);
     access.setOn(file);

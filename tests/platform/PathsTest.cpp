@@ -1,9 +1,9 @@
-#include <filesystem>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "platform/AtomicFile.hpp"
+#include "platform/FileActions.hpp"
 #include "platform/FlushFile.hpp"
 #include "platform/NewFile.hpp"
 #include "tests/support/TemporaryFolder.hpp"
@@ -15,7 +15,7 @@ namespace {
 /// Folders whose names put a path beyond the lengths and letters that were common once.
 class UnusualPaths : public testing::TestWithParam<std::string> {
 protected:
-    UnusualPaths() { std::filesystem::create_directories(folder.inside(GetParam())); }
+    UnusualPaths() { createFolders(folder.inside(GetParam())); }
 
     [[nodiscard]] std::string name() const { return GetParam() + "/KelServer.xml"; }
 

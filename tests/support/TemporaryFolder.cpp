@@ -4,6 +4,8 @@
 #include <iterator>
 #include <random>
 
+#include "platform/FileActions.hpp"
+#include "platform/Paths.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace Quarlen::Tests {
@@ -25,20 +27,19 @@ std::filesystem::path newFolder() {
 TemporaryFolder::TemporaryFolder() : folder(newFolder()) {}
 
 TemporaryFolder::~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
+    Platform::removeFolder(folder);
 }
 
 std::filesystem::path TemporaryFolder::write(const std::string& name,
                                              const std::string& content) const {
     const std::filesystem::path file = inside(name);
-    std::filesystem::create_directories(file.parent_path());
-    std::ofstream(file, std::ios::binary | std::ios::trunc) << content;
+    Platform::createFolders(file.parent_path());
+    std::ofstream(Platform::openablePath(file), std::ios::binary | std::ios::trunc) << content;
     return file;
 }
 
 std::string TemporaryFolder::read(const std::string& name) const {
-    std::ifstream file(inside(name), std::ios::binary);
+    std::ifstream file(Platform::openablePath(inside(name)), std::ios::binary);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 

@@ -12,6 +12,7 @@
 #include <boost/json/object.hpp>
 #include <boost/json/serialize.hpp>
 
+#include "platform/Paths.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tools/kelctl/base/Failure.hpp"
@@ -54,7 +55,7 @@ void addCommonOptions(CLI::App& application, CommandContext& context, CommonOpti
 
 /// The first word of the file.
 std::string readToken(const std::string& file) {
-    std::ifstream stream(Platform::toPath(Platform::fromUtf8(file)));
+    std::ifstream stream(Platform::openablePath(Platform::toPath(Platform::fromUtf8(file))));
     std::string token;
     if (!stream) {
         throw Failure(ExitCode::Refused, "the token file " + file + " cannot be read");

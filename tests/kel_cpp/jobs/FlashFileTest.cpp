@@ -40,6 +40,17 @@ TEST_F(FlashFile, IsReadAsItIs) {
     EXPECT_EQ(readFlashFile(folder.path(), L"a.bin"), (Bytes{'a', '\r', '\n', 0x00, 0x1A}));
 }
 
+TEST_F(FlashFile, IsReadWhateverTheLengthOfItsPath) {
+    const std::string deep = std::string(150, 'n') + "/" + std::string(150, 'm');
+    folder.write(deep + "/a.bin", "content");
+    EXPECT_EQ(readFlashFile(folder.inside(deep), L"a.bin").size(), 7U);
+}
+
+TEST_F(FlashFile, ThatIsEmptyIsSaidToBe) {
+    folder.write("a.bin", "");
+    EXPECT_EQ(errorOf(L"a.bin"), L"the file is empty");
+}
+
 TEST_F(FlashFile, RefusesANameThatLeavesTheFolder) {
     for (const auto* name : {L"../secret.bin", L"sub/file.bin", L"..", L".", L"", L"/etc/passwd"}) {
         EXPECT_THROW(readFlashFile("/tmp", name), FlashError);

@@ -38,6 +38,16 @@ TEST_F(ProjectStore, ListsFoldersWithAProjectFileInByteOrder) {
     EXPECT_THAT(listProjects(folder.path()), ElementsAre(L"C", L"a", L"b", L"z", L"\u00E4"));
 }
 
+/// Longer than the calls of some systems take without more ado.
+TEST_F(ProjectStore, ListsAndReadsProjectsWhateverTheLengthOfTheFoldersPath) {
+    const std::string deep = std::string(150, 'n') + "/" + std::string(150, 'm');
+    addProject(deep + "/car");
+    addProject(deep + "/truck");
+
+    EXPECT_THAT(listProjects(folder.inside(deep)), ElementsAre(L"car", L"truck"));
+    EXPECT_EQ(loadProject(folder.inside(deep), L"car")->name, L"car");
+}
+
 TEST_F(ProjectStore, ListsProjectsWhoseFileIsWrong) {
     addProject("broken", "<Project");
 

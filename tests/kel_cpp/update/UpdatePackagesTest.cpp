@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "kel_cpp/base/RuntimeError.hpp"
+#include "platform/FileActions.hpp"
 #include "platform/FileNames.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tests/kel_cpp/update/ZipFiles.hpp"
@@ -57,6 +58,21 @@ protected:
     fs::path updates = folder.path() / "Update";
     fs::path staging = folder.path() / "data" / "staging";
 };
+
+/// Longer than the calls of some systems take without more ado.
+TEST_F(UpdatePackages, AreStagedWhateverTheLengthOfTheirPaths) {
+    const std::string deep = std::string(150, 'n') + "/" + std::string(150, 'm');
+    const fs::path source = writeZip(updates / "Patch_01.zip", {"a.bin"});
+    Platform::createFolders(folder.inside(deep + "/Update"));
+    Platform::copyFile(source, folder.inside(deep + "/Update/Patch_01.zip"));
+    const auto package = std::make_shared<UpdatePackageInfo>();
+    package->packagePath = Platform::fromPath(folder.inside(deep + "/Update/Patch_01.zip"));
+
+    stageUpdatePackages({package}, folder.inside(deep + "/Update"), folder.inside(deep + "/data"));
+
+    EXPECT_EQ(folder.read(deep + "/data/Patch_01.zip"), folder.read("Update/Patch_01.zip"));
+    EXPECT_EQ(package->size, fs::file_size(source));
+}
 
 TEST_F(UpdatePackages, AreStagedByteForByte) {
     const fs::path source = writeZip(updates / "Patch_01.zip", {"a.bin"});

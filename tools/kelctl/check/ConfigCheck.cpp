@@ -3,11 +3,14 @@
 #include <algorithm>
 #include <optional>
 #include <system_error>
+#include <utility>
 
 #include "config/ScriptReader.hpp"
 #include "kel_cpp/projects/ProjectStore.hpp"
 #include "kel_cpp/settings/SettingsReader.hpp"
 #include "kel_server_lib/runtime/KelApiException.hpp"
+#include "platform/FileFacts.hpp"
+#include "platform/FolderListing.hpp"
 #include "platform/TextEncoding.hpp"
 #include "simulation/VehicleFile.hpp"
 #include "tools/kelctl/check/FindingList.hpp"
@@ -73,14 +76,18 @@ bool isScriptName(const path& file) {
 /// Also deeper in the folder; links to folders are not followed.
 std::vector<path> scriptsIn(const path& folder) {
     std::vector<path> scripts;
-    std::error_code failure;
-    std::filesystem::recursive_directory_iterator entry(folder, failure);
-    for (; !failure && entry != std::filesystem::recursive_directory_iterator() &&
-           scripts.size() <= maxScripts;
-         entry.increment(failure)) {
+    std::vector<path> folders{folder};
+    while (!folders.empty() && scripts.size() <= maxScripts) {
+        const path next = std::move(folders.back());
+        folders.pop_back();
         std::error_code ignored;
-        if (isScriptName(entry->path()) && !entry->is_directory(ignored)) {
-            scripts.push_back(entry->path());
+        for (const path& entry : Platform::listFolder(next, ignored)) {
+            const bool isFolder = Platform::isFolder(entry);
+            if (isFolder && !Platform::isLink(entry)) {
+                folders.push_back(entry);
+            } else if (!isFolder && isScriptName(entry) && scripts.size() <= maxScripts) {
+                scripts.push_back(entry);
+            }
         }
     }
     std::sort(scripts.begin(), scripts.end());
@@ -104,8 +111,7 @@ void checkScripts(const ConfigFolder& folder, const path& workingFolder, Checked
 
 void checkSettingsFile(const ConfigFolder& folder, const path& workingFolder,
                        CheckedFiles& checked) {
-    std::error_code ignored;
-    if (!std::filesystem::exists(folder.settingsFile(), ignored)) {
+    if (!Platform::isThere(folder.settingsFile())) {
         FindingList findings(shownName(folder.settingsFile()));
         findings.warning("no-settings", {}, L"there is no such file: the defaults hold");
         checked.findings.push_back(findings.sorted().front());

@@ -8,7 +8,9 @@
 #include "kel_cpp/projects/ProjectStore.hpp"
 #include "kel_cpp/settings/SettingsReader.hpp"
 #include "kel_server_lib/runtime/KelApiException.hpp"
+#include "platform/FileFacts.hpp"
 #include "platform/FileNames.hpp"
+#include "platform/Paths.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace Quarlen::Ctl {
@@ -20,8 +22,7 @@ using std::filesystem::path;
 constexpr const char* scriptsName = "KelServerScripts";
 
 bool isThere(const path& file) {
-    std::error_code ignored;
-    return std::filesystem::exists(file, ignored);
+    return Platform::isThere(file);
 }
 
 /// The folder "KelServerScripts" around a file; empty when there is none.
@@ -129,15 +130,16 @@ path scriptNameOf(const path& file) {
 
 path wholePath(const path& file) {
     std::error_code failure;
-    const path whole = std::filesystem::absolute(file, failure);
-    return (failure ? file : whole).lexically_normal();
+    const path whole = Platform::absolutePath(file, failure);
+    return Platform::normalPath(failure ? file : whole);
 }
 
 bool isShadowed(const path& script, const path& name, const path& workingFolder) {
     std::error_code ignored;
-    const path other = workingFolder / name;
-    return std::filesystem::is_regular_file(other, ignored) &&
-           !std::filesystem::equivalent(other, script, ignored);
+    const path other = Platform::joinedPath(workingFolder, name);
+    return Platform::isRegularFile(other) &&
+           !std::filesystem::equivalent(Platform::openablePath(other),
+                                        Platform::openablePath(script), ignored);
 }
 
 } // namespace Quarlen::Ctl

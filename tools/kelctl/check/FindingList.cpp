@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <system_error>
 
+#include "platform/Paths.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace Quarlen::Ctl {
@@ -91,7 +92,7 @@ Finding findingOf(const std::wstring& message, const std::filesystem::path& file
 std::filesystem::path shownPath(const std::filesystem::path& file) {
     std::error_code failure;
     const auto here = std::filesystem::current_path(failure);
-    const auto below = failure ? file : file.lexically_normal().lexically_relative(here);
+    const auto below = failure ? file : Platform::normalPath(file).lexically_relative(here);
     const bool isBelow = !below.empty() && *below.begin() != "..";
     return isBelow ? below : file;
 }

@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <system_error>
 
+#include "platform/FileFacts.hpp"
 #include "platform/FileNames.hpp"
+#include "platform/FolderListing.hpp"
+#include "platform/Paths.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tools/kelctl/check/FileFindings.hpp"
 #include "tools/kelctl/check/FindingList.hpp"
@@ -20,16 +23,14 @@ using std::filesystem::path;
 constexpr const wchar_t* simulation = L"Simulation";
 
 bool isFile(const path& file) {
-    std::error_code ignored;
-    return Platform::isTakenLiterally(file) && std::filesystem::is_regular_file(file, ignored);
+    return Platform::isTakenLiterally(file) && Platform::isRegularFile(file);
 }
 
 Names scriptNames(const path& folder) {
     Names names;
-    std::error_code failure;
-    std::filesystem::directory_iterator entry(folder, failure);
-    for (; !failure && entry != std::filesystem::directory_iterator(); entry.increment(failure)) {
-        names.push_back(Platform::fromPath(entry->path().filename()));
+    std::error_code ignored;
+    for (const path& entry : Platform::listFolder(folder, ignored)) {
+        names.push_back(Platform::fromPath(entry.filename()));
     }
     return names;
 }
@@ -95,7 +96,7 @@ void SettingsCheck::checkSequence(const char* element, const std::wstring& name)
                      L"there is no script " + quotedName(name) + L" in " +
                          shownName(folder.scriptsFolder()),
                      L"there is " + alternativesTo(name, scriptNames(folder.scriptsFolder())));
-    } else if (!file.is_absolute()) {
+    } else if (!Platform::isAbsolutePath(file)) {
         findings.add(Severity::Warning, "shadowed-script", node,
                      L"a server that is started in " + Platform::fromPath(workingFolder) +
                          L" runs its file " + quotedName(name),
@@ -106,14 +107,14 @@ void SettingsCheck::checkSequence(const char* element, const std::wstring& name)
 /// The runtime makes the folders that it writes into.
 void SettingsCheck::checkFolder(const char* element, const path& place, Severity whenMissing) {
     std::error_code ignored;
-    const auto kind = std::filesystem::status(place, ignored).type();
+    const auto kind = Platform::fileFacts(place, ignored).kind;
     const auto node = findings.root().child("Paths").child(element);
     const bool isWritten =
         node && (std::string_view(element) == "Reports" || std::string_view(element) == "Traces");
-    if (kind == std::filesystem::file_type::directory) {
+    if (kind == Platform::FileKind::Folder) {
         return;
     }
-    if (kind != std::filesystem::file_type::not_found) {
+    if (kind != Platform::FileKind::Missing) {
         findings.add(Severity::Error, "missing-folder", node, shownName(place) + L" is no folder");
     } else if (!isWritten && (node || whenMissing == Severity::Error)) {
         findings.add(whenMissing, "missing-folder", node,

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <system_error>
 
+#include "platform/FileFacts.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tools/kelctl/base/Failure.hpp"
 #include "tools/kelctl/check/FindingFormats.hpp"
@@ -33,8 +34,7 @@ std::filesystem::path CheckWish::workingPath() const {
 
 std::filesystem::path requiredFolder(const std::string& name) {
     const auto folder = Platform::toPath(Platform::fromUtf8(name));
-    std::error_code ignored;
-    if (!std::filesystem::is_directory(folder, ignored)) {
+    if (!Platform::isFolder(folder)) {
         throw Failure(ExitCode::WrongUsage, "there is no folder " + name);
     }
     return folder;

@@ -3,6 +3,7 @@
 #include <memory>
 #include <vector>
 
+#include "platform/FileFacts.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/SystemInformation.hpp"
 #include "tools/kelctl/check/ConfigCheck.hpp"
@@ -36,8 +37,7 @@ ExitCode checkPlaces(const CommandContext& context, const PlacesToCheck& wish) {
     const path workingFolder = wish.workingPath();
     CheckedFiles checked;
     for (const path& place : placesOf(wish)) {
-        std::error_code ignored;
-        if (std::filesystem::is_directory(place, ignored)) {
+        if (Platform::isFolder(place)) {
             checkConfigFolder(place, workingFolder, checked);
         } else {
             checkConfigFile(place, workingFolder, checked);

@@ -8,6 +8,7 @@
 #include <boost/json/array.hpp>
 
 #include "platform/FileViewer.hpp"
+#include "platform/Paths.hpp"
 #include "platform/PrivateFolder.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tools/kelctl/base/Failure.hpp"
@@ -54,7 +55,7 @@ void requireReportName(const std::string& name) {
 std::filesystem::path save(const std::string& name, const std::filesystem::path& folder,
                            const std::string& content) {
     const auto target = folder / Platform::toPath(Platform::fromUtf8(name)).filename();
-    std::ofstream stream(target, std::ios::binary);
+    std::ofstream stream(Platform::openablePath(target), std::ios::binary);
     stream << content << std::flush;
     if (!stream) {
         throw Failure(ExitCode::Refused,

@@ -12,6 +12,8 @@
 #include <boost/json/serialize.hpp>
 
 #include "platform/AtomicFile.hpp"
+#include "platform/FileActions.hpp"
+#include "platform/FileFacts.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tools/kelctl/base/Failure.hpp"
@@ -112,13 +114,11 @@ void copyPackage(const std::filesystem::path& from, const std::filesystem::path&
     auto unfinished = target;
     unfinished += ".part";
     try {
-        std::filesystem::create_directories(folder);
-        std::filesystem::copy_file(from, unfinished,
-                                   std::filesystem::copy_options::overwrite_existing);
+        Platform::createFolders(folder);
+        Platform::copyFile(from, unfinished);
         Platform::moveOver(unfinished, target);
     } catch (const std::system_error& error) {
-        std::error_code ignored;
-        std::filesystem::remove(unfinished, ignored);
+        Platform::removeFile(unfinished);
         throw Failure(ExitCode::Refused, Platform::toUtf8(Platform::fromPath(from)) +
                                              " cannot be copied to " +
                                              Platform::toUtf8(Platform::fromPath(folder)) + ": " +
@@ -141,8 +141,7 @@ std::string bringPackage(const CommandContext& context, const RestClient& client
     const json::value paths = client.get("/configurations");
     const auto own = Platform::fromUtf8(std::string(paths.at("ownPath").as_string()));
     const auto folder = Platform::toPath(own);
-    std::error_code ignored;
-    if (!std::filesystem::is_directory(folder, ignored)) {
+    if (!Platform::isFolder(folder)) {
         throw Failure(ExitCode::Refused, "the server's folder " + Platform::toUtf8(own) +
                                              " is not on this machine; copy " + package +
                                              " into its folder Update and give the name alone");

@@ -6,6 +6,7 @@
 #include <boost/json/array.hpp>
 #include <boost/json/object.hpp>
 
+#include "platform/FileFacts.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/SystemInformation.hpp"
 #include "tools/kelctl/support/Bundle.hpp"
@@ -29,8 +30,7 @@ std::filesystem::path pathOf(const std::string& text) {
 /// That of a server beside this program; empty where there is none.
 std::filesystem::path usualConfigFolder() {
     const std::filesystem::path folder = StdUtil::SystemInformation::getConfigPath().path();
-    std::error_code ignored;
-    return std::filesystem::is_directory(folder, ignored) ? folder : std::filesystem::path();
+    return Platform::isFolder(folder) ? folder : std::filesystem::path();
 }
 
 ExitCode bundle(const CommandContext& context, const SupportWish& wish) {

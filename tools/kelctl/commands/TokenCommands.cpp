@@ -9,6 +9,7 @@
 
 #include <boost/json/object.hpp>
 
+#include "platform/Paths.hpp"
 #include "platform/PrivateFile.hpp"
 #include "platform/Sha256.hpp"
 #include "platform/SystemError.hpp"
@@ -44,7 +45,7 @@ std::string newToken() {
 
 /// A line that somebody has written may have no end: ours must not become a part of it.
 bool endsInALine(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary | std::ios::ate);
+    std::ifstream stream(Platform::openablePath(file), std::ios::binary | std::ios::ate);
     if (!stream || stream.tellg() == std::streampos(0)) {
         return true;
     }

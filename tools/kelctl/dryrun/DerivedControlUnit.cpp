@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <system_error>
 
+#include "platform/FileFacts.hpp"
 #include "platform/TextEncoding.hpp"
 #include "uds/Identifiers.hpp"
 
@@ -166,7 +167,7 @@ std::uint64_t sizeOf(const Kel_cpp::FlashSessionDescription& session,
     constexpr std::uint64_t unknownSize = std::uint64_t{1} << 20U;
     std::error_code failure;
     const std::uint64_t fileSize =
-        std::filesystem::file_size(flashData / Platform::toPath(session.file), failure);
+        Platform::fileFacts(flashData / Platform::toPath(session.file), failure).size;
     const std::uint64_t known = failure ? unknownSize : fileSize;
     return session.size.value_or(known);
 }

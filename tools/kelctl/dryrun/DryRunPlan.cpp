@@ -4,6 +4,8 @@
 
 #include "kel_cpp/DataFolders.hpp"
 #include "kel_server_lib/sequence/ScriptFile.hpp"
+#include "platform/FileFacts.hpp"
+#include "platform/Paths.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "simulation/VehicleFile.hpp"
@@ -21,13 +23,12 @@ std::filesystem::path pathOf(const std::string& text) {
 }
 
 bool isFolder(const std::filesystem::path& path) {
-    std::error_code ignored;
-    return std::filesystem::is_directory(path, ignored);
+    return Platform::isFolder(path);
 }
 
 std::filesystem::path absolutePathOf(const std::string& text) {
     std::error_code error;
-    std::filesystem::path path = std::filesystem::absolute(pathOf(text), error);
+    std::filesystem::path path = Platform::absolutePath(pathOf(text), error);
     if (error) {
         throw Failure(ExitCode::Refused, "cannot tell where '" + text +
                                              "' is, as the working folder is not known: " +
@@ -52,7 +53,7 @@ std::filesystem::path configFolderFor(const DryRunWish& wish) {
         return folder;
     }
     const std::filesystem::path scripts =
-        absolutePathOf(wish.script).lexically_normal().parent_path();
+        Platform::normalPath(absolutePathOf(wish.script)).parent_path();
     return scripts.filename() == "KelServerScripts" && isFolder(scripts)
                ? scripts.parent_path()
                : StdUtil::SystemInformation::getConfigPath().path();
@@ -118,8 +119,7 @@ void DryRunPlan::readVehicle(const DryRunWish& wish) {
     }
     const std::filesystem::path file =
         wish.vehicleFile.empty() ? settings.vehicleFile : pathOf(wish.vehicleFile);
-    std::error_code ignored;
-    if (!std::filesystem::exists(file, ignored)) {
+    if (!Platform::isThere(file)) {
         throw Failure(ExitCode::WrongUsage,
                       "there is no vehicle file " + pathText(file) +
                           "; name one with --vehicle, or let --derive-vehicle make a vehicle from "

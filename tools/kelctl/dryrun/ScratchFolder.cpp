@@ -5,6 +5,8 @@
 #include <string_view>
 #include <system_error>
 
+#include "platform/FileActions.hpp"
+#include "platform/Paths.hpp"
 #include "platform/PrivateFolder.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
@@ -22,8 +24,8 @@ namespace {
 /// Absolute also where TMPDIR is not: the paths in it are told to people.
 std::filesystem::path temporaryFolder() {
     try {
-        return std::filesystem::absolute(std::filesystem::temp_directory_path()).lexically_normal();
-    } catch (const std::filesystem::filesystem_error& error) {
+        return Platform::normalPath(Platform::absolutePath(std::filesystem::temp_directory_path()));
+    } catch (const std::system_error& error) {
         refuse(error.code());
     }
 }
@@ -51,20 +53,23 @@ std::string element(std::string_view name, const std::wstring& text) {
 } // namespace
 
 ScratchFolder::ScratchFolder() : folder(newFolder()) {
-    std::error_code error;
-    // Not made: the settings cannot be written then, which is told.
-    std::filesystem::create_directory(config(), error);
+    try {
+        Platform::createFolders(config());
+    } catch (const std::system_error&) {
+        // The settings cannot be written then, which is told.
+        return;
+    }
 }
 
 ScratchFolder::~ScratchFolder() {
     if (!isKept) {
-        std::error_code ignored;
-        std::filesystem::remove_all(folder, ignored);
+        Platform::removeFolder(folder);
     }
 }
 
 void writeDryRunSettings(const ScratchFolder& scratch, const Kel_cpp::RuntimeSettings& settings) {
-    std::ofstream file(scratch.config() / "KelServer.xml", std::ios::binary);
+    std::ofstream file(Platform::openablePath(scratch.config() / "KelServer.xml"),
+                       std::ios::binary);
     file << R"(<?xml version="1.0" encoding="UTF-8"?>)"
          << "\n<KelServer><Paths>" << element("Projects", settings.paths.projectsPath)
          << element("Data", Platform::fromPath(settings.dataFolder))

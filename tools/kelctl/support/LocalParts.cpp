@@ -13,7 +13,10 @@
 #include <boost/algorithm/string/predicate.hpp>
 #include <boost/regex.hpp>
 
+#include "platform/FileFacts.hpp"
+#include "platform/FolderListing.hpp"
 #include "platform/OperatingSystem.hpp"
+#include "platform/Paths.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/SystemPaths.hpp"
 #include "platform/TextEncoding.hpp"
@@ -45,10 +48,10 @@ std::string nameIn(const std::string& folder, const fs::path& path) {
 }
 
 std::optional<std::string> endOf(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
+    std::ifstream stream(Platform::openablePath(file), std::ios::binary);
     std::error_code unknown;
-    const std::uintmax_t size = fs::file_size(file, unknown);
-    if (!unknown && size > maxPart) {
+    const std::uint64_t size = Platform::fileFacts(file, unknown).size;
+    if (size > maxPart) {
         stream.seekg(static_cast<std::streamoff>(size - maxPart));
     }
     // A file of the system has no size of its own, and a trace grows meanwhile.
@@ -82,24 +85,19 @@ struct Search {
 
 void search(const fs::path& folder, Search& found, std::size_t depth = 0) {
     std::error_code failure;
-    std::vector<fs::path> entries;
-    for (fs::directory_iterator each(folder, failure); !failure && each != fs::directory_iterator();
-         each.increment(failure)) {
-        entries.push_back(each->path());
-    }
+    std::vector<fs::path> entries = Platform::listFolder(folder, failure);
     if (failure) {
         found.notes.push_back(textOf(folder) + ": " +
                               Platform::toUtf8(Platform::errorText(failure)));
     }
     std::sort(entries.begin(), entries.end());
     for (const fs::path& entry : entries) {
-        std::error_code ignored;
-        const fs::file_status status = fs::symlink_status(entry, ignored);
         const bool isLeftOut = std::find(found.leftOut.begin(), found.leftOut.end(),
                                          entry.filename()) != found.leftOut.end();
-        if (fs::is_directory(status) && depth < maxDepth && (depth > 0 || !isLeftOut)) {
+        const bool isOwnFolder = Platform::isFolder(entry) && !Platform::isLink(entry);
+        if (isOwnFolder && depth < maxDepth && (depth > 0 || !isLeftOut)) {
             search(entry, found, depth + 1);
-        } else if (fs::is_regular_file(fs::status(entry, ignored))) {
+        } else if (Platform::isRegularFile(entry)) {
             found.files.push_back(entry);
         }
     }
@@ -211,8 +209,7 @@ void addTraces(const LocalFolders& folders, const AddPart& add, const NotePart& 
 
 void addLocalReports(const LocalFolders& folders, const AddPart& add, const NotePart& note) {
     const fs::path folder = folders.config / "reports";
-    std::error_code ignored;
-    if (folders.config.empty() || !fs::is_directory(folder, ignored)) {
+    if (folders.config.empty() || !Platform::isFolder(folder)) {
         return;
     }
     Search found;

@@ -9,6 +9,7 @@
 #include <boost/json/object.hpp>
 #include <boost/json/serialize.hpp>
 
+#include "platform/FileFacts.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tools/kelctl/base/Failure.hpp"
@@ -54,8 +55,7 @@ void addRestParts(const ServerPlace& place, ServerPaths& paths, const AddPart& a
     const auto keepPaths = [&](const json::value& answer) {
         const auto folder =
             Platform::toPath(Platform::fromUtf8(std::string(answer.at("tracesPath").as_string())));
-        std::error_code ignored;
-        if (place.isLocal() && std::filesystem::is_directory(folder, ignored)) {
+        if (place.isLocal() && Platform::isFolder(folder)) {
             paths.traces = folder;
         }
     };

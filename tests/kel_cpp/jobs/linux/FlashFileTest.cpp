@@ -1,6 +1,7 @@
 #include "kel_cpp/jobs/FlashFile.hpp"
 
 #include <filesystem>
+#include <string>
 #include <sys/stat.h>
 
 #include <gtest/gtest.h>
@@ -28,6 +29,12 @@ TEST(FlashFileOnLinux, MustNotBeAPipeWhichWouldBeWaitedForForEver) {
     const Quarlen::Tests::TemporaryFolder folder;
     ASSERT_EQ(::mkfifo((folder.path() / "pipe").c_str(), S_IRUSR | S_IWUSR), 0);
     EXPECT_EQ(refusalOf(folder.path(), L"pipe"), L"this is no regular file");
+}
+
+TEST(FlashFileOnLinux, IsReadToItsEndWhereItAnnouncesNoSize) {
+    const Uds::Bytes content = readFlashFile("/proc/self", L"status");
+    EXPECT_EQ(std::string(content.begin(), content.begin() + 5), "Name:");
+    EXPECT_EQ(content.back(), '\n');
 }
 
 TEST(FlashFileOnLinux, InAFolderThatMayNotBeEnteredIsNotSaidToBeMissing) {

@@ -1,11 +1,16 @@
 #include "kel_cpp/update/UpdatePackages.hpp"
 
+#include <filesystem>
 #include <memory>
+#include <string>
 #include <thread>
-#include <windows.h>
 
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <windows.h>
 
+#include "platform/FileFacts.hpp"
+#include "platform/Paths.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tests/kel_cpp/update/ZipFiles.hpp"
 #include "tests/support/FakeClock.hpp"
@@ -70,6 +75,17 @@ TEST_F(ScannedUpdatePackages, StayAsTheyAreWhileTheScannerKeepsThem) {
 
     EXPECT_EQ(folder.read("staging/a.zip"), before);
     EXPECT_FALSE(fs::exists(staging / "a.zip.partial"));
+}
+
+TEST(UpdatePackagesOnWindows, AreFoundBehindThePrefixOfExtendedPaths) {
+    const Quarlen::Tests::TemporaryFolder folder;
+    const auto file = writeZip(folder.write("Update/a.zip", ""), {"a.bin"});
+    const auto package = std::make_shared<UpdatePackageInfo>();
+    package->packagePath = L"\\\\?\\" + Platform::absolutePath(file).native();
+
+    stageUpdatePackages({package}, folder.path() / "Update", folder.path() / "staging");
+
+    EXPECT_TRUE(Platform::isRegularFile(folder.path() / "staging" / "a.zip"));
 }
 
 } // namespace
