@@ -66,7 +66,7 @@ TEST(ExceptionText, TellsTheCauseOfASystemErrorWithItsNumber) {
 
 TEST(ExceptionText, KeepsThePathOfAFileSystemError) {
     const OneMessage category("too cold");
-    const std::filesystem::filesystem_error error("cannot fly", L"\u00FCbung", {42, category});
+    const std::filesystem::filesystem_error error("cannot fly", u8"\u00FCbung", {42, category});
     EXPECT_EQ(exceptionText(error), L"filesystem error: cannot fly: too cold (42) [\u00FCbung]");
 }
 
