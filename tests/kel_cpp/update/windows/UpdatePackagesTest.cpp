@@ -4,10 +4,10 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <windows.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <windows.h>
 
 #include "platform/FileFacts.hpp"
 #include "platform/Paths.hpp"
