@@ -10,6 +10,7 @@
 #include <poll.h>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <system_error>
@@ -68,11 +69,15 @@ pid_t launch(const ProcessStart& start, int input, int output) {
     return child;
 }
 
-void keepLineEnds(int terminal) {
-    termios mode{};
-    checked(::tcgetattr(terminal, &mode), "tcgetattr");
-    mode.c_oflag &= ~static_cast<tcflag_t>(OPOST);
-    checked(::tcsetattr(terminal, TCSANOW, &mode), "tcsetattr");
+/// A terminal puts a return before each line end; it is taken away again, so that what the program
+/// has written is left.
+void appendWritten(std::string& received, std::string_view bytes, bool isTerminal) {
+    for (const char byte : bytes) {
+        if (isTerminal && byte == '\n' && received.ends_with('\r')) {
+            received.pop_back();
+        }
+        received += byte;
+    }
 }
 
 Process::Milliseconds remaining(Clock::time_point end) {
@@ -110,7 +115,6 @@ void Process::startOnTerminal(const ProcessStart& start) {
     inputDescriptor = checked(::fcntl(outputDescriptor, F_DUPFD_CLOEXEC, 0), "dup");
     int terminal =
         checked(::open(::ptsname(outputDescriptor), O_RDWR | O_NOCTTY | O_CLOEXEC), "open");
-    keepLineEnds(terminal);
     process = launch(start, terminal, terminal);
     closeDescriptor(terminal);
 }
@@ -205,7 +209,8 @@ void Process::receive(Milliseconds wait) {
     std::array<char, 4096> bytes{};
     const auto count = ::read(outputDescriptor, bytes.data(), bytes.size());
     if (count > 0) {
-        received.append(bytes.data(), static_cast<std::size_t>(count));
+        appendWritten(received, {bytes.data(), static_cast<std::size_t>(count)},
+                      ::isatty(outputDescriptor) == 1);
     } else if (count == 0 || errno != EINTR) {
         // A terminal whose last user has gone reports an error instead of an end.
         closeDescriptor(outputDescriptor);
