@@ -2,6 +2,7 @@
 #include <array>
 #include <string_view>
 
+#include "platform/HostAddresses.hpp"
 #include "platform/NetworkAdapters.hpp"
 
 namespace Quarlen::Platform {
@@ -45,7 +46,25 @@ bool isUsable(const NetworkAdapter& adapter) {
     return adapter.up && !adapter.firstIpv4Address.empty() && adapter.hardwareAddressLength > 0;
 }
 
+bool isReachableAt(const NetworkAdapter& adapter, const std::wstring& address) {
+    return isUsable(adapter) && !isVirtualSwitch(adapter) && adapter.firstIpv4Address == address;
+}
+
 } // namespace
+
+std::wstring preferredAddress(const std::vector<std::wstring>& addresses,
+                              const std::vector<NetworkAdapter>& adapters) {
+    const auto found =
+        std::find_if(addresses.begin(), addresses.end(), [&](const std::wstring& address) {
+            return std::any_of(adapters.begin(), adapters.end(), [&](const auto& adapter) {
+                return isReachableAt(adapter, address);
+            });
+        });
+    if (found != addresses.end()) {
+        return *found;
+    }
+    return addresses.empty() ? std::wstring() : addresses.front();
+}
 
 bool isAdapterName(const std::wstring& address) {
     return std::any_of(adapterPrefixes.begin(), adapterPrefixes.end(),

@@ -10,6 +10,10 @@ namespace Quarlen::Platform {
 /// one time out. `socket` is the system's handle: a file descriptor or a SOCKET.
 void bindExclusively(std::intptr_t socket) noexcept;
 
+/// Whether connections that have been closed, and whose other side is still open, keep the address
+/// of a socket that is bound so.
+[[nodiscard]] bool oldConnectionsKeepTheAddress() noexcept;
+
 /// The handle of no socket.
 constexpr std::intptr_t noSocket = -1;
 

@@ -88,7 +88,7 @@ void ClientList::closeAll(const std::wstring& address) {
     }
     for (const auto& connection : closing) {
         if (connection) {
-            connection->close();
+            connection->leave();
         }
     }
 }

@@ -38,6 +38,8 @@ public:
     virtual void checkToken(const AccessTokens& /*tokens*/) {}
     /// Ends the connection at once.
     virtual void close() = 0;
+    /// Ends the connection because the server stops.
+    virtual void leave() { close(); }
 };
 
 using ClientId = std::uint64_t;

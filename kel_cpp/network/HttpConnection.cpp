@@ -7,17 +7,13 @@
 #include <boost/beast/http/write.hpp>
 
 #include "kel_cpp/network/Endpoints.hpp"
+#include "kel_cpp/network/Farewell.hpp"
 #include "kel_cpp/network/HttpDate.hpp"
+#include "platform/ListeningSocket.hpp"
 
 namespace Quarlen::Kel_cpp {
 
 namespace http = boost::beast::http;
-
-namespace {
-
-constexpr std::chrono::seconds drainTimeout{2};
-
-} // namespace
 
 HttpConnection::HttpConnection(boost::asio::ip::tcp::socket socket, ServerContext& context,
                                const ServedAddress& served)
@@ -148,9 +144,11 @@ void HttpConnection::send(Response answer) {
     }
     stream.expires_after(context.limits.maxIdle);
     const auto kept = std::make_shared<Response>(std::move(answer));
-    http::async_write(stream, *kept,
-                      [self = shared_from_this(), kept, keepAlive](
-                          const ErrorCode& error, std::size_t) { self->sent(keepAlive, error); });
+    http::async_write(
+        stream, *kept,
+        [self = shared_from_this(), kept, keepAlive](const ErrorCode& error, std::size_t bytes) {
+            self->sent(keepAlive, bytes, error);
+        });
 }
 
 void HttpConnection::sendLater(Response answer) {
@@ -161,7 +159,7 @@ void HttpConnection::sendLater(Response answer) {
     });
 }
 
-void HttpConnection::sent(bool keepAlive, const ErrorCode& error) {
+void HttpConnection::sent(bool keepAlive, std::size_t bytes, const ErrorCode& error) {
     isServed = false;
     if (error) {
         end();
@@ -169,7 +167,9 @@ void HttpConnection::sent(bool keepAlive, const ErrorCode& error) {
         read();
     } else {
         stream.socket().shutdown(boost::asio::ip::tcp::socket::shutdown_send, ignoredError);
-        stream.expires_after(drainTimeout);
+        // The stream closes the socket when the time is over: that is to be a reset.
+        stream.socket().set_option(boost::asio::socket_base::linger(true, 0), ignoredError);
+        stream.expires_after(context.readingTime(bytes));
         drain();
     }
 }
@@ -192,7 +192,18 @@ void HttpConnection::notify(const Message& /*message*/, std::uint64_t /*number*/
                             bool /*mayBeDropped*/) {}
 
 void HttpConnection::close() {
+    stream.socket().set_option(boost::asio::socket_base::linger(false, 0), ignoredError);
     stream.socket().close(ignoredError);
+}
+
+void HttpConnection::leave() {
+    if (Platform::oldConnectionsKeepTheAddress() && stream.socket().is_open()) {
+        stream.expires_never();
+        stream.socket().set_option(boost::asio::socket_base::linger(false, 0), ignoredError);
+        sayFarewell(stream.release_socket(), ioContext);
+    } else {
+        close();
+    }
 }
 
 void HttpConnection::end() {

@@ -41,6 +41,7 @@ public:
     void notify(const Message& message, std::uint64_t number, bool mayBeDropped) override;
     void makeRoom() override { close(); }
     void close() override;
+    void leave() override;
 
 private:
     using ErrorCode = boost::system::error_code;
@@ -73,7 +74,7 @@ private:
     void send(Response answer);
     /// From any thread.
     void sendLater(Response answer);
-    void sent(bool keepAlive, const ErrorCode& error);
+    void sent(bool keepAlive, std::size_t bytes, const ErrorCode& error);
     void drain();
     void end();
 

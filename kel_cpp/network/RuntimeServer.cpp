@@ -15,6 +15,8 @@
 #include "kel_cpp/network/Listener.hpp"
 #include "kel_cpp/network/ServerFeed.hpp"
 #include "kel_cpp/network/ServerService.hpp"
+#include "platform/FreeAddress.hpp"
+#include "platform/HostAddresses.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 
@@ -23,8 +25,14 @@ namespace {
 
 using boost::asio::ip::tcp;
 
-/// Throws `boost::system::system_error`.
-boost::asio::ip::address_v4 resolveHostName(const std::wstring& host) {
+/// Throws `boost::system::system_error` with the cause why the host has no address.
+boost::asio::ip::address_v4 resolveHostName(const std::wstring& host,
+                                            const std::vector<Platform::NetworkAdapter>& adapters) {
+    const std::wstring address =
+        Platform::preferredAddress(Platform::ipv4AddressesOf(host), adapters);
+    if (!address.empty()) {
+        return boost::asio::ip::make_address_v4(Platform::toUtf8(address));
+    }
     boost::asio::io_context context;
     tcp::resolver resolver(context);
     const auto found = resolver.resolve(tcp::v4(), Platform::toUtf8(host), "");
@@ -34,9 +42,10 @@ boost::asio::ip::address_v4 resolveHostName(const std::wstring& host) {
 tcp::endpoint findEndpoint(const std::wstring& address,
                            const RuntimeServer::AdapterList& adapters) {
     const ListenAddress parsed = parseServerAddress(address);
-    const HostMeaning meaning = interpretHost(parsed.host, adapters());
+    const std::vector<Platform::NetworkAdapter> present = adapters();
+    const HostMeaning meaning = interpretHost(parsed.host, present);
     if (meaning.isHostName) {
-        return {resolveHostName(parsed.host), parsed.port};
+        return {resolveHostName(parsed.host, present), parsed.port};
     }
     if (meaning.ipv4.empty()) {
         throw listenError(address, L"no network adapter and no IPv4 address belongs to \"" +
@@ -87,8 +96,10 @@ RuntimeServer::Implementation::Implementation(Sources from, AdapterList adapterL
 
 std::wstring RuntimeServer::Implementation::start(const std::wstring& address) {
     try {
-        // The name resolution can take long, so the lock is not held.
+        // The name resolution and the wait can take long, so the lock is not held.
         const tcp::endpoint endpoint = findEndpoint(address, adapters);
+        Platform::waitForFreeAddress(
+            {.host = endpoint.address().to_string(), .port = endpoint.port()});
         const std::lock_guard lock(mutex);
         return listen(endpoint, parseServerAddress(address).host);
     } catch (const boost::system::system_error& error) {

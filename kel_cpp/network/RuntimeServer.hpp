@@ -11,6 +11,7 @@
 #include "kel_cpp/history/RunLog.hpp"
 #include "kel_cpp/history/StatusLog.hpp"
 #include "kel_cpp/rpc/ServerModel.hpp"
+#include "platform/ConnectionSocket.hpp"
 #include "platform/NetworkAdapters.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -22,6 +23,8 @@ struct ClientSettings {
     std::filesystem::path tokenFile;
     /// How soon a change of that file counts for those who are connected.
     std::chrono::milliseconds tokenCheckInterval{5000};
+    /// For a client to read its last reply of so many bytes and to end its side.
+    std::function<std::chrono::milliseconds(std::size_t bytes)> readingTime = Platform::readingTime;
 };
 
 /// The runtime's network server: on each address it serves HTTP/1.1 and WebSockets with the methods

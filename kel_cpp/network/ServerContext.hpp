@@ -32,6 +32,8 @@ struct ServerContext {
     ClientList& clients;
     const ClientPage& page;
     ClientLimits limits;
+    /// For a client to read its last reply of so many bytes and to end its side.
+    std::function<std::chrono::milliseconds(std::size_t bytes)> readingTime;
     /// The names of this machine.
     std::vector<std::string> machineNames;
     /// Of the wrong tokens that have not been answered yet.

@@ -2,10 +2,9 @@
 
 #include <exception>
 
-#include <boost/asio/ip/host_name.hpp>
-
 #include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "kel_cpp/rpc/ServerMethods.hpp"
+#include "platform/SystemPaths.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/TraceHelper.hpp"
 
@@ -14,9 +13,8 @@ namespace Quarlen::Kel_cpp {
 namespace {
 
 std::vector<std::string> machineNames() {
-    boost::system::error_code error;
-    std::string name = boost::asio::ip::host_name(error);
-    return error || name.empty() ? std::vector<std::string>() : std::vector{std::move(name)};
+    std::string name = Platform::toUtf8(Platform::hostName());
+    return name.empty() ? std::vector<std::string>() : std::vector{std::move(name)};
 }
 
 } // namespace
@@ -37,6 +35,7 @@ ServerService::ServerService(const RuntimeServer::Sources& sources, const Client
               clients,
               page,
               settings.limits,
+              settings.readingTime,
               machineNames(),
               {}},
       tokenCheckInterval(settings.tokenCheckInterval),

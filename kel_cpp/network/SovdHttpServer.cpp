@@ -57,16 +57,28 @@ void SovdHttpServer::stopServing() {
 }
 
 void SovdHttpServer::serveAndClose(std::intptr_t connection) {
+    bool hasEnded = true;
+    if (stopping) {
+        // It has waited for a worker, and nobody waits for it.
+        Platform::closeSocket(connection);
+        return;
+    }
     try {
-        serveRequest(connection);
+        SovdStream stream(connection, stopping);
+        serveRequest(stream, connection);
+        Platform::stopWriting(connection);
+        hasEnded = stream.waitForClient(Platform::readingTime(stream.replySize()));
     } catch (const std::exception&) {
         // Most likely out of memory: this client loses its connection, the others go on.
     }
-    Platform::closeSocket(connection);
+    if (hasEnded) {
+        Platform::closeSocket(connection);
+    } else {
+        Platform::resetSocket(connection);
+    }
 }
 
-void SovdHttpServer::serveRequest(std::intptr_t connection) {
-    SovdStream stream(connection, stopping);
+void SovdHttpServer::serveRequest(SovdStream& stream, std::intptr_t connection) {
     if (!stream.waitForRequest()) {
         return;
     }

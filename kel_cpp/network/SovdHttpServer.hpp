@@ -9,6 +9,8 @@
 
 namespace Quarlen::Kel_cpp {
 
+class SovdStream;
+
 /// The HTTP library's server with an accept loop of its own, because the library's looks at
 /// `errno`, which Winsock leaves alone: there one client that has gone again would end the server.
 /// A passing failure to accept ends nothing. Each connection has one request, and 16 workers serve
@@ -27,7 +29,7 @@ private:
     bool acceptClients(httplib::TaskQueue& workers);
     bool closeListening();
     void serveAndClose(std::intptr_t connection);
-    void serveRequest(std::intptr_t connection);
+    void serveRequest(SovdStream& stream, std::intptr_t connection);
 
     const Platform::ClientSource clients;
     std::atomic<bool> stopping{false};

@@ -15,6 +15,7 @@
 #include "kel_cpp/base/RuntimeError.hpp"
 #include "kel_cpp/network/Endpoints.hpp"
 #include "kel_cpp/network/SovdHttpServer.hpp"
+#include "platform/FreeAddress.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/TraceHelper.hpp"
@@ -104,6 +105,7 @@ void SovdService::serve() {
 }
 
 std::uint16_t SovdService::bind(std::uint16_t wantedPort) {
+    Platform::waitForFreeAddress({.host = host, .port = wantedPort});
     if (wantedPort != 0 && server.bind_to_port(host, wantedPort)) {
         return wantedPort;
     }

@@ -15,6 +15,9 @@ using SteadyClock = std::chrono::steady_clock;
 constexpr std::chrono::seconds silentTime{1};
 /// From a request's first byte to its last, and for the client to take each part of the reply.
 constexpr std::chrono::seconds requestTime{5};
+/// How long a client is waited for once the server stops.
+constexpr std::chrono::milliseconds sovdGrace{500};
+constexpr std::chrono::milliseconds waitStep{100};
 
 } // namespace
 
@@ -32,17 +35,30 @@ bool SovdStream::waitForRequest() {
 
 bool SovdStream::waitUntil(Time deadline, ReadyWithin readyWithin) const {
     using std::chrono::milliseconds;
-    constexpr milliseconds maxWait{100};
     for (;;) {
         const auto left = std::chrono::ceil<milliseconds>(deadline - SteadyClock::now());
         if (left <= milliseconds::zero()) {
             return false;
         }
-        if (readyWithin(connection, std::min(left, maxWait))) {
+        if (readyWithin(connection, std::min(left, waitStep))) {
             return true;
         }
         if (stopping) {
             return false;
+        }
+    }
+}
+
+bool SovdStream::waitForClient(std::chrono::milliseconds timeout) {
+    const Time begin = SteadyClock::now();
+    for (;;) {
+        const auto time = stopping ? std::min(timeout, sovdGrace) : timeout;
+        if (SteadyClock::now() - begin >= time) {
+            return false;
+        }
+        if (Platform::isReadable(connection, waitStep) &&
+            Platform::receiveBytes(connection, buffer) <= 0) {
+            return true;
         }
     }
 }
@@ -78,6 +94,7 @@ ssize_t SovdStream::read(char* target, size_t size) {
 ssize_t SovdStream::write(const char* bytes, size_t size) {
     for (;;) {
         const ssize_t count = Platform::sendBytes(connection, {bytes, size});
+        written += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
         if (count >= 0 || !Platform::wouldHaveWaited() || !wait_writable()) {
             return count;
         }

@@ -21,6 +21,12 @@ public:
     /// Waits for the first byte of the request and starts its time limit. False when none came.
     bool waitForRequest();
 
+    /// Bytes of the reply so far.
+    [[nodiscard]] std::size_t replySize() const { return written; }
+    /// Drops what still arrives and waits for the client to end its side. False when the time is
+    /// over before, or the grace period of a stop.
+    bool waitForClient(std::chrono::milliseconds timeout);
+
     [[nodiscard]] bool is_readable() const override { return next < end; }
     [[nodiscard]] bool wait_readable() const override;
     [[nodiscard]] bool wait_writable() const override;
@@ -44,6 +50,7 @@ private:
     std::array<char, 4096> buffer;
     std::size_t next = 0;
     std::size_t end = 0;
+    std::size_t written = 0;
 };
 
 } // namespace Quarlen::Kel_cpp

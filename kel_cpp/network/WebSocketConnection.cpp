@@ -8,7 +8,9 @@
 #include <boost/beast/core/bind_handler.hpp>
 #include <boost/beast/core/buffers_to_string.hpp>
 
+#include "kel_cpp/network/Farewell.hpp"
 #include "kel_cpp/rpc/JsonRecords.hpp"
+#include "platform/ListeningSocket.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -222,6 +224,17 @@ void WebSocketConnection::close() {
     patience.cancel();
     ErrorCode ignored;
     boost::beast::get_lowest_layer(socket).socket().close(ignored);
+}
+
+void WebSocketConnection::leave() {
+    auto& stream = boost::beast::get_lowest_layer(socket);
+    if (Platform::oldConnectionsKeepTheAddress() && stream.socket().is_open()) {
+        closing = true;
+        patience.cancel();
+        sayFarewell(stream.release_socket(), ioContext);
+    } else {
+        close();
+    }
 }
 
 void WebSocketConnection::end() {

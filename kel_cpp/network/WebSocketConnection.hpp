@@ -37,6 +37,7 @@ public:
     void makeRoom() override;
     void checkToken(const AccessTokens& tokens) override;
     void close() override;
+    void leave() override;
 
     [[nodiscard]] std::wstring name() const override;
     [[nodiscard]] Role role() const override { return granted; }

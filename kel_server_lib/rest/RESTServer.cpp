@@ -9,6 +9,7 @@
 #include "kel_server_lib/rest/TraceText.hpp"
 #include "kel_server_lib/rest/handlers/FacadeReference.hpp"
 #include "kel_server_lib/sequence/ServerHandlerSequence.hpp"
+#include "platform/FreeAddress.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/FileTool.hpp"
 #include "std_util/TraceHelper.hpp"
@@ -146,6 +147,8 @@ void RESTServer::listen() {
     if (host == loopbackHost) {
         server->refuseOtherSites();
     }
+    Platform::waitForFreeAddress(
+        {.host = host == loopbackHost ? "127.0.0.1" : host, .port = environment.port});
     const bool served = server->bind_to_port(host, environment.port) && server->serve();
     if (served) {
         report(TraceLine::stopped, L"REST server stop listening on http://%s:%d\n",

@@ -11,6 +11,10 @@ void bindExclusively(std::intptr_t socket) noexcept {
     ::setsockopt(static_cast<int>(socket), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
 }
 
+bool oldConnectionsKeepTheAddress() noexcept {
+    return false;
+}
+
 Accepted acceptConnection(std::intptr_t listening) noexcept {
     const int connection = ::accept4(static_cast<int>(listening), nullptr, nullptr, SOCK_CLOEXEC);
     if (connection < 0) {

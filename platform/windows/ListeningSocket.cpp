@@ -32,6 +32,10 @@ void bindExclusively(std::intptr_t socket) noexcept {
                  reinterpret_cast<const char*>(&on), sizeof(on));
 }
 
+bool oldConnectionsKeepTheAddress() noexcept {
+    return true;
+}
+
 Accepted acceptConnection(std::intptr_t listening) noexcept {
     const auto socket = static_cast<SOCKET>(listening);
     if (!mayAccept(socket)) {

@@ -31,7 +31,9 @@ AdapterMemory readAdapters(const AdapterQuery& query) {
 }
 
 std::wstring firstIpv4Address(const IP_ADAPTER_ADDRESSES& adapter) {
-    if (adapter.FirstUnicastAddress == nullptr) {
+    // An address that is tentative is still looked for in the network, and cannot be bound so far.
+    if (adapter.FirstUnicastAddress == nullptr ||
+        adapter.FirstUnicastAddress->DadState == IpDadStateTentative) {
         return {};
     }
     const sockaddr* const address = adapter.FirstUnicastAddress->Address.lpSockaddr;

@@ -4,9 +4,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "platform/ListeningSocket.hpp"
 #include "tests/kel_cpp/network/NetworkTesting.hpp"
 #include "tests/kel_cpp/network/RpcTestClient.hpp"
 #include "tests/kel_cpp/network/ServedRuntime.hpp"
+#include "tests/support/RawClient.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
 namespace {
@@ -27,6 +29,15 @@ protected:
         TestClient client(address);
         client.send(bytes);
         return client.readAll();
+    }
+
+    [[nodiscard]] std::uint16_t port() const {
+        return static_cast<std::uint16_t>(std::stoul(address.substr(address.rfind(L':') + 1)));
+    }
+    /// Of a client that says itself whether its connection goes on.
+    [[nodiscard]] std::string requestWith(const std::string& connection) const {
+        return "GET / HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port()) +
+               "\r\nConnection: " + connection + "\r\n\r\n";
     }
 
     ServedRuntime served;
@@ -77,6 +88,43 @@ TEST_F(AServerWithLimits, ClosesAConnectionThatSaysNothing) {
     EXPECT_TRUE(silent.waitForClose());
     EXPECT_TRUE(half.waitForClose());
     EXPECT_TRUE(eventually([&] { return server.clients().empty(); }));
+}
+
+TEST_F(AServerWithLimits, ResetsAClientThatDoesNotEndItsSideAfterTheLastReply) {
+    served.settings.readingTime = [](std::size_t) { return std::chrono::milliseconds(50); };
+    start();
+    Quarlen::Tests::RawClient client(port());
+    client.send(requestWith("close"));
+    EXPECT_THAT(client.receiveReply(), StartsWith("HTTP/1.1 200"));
+
+    EXPECT_TRUE(client.waitForClose());
+    EXPECT_TRUE(client.waitForReset());
+}
+
+TEST_F(AServerWithLimits, DoesNotResetAClientThatEndsItsSideAfterTheLastReply) {
+    served.settings.readingTime = [](std::size_t) { return std::chrono::minutes(1); };
+    start();
+    Quarlen::Tests::RawClient client(port());
+    client.send(requestWith("close"));
+    EXPECT_THAT(client.receiveReply(), StartsWith("HTTP/1.1 200"));
+    ASSERT_TRUE(client.waitForClose());
+
+    client.stopSending();
+
+    EXPECT_TRUE(eventually([&] { return server.clients().empty(); }));
+    EXPECT_FALSE(client.waitForReset(std::chrono::milliseconds(100)));
+}
+
+TEST_F(AServerWithLimits, ResetsClientsThatHoldTheirEndAtAStopWhereTheyWouldKeepTheAddress) {
+    start();
+    Quarlen::Tests::RawClient client(port());
+    client.send(requestWith("keep-alive"));
+    EXPECT_THAT(client.receiveReply(), StartsWith("HTTP/1.1 200"));
+
+    server.stop(address);
+
+    EXPECT_EQ(client.waitForReset(std::chrono::milliseconds(200)),
+              Platform::oldConnectionsKeepTheAddress());
 }
 
 TEST_F(AServerWithLimits, AsksAnIdleWebSocketWithAPingAndKeepsItWhenItAnswers) {

@@ -11,6 +11,7 @@
 #include "tests/kel_cpp/network/NetworkTesting.hpp"
 #include "tests/kel_cpp/network/ServedRuntime.hpp"
 #include "tests/support/NumberedCause.hpp"
+#include "tests/support/TestSocket.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
 namespace {
@@ -88,6 +89,18 @@ TEST_F(ARuntimeServer, ClosesItsClientsWhenItStops) {
     EXPECT_TRUE(client.waitForClose());
     EXPECT_THAT(server.clients(), IsEmpty());
     EXPECT_THROW(TestClient{address}, boost::system::system_error);
+}
+
+TEST_F(ARuntimeServer, StartsOnceAnAddressIsFreeThatNobodyListensOn) {
+    auto holder = std::make_unique<Quarlen::Tests::TestSocket>();
+    holder->bindToLoopback();
+    const std::wstring address = L"127.0.0.1:" + std::to_wstring(holder->port());
+    const std::jthread freeing([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        holder.reset();
+    });
+
+    EXPECT_EQ(server.start(address), address);
 }
 
 TEST_F(ARuntimeServer, KeepsTheOtherAddressesWhenOneStops) {

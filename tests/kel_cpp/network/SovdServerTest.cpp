@@ -1,6 +1,7 @@
 #include "kel_cpp/network/SovdServer.hpp"
 
 #include <chrono>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -17,6 +18,7 @@
 #include "tests/support/FailingAccept.hpp"
 #include "tests/support/FakeClock.hpp"
 #include "tests/support/NumberedCause.hpp"
+#include "tests/support/RawClient.hpp"
 #include "tests/support/TraceCapture.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
@@ -194,6 +196,32 @@ TEST_F(ASovdServer, ServesWhileMoreClientsThanItHasWorkersKeepSilent) {
 
     ASSERT_TRUE(result);
     EXPECT_EQ(result->status, 200);
+}
+
+TEST_F(ASovdServer, StartsOnceAnAddressIsFreeThatNobodyListensOn) {
+    auto holder = std::make_unique<Quarlen::Tests::TestSocket>();
+    holder->bindToLoopback();
+    const std::uint16_t port = holder->port();
+    const std::jthread freeing([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        holder.reset();
+    });
+
+    server.start(port);
+
+    EXPECT_EQ(server.port(), port);
+}
+
+TEST_F(ASovdServer, ResetsAClientThatNeverEndsItsSide) {
+    server.start(0);
+    Quarlen::Tests::RawClient client(server.port());
+    client.send("GET /sovd/v1/components HTTP/1.1\r\nHost: x\r\n\r\n");
+    EXPECT_THAT(client.receiveReply(), HasSubstr("200 OK"));
+    ASSERT_TRUE(client.waitForClose());
+
+    server.stop();
+
+    EXPECT_TRUE(client.waitForReset());
 }
 
 TEST_F(ASovdServer, ServesOnAfterEachFailureToAcceptThatPasses) {

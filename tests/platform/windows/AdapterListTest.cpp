@@ -99,6 +99,14 @@ TEST_F(AdapterList, HasNoAddressWhereTheFirstIsOfAnotherFamily) {
     EXPECT_EQ(read().at(0).firstIpv4Address, L"");
 }
 
+TEST_F(AdapterList, HasNoAddressYetWhereTheFirstIsTentative) {
+    address.DadState = IpDadStateTentative;
+    EXPECT_EQ(read().at(0).firstIpv4Address, L"");
+
+    address.DadState = IpDadStatePreferred;
+    EXPECT_EQ(read().at(0).firstIpv4Address, L"192.168.1.2");
+}
+
 TEST_F(AdapterList, HasNoAddressWhereTheFirstIsEmpty) {
     address.Address.lpSockaddr = nullptr;
 
