@@ -2,7 +2,6 @@
 
 #include <exception>
 
-#include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "kel_cpp/rpc/ServerMethods.hpp"
 #include "platform/SystemPaths.hpp"
 #include "platform/TextEncoding.hpp"

@@ -15,6 +15,7 @@ def text(path):
 class Reference(unittest.TestCase):
     def test_operation_names_the_options_of_the_command_line(self):
         options = set(re.findall(r'L"(-{1,2}\w+|\?)"', text("kel_server/CommandLine.cpp")))
+        options.add(re.search(r'serviceOption = L"(--\w+)"', text("platform/windows/ServiceProgram.cpp"))[1])
         table = text("docs/operation.md").split("## Command line")[1].split("\n## ")[0]
         documented = {word for line in table.splitlines() if line.startswith("| `-")
                       for word in re.findall(r"`(-{1,2}\w+|\?)`", line.split("|")[1])}
