@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -9,6 +10,9 @@
 #include <vector>
 
 #include "platform/AtomicFile.hpp"
+#include "platform/FileActions.hpp"
+#include "platform/FileFacts.hpp"
+#include "platform/FolderListing.hpp"
 #include "platform/NameHash.hpp"
 #include "platform/ProcessIdentity.hpp"
 
@@ -23,7 +27,7 @@ constexpr std::string_view completeEnding = ".new";
 struct Orphan {
     fs::path file;
     bool isComplete = false;
-    fs::file_time_type written;
+    std::chrono::system_clock::time_point written;
 };
 
 /// The last component, for comparisons: small letters, because a file system may take capitals for
@@ -60,17 +64,26 @@ std::vector<Orphan> orphansOf(const fs::path& target) {
     const std::string beginning = beginningFor(target);
     const fs::path folder = target.has_parent_path() ? target.parent_path() : ".";
     std::vector<Orphan> found;
-    for (const auto& entry : fs::directory_iterator(folder)) {
-        const std::string name = plainName(entry.path());
-        if (isOrphan(name, beginning) && fs::is_regular_file(entry.symlink_status())) {
-            found.push_back(
-                {entry.path(), name.ends_with(completeEnding), entry.last_write_time()});
+    std::error_code failure;
+    for (const fs::path& entry : listFolder(folder, failure)) {
+        const std::string name = plainName(entry);
+        if (isOrphan(name, beginning) && !isLink(entry)) {
+            const FileFacts facts = fileFacts(entry, failure);
+            if (facts.kind == FileKind::Regular) {
+                found.push_back({entry, name.ends_with(completeEnding), facts.written});
+            }
         }
     }
     std::sort(found.begin(), found.end(), [](const Orphan& left, const Orphan& right) {
         return left.isComplete != right.isComplete ? left.isComplete : left.written > right.written;
     });
     return found;
+}
+
+/// False also where it cannot be told: what may be there is not replaced.
+bool isMissing(const fs::path& file) {
+    std::error_code failure;
+    return !isLink(file) && fileFacts(file, failure).kind == FileKind::Missing;
 }
 
 } // namespace
@@ -89,15 +102,14 @@ void settleUnfinishedFiles(const fs::path& name) noexcept {
     try {
         const fs::path target = followLinks(name);
         for (const Orphan& orphan : orphansOf(target)) {
-            std::error_code refused;
-            if (orphan.isComplete && !fs::exists(fs::symlink_status(target))) {
-                fs::rename(orphan.file, target, refused);
+            if (orphan.isComplete && isMissing(target)) {
+                renameFile(orphan.file, target);
             } else {
-                fs::remove(orphan.file, refused);
+                removeFile(orphan.file);
             }
         }
     } catch (...) {
-        // The folder cannot be read, which whoever needs the target finds out.
+        // What lies there cannot be renamed, which whoever needs the target finds out.
         return;
     }
 }

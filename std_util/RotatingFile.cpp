@@ -5,10 +5,13 @@
 #include <utility>
 
 #include "platform/AppendFile.hpp"
+#include "platform/FileActions.hpp"
+#include "platform/FileFacts.hpp"
 
 namespace StdUtil {
 
 namespace fs = std::filesystem;
+namespace Platform = Quarlen::Platform;
 
 RotatingFile::RotatingFile(fs::path name, Limits limits, Rename renameFile)
     : file(std::move(name)), limits(limits), rename(std::move(renameFile)) {
@@ -26,9 +29,12 @@ void RotatingFile::write(std::string_view line) {
 }
 
 bool RotatingFile::replacing(const fs::path& from, const fs::path& to) {
-    std::error_code failure;
-    fs::rename(from, to, failure);
-    return !failure;
+    try {
+        Platform::renameFile(from, to);
+        return true;
+    } catch (const std::system_error&) {
+        return false;
+    }
 }
 
 fs::path RotatingFile::former(std::size_t index) const {
@@ -46,8 +52,10 @@ fs::path RotatingFile::former(std::size_t index) const {
 bool RotatingFile::putAside() const {
     for (std::size_t index = limits.formerFiles; index > 0; --index) {
         const fs::path newer = former(index - 1);
-        std::error_code unknown;
-        if (fs::exists(newer, unknown) && !rename(newer, former(index))) {
+        std::error_code failure;
+        const bool isMissing =
+            Platform::fileFacts(newer, failure).kind == Platform::FileKind::Missing;
+        if (!isMissing && !rename(newer, former(index))) {
             return false;
         }
     }
@@ -68,9 +76,9 @@ void RotatingFile::rotate() {
 /// By its name also after a failure: the file may have been removed together with its folder.
 void RotatingFile::open() {
     if (file.has_parent_path()) {
-        fs::create_directories(file.parent_path());
+        Platform::createFolders(file.parent_path());
     }
-    opened = Quarlen::Platform::AppendFile::open(file);
+    opened = Platform::AppendFile::open(file);
     size = opened->size();
 }
 

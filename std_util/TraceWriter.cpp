@@ -13,6 +13,7 @@
 #include <spdlog/details/log_msg.h>
 #include <spdlog/pattern_formatter.h>
 
+#include "platform/Paths.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/ControlCharacters.hpp"
@@ -88,7 +89,7 @@ std::wstring onOneLine(std::wstring_view text) {
 
 /// True for a file that was left while a line was being written.
 bool endsInsideALine(const std::filesystem::path& file) {
-    std::ifstream content(file, std::ios::binary | std::ios::ate);
+    std::ifstream content(Platform::openablePath(file), std::ios::binary | std::ios::ate);
     return content && content.tellg() > 0 && content.seekg(-1, std::ios::end) &&
            content.get() != '\n';
 }

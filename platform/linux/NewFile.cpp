@@ -19,12 +19,12 @@ void check(int error) {
 }
 
 /// Removes the file unless it was finished.
-class UnfinishedFile {
+class FileInCreation {
 public:
-    explicit UnfinishedFile(const std::filesystem::path& file) : file(file) {}
-    UnfinishedFile(const UnfinishedFile&) = delete;
-    UnfinishedFile& operator=(const UnfinishedFile&) = delete;
-    ~UnfinishedFile() {
+    explicit FileInCreation(const std::filesystem::path& file) : file(file) {}
+    FileInCreation(const FileInCreation&) = delete;
+    FileInCreation& operator=(const FileInCreation&) = delete;
+    ~FileInCreation() {
         if (!finished) {
             ::unlink(file.c_str());
         }
@@ -46,7 +46,7 @@ bool createNewFile(const std::filesystem::path& file, std::string_view content) 
         return false;
     }
     check(descriptor.isOpen() ? 0 : errno);
-    UnfinishedFile created(file);
+    FileInCreation created(file);
     check(descriptor.writeAll(content));
     check(descriptor.flush());
     created.finish();

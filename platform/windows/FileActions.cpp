@@ -34,7 +34,9 @@ void makeFolders(const std::filesystem::path& folder) {
     }
     // Somebody else may have made it meanwhile.
     if (cause != ERROR_SUCCESS && !isFolder(folder)) {
-        throw std::system_error(fileError(cause), "cannot create directories");
+        const bool isAFile = cause == ERROR_ALREADY_EXISTS;
+        throw std::system_error(fileError(isAFile ? ERROR_DIRECTORY : cause),
+                                "cannot create directories");
     }
 }
 

@@ -78,10 +78,18 @@ FileFacts fileFacts(const std::filesystem::path& path, std::error_code& failure)
     return saysMissing(cause) ? FileFacts{.kind = FileKind::Missing} : factsByName(name, failure);
 }
 
+/// Symbolic links and junctions have tags that stand for another name. Files that a service keeps
+/// elsewhere (cloud folders, deduplicated volumes) are reparse points, too, but no links.
 bool isLink(const std::filesystem::path& path) {
-    const DWORD attributes = ::GetFileAttributesW(extendedPath(path).c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES &&
-           (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+    WIN32_FIND_DATAW found{};
+    void* const search = ::FindFirstFileExW(extendedPath(path).c_str(), FindExInfoBasic, &found,
+                                            FindExSearchNameMatch, nullptr, 0);
+    if (search == INVALID_HANDLE_VALUE) {
+        return false;
+    }
+    ::FindClose(search);
+    return (found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
+           IsReparseTagNameSurrogate(found.dwReserved0);
 }
 
 } // namespace Quarlen::Platform

@@ -3,6 +3,7 @@
 #include <memory>
 #include <windows.h>
 
+#include "platform/FileFacts.hpp"
 #include "platform/WindowsPathText.hpp"
 #include "platform/windows/ExtendedPath.hpp"
 
@@ -14,12 +15,6 @@ constexpr std::size_t maxPathLength = 32768;
 struct CloseFile {
     void operator()(void* handle) const noexcept { ::CloseHandle(handle); }
 };
-
-bool isLinkItself(const std::filesystem::path& path) {
-    const DWORD attributes = ::GetFileAttributesW(extendedPath(path).c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES &&
-           (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
-}
 
 } // namespace
 
@@ -40,7 +35,7 @@ std::wstring finalPath(const std::filesystem::path& path) {
 
 bool leadsThroughLink(const std::filesystem::path& path) {
     for (std::filesystem::path part = path; part.has_relative_path(); part = part.parent_path()) {
-        if (isLinkItself(part)) {
+        if (isLink(part)) {
             return true;
         }
     }

@@ -18,12 +18,12 @@ constexpr std::size_t maxWriteSize = 1U << 30U;
 }
 
 /// Closes the handle; removes the file unless it was finished.
-class UnfinishedFile {
+class FileInCreation {
 public:
-    UnfinishedFile(std::wstring file, HANDLE handle) : file(std::move(file)), handle(handle) {}
-    UnfinishedFile(const UnfinishedFile&) = delete;
-    UnfinishedFile& operator=(const UnfinishedFile&) = delete;
-    ~UnfinishedFile() {
+    FileInCreation(std::wstring file, HANDLE handle) : file(std::move(file)), handle(handle) {}
+    FileInCreation(const FileInCreation&) = delete;
+    FileInCreation& operator=(const FileInCreation&) = delete;
+    ~FileInCreation() {
         ::CloseHandle(handle);
         if (!finished) {
             ::DeleteFileW(file.c_str());
@@ -66,7 +66,7 @@ bool createNewFile(const std::filesystem::path& file, std::string_view content) 
     if (handle == INVALID_HANDLE_VALUE) {
         throwLastError();
     }
-    UnfinishedFile created(std::move(name), handle);
+    FileInCreation created(std::move(name), handle);
     created.write(content);
     created.finish();
     return true;

@@ -1,6 +1,5 @@
 #include "platform/SystemMessage.hpp"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <optional>
@@ -55,17 +54,25 @@ constexpr std::array systemValues{
     Pair{ETIMEDOUT, WSAETIMEDOUT},
 };
 
+/// By its name, because Boost has a category of its own for the same numbers, which tells them in
+/// the user's code page.
+bool isOfTheSystem(const std::error_code& error) {
+    return std::string_view(error.category().name()) == std::system_category().name();
+}
+
 std::optional<int> systemValueOf(const std::error_code& error) {
-    if (error.category() == std::system_category()) {
+    if (isOfTheSystem(error)) {
         return error.value();
     }
     if (error.category() != std::generic_category()) {
         return std::nullopt;
     }
-    const auto* const found =
-        std::find_if(systemValues.begin(), systemValues.end(),
-                     [&](const Pair& pair) { return pair.errnoValue == error.value(); });
-    return found != systemValues.end() ? std::optional<int>(found->systemValue) : std::nullopt;
+    for (const Pair& pair : systemValues) {
+        if (pair.errnoValue == error.value()) {
+            return static_cast<int>(pair.systemValue);
+        }
+    }
+    return std::nullopt;
 }
 
 /// Chinese and Japanese have a full stop of their own.
@@ -90,7 +97,7 @@ std::wstring wordsOf(int systemValue) {
 SystemMessage systemMessage(const std::error_code& error) {
     if (const std::optional<int> value = systemValueOf(error)) {
         const std::wstring words = wordsOf(*value);
-        if (!words.empty() || error.category() == std::system_category()) {
+        if (!words.empty() || isOfTheSystem(error)) {
             return {*value, words};
         }
     }

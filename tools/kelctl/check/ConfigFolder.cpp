@@ -135,11 +135,9 @@ path wholePath(const path& file) {
 }
 
 bool isShadowed(const path& script, const path& name, const path& workingFolder) {
-    std::error_code ignored;
     const path other = Platform::joinedPath(workingFolder, name);
     return Platform::isRegularFile(other) &&
-           !std::filesystem::equivalent(Platform::openablePath(other),
-                                        Platform::openablePath(script), ignored);
+           !Platform::isSameFileName(Platform::resolvedPath(other), Platform::resolvedPath(script));
 }
 
 } // namespace Quarlen::Ctl
