@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <filesystem>
-#include <iostream>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -18,6 +17,7 @@
 #include "kel_cpp/network/SovdServer.hpp"
 #include "kel_server_lib/runtime/KelApi.hpp"
 #include "platform/Clock.hpp"
+#include "platform/Terminal.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -32,7 +32,7 @@ struct RuntimeEnvironment {
     std::chrono::milliseconds testerPresentInterval{2000};
     /// Receives messages for the operator about conditions that are not failures. Must outlive the
     /// runtime.
-    std::ostream& errorOutput = std::cerr;
+    std::ostream& errorOutput = Platform::standardErrors();
     /// The time of status texts and runs.
     StatusLog::Now now = std::chrono::system_clock::now;
     VehicleInterfaces::OpenVehicle openVehicle = VehicleInterfaces::openVehicleOfFile;

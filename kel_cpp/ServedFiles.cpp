@@ -77,6 +77,9 @@ std::string readReport(const path& reportsFolder, const std::wstring& name) {
     }
     std::ifstream file(Platform::openablePath(reportsFolder / Platform::toPath(name)),
                        std::ios::binary);
+    if (!file) {
+        throw runtimeError(ErrorCode::Report, L"the report " + inQuotes(name) + L" cannot be read");
+    }
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 

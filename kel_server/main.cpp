@@ -7,6 +7,7 @@
 #include "platform/DescriptorLimit.hpp"
 #include "platform/ErrorWindows.hpp"
 #include "platform/HeapSettings.hpp"
+#include "platform/KeyReader.hpp"
 #include "platform/ServiceProgram.hpp"
 #include "platform/StandardStreams.hpp"
 #include "platform/TextEncoding.hpp"
@@ -29,6 +30,7 @@ int start(const std::vector<std::wstring>& arguments) {
     Quarlen::Platform::raiseDescriptorLimit();
     Quarlen::Platform::openMissingStandardStreams();
     Quarlen::Platform::surviveBrokenPipes();
+    Quarlen::Platform::keepClicksHarmless();
     Quarlen::ApplicationEnvironment environment;
     environment.getKelApi = Quarlen::Kel_cpp::getKelApi;
     return Quarlen::Platform::runServiceProgram(

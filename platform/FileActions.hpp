@@ -2,6 +2,8 @@
 
 #include <filesystem>
 
+#include "platform/Clock.hpp"
+
 namespace Quarlen::Platform {
 
 /// Each throws `std::system_error` unless it says otherwise, and takes paths of every length that
@@ -10,8 +12,11 @@ namespace Quarlen::Platform {
 /// Makes the folder with those that it lies in; one that exists stays as it is.
 void createFolders(const std::filesystem::path& folder);
 
+/// A file that exists at the target gives way. On Windows the attempt is repeated for a while where
+/// somebody has one of the files open.
+void copyFile(const std::filesystem::path& from, const std::filesystem::path& to,
+              Clock& clock = systemClock());
 /// A file that exists at the target gives way.
-void copyFile(const std::filesystem::path& from, const std::filesystem::path& to);
 void renameFile(const std::filesystem::path& from, const std::filesystem::path& to);
 
 /// Does nothing where there is none, and where it cannot be removed.

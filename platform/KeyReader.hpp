@@ -23,4 +23,8 @@ public:
 /// what it still prints. In the background a reader waits and does not stop the process.
 std::unique_ptr<KeyReader> openConsoleKeys();
 
+/// Takes a click into the process's console the power to hold up every thread that prints, also
+/// where no keys are read. Does nothing on Linux, whose terminals have no such power.
+void keepClicksHarmless();
+
 } // namespace Quarlen::Platform

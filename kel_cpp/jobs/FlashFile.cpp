@@ -1,6 +1,7 @@
 #include "kel_cpp/jobs/FlashFile.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <fstream>
 #include <system_error>
 
@@ -75,10 +76,13 @@ Uds::Bytes contentOf(std::ifstream& file, std::uint64_t announced) {
 Uds::Bytes readFlashFile(const std::filesystem::path& folder, const std::wstring& name) {
     const std::filesystem::path path = checkedPath(folder, name);
     const std::uint64_t announced = checkedSize(path);
+    errno = 0;
     std::ifstream file(Platform::openablePath(path), std::ios::binary);
-    const bool isOpen = file.is_open();
+    if (!file) {
+        throw unreadable({errno != 0 ? errno : EIO, std::generic_category()});
+    }
     Uds::Bytes content = contentOf(file, announced);
-    if (!isOpen || file.bad() || content.size() < announced) {
+    if (file.bad() || content.size() < announced) {
         throw FlashError(L"the file cannot be read to its end: " + std::to_wstring(content.size()) +
                          L" of " + std::to_wstring(announced) + L" bytes");
     }

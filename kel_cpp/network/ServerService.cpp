@@ -2,6 +2,7 @@
 
 #include <exception>
 
+#include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "kel_cpp/rpc/ServerMethods.hpp"
 #include "platform/SystemPaths.hpp"
 #include "platform/TextEncoding.hpp"

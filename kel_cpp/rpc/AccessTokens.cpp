@@ -126,6 +126,13 @@ std::vector<AccessTokens::Entry> AccessTokens::read() const {
                                  " bytes");
     }
     std::ifstream stream(Platform::openablePath(file));
+    if (!stream) {
+        throw std::runtime_error("the file cannot be opened");
+    }
+    return entriesOf(stream);
+}
+
+std::vector<AccessTokens::Entry> AccessTokens::entriesOf(std::istream& stream) {
     std::vector<Entry> found;
     std::size_t number = 0;
     for (std::string line; std::getline(stream, line);) {

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <iosfwd>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -62,6 +63,7 @@ private:
 
     [[nodiscard]] Stamp stamp() const;
     [[nodiscard]] std::vector<Entry> read() const;
+    [[nodiscard]] static std::vector<Entry> entriesOf(std::istream& stream);
     [[nodiscard]] static Entry parseLine(const std::string& line);
 
     const std::filesystem::path file;

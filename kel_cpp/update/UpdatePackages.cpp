@@ -126,7 +126,7 @@ public:
 
     void copy(const CheckedPackage& package) {
         written.push_back(package.partial);
-        Platform::copyFile(package.file, package.partial);
+        Platform::copyFile(package.file, package.partial, clock);
         Platform::flushFile(package.partial, clock);
     }
     void publish(const CheckedPackage& package) {

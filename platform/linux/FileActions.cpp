@@ -8,7 +8,8 @@ void createFolders(const std::filesystem::path& folder) {
     std::filesystem::create_directories(folder);
 }
 
-void copyFile(const std::filesystem::path& from, const std::filesystem::path& to) {
+void copyFile(const std::filesystem::path& from, const std::filesystem::path& to,
+              Clock& /*clock*/) {
     std::filesystem::copy_file(from, to, std::filesystem::copy_options::overwrite_existing);
 }
 

@@ -91,4 +91,6 @@ std::unique_ptr<KeyReader> openConsoleKeys() {
     return std::make_unique<TerminalKeys>();
 }
 
+void keepClicksHarmless() {}
+
 } // namespace Quarlen::Platform

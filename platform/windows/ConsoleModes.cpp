@@ -87,6 +87,10 @@ void ConsoleModes::restore(const Found& found) const {
     calls.setMode(found.console, found.mode);
 }
 
+bool takeQuickEdit(ConsoleModes& modes, HANDLE keys) {
+    return modes.change(keys, {.on = ENABLE_EXTENDED_FLAGS, .off = ENABLE_QUICK_EDIT_MODE});
+}
+
 bool takeKeys(ConsoleModes& modes, HANDLE keys) {
     return modes.change(keys,
                         {.on = ENABLE_EXTENDED_FLAGS,

@@ -44,6 +44,9 @@ private:
     bool isEnding = false;
 };
 
+/// Takes a click into the window the power to hold up every thread that prints, and changes nothing
+/// else: the keys stay the shell's.
+bool takeQuickEdit(ConsoleModes& modes, HANDLE keys);
 /// Makes the keys of a console come one by one and at once, and takes the mouse and the Pause key
 /// the power to hold up every thread that prints: with quick edit a click into the window does that
 /// until another key is pressed.

@@ -8,6 +8,7 @@
 #include "platform/FolderListing.hpp"
 #include "platform/windows/ExtendedPath.hpp"
 #include "platform/windows/FileError.hpp"
+#include "platform/windows/FileReplacement.hpp"
 
 namespace Quarlen::Platform {
 namespace {
@@ -61,9 +62,23 @@ void createFolders(const std::filesystem::path& folder) {
     makeFolders(whole.has_filename() ? whole : whole.parent_path());
 }
 
-void copyFile(const std::filesystem::path& from, const std::filesystem::path& to) {
-    throwUnless(::CopyFileW(extendedPath(from).c_str(), extendedPath(to).c_str(), FALSE),
-                "cannot copy file");
+void copyFile(const std::filesystem::path& from, const std::filesystem::path& to, Clock& clock) {
+    const std::wstring source = extendedPath(from);
+    const std::wstring target = extendedPath(to);
+    const WindowsError refusal = refusalOf(to);
+    const WindowsError failure =
+        refusal != ERROR_SUCCESS
+            ? refusal
+            : repeatWhileInUse(
+                  [&] {
+                      return ::CopyFileW(source.c_str(), target.c_str(), FALSE) != FALSE
+                                 ? DWORD{ERROR_SUCCESS}
+                                 : ::GetLastError();
+                  },
+                  clock);
+    if (failure != ERROR_SUCCESS) {
+        throw std::system_error(fileError(failure), "cannot copy file");
+    }
     // A copy of a read-only file is read-only too, and could be neither flushed nor replaced.
     ::SetFileAttributesW(extendedPath(to).c_str(), FILE_ATTRIBUTE_NORMAL);
 }

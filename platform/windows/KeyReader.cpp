@@ -60,4 +60,8 @@ std::unique_ptr<KeyReader> openConsoleKeys() {
     return std::make_unique<RedirectedKeys>(input);
 }
 
+void keepClicksHarmless() {
+    takeQuickEdit(consoleModes(), ::GetStdHandle(STD_INPUT_HANDLE));
+}
+
 } // namespace Quarlen::Platform

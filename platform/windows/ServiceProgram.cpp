@@ -103,8 +103,8 @@ int runAsService() {
                                              {&anyName, runService},
                                              {nullptr, nullptr}};
     if (::StartServiceCtrlDispatcherW(services) == 0) {
-        standardConsole().line("--service is for the service manager: " +
-                               toUtf8(errorText(lastError())));
+        const std::error_code cause = lastError(); // before the console asks the system, too
+        standardConsole().line("--service is for the service manager: " + toUtf8(errorText(cause)));
     }
     return service->exitCode;
 }

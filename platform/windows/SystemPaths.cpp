@@ -10,7 +10,6 @@
 #include <shlobj.h>
 // clang-format on
 
-#include "platform/TextEncoding.hpp"
 #include "platform/windows/FinalPath.hpp"
 
 namespace Quarlen::Platform {

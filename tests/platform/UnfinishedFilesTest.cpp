@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 
+#include "platform/FolderListing.hpp"
 #include "tests/support/KilledWriter.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 
@@ -91,6 +92,22 @@ TEST_F(UnfinishedFiles, GiveTheNewestOneThePlace) {
 
     EXPECT_THAT(names(), ElementsAre("KelServer.xml"));
     EXPECT_EQ(folder.read("KelServer.xml"), "newest");
+}
+
+TEST_F(UnfinishedFiles, AreSettledInFoldersOfEveryDepth) {
+    const std::string deep = std::string(150, 'n') + "/" + std::string(150, 'm');
+    const fs::path inDeep = folder.path() / deep / "KelServer.xml";
+    const auto leave = [&](const fs::path& file, const std::string& content) {
+        folder.write(deep + "/" + ofAKilledProcess(file).filename().string(), content);
+    };
+    leave(UnfinishedFile(inDeep).partial, "par");
+    leave(UnfinishedFile(inDeep).complete, "new");
+
+    settleUnfinishedFiles(inDeep);
+
+    std::error_code failure;
+    EXPECT_THAT(listFolder(folder.path() / deep, failure), ElementsAre(inDeep));
+    EXPECT_EQ(folder.read(deep + "/KelServer.xml"), "new");
 }
 
 TEST_F(UnfinishedFiles, OfARunningProcessAreLeftAlone) {

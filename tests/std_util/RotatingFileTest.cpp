@@ -57,6 +57,16 @@ TEST_F(RotatingFileTest, IsPutAsideWhenALineDoesNotFit) {
     EXPECT_EQ(content("trace.1.log"), "1234567890");
 }
 
+TEST_F(RotatingFileTest, LiesInAFolderOfEveryDepth) {
+    const std::string deep = std::string(150, 'n') + "/" + std::string(150, 'm');
+    RotatingFile file(folder.path() / deep / "trace.log", {10, 2, 4});
+    file.write("1234567890");
+    file.write("a");
+
+    EXPECT_EQ(folder.read(deep + "/trace.log"), "a");
+    EXPECT_EQ(folder.read(deep + "/trace.1.log"), "1234567890");
+}
+
 TEST_F(RotatingFileTest, KeepsTheNewestFormerFiles) {
     RotatingFile file = open();
     for (const char* const line : {"first....", "second...", "third....", "fourth..."}) {

@@ -37,6 +37,16 @@ TEST_F(ConsoleModesOf, AConsoleWithKeysHaveNoQuickEditAndNoPauseKey) {
                                          ENABLE_INSERT_MODE | ENABLE_EXTENDED_FLAGS});
 }
 
+TEST_F(ConsoleModesOf, AConsoleWithoutAReaderLoseQuickEditAlone) {
+    console.modes[keys] = shellKeys;
+
+    EXPECT_TRUE(takeQuickEdit(modes, keys));
+    EXPECT_EQ(console.modes[keys], shellKeys & ~DWORD{ENABLE_QUICK_EDIT_MODE});
+
+    modes.giveBack();
+    EXPECT_EQ(console.modes[keys], shellKeys);
+}
+
 TEST_F(ConsoleModesOf, AConsoleAreGivenBackAsTheyWereFoundFirst) {
     console.modes[keys] = shellKeys;
     console.modes[screen] = 0;

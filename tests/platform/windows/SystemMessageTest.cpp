@@ -2,6 +2,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <string>
 #include <system_error>
 #include <windows.h>
 
@@ -49,6 +50,19 @@ TEST(SystemMessage, IsInTheLanguageOfTheUser) {
     EXPECT_EQ(libraryText(EACCES), told);
     EXPECT_EQ(exceptionText(std::system_error(ERROR_ACCESS_DENIED, std::system_category(), "a")),
               L"a: " + told);
+}
+
+/// As Boost's: the system's numbers, in words of the user's code page.
+class SystemCategoryOfALibrary final : public std::error_category {
+public:
+    [[nodiscard]] const char* name() const noexcept override { return "system"; }
+    [[nodiscard]] std::string message(int /*value*/) const override { return "\xC4"; }
+};
+
+TEST(SystemMessage, TakesALibrarysSystemCategoryForTheSystem) {
+    const SystemCategoryOfALibrary category;
+    EXPECT_EQ(errorText({ERROR_ACCESS_DENIED, category}), systemText(ERROR_ACCESS_DENIED));
+    EXPECT_EQ(errorText({0x7654321, category}), L"error 124076833");
 }
 
 TEST(SystemMessage, IsTheNumberWhereTheSystemHasNoWords) {

@@ -62,6 +62,20 @@ TEST_F(ScannedUpdatePackages, AreReplacedOnceTheScannerHasClosedThem) {
     EXPECT_EQ(folder.read("staging/a.zip"), folder.read("Update/a.zip"));
 }
 
+TEST_F(ScannedUpdatePackages, AreTakenOnceTheScannerHasClosedTheNewOne) {
+    writeZip(updates / "a.zip", {"new"});
+    folder.write("staging/a.zip.partial", "left by a staging that was killed");
+    auto scanned = scan(staging / "a.zip.partial");
+    clock.onSleep([&](std::chrono::milliseconds /*duration*/) {
+        std::jthread([&] { scanned.reset(); }).join();
+    });
+
+    stage();
+
+    EXPECT_THAT(clock.sleeps(), testing::SizeIs(1));
+    EXPECT_EQ(folder.read("staging/a.zip"), folder.read("Update/a.zip"));
+}
+
 TEST_F(ScannedUpdatePackages, StayAsTheyAreWhileTheScannerKeepsThem) {
     writeZip(updates / "a.zip", {"old"});
     stage();
