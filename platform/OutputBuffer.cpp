@@ -1,6 +1,7 @@
 #include "platform/OutputBuffer.hpp"
 
 #include <exception>
+#include <utility>
 
 namespace Quarlen::Platform {
 
@@ -35,7 +36,7 @@ OutputBuffer::int_type OutputBuffer::overflow(int_type letter) {
 int OutputBuffer::sync() {
     const std::lock_guard lock(mutex);
     writeOut();
-    return 0;
+    return std::exchange(hasLost, false) && losses == Losses::Told ? -1 : 0;
 }
 
 bool OutputBuffer::isDue() const {
@@ -47,7 +48,7 @@ void OutputBuffer::writeOut() {
     if (!pending.empty()) {
         std::string text;
         text.swap(pending); // lost, whatever the sink does
-        sink.write(text);
+        hasLost = !sink.write(text) || hasLost;
     }
 }
 

@@ -7,8 +7,9 @@
 namespace Quarlen::Platform {
 
 /// Standard output and standard error for texts in UTF-8, which a screen shows as such; a file or
-/// pipe gets the bytes as they are. A text that could not be written is lost and does not silence
-/// the stream. Both live as long as the process.
+/// pipe gets the bytes as they are. A text that could not be written is lost. Standard output fails
+/// at the flush then and can be cleared; standard error never does. Both live as long as the
+/// process.
 std::ostream& standardOutput();
 std::ostream& standardErrors();
 

@@ -19,16 +19,15 @@ bool DescriptorOutput::beginsNoLines() const {
     return calls.getMode(descriptor, &mode) == 0 && (mode.c_oflag & newLines) != newLines;
 }
 
-void DescriptorOutput::write(std::string_view text) {
+bool DescriptorOutput::write(std::string_view text) {
     if (beginsNoLines()) {
-        writeBytes(lineEnds.withReturns(text));
-    } else {
-        lineEnds.note(text);
-        writeBytes(text);
+        return writeBytes(lineEnds.withReturns(text));
     }
+    lineEnds.note(text);
+    return writeBytes(text);
 }
 
-void DescriptorOutput::writeBytes(std::string_view bytes) {
+bool DescriptorOutput::writeBytes(std::string_view bytes) {
     bool hasWaited = false;
     while (!bytes.empty()) {
         const ssize_t count = calls.write(descriptor, bytes.data(), bytes.size());
@@ -39,10 +38,11 @@ void DescriptorOutput::writeBytes(std::string_view bytes) {
         } else if (count == 0 || errno != EINTR) {
             const bool isFull = count < 0 && errno == EAGAIN;
             if (!isFull || std::exchange(hasWaited, true) || !waitForRoom()) {
-                return;
+                return false;
             }
         }
     }
+    return true;
 }
 
 bool DescriptorOutput::waitForRoom() {

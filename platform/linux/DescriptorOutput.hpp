@@ -31,12 +31,12 @@ public:
 
     explicit DescriptorOutput(int descriptor, OutputCalls calls = {});
 
-    void write(std::string_view text) override;
+    bool write(std::string_view text) override;
     [[nodiscard]] bool isScreen() const override;
 
 private:
     [[nodiscard]] bool beginsNoLines() const;
-    void writeBytes(std::string_view bytes);
+    bool writeBytes(std::string_view bytes);
     bool waitForRoom();
 
     int descriptor;

@@ -5,7 +5,11 @@
 namespace Quarlen::Platform {
 
 void createFolders(const std::filesystem::path& folder) {
-    std::filesystem::create_directories(folder);
+    std::error_code failure;
+    std::filesystem::create_directories(folder, failure);
+    if (failure) {
+        throw std::system_error(failure, "cannot create directories");
+    }
 }
 
 void copyFile(const std::filesystem::path& from, const std::filesystem::path& to,

@@ -13,12 +13,12 @@ namespace Quarlen::Platform {
 namespace {
 
 /// Never destroyed, as the streams: detached threads may still write while the process ends.
-OutputBuffer& openBuffer(int descriptor) {
-    return *new OutputBuffer(*new DescriptorOutput(descriptor));
+OutputBuffer& openBuffer(int descriptor, OutputBuffer::Losses losses) {
+    return *new OutputBuffer(*new DescriptorOutput(descriptor), losses);
 }
 
 OutputBuffer& outputBuffer() {
-    static OutputBuffer& buffer = openBuffer(STDOUT_FILENO);
+    static OutputBuffer& buffer = openBuffer(STDOUT_FILENO, OutputBuffer::Losses::Told);
     return buffer;
 }
 
@@ -28,7 +28,7 @@ std::ostream& openOutput() {
 }
 
 std::ostream& openErrors() {
-    auto& stream = *new std::ostream(&openBuffer(STDERR_FILENO));
+    auto& stream = *new std::ostream(&openBuffer(STDERR_FILENO, OutputBuffer::Losses::Hidden));
     stream << std::unitbuf;
     return stream;
 }

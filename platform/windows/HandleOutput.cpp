@@ -1,6 +1,7 @@
 #include "platform/windows/HandleOutput.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 namespace Quarlen::Platform {
@@ -49,6 +50,12 @@ std::wstring_view firstPiece(std::wstring_view units) {
     return units.substr(0, HandleOutput::pieceUnits - (isSplit ? 1 : 0));
 }
 
+/// In the words of the C library, as the sink's contract says.
+void tellWhetherTheReaderHasGone() {
+    const DWORD cause = ::GetLastError();
+    errno = cause == ERROR_BROKEN_PIPE || cause == ERROR_NO_DATA ? EPIPE : EIO;
+}
+
 } // namespace
 
 HandleOutput::HandleOutput(DWORD name, ConsoleModes& modes, ConsoleCalls calls)
@@ -59,46 +66,48 @@ bool HandleOutput::isScreen() const {
     return calls.getMode(::GetStdHandle(name), &mode) != 0;
 }
 
-void HandleOutput::write(std::string_view text) {
+bool HandleOutput::write(std::string_view text) {
     const HANDLE output = ::GetStdHandle(name);
     DWORD mode = 0;
     if (calls.getMode(output, &mode) == 0) {
-        writeBytes(output, text);
-        return;
+        return writeBytes(output, text);
     }
     takeScreen(modes, output);
-    show(output, text);
+    return show(output, text);
 }
 
-void HandleOutput::show(HANDLE screen, std::string_view text) {
+bool HandleOutput::show(HANDLE screen, std::string_view text) {
     const std::string whole = std::exchange(begun, {}) + lineEnds.withReturns(text);
     const std::size_t end = endOfCharacters(whole);
     begun = whole.substr(end);
-    showUnits(screen, toUnits(std::string_view(whole).substr(0, end)));
+    return showUnits(screen, toUnits(std::string_view(whole).substr(0, end)));
 }
 
-void HandleOutput::showUnits(HANDLE screen, std::wstring_view units) {
+bool HandleOutput::showUnits(HANDLE screen, std::wstring_view units) {
     while (!units.empty()) {
         const std::wstring_view piece = firstPiece(units);
         DWORD count = 0;
         if (calls.writeText(screen, piece.data(), static_cast<DWORD>(piece.size()), &count) == 0 ||
             count == 0) {
-            return;
+            return false;
         }
         units.remove_prefix(std::min<std::size_t>(count, piece.size()));
     }
+    return true;
 }
 
 /// A pipe that does not block takes nothing when it is full, and calls that a success.
-void HandleOutput::writeBytes(HANDLE file, std::string_view bytes) {
+bool HandleOutput::writeBytes(HANDLE file, std::string_view bytes) {
     while (!bytes.empty()) {
         DWORD count = 0;
         if (calls.writeBytes(file, bytes.data(), static_cast<DWORD>(bytes.size()), &count) == 0 ||
             count == 0) {
-            return;
+            tellWhetherTheReaderHasGone();
+            return false;
         }
         bytes.remove_prefix(std::min<std::size_t>(count, bytes.size()));
     }
+    return true;
 }
 
 } // namespace Quarlen::Platform

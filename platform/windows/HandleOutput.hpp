@@ -22,15 +22,15 @@ public:
     /// `name`: `STD_OUTPUT_HANDLE` and so on, looked up at each text.
     HandleOutput(DWORD name, ConsoleModes& modes, ConsoleCalls calls = {});
 
-    void write(std::string_view text) override;
+    bool write(std::string_view text) override;
     [[nodiscard]] bool isScreen() const override;
 
 private:
     /// Shows what was left of the former text and all of this one but a character that has only
     /// begun.
-    void show(HANDLE screen, std::string_view text);
-    void showUnits(HANDLE screen, std::wstring_view units);
-    void writeBytes(HANDLE file, std::string_view bytes);
+    bool show(HANDLE screen, std::string_view text);
+    bool showUnits(HANDLE screen, std::wstring_view units);
+    bool writeBytes(HANDLE file, std::string_view bytes);
 
     DWORD name;
     ConsoleModes& modes;

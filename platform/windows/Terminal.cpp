@@ -12,12 +12,12 @@ namespace Quarlen::Platform {
 namespace {
 
 /// Never destroyed, as the streams: detached threads may still write while the process ends.
-OutputBuffer& openBuffer(DWORD name) {
-    return *new OutputBuffer(*new HandleOutput(name, consoleModes()));
+OutputBuffer& openBuffer(DWORD name, OutputBuffer::Losses losses) {
+    return *new OutputBuffer(*new HandleOutput(name, consoleModes()), losses);
 }
 
 OutputBuffer& outputBuffer() {
-    static OutputBuffer& buffer = openBuffer(STD_OUTPUT_HANDLE);
+    static OutputBuffer& buffer = openBuffer(STD_OUTPUT_HANDLE, OutputBuffer::Losses::Told);
     return buffer;
 }
 
@@ -30,7 +30,7 @@ std::ostream& openOutput() {
 }
 
 std::ostream& openErrors() {
-    auto& stream = *new std::ostream(&openBuffer(STD_ERROR_HANDLE));
+    auto& stream = *new std::ostream(&openBuffer(STD_ERROR_HANDLE, OutputBuffer::Losses::Hidden));
     stream << std::unitbuf;
     return stream;
 }

@@ -17,11 +17,15 @@ using testing::IsEmpty;
 
 class RecordingSink : public TextSink {
 public:
-    void write(std::string_view text) override { texts.emplace_back(text); }
+    bool write(std::string_view text) override {
+        texts.emplace_back(text);
+        return !isFull;
+    }
     [[nodiscard]] bool isScreen() const override { return screen; }
 
     std::vector<std::string> texts;
     bool screen = false;
+    bool isFull = false;
 };
 
 class OutputBufferOf : public testing::Test {
@@ -74,12 +78,40 @@ TEST_F(OutputBufferOf, AFileWritesTheRestAtTheEnd) {
     EXPECT_THAT(sink.texts, ElementsAre("prompt"));
 }
 
+TEST_F(OutputBufferOf, AFullFileDoesNotSilenceTheStream) {
+    sink.isFull = true;
+
+    stream << "one" << std::flush;
+    EXPECT_TRUE(stream);
+    stream << "two" << std::flush;
+
+    EXPECT_THAT(sink.texts, ElementsAre("one", "two"));
+}
+
+TEST_F(OutputBufferOf, ALossIsToldOnceByTheFlushWhereItIsToBeTold) {
+    OutputBuffer telling(sink, OutputBuffer::Losses::Told);
+    std::ostream told(&telling);
+    sink.isFull = true;
+    told << std::string(OutputBuffer::pieceSize, 'x');
+    EXPECT_TRUE(told);
+    sink.isFull = false;
+
+    told << std::flush;
+    EXPECT_FALSE(told);
+
+    told.clear();
+    told << "next" << std::flush;
+    EXPECT_TRUE(told);
+    EXPECT_EQ(sink.texts.back(), "next");
+}
+
 /// The process ends while a thread is writing.
 class EndingSink : public TextSink {
 public:
-    void write(std::string_view text) override {
+    bool write(std::string_view text) override {
         written = text;
         const std::jthread end([this] { buffer->flushAtEnd(); });
+        return true;
     }
     [[nodiscard]] bool isScreen() const override { return false; }
 
