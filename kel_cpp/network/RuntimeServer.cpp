@@ -15,7 +15,6 @@
 #include "kel_cpp/network/Listener.hpp"
 #include "kel_cpp/network/ServerFeed.hpp"
 #include "kel_cpp/network/ServerService.hpp"
-#include "platform/FreeAddress.hpp"
 #include "platform/HostAddresses.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
@@ -99,7 +98,7 @@ std::wstring RuntimeServer::Implementation::start(const std::wstring& address) {
         // The name resolution and the wait can take long, so the lock is not held.
         const tcp::endpoint endpoint = findEndpoint(address, adapters);
         Platform::waitForFreeAddress(
-            {.host = endpoint.address().to_string(), .port = endpoint.port()});
+            {.host = endpoint.address().to_string(), .port = endpoint.port()}, sources.probe);
         const std::lock_guard lock(mutex);
         return listen(endpoint, parseServerAddress(address).host);
     } catch (const boost::system::system_error& error) {

@@ -12,6 +12,7 @@
 #include "kel_cpp/history/StatusLog.hpp"
 #include "kel_cpp/rpc/ServerModel.hpp"
 #include "platform/ConnectionSocket.hpp"
+#include "platform/FreeAddress.hpp"
 #include "platform/NetworkAdapters.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -43,6 +44,8 @@ public:
         StatusLog& statuses;
         RunLog& runs;
         Settings settings;
+        /// How a start waits for an address that nobody listens on.
+        Platform::AddressProbe probe = {};
     };
 
     explicit RuntimeServer(Sources sources, AdapterList adapters = Platform::networkAdapters);

@@ -15,7 +15,6 @@
 #include "kel_cpp/base/RuntimeError.hpp"
 #include "kel_cpp/network/Endpoints.hpp"
 #include "kel_cpp/network/SovdHttpServer.hpp"
-#include "platform/FreeAddress.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/TraceHelper.hpp"
@@ -105,7 +104,6 @@ void SovdService::serve() {
 }
 
 std::uint16_t SovdService::bind(std::uint16_t wantedPort) {
-    Platform::waitForFreeAddress({.host = host, .port = wantedPort});
     if (wantedPort != 0 && server.bind_to_port(host, wantedPort)) {
         return wantedPort;
     }
@@ -191,10 +189,13 @@ void SovdService::component(const std::string& id, httplib::Response& response) 
 
 class SovdServer::Implementation {
 public:
-    Implementation(SovdModel sovdModel, Platform::ClientSource clients)
-        : model(std::move(sovdModel)), clients(std::move(clients)) {}
+    Implementation(SovdModel sovdModel, Platform::ClientSource clients,
+                   Platform::AddressProbe probe)
+        : model(std::move(sovdModel)), clients(std::move(clients)), probe(std::move(probe)) {}
 
+    /// The wait can take long, so the lock is not held.
     void start(std::uint16_t port) {
+        Platform::waitForFreeAddress({.host = host, .port = port}, probe);
         const std::lock_guard lock(mutex);
         if (service) {
             throw startError(port, L"it runs already on port " + std::to_wstring(service->port()));
@@ -217,12 +218,15 @@ public:
 private:
     SovdModel model;
     Platform::ClientSource clients;
+    Platform::AddressProbe probe;
     std::mutex mutex;
     std::unique_ptr<SovdService> service;
 };
 
-SovdServer::SovdServer(SovdModel model, Platform::ClientSource clients)
-    : implementation(std::make_unique<Implementation>(std::move(model), std::move(clients))) {}
+SovdServer::SovdServer(SovdModel model, Platform::ClientSource clients,
+                       Platform::AddressProbe probe)
+    : implementation(std::make_unique<Implementation>(std::move(model), std::move(clients),
+                                                      std::move(probe))) {}
 
 SovdServer::~SovdServer() = default;
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/FreeAddress.hpp"
 #include "platform/NextClient.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -25,7 +26,8 @@ struct SovdModel {
 /// the components of the selected vehicle information, as JSON over HTTP, on 127.0.0.1.
 class SovdServer {
 public:
-    explicit SovdServer(SovdModel model, Platform::ClientSource clients = {});
+    explicit SovdServer(SovdModel model, Platform::ClientSource clients = {},
+                        Platform::AddressProbe probe = {});
     SovdServer(const SovdServer&) = delete;
     SovdServer& operator=(const SovdServer&) = delete;
     ~SovdServer();

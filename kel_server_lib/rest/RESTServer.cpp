@@ -9,7 +9,6 @@
 #include "kel_server_lib/rest/TraceText.hpp"
 #include "kel_server_lib/rest/handlers/FacadeReference.hpp"
 #include "kel_server_lib/sequence/ServerHandlerSequence.hpp"
-#include "platform/FreeAddress.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/FileTool.hpp"
 #include "std_util/TraceHelper.hpp"
@@ -148,7 +147,8 @@ void RESTServer::listen() {
         server->refuseOtherSites();
     }
     Platform::waitForFreeAddress(
-        {.host = host == loopbackHost ? "127.0.0.1" : host, .port = environment.port});
+        {.host = host == loopbackHost ? "127.0.0.1" : host, .port = environment.port},
+        environment.probe);
     const bool served = server->bind_to_port(host, environment.port) && server->serve();
     if (served) {
         report(TraceLine::stopped, L"REST server stop listening on http://%s:%d\n",

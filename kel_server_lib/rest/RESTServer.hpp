@@ -10,6 +10,7 @@
 #include "kel_server_lib/runtime/KelApi.hpp"
 #include "platform/Clock.hpp"
 #include "platform/Console.hpp"
+#include "platform/FreeAddress.hpp"
 
 namespace Quarlen {
 
@@ -26,6 +27,8 @@ struct RestEnvironment {
     int port = 8011;
     /// Makes the HTTP server; null when it cannot be made.
     std::function<std::unique_ptr<Rest::HttpServer>()> makeServer = {};
+    /// How a start waits for a port that nobody listens on.
+    Platform::AddressProbe probe = {};
 };
 
 /// The REST API: one HTTP server, one route table, one listener thread. `start` builds the routes

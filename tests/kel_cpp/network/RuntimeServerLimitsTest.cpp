@@ -1,4 +1,5 @@
 #include <memory>
+#include <string>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -38,6 +39,13 @@ protected:
     [[nodiscard]] std::string requestWith(const std::string& connection) const {
         return "GET / HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port()) +
                "\r\nConnection: " + connection + "\r\n\r\n";
+    }
+    /// Bytes for bytes, as nobody sends them who would answer the end of the connection.
+    void openWebSocket(Quarlen::Tests::RawClient& client) const {
+        client.send("GET /rpc HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port()) +
+                    "\r\nConnection: Upgrade\r\nUpgrade: websocket\r\nSec-WebSocket-Version: 13"
+                    "\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n\r\n");
+        EXPECT_THAT(client.receiveReply(), StartsWith("HTTP/1.1 101"));
     }
 
     ServedRuntime served;
@@ -120,6 +128,17 @@ TEST_F(AServerWithLimits, ResetsClientsThatHoldTheirEndAtAStopWhereTheyWouldKeep
     Quarlen::Tests::RawClient client(port());
     client.send(requestWith("keep-alive"));
     EXPECT_THAT(client.receiveReply(), StartsWith("HTTP/1.1 200"));
+
+    server.stop(address);
+
+    EXPECT_EQ(client.waitForReset(std::chrono::milliseconds(200)),
+              Platform::oldConnectionsKeepTheAddress());
+}
+
+TEST_F(AServerWithLimits, ResetsWebSocketsThatHoldTheirEndAtAStopWhereTheyWouldKeepTheAddress) {
+    start();
+    Quarlen::Tests::RawClient client(port());
+    openWebSocket(client);
 
     server.stop(address);
 

@@ -10,8 +10,8 @@
 #include "kel_cpp/base/RuntimeError.hpp"
 #include "tests/kel_cpp/network/NetworkTesting.hpp"
 #include "tests/kel_cpp/network/ServedRuntime.hpp"
+#include "tests/support/BoundAddress.hpp"
 #include "tests/support/NumberedCause.hpp"
-#include "tests/support/TestSocket.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
 namespace {
@@ -91,16 +91,14 @@ TEST_F(ARuntimeServer, ClosesItsClientsWhenItStops) {
     EXPECT_THROW(TestClient{address}, boost::system::system_error);
 }
 
-TEST_F(ARuntimeServer, StartsOnceAnAddressIsFreeThatNobodyListensOn) {
-    auto holder = std::make_unique<Quarlen::Tests::TestSocket>();
-    holder->bindToLoopback();
-    const std::wstring address = L"127.0.0.1:" + std::to_wstring(holder->port());
-    const std::jthread freeing([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        holder.reset();
-    });
+TEST(RuntimeServer, StartsOnceAnAddressIsFreeThatNobodyListensOn) {
+    Quarlen::Tests::BoundAddress held;
+    ServedRuntime served;
+    RuntimeServer server(served.sources({.clock = held.freedBySleep()}));
+    const std::wstring address = L"127.0.0.1:" + std::to_wstring(held.port());
 
     EXPECT_EQ(server.start(address), address);
+    EXPECT_EQ(held.sleeps(), 1U);
 }
 
 TEST_F(ARuntimeServer, KeepsTheOtherAddressesWhenOneStops) {

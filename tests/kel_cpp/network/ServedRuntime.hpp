@@ -27,7 +27,7 @@ struct ServedRuntime {
         return std::string("<p>report</p>");
     };
 
-    RuntimeServer::Sources sources() {
+    RuntimeServer::Sources sources(Platform::AddressProbe probe = {}) {
         ServerModel model;
         model.version = [] { return std::wstring(L"1.2.3"); };
         model.scripts = [this] { return scripts; };
@@ -40,7 +40,7 @@ struct ServedRuntime {
         model.vehicle = [] { return VehicleState{L"Car_A", L"VIT_A", L"Simulation"}; };
         model.reports = [this] { return reports; };
         model.report = [this](const std::wstring& name) { return report(name); };
-        return {std::move(model), statuses, runs, [this] { return settings; }};
+        return {std::move(model), statuses, runs, [this] { return settings; }, std::move(probe)};
     }
 };
 

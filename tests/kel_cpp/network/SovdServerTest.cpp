@@ -15,6 +15,7 @@
 #include "kel_cpp/base/RuntimeError.hpp"
 #include "tests/kel_cpp/network/NetworkTesting.hpp"
 #include "tests/support/AcceptErrors.hpp"
+#include "tests/support/BoundAddress.hpp"
 #include "tests/support/FailingAccept.hpp"
 #include "tests/support/FakeClock.hpp"
 #include "tests/support/NumberedCause.hpp"
@@ -199,17 +200,13 @@ TEST_F(ASovdServer, ServesWhileMoreClientsThanItHasWorkersKeepSilent) {
 }
 
 TEST_F(ASovdServer, StartsOnceAnAddressIsFreeThatNobodyListensOn) {
-    auto holder = std::make_unique<Quarlen::Tests::TestSocket>();
-    holder->bindToLoopback();
-    const std::uint16_t port = holder->port();
-    const std::jthread freeing([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        holder.reset();
-    });
+    Quarlen::Tests::BoundAddress held;
+    SovdServer waiting(model, {}, {.clock = held.freedBySleep()});
 
-    server.start(port);
+    waiting.start(held.port());
 
-    EXPECT_EQ(server.port(), port);
+    EXPECT_EQ(waiting.port(), held.port());
+    EXPECT_EQ(held.sleeps(), 1U);
 }
 
 TEST_F(ASovdServer, ResetsAClientThatNeverEndsItsSide) {

@@ -4,6 +4,7 @@
 #include "platform/ConnectionSocket.hpp"
 #include "platform/OperatingSystem.hpp"
 #include "tests/kel_server_lib/rest/RestFixture.hpp"
+#include "tests/support/BoundAddress.hpp"
 #include "tests/support/TraceCapture.hpp"
 
 namespace Quarlen::Tests {
@@ -238,6 +239,21 @@ TEST_F(TakenRestPort, IsNotSharedWithASecondInstance) {
 
     EXPECT_THAT(printed(), HasSubstr("failed to stop listening in " + takenUrl + "\n"));
     EXPECT_EQ(get("/kel/v1/health").status, 200);
+}
+
+TEST_F(TakenRestPort, IsWaitedForWhileNobodyListensOnIt) {
+    BoundAddress held;
+    RestEnvironment where{.clock = clock,
+                          .console = console,
+                          .port = held.port(),
+                          .probe = {.clock = held.freedBySleep()}};
+    second = std::make_unique<RESTServer>(stopRequested, handler, true, where);
+
+    EXPECT_TRUE(second->start(api));
+
+    EXPECT_EQ(request(held.port(), "GET", "/kel/v1/health").status, 200);
+    EXPECT_EQ(held.sleeps(), 1U);
+    second.reset(); // before the clock that it waited with
 }
 
 TEST_F(TakenRestPort, CanBeTakenAgainWhileOldConnectionsLinger) {
