@@ -74,7 +74,9 @@ TEST_F(EndOfConnection, CountsTheBytesOfTheLastReply) {
     client.send(lastRequest);
     const std::string reply = client.receiveReply();
 
-    EXPECT_EQ(repliedBytes.get_future().get(), reply.size());
+    std::future<std::size_t> bytes = repliedBytes.get_future();
+    ASSERT_EQ(bytes.wait_for(RawClient::patience), std::future_status::ready);
+    EXPECT_EQ(bytes.get(), reply.size());
 }
 
 TEST_F(EndOfConnection, IsAResetAtAStopThoughTheTimeIsNotOver) {
