@@ -33,8 +33,7 @@ enum class AcceptFault {
     /// No client has come so far.
     NobodyCame,
     /// A client that has gone again, a system that is short of memory or descriptors, a network
-    /// that
-    /// is down: the next client may be accepted.
+    /// that is down: the next client may be accepted.
     Passing,
     /// The socket is closed or does not listen.
     SocketEnded

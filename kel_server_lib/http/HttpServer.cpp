@@ -216,13 +216,15 @@ bool HttpServer::serveConnection(socket_t socket, Connections::Entry& entry) {
 }
 
 /// Closing while bytes arrive would take the reply from a client that has not read it yet. A stop
-/// waits for nobody for long: there the system goes on with a reply that a client may still read.
+/// waits for nobody for long: there the system goes on with a reply that a client may still read,
+/// but a short one where that would keep the address from the next server.
 bool HttpServer::endConnection(ConnectionStream& stream, Connections::Entry& entry) const {
     Platform::stopWriting(handleOf(stream.socket()));
     if (!entry.leave() || stream.waitForClient(environment.readingTime(stream.replySize()))) {
         return true;
     }
-    return entry.serverStops() && stream.replySize() > Platform::bytesOfASecond;
+    return entry.serverStops() && (!Platform::oldConnectionsKeepTheAddress() ||
+                                   stream.replySize() > Platform::bytesOfASecond);
 }
 
 void HttpServer::serveRequests(ConnectionStream& stream, Connections::Entry& entry) {

@@ -1,6 +1,6 @@
 #include "platform/ListeningSocket.hpp"
 
-#include <winsock2.h>
+#include "platform/windows/ClientWait.hpp"
 
 namespace Quarlen::Platform {
 
@@ -9,13 +9,17 @@ namespace {
 /// How long one wait for a client takes: closing the socket does not end it on every system.
 constexpr long maxWaitInMicroseconds = 100'000;
 
-/// True also when waiting for the socket fails: accepting then gives the cause.
-bool mayAccept(SOCKET listening) noexcept {
+int waitForClient(SOCKET listening) noexcept {
     fd_set sockets;
     FD_ZERO(&sockets);
     FD_SET(listening, &sockets);
     timeval maxWait{.tv_sec = 0, .tv_usec = maxWaitInMicroseconds};
-    return ::select(0, &sockets, nullptr, nullptr, &maxWait) != 0;
+    return ::select(0, &sockets, nullptr, nullptr, &maxWait);
+}
+
+/// Winsock leaves errno alone.
+Accepted failed() noexcept {
+    return {.error = {::WSAGetLastError(), std::system_category()}};
 }
 
 void setNonBlocking(SOCKET socket, bool on) noexcept {
@@ -36,9 +40,13 @@ bool oldConnectionsKeepTheAddress() noexcept {
     return true;
 }
 
-Accepted acceptConnection(std::intptr_t listening) noexcept {
+Accepted acceptAfter(const ClientWait& wait, std::intptr_t listening) {
     const auto socket = static_cast<SOCKET>(listening);
-    if (!mayAccept(socket)) {
+    const int ready = wait(socket);
+    if (ready == SOCKET_ERROR) {
+        return failed();
+    }
+    if (ready == 0) {
         return {};
     }
     // The client may have gone meanwhile; a blocking wait for the next one would not end with the
@@ -46,11 +54,14 @@ Accepted acceptConnection(std::intptr_t listening) noexcept {
     setNonBlocking(socket, true);
     const SOCKET connection = ::WSAAccept(socket, nullptr, nullptr, nullptr, 0);
     if (connection == INVALID_SOCKET) {
-        // Winsock leaves errno alone.
-        return {.error = {::WSAGetLastError(), std::system_category()}};
+        return failed();
     }
     setNonBlocking(connection, false); // which it has from the listening socket
     return {.connection = static_cast<std::intptr_t>(connection), .error = {}};
+}
+
+Accepted acceptConnection(std::intptr_t listening) noexcept {
+    return acceptAfter(waitForClient, listening);
 }
 
 AcceptFault acceptFaultOf(int code) noexcept {

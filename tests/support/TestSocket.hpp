@@ -29,7 +29,7 @@ public:
     std::size_t receive(char* target, std::size_t size);
     /// Ends its side of the connection.
     void stopSending();
-    /// True when the other side has reset the connection. Tells it once.
+    /// True when the other side has reset the connection. May tell it once only.
     [[nodiscard]] bool wasReset() const;
     /// True when something can be received, the end of the connection included.
     [[nodiscard]] bool waitForData(std::chrono::milliseconds deadline) const;

@@ -1,8 +1,24 @@
 #include "tests/kel_server_lib/http/HttpFixture.hpp"
 
+#include <stdexcept>
+
 namespace Quarlen::Rest::Tests {
 
-HttpFixture::~HttpFixture() {
+namespace {
+
+/// A port that is chosen by binding it, so that no other process can have it meanwhile. A test
+/// without a server would wait for what never comes.
+std::uint16_t anyPortOf(HttpServer& server) {
+    const int port = server.bind_to_any_port("127.0.0.1");
+    if (port < 0) {
+        throw std::runtime_error("the server cannot be bound to any port");
+    }
+    return static_cast<std::uint16_t>(port);
+}
+
+} // namespace
+
+void HttpFixture::TearDown() {
     if (listener.joinable()) {
         stop();
     }
@@ -17,7 +33,7 @@ void HttpFixture::start() {
     };
     server->Get(".*", answer);
     server->Put(".*", answer);
-    ASSERT_TRUE(server->bind_to_port("127.0.0.1", port));
+    port = anyPortOf(*server);
     ended = false;
     listener = std::thread([this] {
         wasStopped = server->serve();

@@ -11,7 +11,6 @@
 
 #include "kel_server_lib/http/HttpServer.hpp"
 #include "tests/support/HttpReply.hpp"
-#include "tests/support/LoopbackPort.hpp"
 #include "tests/support/RawClient.hpp"
 
 namespace Quarlen::Rest::Tests {
@@ -25,7 +24,8 @@ protected:
     using HttpReply = Quarlen::Tests::HttpReply;
     using RawClient = Quarlen::Tests::RawClient;
 
-    ~HttpFixture() override;
+    /// Ends the server while what the fixtures of the tests lend it still lives.
+    void TearDown() override;
 
     /// Once the server has begun to serve.
     void start();
@@ -42,7 +42,8 @@ protected:
     /// A connection that has got its reply and stays.
     [[nodiscard]] RawClient connectIdle() const;
 
-    const std::uint16_t port = Quarlen::Tests::freePort();
+    /// Chosen by `start`.
+    std::uint16_t port = 0;
     std::unique_ptr<HttpServer> server = std::make_unique<HttpServer>();
     /// How many requests have reached a handler.
     std::atomic<int> handled{0};

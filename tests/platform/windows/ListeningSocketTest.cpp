@@ -1,10 +1,14 @@
 #include "platform/ListeningSocket.hpp"
 
+#include <vector>
 #include <winsock2.h>
 
 #include <gtest/gtest.h>
 
+#include "platform/NextClient.hpp"
 #include "platform/SystemPaths.hpp"
+#include "platform/windows/ClientWait.hpp"
+#include "tests/support/FakeClock.hpp"
 
 namespace Quarlen::Platform::Tests {
 
@@ -63,6 +67,28 @@ TEST_F(ListeningSocket, IsNotSharedWithAnotherThatWouldShareIt) {
     ASSERT_EQ(::listen(first, 1), 0);
 
     EXPECT_FALSE(bind(second, portOf(first)));
+}
+
+TEST_F(ListeningSocket, IsTriedAgainAfterAPauseWhereWaitingForItFails) {
+    constexpr int maxTries = 3;
+    ASSERT_TRUE(bind(first, 0));
+    ASSERT_EQ(::listen(first, 1), 0);
+    int tries = 0;
+    const ClientWait failing = [](SOCKET) {
+        ::WSASetLastError(WSAENOBUFS);
+        return SOCKET_ERROR;
+    };
+    const auto accept = [&](std::intptr_t listening) {
+        ++tries;
+        return acceptAfter(failing, listening);
+    };
+    const auto listening = [&] {
+        return tries < maxTries ? static_cast<std::intptr_t>(first) : noSocket;
+    };
+    Quarlen::Tests::FakeClock clock;
+
+    EXPECT_EQ(nextClient(listening, {.clock = clock, .accept = accept}), noSocket);
+    EXPECT_EQ(clock.sleeps(), std::vector(maxTries, std::chrono::milliseconds(50)));
 }
 
 TEST(AcceptFaultOfWinsock, FindsNoFaultInAnEmptyQueue) {
