@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "platform/ListeningSocket.hpp"
 #include "platform/windows/ListenerTable.hpp"
@@ -11,21 +12,37 @@ namespace Quarlen::Platform {
 
 namespace {
 
-SocketAddress localAddress(const MIB_TCPROW2& row) {
+SocketAddress socketAddress(ULONG host, DWORD port) {
     std::array<char, INET_ADDRSTRLEN> text{};
     in_addr address{};
-    address.s_addr = row.dwLocalAddr;
+    address.s_addr = host;
     const char* const written = ::inet_ntop(AF_INET, &address, text.data(), text.size());
-    return {.host = written != nullptr ? written : "",
-            .port = ntohs(static_cast<u_short>(row.dwLocalPort))};
+    return {.host = written != nullptr ? written : "", .port = ntohs(static_cast<u_short>(port))};
+}
+
+void addListener(std::vector<SocketAddress>& listening, const MIB_TCPROW2& row) {
+    if (row.dwState == MIB_TCP_STATE_LISTEN) {
+        listening.push_back(socketAddress(row.dwLocalAddr, row.dwLocalPort));
+    }
+}
+
+/// Such a row has the IPv4 address that it stands for in its last four bytes.
+void addListener(std::vector<SocketAddress>& listening, const MIB_TCP6ROW2& row) {
+    if (row.State == MIB_TCP_STATE_LISTEN &&
+        (IN6_IS_ADDR_UNSPECIFIED(&row.LocalAddr) || IN6_IS_ADDR_V4MAPPED(&row.LocalAddr))) {
+        ULONG host = 0;
+        std::memcpy(&host, &row.LocalAddr.s6_bytes[12], sizeof host);
+        listening.push_back(socketAddress(host, row.dwLocalPort));
+    }
 }
 
 /// Whole tables, so that the memory is aligned as the system's structures need it. Empty when the
 /// system does not give the table.
-std::vector<MIB_TCPTABLE2> readTable(const TcpTableQuery& query) {
+template <class Table>
+std::vector<Table> readTable(const std::function<ULONG(Table*, ULONG*, BOOL)>& query) {
     constexpr int tries = 5;
     ULONG size = 0;
-    std::vector<MIB_TCPTABLE2> memory;
+    std::vector<Table> memory;
     for (int attempt = 0; attempt < tries; ++attempt) {
         const ULONG result = query(memory.empty() ? nullptr : memory.data(), &size, FALSE);
         if (result == NO_ERROR && !memory.empty()) {
@@ -34,32 +51,40 @@ std::vector<MIB_TCPTABLE2> readTable(const TcpTableQuery& query) {
         if (result != ERROR_INSUFFICIENT_BUFFER) {
             break;
         }
-        memory.resize(size / sizeof(MIB_TCPTABLE2) + 1);
-        size = static_cast<ULONG>(memory.size() * sizeof(MIB_TCPTABLE2));
+        memory.resize(size / sizeof(Table) + 1);
+        size = static_cast<ULONG>(memory.size() * sizeof(Table));
     }
     return {};
 }
 
+/// False when there is no table.
+template <class Table>
+bool addListeners(std::vector<SocketAddress>& listening, const std::vector<Table>& memory) {
+    if (memory.empty()) {
+        return false;
+    }
+    const Table& table = memory.front();
+    const auto* const rows = table.table;
+    for (std::size_t index = 0; index < table.dwNumEntries; ++index) {
+        addListener(listening, rows[index]);
+    }
+    return true;
+}
+
 } // namespace
 
-std::optional<std::vector<SocketAddress>> listenersFrom(const TcpTableQuery& query) {
-    const std::vector<MIB_TCPTABLE2> memory = readTable(query);
-    if (memory.empty()) {
+std::optional<std::vector<SocketAddress>> listenersFrom(const TcpTableQuery& query,
+                                                        const Tcp6TableQuery& query6) {
+    std::vector<SocketAddress> listening;
+    if (!addListeners(listening, readTable(query))) {
         return std::nullopt;
     }
-    const MIB_TCPTABLE2& table = memory.front();
-    const MIB_TCPROW2* const rows = table.table;
-    std::vector<SocketAddress> listening;
-    for (std::size_t index = 0; index < table.dwNumEntries; ++index) {
-        if (rows[index].dwState == MIB_TCP_STATE_LISTEN) {
-            listening.push_back(localAddress(rows[index]));
-        }
-    }
+    addListeners(listening, readTable(query6));
     return listening;
 }
 
 std::optional<std::vector<SocketAddress>> listeningAddresses() {
-    return listenersFrom(::GetTcpTable2);
+    return listenersFrom(::GetTcpTable2, ::GetTcp6Table2);
 }
 
 std::error_code tryToBind(const SocketAddress& address) noexcept {

@@ -18,8 +18,13 @@ namespace Quarlen::Platform {
 /// `GetTcpTable2`: with too small a size it tells the one that it needs.
 using TcpTableQuery = std::function<ULONG(MIB_TCPTABLE2* table, ULONG* size, BOOL inOrder)>;
 
+/// `GetTcp6Table2`, likewise.
+using Tcp6TableQuery = std::function<ULONG(MIB_TCP6TABLE2* table, ULONG* size, BOOL inOrder)>;
+
 /// The addresses in the state LISTEN; none where the table is not given. A table that has grown
-/// meanwhile is asked for again, a few times.
-std::optional<std::vector<SocketAddress>> listenersFrom(const TcpTableQuery& query);
+/// meanwhile is asked for again, a few times. One socket of IPv6 can serve IPv4, too: its address
+/// is told as the one of IPv4 that it stands for, if any. A system without IPv6 has no such table.
+std::optional<std::vector<SocketAddress>> listenersFrom(const TcpTableQuery& query,
+                                                        const Tcp6TableQuery& query6);
 
 } // namespace Quarlen::Platform
