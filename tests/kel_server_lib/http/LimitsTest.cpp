@@ -179,10 +179,21 @@ TEST_F(Limits, RefusesALargerBodyInChunks) {
     EXPECT_THAT(client.receiveReply(), StartsWith("HTTP/1.1 413 "));
 }
 
-TEST_F(Limits, TellsAClientThatIsStillSendingThatItsBodyIsTooLarge) {
+/// Gives a client all the time that a busy machine needs to send what nobody takes.
+class PatientLimits : public HttpFixture {
+protected:
+    void SetUp() override {
+        server = std::make_unique<HttpServer>(HttpServerEnvironment{
+            .readingTime = [](std::size_t /*bytes*/) { return milliseconds(60'000); }});
+        start();
+    }
+};
+
+TEST_F(PatientLimits, TellAClientThatIsStillSendingThatItsBodyIsTooLarge) {
     const std::size_t length = 20 * mebibyte;
     RawClient client = connect();
-    client.send(putRequest("/", "Content-Length: " + std::to_string(length) + "\r\n"));
+    client.send("PUT / HTTP/1.1\r\nHost: localhost\r\nContent-Length: " + std::to_string(length) +
+                "\r\n\r\n");
     EXPECT_TRUE(client.send(std::string(length, ' ')));
 
     EXPECT_THAT(client.receiveReply(), StartsWith("HTTP/1.1 413 "));
