@@ -79,11 +79,10 @@ void addName(std::vector<std::wstring_view>& names, std::wstring_view name, bool
     if (name.empty() || name == L".") {
         return;
     }
-    if (name != L"..") {
-        names.push_back(name);
-    } else if (!names.empty() && names.back() != L"..") {
+    const bool leadsUp = name == L"..";
+    if (leadsUp && !names.empty() && names.back() != L"..") {
         names.pop_back();
-    } else if (!isRooted) {
+    } else if (!leadsUp || !isRooted) {
         names.push_back(name);
     }
 }
@@ -135,7 +134,7 @@ std::wstring normalWindowsPath(std::wstring_view path) {
 }
 
 std::wstring joinedWindowsPath(std::wstring_view folder, std::wstring_view name) {
-    const std::wstring added = withBackslashes(name);
+    std::wstring added = withBackslashes(name);
     const PathParts part = partsOf(added);
     std::wstring text = withBackslashes(folder);
     const PathParts start = partsOf(text);
@@ -151,7 +150,7 @@ std::wstring joinedWindowsPath(std::wstring_view folder, std::wstring_view name)
 }
 
 std::wstring extendedWindowsPath(std::wstring_view path) {
-    const std::wstring text = withBackslashes(path);
+    std::wstring text = withBackslashes(path);
     if (text.starts_with(extendedPrefix) || text.starts_with(devicePrefix) ||
         !isAbsoluteWindowsPath(text)) {
         return text;

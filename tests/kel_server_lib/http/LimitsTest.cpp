@@ -1,3 +1,5 @@
+#include <memory>
+#include <string>
 #include <vector>
 
 #include "platform/Clock.hpp"
