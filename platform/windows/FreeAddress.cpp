@@ -20,7 +20,7 @@ SocketAddress socketAddress(ULONG host, DWORD port) {
     return {.host = written != nullptr ? written : "", .port = ntohs(static_cast<u_short>(port))};
 }
 
-void addListener(std::vector<SocketAddress>& listening, const MIB_TCPROW2& row) {
+void addListener(std::vector<SocketAddress>& listening, const MIB_TCPROW& row) {
     if (row.dwState == MIB_TCP_STATE_LISTEN) {
         listening.push_back(socketAddress(row.dwLocalAddr, row.dwLocalPort));
     }
@@ -84,7 +84,11 @@ std::optional<std::vector<SocketAddress>> listenersFrom(const TcpTableQuery& que
 }
 
 std::optional<std::vector<SocketAddress>> listeningAddresses() {
-    return listenersFrom(::GetTcpTable2, ::GetTcp6Table2);
+    // Listeners alone: a machine may have thousands of connections, whose owners take time to find.
+    const auto listenersOfIpv4 = [](MIB_TCPTABLE* table, ULONG* size, BOOL inOrder) {
+        return ::GetExtendedTcpTable(table, size, inOrder, AF_INET, TCP_TABLE_BASIC_LISTENER, 0);
+    };
+    return listenersFrom(listenersOfIpv4, ::GetTcp6Table2);
 }
 
 std::error_code tryToBind(const SocketAddress& address) noexcept {

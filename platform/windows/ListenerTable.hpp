@@ -15,8 +15,9 @@
 
 namespace Quarlen::Platform {
 
-/// `GetTcpTable2`: with too small a size it tells the one that it needs.
-using TcpTableQuery = std::function<ULONG(MIB_TCPTABLE2* table, ULONG* size, BOOL inOrder)>;
+/// `GetExtendedTcpTable` for IPv4, which gives the listeners alone: with too small a size it tells
+/// the one that it needs.
+using TcpTableQuery = std::function<ULONG(MIB_TCPTABLE* table, ULONG* size, BOOL inOrder)>;
 
 /// `GetTcp6Table2`, likewise.
 using Tcp6TableQuery = std::function<ULONG(MIB_TCP6TABLE2* table, ULONG* size, BOOL inOrder)>;

@@ -6,8 +6,14 @@ RestFixture::RestFixture()
     : handler(std::make_shared<ServerHandlerSequence>(sequenceEnvironment())),
       rest(std::make_unique<RESTServer>(stopRequested, handler, true, environment())) {}
 
+Platform::AddressProbe RestFixture::probe() const {
+    return {.listening = [this] {
+        return std::vector<Platform::SocketAddress>{{.host = "127.0.0.1", .port = port}};
+    }};
+}
+
 RestEnvironment RestFixture::environment() {
-    return {.clock = clock, .console = console, .port = port};
+    return {.clock = clock, .console = console, .port = port, .probe = probe()};
 }
 
 SequenceEnvironment RestFixture::sequenceEnvironment() {

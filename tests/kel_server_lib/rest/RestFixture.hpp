@@ -31,6 +31,9 @@ protected:
     /// `stop`.
     [[nodiscard]] std::string printed() const { return output.str(); }
     [[nodiscard]] RestEnvironment environment();
+    /// Somebody listens on the port where it is taken. The system's own table takes Wine many
+    /// seconds while the machine has thousands of connections.
+    [[nodiscard]] Platform::AddressProbe probe() const;
     [[nodiscard]] SequenceEnvironment sequenceEnvironment();
 
     HttpReply get(const std::string& path) const { return request(port, "GET", path); }

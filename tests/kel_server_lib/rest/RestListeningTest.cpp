@@ -71,7 +71,8 @@ protected:
         LineWatch watch(word, std::move(react));
         std::ostream stream(&watch);
         Platform::Console watchedConsole(stream);
-        RestEnvironment watched{.clock = clock, .console = watchedConsole, .port = where};
+        RestEnvironment watched{
+            .clock = clock, .console = watchedConsole, .port = where, .probe = probe()};
         rest = std::make_unique<RESTServer>(stopRequested, handler, true, watched);
         start();
         rest->stop();
@@ -168,7 +169,8 @@ TEST_F(RestListening, LooksEvery200MillisecondsWhetherItServes) {
     LineWatch watch("Listening", [&] { counting.waitForSleep(); });
     std::ostream stream(&watch);
     Platform::Console watchedConsole(stream);
-    RestEnvironment watched{.clock = counting, .console = watchedConsole, .port = port};
+    RestEnvironment watched{
+        .clock = counting, .console = watchedConsole, .port = port, .probe = probe()};
     rest = std::make_unique<RESTServer>(stopRequested, handler, true, watched);
 
     start();
@@ -246,7 +248,9 @@ TEST_F(TakenRestPort, IsWaitedForWhileNobodyListensOnIt) {
     RestEnvironment where{.clock = clock,
                           .console = console,
                           .port = held.port(),
-                          .probe = {.clock = held.freedBySleep()}};
+                          .probe = {.clock = held.freedBySleep(), .listening = [] {
+                                        return std::vector<Platform::SocketAddress>();
+                                    }}};
     second = std::make_unique<RESTServer>(stopRequested, handler, true, where);
 
     EXPECT_TRUE(second->start(api));

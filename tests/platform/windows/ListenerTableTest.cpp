@@ -12,10 +12,10 @@ namespace {
 class ListenerTable : public testing::Test {
 protected:
     std::optional<std::vector<SocketAddress>> read(DWORD state) {
-        const auto ipv4 = [this, state](MIB_TCPTABLE2* table, ULONG* size, BOOL) -> ULONG {
+        const auto ipv4 = [this, state](MIB_TCPTABLE* table, ULONG* size, BOOL) -> ULONG {
             ++queries;
             if (table == nullptr || queries <= grownUntil) {
-                *size = sizeof(MIB_TCPTABLE2);
+                *size = sizeof(MIB_TCPTABLE);
                 return sizeResult;
             }
             table->dwNumEntries = 1;
