@@ -20,8 +20,8 @@ void reportNoAborts() {
             library != nullptr ? ::GetProcAddress(library, "_set_abort_behavior") : nullptr;
         if (found != nullptr) {
             // The system knows functions by one type only.
-            const auto setBehaviour = reinterpret_cast<SetAbortBehaviour>(
-                reinterpret_cast<void*>(found)); // NOLINT(*-reinterpret-cast)
+            const auto setBehaviour =
+                reinterpret_cast<SetAbortBehaviour>(reinterpret_cast<void*>(found));
             setBehaviour(0, reportFault);
         }
     }

@@ -1,5 +1,6 @@
 #include "platform/ServiceProgram.hpp"
 
+#include <array>
 #include <condition_variable>
 #include <mutex>
 #include <string_view>
@@ -99,10 +100,10 @@ int runAsService() {
     useOwnFolder();
     ::SetConsoleCtrlHandler(ignoreSessionEvents, TRUE);
     wchar_t anyName = L'\0';
-    const SERVICE_TABLE_ENTRYW services[] = {// NOLINT(*-avoid-c-arrays): the system's shape
-                                             {&anyName, runService},
-                                             {nullptr, nullptr}};
-    if (::StartServiceCtrlDispatcherW(services) == 0) {
+    // The system takes the list up to an entry without a name.
+    const std::array services{SERVICE_TABLE_ENTRYW{&anyName, runService},
+                              SERVICE_TABLE_ENTRYW{nullptr, nullptr}};
+    if (::StartServiceCtrlDispatcherW(services.data()) == 0) {
         const std::error_code cause = lastError(); // before the console asks the system, too
         standardConsole().line("--service is for the service manager: " + toUtf8(errorText(cause)));
     }
