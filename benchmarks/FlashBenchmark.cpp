@@ -23,8 +23,7 @@ std::shared_ptr<Uds::VehicleInterface> vehicleWith(std::uint32_t memorySize) {
     unit.link = L"LINK";
     unit.securityLevels = {{1, keyMask}};
     unit.flashMemories = {{0, memorySize, blockLength, std::chrono::milliseconds{0}, 1}};
-    return Simulation::openSimulatedVehicle(Simulation::VehicleDescription{L"", {unit}},
-                                            Platform::systemClock());
+    return Simulation::SimulatedVehicle({L"", {unit}}, Platform::systemClock()).connect();
 }
 
 std::shared_ptr<const Project> flashProject() {
@@ -53,13 +52,13 @@ void flashFile(benchmark::State& state) {
     folder.write("image.bin", std::string(size, '\x5A'));
     const auto project = flashProject();
     const auto access = std::make_shared<VehicleAccess>(
-        L"Benchmark", vehicleWith(static_cast<std::uint32_t>(size)));
+        L"Benchmark", vehicleWith(static_cast<std::uint32_t>(size)), Platform::systemClock());
     const FlashJob job({project, &project->vehicleInformations.front(), access}, L"ITEM", {L"S"},
                        folder.path());
     for ([[maybe_unused]] const auto iteration : state) {
         Outcome outcome;
         JobReport<FlashResult> report(outcome, 1);
-        job.run(report, {}, Platform::systemClock());
+        job.run(report, {});
         if (outcome.last->jobError || outcome.last->progress != 100) {
             state.SkipWithError("the file was not flashed");
         }

@@ -3,12 +3,16 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <span>
 #include <stop_token>
 
 #include "uds/Client.hpp"
 #include "uds/Identifiers.hpp"
+#include "uds/Matching.hpp"
+#include "uds/VehicleLink.hpp"
 
 namespace {
 
@@ -16,10 +20,16 @@ using namespace Quarlen;
 using std::chrono::milliseconds;
 using Uds::Bytes;
 
-constexpr Uds::Timing timing{milliseconds{50}, milliseconds{200}, milliseconds{1000}};
-/// Three pauses before a busy control unit is asked again, and what rounding takes.
-constexpr milliseconds beyondTotal{3 * 20 + 1};
-constexpr std::size_t maxRequests = 4;
+constexpr Uds::Timing timing{.p2 = milliseconds{50},
+                             .p2Star = milliseconds{200},
+                             .total = milliseconds{1000},
+                             .busy = milliseconds{150},
+                             .delta = milliseconds{10}};
+/// Pauses before a busy control unit is asked again, what is waited for from the request before,
+/// and what rounding takes.
+constexpr milliseconds beyondTotal{200 + 1000 + 1};
+/// One, its repetitions, and what a session that the control unit told of may take.
+constexpr std::size_t maxRequests = 8;
 constexpr std::uint8_t pending = static_cast<std::uint8_t>(Uds::Nrc::ResponsePending);
 
 void require(bool holds) {
@@ -33,6 +43,10 @@ class WaitClock : public Platform::Clock {
 public:
     void sleepFor(milliseconds duration) override { current += duration; }
     [[nodiscard]] TimePoint now() const override { return current; }
+    bool waitUntil(const Wait& wait, const std::function<bool()>& ready) override {
+        current = std::max(current, wait.deadline);
+        return ready();
+    }
 
 private:
     TimePoint current{};
@@ -64,35 +78,40 @@ private:
 };
 
 /// Each response comes so many milliseconds after the one before as its first byte says.
-class FuzzedLink : public Uds::VehicleLink {
+class FuzzedEnd : public Uds::Endpoint {
 public:
-    FuzzedLink(Input& input, WaitClock& clock) : input(input), clock(clock) {}
+    FuzzedEnd(Input& input, WaitClock& clock, std::size_t& requests)
+        : input(input), clock(clock), requests(requests) {}
 
-    void send(const Bytes& request) override {
-        require(!request.empty());
+    void send(const Bytes& message, const Uds::Patience& /*patience*/) override {
+        require(!message.empty());
         ++requests;
     }
 
-    std::optional<Bytes> receive(milliseconds timeout) override {
-        if (!delay && !input.atEnd()) {
-            delay = milliseconds{input.number()};
+    std::optional<Uds::Received> receive(const Uds::Patience& patience) override {
+        if (!due && !input.atEnd()) {
+            due = clock.now() + milliseconds{input.number()};
         }
-        const auto wait = std::min(delay.value_or(timeout), timeout);
-        clock.sleepFor(wait);
-        if (!delay || *delay > timeout) {
-            delay = delay ? std::optional(*delay - wait) : std::nullopt;
+        if (!due || *due > patience.deadline) {
+            moveTo(patience.deadline);
             return std::nullopt;
         }
-        delay.reset();
-        return input.message();
+        moveTo(*due);
+        due.reset();
+        return Uds::Received{0, input.message()};
     }
 
-    std::size_t requests = 0;
-
 private:
+    void moveTo(Platform::Clock::TimePoint time) {
+        if (time > clock.now()) {
+            clock.sleepFor(std::chrono::ceil<milliseconds>(time - clock.now()));
+        }
+    }
+
     Input& input;
     WaitClock& clock;
-    std::optional<milliseconds> delay;
+    std::size_t& requests;
+    std::optional<Platform::Clock::TimePoint> due;
 };
 
 /// A response belongs to its request; nothing at all is only good for one that asks for silence.
@@ -102,7 +121,7 @@ void checkResponse(const Bytes& request, const Bytes& response) {
     } else if (Uds::isNegative(response)) {
         require(response[1] == request[0] && response[2] != pending);
     } else {
-        require(response[0] == static_cast<std::uint8_t>(request[0] + Uds::positiveResponseOffset));
+        require(Uds::matches(request, response));
     }
 }
 
@@ -129,11 +148,14 @@ std::size_t run(Uds::Client& client, Input& input) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     Input input({data, size});
     WaitClock clock;
-    FuzzedLink link(input, clock);
-    Uds::Client client(link, std::stop_token(), clock, timing);
+    std::size_t requests = 0;
+    Uds::VehicleLink link(std::make_shared<Uds::Channel>(
+        Uds::UnitAddress{L"LINK"}, std::make_unique<FuzzedEnd>(input, clock, requests), clock,
+        timing, [](const Uds::BusEvent&) {}));
+    Uds::Client client(link, std::stop_token());
     while (!input.atEnd()) {
         const auto begin = clock.now();
-        link.requests = 0;
+        requests = 0;
         std::size_t exchanges = 2;
         try {
             exchanges = run(client, input);
@@ -142,7 +164,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         } catch (const Uds::LinkError& error) {
             require(!error.message().empty());
         }
-        require(link.requests <= exchanges * maxRequests);
+        require(requests <= exchanges * maxRequests);
         require(clock.now() - begin <=
                 static_cast<std::int64_t>(exchanges) * (timing.total + beyondTotal));
     }

@@ -13,6 +13,7 @@
 #include "kel_cpp/history/RunLog.hpp"
 #include "kel_cpp/history/StatusLog.hpp"
 #include "kel_cpp/jobs/JobRunner.hpp"
+#include "kel_cpp/jobs/QuickTest.hpp"
 #include "kel_cpp/network/RuntimeServer.hpp"
 #include "kel_cpp/network/SovdServer.hpp"
 #include "kel_server_lib/runtime/KelApi.hpp"
@@ -36,6 +37,11 @@ struct RuntimeEnvironment {
     /// The time of status texts and runs.
     StatusLog::Now now = std::chrono::system_clock::now;
     VehicleInterfaces::OpenVehicle openVehicle = VehicleInterfaces::openVehicleOfFile;
+    /// Control units that a quick test asks at the same time.
+    std::size_t unitsAtOnce = QuickTest::defaultUnitsAtOnce;
+    /// Hears of everything that goes to and comes from the vehicle, on the thread that sends or
+    /// receives it; may be empty.
+    Uds::OnBusEvent onBusEvent = {};
     /// Hears each status text; may be empty.
     StatusLog::Listener onStatus = {};
     /// Hears of each job of a run that has ended, on the job's thread; may be empty.
@@ -57,6 +63,9 @@ public:
     ~Runtime() override;
 
     [[nodiscard]] StatusEntry serverStatus() const;
+    /// Keeps the sessions of control units that somebody holds, once. The runtime does it by itself
+    /// in real time, at the interval of its environment.
+    void keepSessions();
     /// The run of a sequence that began last.
     [[nodiscard]] std::optional<RunEntry> latestRun() const;
 
@@ -141,6 +150,7 @@ private:
     /// interface that is enabled now. `opening` serializes the callers, so that they share one
     /// access.
     OpenedVehicle openVehicle();
+    void giveUp(const OpenedVehicle& opened);
     /// What is known of a job before it runs. `access` cancels the job when it is closed.
     template <class Result>
     struct Launch {

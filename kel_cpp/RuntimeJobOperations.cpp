@@ -77,9 +77,9 @@ KelApi::JobId Runtime::performQuickTest(std::shared_ptr<QuicktestConfig> config,
                        dtcReadConfig ? dtcReadConfig->statusMask : 0);
         what.units = test.unitCount();
         return launch(std::move(what),
-                      [test = std::move(test), &clock = environment.clock](
+                      [test = std::move(test), atOnce = environment.unitsAtOnce](
                           JobReport<QuickTestResult>& report, const std::stop_token& cancel) {
-                          test.run(report, cancel, clock);
+                          test.run(report, cancel, atOnce);
                       });
     });
 }
@@ -93,11 +93,10 @@ KelApi::JobId Runtime::executeFlashSessions(const std::wstring& flashItem,
         Launch<FlashResult> what{&required(callback), vehicle.access, JobKind::Flash, flashItem};
         const auto folder = settings.inEffect().dataFolder / Platform::toPath(flashDataFolder);
         FlashJob flash(std::move(vehicle), flashItem, sessionNames, folder);
-        return launch(std::move(what),
-                      [flash = std::move(flash), &clock = environment.clock](
-                          JobReport<FlashResult>& report, const std::stop_token& cancel) {
-                          flash.run(report, cancel, clock);
-                      });
+        return launch(std::move(what), [flash = std::move(flash)](JobReport<FlashResult>& report,
+                                                                  const std::stop_token& cancel) {
+            flash.run(report, cancel);
+        });
     });
 }
 

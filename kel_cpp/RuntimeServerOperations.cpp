@@ -50,7 +50,8 @@ void Runtime::getActiveConnections(RecordList<ActiveConnection>& connections) {
         for (const auto& client : server.clients()) {
             connections.push_back(connection(L"client " + client));
         }
-        if (const SelectedVehicle vehicle = selection.current(); vehicle.access) {
+        const SelectedVehicle vehicle = selection.current();
+        if (vehicle.access && vehicle.access->isOpen()) {
             connections.push_back(connection(L"vehicle of project " + vehicle.project->name +
                                              L" over " + vehicle.access->interfaceName()));
         }

@@ -41,7 +41,7 @@ UnlockRequest unlockRequest(const Project& project, const std::wstring& name,
     if (found == unlock->parameters.end()) {
         failUnlock(name, parameter, L"the unlock has no such parameter");
     }
-    return {unlock->link, found->level, found->keyMask};
+    return {project.addressOf(unlock->link), found->level, found->keyMask};
 }
 
 std::vector<std::shared_ptr<ControlUnitQuickTestResult>>
@@ -57,9 +57,17 @@ ownResults(const RecordList<QuickTestResult>& results) {
     return own;
 }
 
-/// Fills the parts of a report that come from the selection. Without a vehicle access the VIN stays
-/// empty.
-VehicleReport reportOf(const SelectedVehicle& vehicle, Platform::Clock& clock) {
+/// Empty without a connection to the vehicle.
+std::wstring vinOf(const SelectedVehicle& vehicle) {
+    try {
+        return vehicle.access ? readVin(vehicle) : std::wstring();
+    } catch (const Uds::ConnectionLost&) {
+        return {};
+    }
+}
+
+/// Fills the parts of a report that come from the selection.
+VehicleReport reportOf(const SelectedVehicle& vehicle) {
     VehicleReport report;
     report.time = std::chrono::system_clock::now();
     report.serverVersion = runtimeVersion();
@@ -68,9 +76,28 @@ VehicleReport reportOf(const SelectedVehicle& vehicle, Platform::Clock& clock) {
     }
     if (vehicle.information != nullptr) {
         report.vehicleInformation = vehicle.information->name;
-        report.vin = vehicle.access ? readVin(vehicle, clock) : std::wstring();
+        report.vin = vinOf(vehicle);
     }
     return report;
+}
+
+void identify(const SelectedVehicle& vehicle, RecordList<IdentifiedTarget>& targets,
+              std::shared_ptr<VehicleIdentification>& identification) {
+    const std::vector<bool> answers = checkThatVehicleAnswers(vehicle);
+    const std::vector<ProjectTarget> units = controlUnits(*vehicle.information);
+    RecordList<IdentifiedTarget> found;
+    auto outcome = std::make_shared<VehicleIdentification>();
+    for (std::size_t index = 0; index < units.size(); ++index) {
+        auto target = std::make_shared<IdentifiedTarget>();
+        target->name = units[index].name;
+        target->reachable = answers[index];
+        if (target->reachable && outcome->vin.empty()) {
+            outcome->vin = readVin(vehicle, units[index]);
+        }
+        found.push_back(std::move(target));
+    }
+    targets = std::move(found);
+    identification = std::move(outcome);
 }
 
 } // namespace
@@ -79,48 +106,53 @@ Runtime::OpenedVehicle Runtime::openVehicle() {
     const std::lock_guard lock(opening);
     SelectedVehicle vehicle = selection.withInformation();
     const RuntimeSettings inEffect = settings.inEffect();
-    const auto opened = interfaces.openEnabled(inEffect.interfaces, inEffect.vehicleFile);
-    if (vehicle.access && vehicle.access->uses(opened.vehicleInterface)) {
+    const std::wstring name = VehicleInterfaces::enabledName(inEffect.interfaces);
+    if (vehicle.access && vehicle.access->isOpen() && vehicle.access->interfaceName() == name) {
         return {std::move(vehicle), false};
     }
-    auto access = std::make_shared<VehicleAccess>(opened.name, opened.vehicleInterface);
+    auto access = std::make_shared<VehicleAccess>(
+        name, interfaces.make(inEffect.vehicleFile), environment.clock,
+        AccessOptions{environment.testerPresentInterval, {}, environment.onBusEvent});
     selection.attach(vehicle, access);
     vehicle.access = std::move(access);
     return {std::move(vehicle), true};
+}
+
+void Runtime::keepSessions() {
+    if (const SelectedVehicle vehicle = selection.current(); vehicle.access) {
+        vehicle.access->connection().keepSessions();
+    }
 }
 
 void Runtime::connectVehicle() {
     guarded(L"connectVehicle", [&] {
         const OpenedVehicle opened = openVehicle();
         try {
-            checkThatVehicleAnswers(opened.vehicle, environment.clock);
+            static_cast<void>(checkThatVehicleAnswers(opened.vehicle));
         } catch (...) {
-            // Another caller may use an access that was already open, so only a new one is closed.
-            if (opened.isNew) {
-                selection.detach(opened.vehicle.access);
-            }
+            giveUp(opened);
             throw;
         }
     });
 }
 
+/// Another caller may use an access that was already open, so only a new one is closed.
+void Runtime::giveUp(const OpenedVehicle& opened) {
+    if (opened.isNew) {
+        selection.detach(opened.vehicle.access);
+    }
+}
+
 void Runtime::identifyVehicle(RecordList<IdentifiedTarget>& targets, std::uint32_t /*flags*/,
                               std::shared_ptr<VehicleIdentification>& identification) {
     guarded(L"identifyVehicle", [&] {
-        const SelectedVehicle vehicle = openVehicle().vehicle;
-        RecordList<IdentifiedTarget> found;
-        auto outcome = std::make_shared<VehicleIdentification>();
-        for (const auto& unit : controlUnits(*vehicle.information)) {
-            auto target = std::make_shared<IdentifiedTarget>();
-            target->name = unit.name;
-            target->reachable = answers(vehicle, unit, environment.clock);
-            if (target->reachable && outcome->vin.empty()) {
-                outcome->vin = readVin(vehicle, unit, environment.clock);
-            }
-            found.push_back(std::move(target));
+        const OpenedVehicle opened = openVehicle();
+        try {
+            identify(opened.vehicle, targets, identification);
+        } catch (...) {
+            giveUp(opened);
+            throw;
         }
-        targets = std::move(found);
-        identification = std::move(outcome);
     });
 }
 
@@ -132,12 +164,10 @@ Runtime::openUnlockSession(const std::wstring& name, const std::vector<std::wstr
         try {
             const SelectedVehicle vehicle = selection.withAccess();
             const UnlockRequest request = unlockRequest(*vehicle.project, name, parameter);
-            auto link = unlockControlUnit(*vehicle.access, request, environment.clock);
             auto session = std::make_shared<UnlockSession>();
             session->handle = newHandle();
-            vehicle.access->holdUnlock(
-                session->handle,
-                std::make_unique<HeldUnlock>(std::move(link), environment.testerPresentInterval));
+            vehicle.access->holdUnlock(session->handle,
+                                       unlockControlUnit(*vehicle.access, request));
             return session;
         } catch (const KelApiException& exception) {
             if (exception.code() == static_cast<std::int32_t>(ErrorCode::Unlock)) {
@@ -168,7 +198,7 @@ void Runtime::createVehicleReport(std::wstring& fileName, const std::wstring& re
             throw runtimeError(ErrorCode::Report, L"a vehicle report needs its configuration");
         }
         auto controlUnitResults = ownResults(results);
-        VehicleReport report = reportOf(selection.current(), environment.clock);
+        VehicleReport report = reportOf(selection.current());
         report.name = reportName;
         report.reportTypes = reportConfig->reportTypes;
         report.serviceMask = reportConfig->serviceMask;

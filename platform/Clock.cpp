@@ -15,6 +15,10 @@ public:
 
 } // namespace
 
+bool Clock::waitUntil(const Wait& wait, const std::function<bool()>& ready) {
+    return wait.changed.wait_until(wait.lock, wait.cancel, wait.deadline, ready);
+}
+
 Clock& systemClock() {
     // Never destroyed: detached threads may still sleep while the process ends.
     static Clock& clock = *new SystemClock;

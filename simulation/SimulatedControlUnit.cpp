@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "uds/Identifiers.hpp"
-#include "uds/VehicleLink.hpp"
+#include "uds/LinkError.hpp"
 
 namespace Quarlen::Simulation {
 
@@ -118,8 +118,8 @@ Bytes SimulatedControlUnit::memoryContent(std::uint32_t address, std::uint32_t s
 std::vector<TimedResponse> SimulatedControlUnit::fail(const FaultDescription& fault,
                                                       TimePoint now) const {
     if (fault.linkLost) {
-        throw Uds::LinkError(L"the connection to " + description.name + L" on " + description.link +
-                             L" was lost");
+        throw Uds::ConnectionLost(L"the connection to " + description.name + L" on " +
+                                  description.link + L" was lost");
     }
     if (fault.response.empty()) {
         return {};

@@ -1,118 +1,172 @@
 #include "simulation/SimulatedVehicle.hpp"
 
 #include <algorithm>
+#include <condition_variable>
 #include <deque>
-#include <map>
 #include <mutex>
 #include <utility>
 
-#include "simulation/SimulatedControlUnit.hpp"
+#include "simulation/SimulatedUnits.hpp"
 #include "simulation/VehicleFile.hpp"
 
 namespace Quarlen::Simulation {
 
 namespace {
 
-using std::chrono::milliseconds;
-
-/// One control unit that all links to it share; the mutex serializes their requests.
-class SharedControlUnit {
+/// What the ends of one connection share.
+class Wire {
 public:
-    SharedControlUnit(const ControlUnitDescription& description, Platform::Clock& clock)
-        : unit(description, clock) {}
+    explicit Wire(std::shared_ptr<SimulatedUnits> units) : units(std::move(units)) {}
 
-    std::vector<TimedResponse> handle(const Uds::Bytes& request) {
+    void open() {
         const std::lock_guard lock(mutex);
-        return unit.handle(request);
+        state = Uds::VehicleInterface::State::Open;
+    }
+    void close() noexcept {
+        {
+            const std::lock_guard lock(mutex);
+            state = Uds::VehicleInterface::State::Closed;
+        }
+        changed.notify_all();
+    }
+    void lose(const std::wstring& text) {
+        Uds::VehicleInterface::OnLost listener;
+        {
+            const std::lock_guard lock(mutex);
+            if (state == Uds::VehicleInterface::State::Open) {
+                state = Uds::VehicleInterface::State::Lost;
+                cause = text;
+                listener = onLost;
+            }
+        }
+        if (listener) {
+            listener(text);
+        }
+        changed.notify_all();
+    }
+    /// Throws where the connection is not open any more. The mutex is held.
+    void check() const {
+        if (state == Uds::VehicleInterface::State::Lost) {
+            throw Uds::ConnectionLost(cause);
+        }
+        if (state == Uds::VehicleInterface::State::Closed) {
+            throw Uds::Cancelled();
+        }
     }
 
-private:
-    std::mutex mutex;
-    SimulatedControlUnit unit;
+    const std::shared_ptr<SimulatedUnits> units;
+    mutable std::mutex mutex;
+    std::condition_variable_any changed;
+    Uds::VehicleInterface::State state = Uds::VehicleInterface::State::Closed;
+    std::wstring cause;
+    Uds::VehicleInterface::OnLost onLost;
 };
 
-class SimulatedLink : public Uds::VehicleLink {
+/// The end of one control unit, or of all.
+class SimulatedEndpoint final : public Uds::Endpoint {
 public:
-    SimulatedLink(std::shared_ptr<SharedControlUnit> unit, Platform::Clock& clock)
-        : unit(std::move(unit)), clock(clock) {}
+    SimulatedEndpoint(std::shared_ptr<Wire> wire, std::optional<std::uint16_t> address)
+        : wire(std::move(wire)), address(address) {}
 
-    void send(const Uds::Bytes& request) override;
-    std::optional<Uds::Bytes> receive(milliseconds timeout) override;
+    void send(const Uds::Bytes& message, const Uds::Patience& patience) override;
+    std::optional<Uds::Received> receive(const Uds::Patience& patience) override;
 
 private:
-    std::shared_ptr<SharedControlUnit> unit;
-    Platform::Clock& clock;
-    /// In the order of their due times.
-    std::deque<TimedResponse> arriving;
+    void check(const Uds::Patience& patience) const;
+    [[nodiscard]] std::vector<Arrival> ask(const Uds::Bytes& message);
+
+    const std::shared_ptr<Wire> wire;
+    /// Nothing: all control units.
+    const std::optional<std::uint16_t> address;
+    /// In the order of their due times. Its user is one thread at a time.
+    std::deque<Arrival> arriving;
 };
 
-void SimulatedLink::send(const Uds::Bytes& request) {
-    constexpr std::size_t maxArriving = 1024;
-    if (arriving.size() >= maxArriving) {
-        throw Uds::LinkError(L"the receive queue is full: " + std::to_wstring(maxArriving) +
-                             L" responses were not fetched");
-    }
-    for (auto& response : unit->handle(request)) {
-        const auto place = std::upper_bound(
-            arriving.begin(), arriving.end(), response.due,
-            [](const auto due, const TimedResponse& other) { return due < other.due; });
-        arriving.insert(place, std::move(response));
+void SimulatedEndpoint::check(const Uds::Patience& patience) const {
+    const std::lock_guard lock(wire->mutex);
+    wire->check();
+    if (patience.cancel.stop_requested()) {
+        throw Uds::Cancelled();
     }
 }
 
-/// Only `send` adds responses and one thread uses the link, so a wait is a sleep until the first
-/// response is due.
-std::optional<Uds::Bytes> SimulatedLink::receive(milliseconds timeout) {
-    constexpr milliseconds slice{20};
-    constexpr milliseconds maxTimeout = std::chrono::hours(24);
-    const auto deadline = clock.now() + std::clamp(timeout, milliseconds{0}, maxTimeout);
-    for (;;) {
-        const auto now = clock.now();
-        if (!arriving.empty() && arriving.front().due <= now) {
-            auto bytes = std::move(arriving.front().bytes);
-            arriving.pop_front();
-            return bytes;
-        }
-        if (now >= deadline) {
-            return {};
-        }
-        const auto next = arriving.empty() ? deadline : std::min(deadline, arriving.front().due);
-        clock.sleepFor(std::min(std::chrono::ceil<milliseconds>(next - now), slice));
+std::vector<Arrival> SimulatedEndpoint::ask(const Uds::Bytes& message) {
+    try {
+        return address ? wire->units->ask(*address, message) : wire->units->askAll(message);
+    } catch (const Uds::ConnectionLost& loss) {
+        wire->lose(loss.message());
+        throw;
     }
 }
 
-class SimulatedVehicle : public Uds::VehicleInterface {
-public:
-    SimulatedVehicle(const VehicleDescription& description, Platform::Clock& clock) : clock(clock) {
-        for (const auto& unit : description.controlUnits) {
-            units.emplace(unit.link, std::make_shared<SharedControlUnit>(unit, clock));
-        }
+void SimulatedEndpoint::send(const Uds::Bytes& message, const Uds::Patience& patience) {
+    check(patience);
+    for (auto& arrival : ask(message)) {
+        const auto place =
+            std::upper_bound(arriving.begin(), arriving.end(), arrival.due,
+                             [](const auto due, const Arrival& other) { return due < other.due; });
+        arriving.insert(place, std::move(arrival));
     }
+}
 
-    std::unique_ptr<Uds::VehicleLink> openLink(const std::wstring& logicalLink) override {
-        const auto unit = units.find(logicalLink);
-        if (unit == units.end()) {
-            throw Uds::LinkError(L"the vehicle has no logical link \"" + logicalLink + L"\"");
-        }
-        return std::make_unique<SimulatedLink>(unit->second, clock);
+/// Only `send` adds responses and one thread uses the end, so a wait ends when the first response
+/// is due.
+std::optional<Uds::Received> SimulatedEndpoint::receive(const Uds::Patience& patience) {
+    Platform::Clock& clock = wire->units->clock();
+    const bool comes = !arriving.empty() && arriving.front().due <= patience.deadline;
+    const auto end = comes ? arriving.front().due : patience.deadline;
+    {
+        std::unique_lock lock(wire->mutex);
+        clock.waitUntil({lock, wire->changed, patience.cancel, end},
+                        [this] { return wire->state != Uds::VehicleInterface::State::Open; });
+    }
+    check(patience);
+    if (!comes) {
+        return {};
+    }
+    auto message = std::move(arriving.front().message);
+    arriving.pop_front();
+    return message;
+}
+
+class SimulatedInterface final : public Uds::VehicleInterface {
+public:
+    explicit SimulatedInterface(std::shared_ptr<SimulatedUnits> units)
+        : wire(std::make_shared<Wire>(std::move(units))) {}
+
+    void open(const std::stop_token& /*cancel*/) override { wire->open(); }
+    void close() noexcept override { wire->close(); }
+    [[nodiscard]] State state() const override {
+        const std::lock_guard lock(wire->mutex);
+        return wire->state;
+    }
+    void onLost(OnLost listener) override { wire->onLost = std::move(listener); }
+    [[nodiscard]] Uds::UnitAddress resolve(const Uds::UnitAddress& unit) const override {
+        return wire->units->resolve(unit);
+    }
+    std::unique_ptr<Uds::Endpoint> openEndpoint(const Uds::UnitAddress& unit) override {
+        return std::make_unique<SimulatedEndpoint>(wire, unit.physical.value());
+    }
+    std::unique_ptr<Uds::Endpoint> openFunctional(std::uint16_t /*address*/) override {
+        return std::make_unique<SimulatedEndpoint>(wire, std::nullopt);
     }
 
 private:
-    Platform::Clock& clock;
-    /// Control units by logical link; never changed after construction.
-    std::map<std::wstring, std::shared_ptr<SharedControlUnit>> units;
+    const std::shared_ptr<Wire> wire;
 };
 
 } // namespace
 
-std::shared_ptr<Uds::VehicleInterface>
-openSimulatedVehicle(const std::filesystem::path& vehicleFile, Platform::Clock& clock) {
-    return openSimulatedVehicle(readVehicleFile(vehicleFile), clock);
+SimulatedVehicle::SimulatedVehicle(const VehicleDescription& description, Platform::Clock& clock)
+    : units(std::make_shared<SimulatedUnits>(description, clock)) {}
+
+std::shared_ptr<Uds::VehicleInterface> SimulatedVehicle::connect() const {
+    return std::make_shared<SimulatedInterface>(units);
 }
 
-std::shared_ptr<Uds::VehicleInterface> openSimulatedVehicle(const VehicleDescription& description,
-                                                            Platform::Clock& clock) {
-    return std::make_shared<SimulatedVehicle>(description, clock);
+SimulatedVehicle openSimulatedVehicle(const std::filesystem::path& vehicleFile,
+                                      Platform::Clock& clock) {
+    return SimulatedVehicle(readVehicleFile(vehicleFile), clock);
 }
 
 } // namespace Quarlen::Simulation

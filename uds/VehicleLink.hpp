@@ -1,55 +1,42 @@
 #pragma once
 
-#include <chrono>
 #include <memory>
-#include <optional>
-#include <stdexcept>
-#include <string>
 #include <utility>
 
-#include "uds/Uds.hpp"
+#include "uds/Channel.hpp"
 
 namespace Quarlen::Uds {
 
-/// The interface or the connection failed (as opposed to a negative response of a control unit).
-class LinkError : public std::runtime_error {
-public:
-    explicit LinkError(std::wstring text)
-        : std::runtime_error("LinkError"), messageText(std::move(text)) {}
-    [[nodiscard]] const std::wstring& message() const noexcept { return messageText; }
-
-private:
-    std::wstring messageText;
-};
-
-/// One logical link to one control unit: it sends UDS requests and receives UDS responses as bytes.
-/// `VehicleInterface` and `VehicleLink` hide the transport from the UDS client, so that a simulated
-/// vehicle and a real one are used alike. An open interface makes the links; the caller owns each
-/// link and uses it from one thread at a time, different links also from different threads.
+/// A logical link to one control unit: a handle on its channel, which all links to the control unit
+/// share. The caller owns the link.
 class VehicleLink {
 public:
-    VehicleLink() = default;
+    explicit VehicleLink(std::shared_ptr<Channel> channel) : shared(std::move(channel)) {}
+    VehicleLink(VehicleLink&& other) noexcept = default;
+    VehicleLink& operator=(VehicleLink&& other) noexcept = default;
     VehicleLink(const VehicleLink&) = delete;
     VehicleLink& operator=(const VehicleLink&) = delete;
-    virtual ~VehicleLink() = default;
+    ~VehicleLink() = default;
 
-    /// Throws `LinkError`.
-    virtual void send(const Bytes& request) = 0;
-    /// The next response message in order of arrival; nothing when none came within the timeout.
-    /// Throws `LinkError`.
-    virtual std::optional<Bytes> receive(std::chrono::milliseconds timeout) = 0;
-};
+    [[nodiscard]] Channel& channel() const noexcept { return *shared; }
+    [[nodiscard]] const std::shared_ptr<Channel>& sharedChannel() const noexcept { return shared; }
 
-/// An open vehicle communication interface. Opening links is safe from any thread.
-class VehicleInterface {
-public:
-    VehicleInterface() = default;
-    VehicleInterface(const VehicleInterface&) = delete;
-    VehicleInterface& operator=(const VehicleInterface&) = delete;
-    virtual ~VehicleInterface() = default;
+    /// From now on, as long as the link lives, the control unit is kept in its session.
+    void holdSession() {
+        if (!hold) {
+            shared->holdSession();
+            hold = Hold(shared.get());
+        }
+    }
 
-    /// Throws `LinkError` when the vehicle has no such logical link.
-    virtual std::unique_ptr<VehicleLink> openLink(const std::wstring& logicalLink) = 0;
+private:
+    struct Release {
+        void operator()(Channel* channel) const noexcept { channel->releaseSession(); }
+    };
+    using Hold = std::unique_ptr<Channel, Release>;
+
+    std::shared_ptr<Channel> shared;
+    Hold hold;
 };
 
 } // namespace Quarlen::Uds

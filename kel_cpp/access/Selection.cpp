@@ -84,6 +84,11 @@ SelectedVehicle Selection::withAccess() const {
                                                         inQuotes(vehicle.project->name) +
                                                         L" is not connected");
     }
+    if (const std::wstring cause = vehicle.access->lossCause(); !cause.empty()) {
+        throw runtimeError(ErrorCode::NotConnected, L"the connection to the vehicle of project " +
+                                                        inQuotes(vehicle.project->name) +
+                                                        L" is lost: " + cause);
+    }
     return vehicle;
 }
 

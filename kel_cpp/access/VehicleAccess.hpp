@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <map>
@@ -7,34 +8,54 @@
 #include <mutex>
 #include <stop_token>
 #include <string>
+#include <thread>
+#include <vector>
 
-#include "kel_cpp/access/HeldUnlock.hpp"
-#include "uds/VehicleLink.hpp"
+#include "platform/Clock.hpp"
+#include "uds/Connection.hpp"
 
 namespace Quarlen::Kel_cpp {
 
-/// The open connection to the vehicle: an interface, the turn that serializes the work of jobs and
-/// services, and the unlock sessions, which the access owns and which send TesterPresent on threads
-/// of their own. The selection and the jobs that use the access share its ownership; closing it
-/// cancels them. A job takes the turn, opens a logical link and talks UDS over the link on the
-/// job's thread. Safe from any thread.
+struct AccessOptions {
+    /// Well below the session timeout S3 (5 s, ISO 14229-2). In real time.
+    std::chrono::milliseconds testerPresentInterval{2000};
+    Uds::Timing timing{};
+    /// Hears of everything that goes to and comes from the vehicle; may be empty.
+    Uds::OnBusEvent onBusEvent{};
+};
+
+/// The open connection to the vehicle, the turn that serializes the work of jobs and services, and
+/// the unlocks, which the access owns. A thread of its own keeps the sessions that somebody holds;
+/// it sleeps while nobody does. The selection and the jobs that use the access share its ownership;
+/// closing it cancels them. A job takes the turn, opens a logical link and talks UDS over the link
+/// on the job's thread. Safe from any thread.
 class VehicleAccess {
 public:
-    VehicleAccess(std::wstring interfaceName, std::shared_ptr<Uds::VehicleInterface> openInterface);
+    /// Opens the interface. Throws `Uds::LinkError`, `Uds::Cancelled`.
+    VehicleAccess(std::wstring interfaceName, std::shared_ptr<Uds::VehicleInterface> vehicle,
+                  Platform::Clock& clock, AccessOptions options = {},
+                  const std::stop_token& cancel = {});
     VehicleAccess(const VehicleAccess&) = delete;
     VehicleAccess& operator=(const VehicleAccess&) = delete;
     ~VehicleAccess();
 
     [[nodiscard]] const std::wstring& interfaceName() const noexcept { return name; }
-    [[nodiscard]] bool uses(const std::shared_ptr<Uds::VehicleInterface>& candidate) const;
+    /// False once it is closed or its connection is lost.
+    [[nodiscard]] bool isOpen() const;
+    /// Why the connection was lost; empty when it was not.
+    [[nodiscard]] std::wstring lossCause() const;
 
-    /// Ends the unlock sessions and raises `closing`. Closing twice is harmless.
+    /// Ends the unlocks, raises `closing` and frees whoever waits for the vehicle. Closing twice is
+    /// harmless.
     void close();
     /// Raised once the access is closed; the jobs and services that use it then end.
     [[nodiscard]] std::stop_token closing() const { return closeRequest.get_token(); }
 
     /// Throws `Uds::LinkError`; `Uds::Cancelled` once the access is closed.
-    [[nodiscard]] std::unique_ptr<Uds::VehicleLink> openLink(const std::wstring& logicalLink) const;
+    [[nodiscard]] Uds::VehicleLink openLink(const Uds::UnitAddress& unit);
+    /// Keeps the control unit in its session as long as the link lives.
+    void holdSession(Uds::VehicleLink& link);
+    [[nodiscard]] Uds::Connection& connection() noexcept { return vehicle; }
 
     struct EndTurn {
         void operator()(VehicleAccess* access) const noexcept { access->endTurn(); }
@@ -46,21 +67,38 @@ public:
     /// after the other. Throws `Uds::Cancelled` when `cancel` is raised meanwhile.
     [[nodiscard]] Turn takeTurn(const std::stop_token& cancel);
 
-    /// Keeps the unlock until `releaseUnlock` or `close`. Throws `Uds::Cancelled` once closed.
-    void holdUnlock(std::uint64_t handle, std::unique_ptr<HeldUnlock> unlock);
+    /// Keeps the unlock of the link until `releaseUnlock`, `close` or the loss of the connection.
+    /// Throws `Uds::Cancelled` once closed.
+    void holdUnlock(std::uint64_t handle, Uds::VehicleLink link);
     /// An unknown handle is ignored: its session may have ended with an earlier access.
     void releaseUnlock(std::uint64_t handle);
 
+    /// Brings the control unit back to the default session, at the latest when what it is doing has
+    /// ended. Does not wait for it.
+    void leaveSession(const Uds::VehicleLink& link);
+
 private:
     void endTurn() noexcept;
+    void onLost(const std::wstring& cause);
+    void onEvent(const Uds::BusEvent& event) const;
+    void keepSessions(const std::stop_token& stop);
+    void settle(const std::stop_token& stop);
+    [[nodiscard]] bool holdsUnlockOn(const std::wstring& link) const;
 
     const std::wstring name;
-    const std::shared_ptr<Uds::VehicleInterface> vehicleInterface;
+    const AccessOptions options;
+    Uds::Connection vehicle;
     std::stop_source closeRequest;
-    std::mutex mutex;
-    std::condition_variable_any turnEnded;
+    mutable std::mutex mutex;
+    std::condition_variable_any changed;
     bool turnTaken = false;
-    std::map<std::uint64_t, std::unique_ptr<HeldUnlock>> unlocks;
+    std::wstring cause;
+    std::map<std::uint64_t, Uds::VehicleLink> unlocks;
+    /// Channels that have to be brought back to the default session.
+    std::vector<std::shared_ptr<Uds::Channel>> unsettled;
+    /// Declared last, so that the threads end before the other members are destroyed.
+    std::jthread keeper;
+    std::jthread settler;
 };
 
 } // namespace Quarlen::Kel_cpp

@@ -5,7 +5,6 @@
 
 #include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "kel_cpp/base/RuntimeError.hpp"
-#include "simulation/SimulatedVehicle.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -41,26 +40,25 @@ void checkNames(const std::vector<std::wstring>& names) {
 
 } // namespace
 
-std::shared_ptr<Uds::VehicleInterface>
+Simulation::SimulatedVehicle
 VehicleInterfaces::openVehicleOfFile(const std::filesystem::path& vehicleFile,
                                      Platform::Clock& clock) {
     return Simulation::openSimulatedVehicle(vehicleFile, clock);
 }
 
-VehicleInterfaces::Opened VehicleInterfaces::openEnabled(const InterfaceSettings& settings,
-                                                         const std::filesystem::path& vehicleFile) {
+std::wstring VehicleInterfaces::enabledName(const InterfaceSettings& settings) {
     const std::vector<std::wstring> names = enabledNames(settings);
     checkNames(names);
-    return {names.front(), simulation(vehicleFile)};
+    return names.front();
 }
 
 std::shared_ptr<Uds::VehicleInterface>
-VehicleInterfaces::simulation(const std::filesystem::path& vehicleFile) {
+VehicleInterfaces::make(const std::filesystem::path& vehicleFile) {
     const std::lock_guard lock(mutex);
     if (!simulatedVehicle) {
         simulatedVehicle = withFileErrors([&] { return openVehicle(vehicleFile, clock); });
     }
-    return simulatedVehicle;
+    return simulatedVehicle->connect();
 }
 
 } // namespace Quarlen::Kel_cpp

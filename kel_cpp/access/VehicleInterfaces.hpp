@@ -4,12 +4,14 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 
 #include "kel_server_lib/runtime/SettingsRecords.hpp"
 #include "platform/Clock.hpp"
-#include "uds/VehicleLink.hpp"
+#include "simulation/SimulatedVehicle.hpp"
+#include "uds/VehicleInterface.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -17,36 +19,33 @@ namespace Quarlen::Kel_cpp {
 /// "Simulation", the vehicle of the vehicle file. Safe from any thread.
 class VehicleInterfaces {
 public:
-    /// Opens the vehicle that "Simulation" stands for. Throws `Xml::FileError`.
-    using OpenVehicle = std::function<std::shared_ptr<Uds::VehicleInterface>(
+    /// Makes the vehicle that "Simulation" stands for. Throws `Xml::FileError`.
+    using OpenVehicle = std::function<Simulation::SimulatedVehicle(
         const std::filesystem::path& vehicleFile, Platform::Clock& clock)>;
 
-    /// `clock` must outlive this object and every interface that it opens.
+    /// `clock` must outlive this object and every interface that it makes.
     explicit VehicleInterfaces(Platform::Clock& clock, OpenVehicle openVehicle = openVehicleOfFile)
         : clock(clock), openVehicle(std::move(openVehicle)) {}
 
     /// The vehicle as the file describes it.
-    static std::shared_ptr<Uds::VehicleInterface>
-    openVehicleOfFile(const std::filesystem::path& vehicleFile, Platform::Clock& clock);
+    static Simulation::SimulatedVehicle openVehicleOfFile(const std::filesystem::path& vehicleFile,
+                                                          Platform::Clock& clock);
 
-    struct Opened {
-        std::wstring name;
-        std::shared_ptr<Uds::VehicleInterface> vehicleInterface;
-    };
+    /// The first enabled interface. Throws `KelApiException`: NoInterfaceEnabled; UnknownInterface
+    /// when any enabled interface is unknown (the message names the first of them).
+    [[nodiscard]] static std::wstring enabledName(const InterfaceSettings& settings);
 
-    /// Looks at the enabled interfaces in order and opens the first. Throws `KelApiException`:
-    /// NoInterfaceEnabled; UnknownInterface when any enabled interface is unknown (the message
-    /// names the first of them); Configuration when the vehicle file is wrong.
-    Opened openEnabled(const InterfaceSettings& settings, const std::filesystem::path& vehicleFile);
+    /// A connection that is not open yet. Throws `KelApiException` (code Configuration) when the
+    /// vehicle file is wrong.
+    [[nodiscard]] std::shared_ptr<Uds::VehicleInterface>
+    make(const std::filesystem::path& vehicleFile);
 
 private:
-    std::shared_ptr<Uds::VehicleInterface> simulation(const std::filesystem::path& vehicleFile);
-
     Platform::Clock& clock;
     const OpenVehicle openVehicle;
     std::mutex mutex;
-    /// Kept once opened, so that the state of the vehicle outlives each access.
-    std::shared_ptr<Uds::VehicleInterface> simulatedVehicle;
+    /// Kept once made, so that the state of the vehicle outlives each access.
+    std::optional<Simulation::SimulatedVehicle> simulatedVehicle;
 };
 
 } // namespace Quarlen::Kel_cpp

@@ -12,38 +12,31 @@ namespace Quarlen::Kel_cpp {
 
 using Uds::Client;
 
-bool answers(const SelectedVehicle& vehicle, const ProjectTarget& controlUnit,
-             Platform::Clock& clock) {
-    try {
-        const auto link = vehicle.access->openLink(controlUnit.link);
-        Client(*link, vehicle.access->closing(), clock)
-            .exchange({static_cast<std::uint8_t>(Uds::Service::TesterPresent), 0x00});
-        return true;
-    } catch (const Uds::LinkError&) {
-        return false;
+std::vector<bool> checkThatVehicleAnswers(const SelectedVehicle& vehicle) {
+    std::vector<Uds::UnitAddress> addresses;
+    for (const auto& unit : controlUnits(*vehicle.information)) {
+        addresses.push_back(unit.unitAddress());
     }
-}
-
-void checkThatVehicleAnswers(const SelectedVehicle& vehicle, Platform::Clock& clock) {
-    const auto units = controlUnits(*vehicle.information);
-    const bool anyAnswers = std::any_of(units.begin(), units.end(), [&](const auto& unit) {
-        return answers(vehicle, unit, clock);
-    });
-    if (!anyAnswers) {
+    const std::vector<bool> answers = vehicle.access->connection().whoAnswers(
+        addresses, {static_cast<std::uint8_t>(Uds::Service::TesterPresent), 0x00},
+        vehicle.access->closing());
+    if (std::find(answers.begin(), answers.end(), true) == answers.end()) {
         throw runtimeError(ErrorCode::Communication, L"no control unit of vehicle information " +
                                                          inQuotes(vehicle.information->name) +
                                                          L" answers over interface " +
                                                          inQuotes(vehicle.access->interfaceName()));
     }
+    return answers;
 }
 
-std::wstring readVin(const SelectedVehicle& vehicle, const ProjectTarget& controlUnit,
-                     Platform::Clock& clock) {
+std::wstring readVin(const SelectedVehicle& vehicle, const ProjectTarget& controlUnit) {
     try {
-        const auto link = vehicle.access->openLink(controlUnit.link);
-        const auto data = Client(*link, vehicle.access->closing(), clock).readData(Uds::Did::vin);
+        auto link = vehicle.access->openLink(controlUnit.unitAddress());
+        const auto data = Client(link, vehicle.access->closing()).readData(Uds::Did::vin);
         return Platform::fromUtf8(
             std::string(data.begin(), std::find(data.begin(), data.end(), std::uint8_t{0})));
+    } catch (const Uds::ConnectionLost&) {
+        throw;
     } catch (const Uds::LinkError&) {
         return {};
     } catch (const Uds::NegativeResponse&) {
@@ -51,21 +44,20 @@ std::wstring readVin(const SelectedVehicle& vehicle, const ProjectTarget& contro
     }
 }
 
-std::wstring readVin(const SelectedVehicle& vehicle, Platform::Clock& clock) {
+std::wstring readVin(const SelectedVehicle& vehicle) {
     for (const auto& unit : controlUnits(*vehicle.information)) {
-        if (std::wstring vin = readVin(vehicle, unit, clock); !vin.empty()) {
+        if (std::wstring vin = readVin(vehicle, unit); !vin.empty()) {
             return vin;
         }
     }
     return {};
 }
 
-std::unique_ptr<Uds::VehicleLink>
-unlockControlUnit(VehicleAccess& access, const UnlockRequest& request, Platform::Clock& clock) {
+Uds::VehicleLink unlockControlUnit(VehicleAccess& access, const UnlockRequest& request) {
     using namespace Uds;
     const VehicleAccess::Turn turn = access.takeTurn(access.closing());
-    auto link = access.openLink(request.logicalLink);
-    Client client(*link, access.closing(), clock);
+    auto link = access.openLink(request.unit);
+    Client client(link, access.closing());
     client.request({static_cast<std::uint8_t>(Service::DiagnosticSessionControl),
                     static_cast<std::uint8_t>(Session::Extended)});
     client.unlock(request.level, request.keyMask);

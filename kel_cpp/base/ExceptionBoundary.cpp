@@ -7,7 +7,7 @@
 #include "kel_cpp/base/RuntimeError.hpp"
 #include "platform/SystemError.hpp"
 #include "uds/Client.hpp"
-#include "uds/VehicleLink.hpp"
+#include "uds/LinkError.hpp"
 
 namespace Quarlen::Kel_cpp {
 

@@ -7,7 +7,8 @@
 
 namespace Quarlen::Kel_cpp {
 
-/// Waits on the clock for the whole duration. Throws `Uds::Cancelled` within 10 ms of a cancel.
+/// Waits on the clock for the whole duration. A cancel ends the wait at once:
+/// throws `Uds::Cancelled`.
 void waitUnlessCancelled(Platform::Clock& clock, std::chrono::milliseconds duration,
                          const std::stop_token& cancel);
 

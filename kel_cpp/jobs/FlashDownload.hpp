@@ -3,8 +3,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <stop_token>
 
 #include "uds/Client.hpp"
+#include "uds/VehicleLink.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -25,8 +27,9 @@ public:
     using OnProgress = std::function<void(std::uint16_t percent, std::size_t bytes)>;
 
     /// All arguments must outlive the download.
-    FlashDownload(Uds::Client& client, const FlashImage& image, const OnProgress& onProgress)
-        : client(client), image(image), onProgress(onProgress) {}
+    FlashDownload(Uds::VehicleLink& link, const FlashImage& image, const OnProgress& onProgress,
+                  const std::stop_token& cancel)
+        : client(link, cancel), image(image), onProgress(onProgress), cancel(cancel) {}
 
     /// Throws `FlashError`, `Uds::LinkError`, `Uds::NegativeResponse`, `Uds::Cancelled`.
     void run();
@@ -44,9 +47,10 @@ private:
     /// Appends the address-and-length format identifier (four bytes each), address and size.
     void appendRegion(Uds::Bytes& request) const;
 
-    Uds::Client& client;
+    Uds::Client client;
     const FlashImage& image;
     const OnProgress& onProgress;
+    const std::stop_token& cancel;
     std::uint16_t reportedPercent = 0;
 };
 

@@ -11,6 +11,7 @@
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "uds/Crc32.hpp"
+#include "uds/LinkError.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -54,16 +55,25 @@ std::uint64_t checkedSize(const std::filesystem::path& file) {
     return facts.size;
 }
 
+/// Between two looks at the cancel.
+constexpr std::size_t pieceSize = std::size_t{1024} * 1024;
+
+void throwIfCancelled(const std::stop_token& cancel) {
+    if (cancel.stop_requested()) {
+        throw Uds::Cancelled();
+    }
+}
+
 /// To the end, whatever the file announces.
-Uds::Bytes contentOf(std::ifstream& file, std::uint64_t announced) {
-    constexpr std::size_t growth = std::size_t{64} * 1024;
-    // With room for one byte more the end is found by the first read.
-    Uds::Bytes content(static_cast<std::size_t>(announced) + 1);
+Uds::Bytes contentOf(std::ifstream& file, std::uint64_t announced, const std::stop_token& cancel) {
+    Uds::Bytes content;
+    content.reserve(static_cast<std::size_t>(announced));
     std::size_t count = 0;
     while (file) {
-        content.resize(std::max(content.size(), count + (count < content.size() ? 0 : growth)));
+        throwIfCancelled(cancel);
+        content.resize(count + pieceSize);
         file.read(reinterpret_cast<char*>(content.data()) + count,
-                  static_cast<std::streamsize>(content.size() - count));
+                  static_cast<std::streamsize>(pieceSize));
         count += static_cast<std::size_t>(file.gcount());
         refuseTooLarge(count);
     }
@@ -73,7 +83,8 @@ Uds::Bytes contentOf(std::ifstream& file, std::uint64_t announced) {
 
 } // namespace
 
-Uds::Bytes readFlashFile(const std::filesystem::path& folder, const std::wstring& name) {
+Uds::Bytes readFlashFile(const std::filesystem::path& folder, const std::wstring& name,
+                         const std::stop_token& cancel) {
     const std::filesystem::path path = checkedPath(folder, name);
     const std::uint64_t announced = checkedSize(path);
     errno = 0;
@@ -81,7 +92,7 @@ Uds::Bytes readFlashFile(const std::filesystem::path& folder, const std::wstring
     if (!file) {
         throw unreadable({errno != 0 ? errno : EIO, std::generic_category()});
     }
-    Uds::Bytes content = contentOf(file, announced);
+    Uds::Bytes content = contentOf(file, announced, cancel);
     if (file.bad() || content.size() < announced) {
         throw FlashError(L"the file cannot be read to its end: " + std::to_wstring(content.size()) +
                          L" of " + std::to_wstring(announced) + L" bytes");
@@ -92,12 +103,23 @@ Uds::Bytes readFlashFile(const std::filesystem::path& folder, const std::wstring
     return content;
 }
 
-void checkFlashFile(const Uds::Bytes& content, const FlashSessionDescription& session) {
+std::uint32_t checksumOf(const Uds::Bytes& content, const std::stop_token& cancel) {
+    std::uint32_t checksum = 0;
+    for (std::size_t done = 0; done < content.size(); done += pieceSize) {
+        throwIfCancelled(cancel);
+        checksum =
+            Uds::crc32(content.data() + done, std::min(pieceSize, content.size() - done), checksum);
+    }
+    return checksum;
+}
+
+void checkFlashFile(const Uds::Bytes& content, const FlashSessionDescription& session,
+                    const std::stop_token& cancel) {
     if (session.size && *session.size != content.size()) {
         throw FlashError(L"the file has " + std::to_wstring(content.size()) + L" of " +
                          std::to_wstring(*session.size) + L" bytes");
     }
-    if (session.checksum && *session.checksum != Uds::crc32(content.data(), content.size())) {
+    if (session.checksum && *session.checksum != checksumOf(content, cancel)) {
         throw FlashError(L"the file does not have the checksum that the project says");
     }
 }

@@ -6,7 +6,6 @@
 
 #include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "kel_cpp/base/RuntimeError.hpp"
-#include "kel_cpp/jobs/FlashDownload.hpp"
 #include "kel_cpp/jobs/FlashFile.hpp"
 #include "std_util/TraceHelper.hpp"
 #include "uds/Client.hpp"
@@ -15,27 +14,16 @@ namespace Quarlen::Kel_cpp {
 
 namespace {
 
-/// Requests the default session when the download has ended, successfully or not. It does not wait
-/// for the response, because a cancelled job must end at once.
-class LeaveProgrammingSession {
-public:
-    explicit LeaveProgrammingSession(Uds::VehicleLink& link) : link(link) {}
-    LeaveProgrammingSession(const LeaveProgrammingSession&) = delete;
-    LeaveProgrammingSession& operator=(const LeaveProgrammingSession&) = delete;
-    ~LeaveProgrammingSession() {
-        using namespace Uds;
-        constexpr auto quietDefault = static_cast<std::uint8_t>(
-            static_cast<std::uint8_t>(Session::Default) | suppressPositiveResponseBit);
-        try {
-            link.send({static_cast<std::uint8_t>(Service::DiagnosticSessionControl), quietDefault});
-        } catch (...) {
-            // The programming session then ends with the session timeout S3.
-        }
+/// Brings the control unit back to the default session after a failure or a success. Throws
+/// `Uds::Cancelled`.
+void leaveSession(const Uds::VehicleLink& link, const std::stop_token& cancel) {
+    link.channel().leaveSession();
+    try {
+        link.channel().settle(cancel);
+    } catch (const Uds::LinkError&) {
+        // The session then ends with the session timeout S3.
     }
-
-private:
-    Uds::VehicleLink& link;
-};
+}
 
 std::shared_ptr<FlashJobError> jobError(std::wstring message) {
     auto error = std::make_shared<FlashJobError>();
@@ -97,12 +85,11 @@ const FlashSessionDescription& FlashJob::findSession(const std::wstring& name) c
     return *found;
 }
 
-void FlashJob::run(JobReport<FlashResult>& report, const std::stop_token& cancel,
-                   Platform::Clock& clock) const {
+void FlashJob::run(JobReport<FlashResult>& report, const std::stop_token& cancel) const {
     auto current = std::make_shared<ControlUnitFlashResult>();
     current->controlUnit = item->target;
     try {
-        flashAll(report, *current, cancel, clock);
+        flashAll(report, *current, cancel);
     } catch (const Uds::Cancelled&) {
         current->cancelled = true;
         current->jobError = jobError(placeText(current->sessionName) + L"cancelled");
@@ -114,13 +101,14 @@ void FlashJob::run(JobReport<FlashResult>& report, const std::stop_token& cancel
                                                          : RecordList<FlashResult>{current});
 }
 
-std::vector<Uds::Bytes> FlashJob::readFiles(ControlUnitFlashResult& current) const {
+std::vector<Uds::Bytes> FlashJob::readFiles(ControlUnitFlashResult& current,
+                                            const std::stop_token& cancel) const {
     std::vector<Uds::Bytes> contents;
     std::uint64_t total = 0;
     for (const auto* session : sessions) {
         current.sessionName = session->name;
-        contents.push_back(readFlashFile(folder, session->file));
-        checkFlashFile(contents.back(), *session);
+        contents.push_back(readFlashFile(folder, session->file, cancel));
+        checkFlashFile(contents.back(), *session, cancel);
         total += contents.back().size();
         if (total > maxFlashFileSize) {
             throw FlashError(L"the files of the sessions are too large together");
@@ -130,8 +118,8 @@ std::vector<Uds::Bytes> FlashJob::readFiles(ControlUnitFlashResult& current) con
 }
 
 void FlashJob::flashAll(JobReport<FlashResult>& report, ControlUnitFlashResult& current,
-                        const std::stop_token& cancel, Platform::Clock& clock) const {
-    const std::vector<Uds::Bytes> contents = readFiles(current);
+                        const std::stop_token& cancel) const {
+    const std::vector<Uds::Bytes> contents = readFiles(current, cancel);
     // A failure before the turn is taken belongs to no session.
     current.sessionName.clear();
     const VehicleAccess::Turn turn = vehicle.access->takeTurn(cancel);
@@ -145,12 +133,29 @@ void FlashJob::flashAll(JobReport<FlashResult>& report, ControlUnitFlashResult& 
         current.progress = 0;
         current.bytesDone = 0;
         current.bytesTotal = contents[i].size();
-        const auto link = vehicle.access->openLink(controlUnit->link);
-        const LeaveProgrammingSession leave(*link);
-        Uds::Client client(*link, cancel, clock);
-        const FlashImage image{contents[i], sessions[i]->address, item->securityLevel,
-                               item->keyMask};
-        FlashDownload(client, image, onProgress).run();
+        flash({contents[i], sessions[i]->address, item->securityLevel, item->keyMask}, onProgress,
+              cancel);
+    }
+}
+
+void FlashJob::flash(const FlashImage& image, const FlashDownload::OnProgress& onProgress,
+                     const std::stop_token& cancel) const {
+    auto link = vehicle.access->openLink(controlUnit->unitAddress());
+    vehicle.access->holdSession(link);
+    try {
+        try {
+            FlashDownload(link, image, onProgress, cancel).run();
+        } catch (const Uds::Cancelled&) {
+            throw;
+        } catch (...) {
+            leaveSession(link, cancel);
+            throw;
+        }
+        leaveSession(link, cancel);
+    } catch (const Uds::Cancelled&) {
+        // The control unit may still be at work, and the job has to end at once.
+        vehicle.access->leaveSession(link);
+        throw;
     }
 }
 

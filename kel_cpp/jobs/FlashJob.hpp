@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "kel_cpp/access/Selection.hpp"
+#include "kel_cpp/jobs/FlashDownload.hpp"
 #include "kel_cpp/jobs/JobReport.hpp"
 #include "kel_cpp/report/FlashRecords.hpp"
-#include "platform/Clock.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -24,16 +24,20 @@ public:
     /// Reports each whole percent of each session; the last report carries the outcome of the last
     /// session, or no session name when the job ended before the first session began. A trace about
     /// the end of the job precedes the last report.
-    void run(JobReport<FlashResult>& report, const std::stop_token& cancel,
-             Platform::Clock& clock) const;
+    void run(JobReport<FlashResult>& report, const std::stop_token& cancel) const;
 
 private:
     [[nodiscard]] const FlashSessionDescription& findSession(const std::wstring& name) const;
     /// Reads all files before the first request is sent, so that a missing or wrong file leaves the
     /// vehicle unchanged.
-    [[nodiscard]] std::vector<Uds::Bytes> readFiles(ControlUnitFlashResult& current) const;
+    [[nodiscard]] std::vector<Uds::Bytes> readFiles(ControlUnitFlashResult& current,
+                                                    const std::stop_token& cancel) const;
     void flashAll(JobReport<FlashResult>& report, ControlUnitFlashResult& current,
-                  const std::stop_token& cancel, Platform::Clock& clock) const;
+                  const std::stop_token& cancel) const;
+    /// One session. The control unit is in the default session afterwards, or as soon as it has
+    /// ended what a cancelled job has begun.
+    void flash(const FlashImage& image, const FlashDownload::OnProgress& onProgress,
+               const std::stop_token& cancel) const;
     /// `error` is null after a success.
     void traceEnd(const FlashJobError* error) const;
     [[nodiscard]] std::wstring placeText(const std::wstring& sessionName) const;

@@ -13,10 +13,6 @@ namespace Quarlen::Kel_cpp {
 
 namespace {
 
-std::wstring negativeText(const Uds::Bytes& response) {
-    return Uds::NegativeResponse(response[1], response[2]).message();
-}
-
 /// Response code 0 is invalid in a negative response and would look like a success, so it is
 /// mapped.
 std::int32_t refusalError(std::uint8_t responseCode) {
@@ -42,12 +38,13 @@ std::wstring expectedText(const UdsStep& step) {
     return step.openEnd ? text + (text.empty() ? L"*" : L" *") : text;
 }
 
-std::wstring receivedText(const Uds::Bytes& response) {
+/// `refusal` is the text of a negative response.
+std::wstring receivedText(const Uds::Bytes& response, const std::wstring& refusal) {
     if (response.empty()) {
         return L"no response";
     }
     const std::wstring bytes = Uds::hexText(response);
-    return Uds::isNegative(response) ? bytes + L" (" + negativeText(response) + L")" : bytes;
+    return refusal.empty() ? bytes : bytes + L" (" + refusal + L")";
 }
 
 /// A step without an expectation accepts any positive response.
@@ -66,7 +63,8 @@ std::shared_ptr<ServiceResult> judged(std::shared_ptr<ServiceResult> result,
     if (result->error == 0) {
         result->error = static_cast<std::int32_t>(ServiceError::UnexpectedAnswer);
     }
-    result->errorText = L"expected " + expectedText(step) + L", received " + receivedText(response);
+    result->errorText = L"expected " + expectedText(step) + L", received " +
+                        receivedText(response, result->errorText);
     return result;
 }
 
@@ -86,7 +84,8 @@ std::shared_ptr<ServiceResult> failedResult(ServiceError error, std::wstring tex
     return result;
 }
 
-std::shared_ptr<ServiceResult> resultOfResponse(const Uds::Bytes& response) {
+std::shared_ptr<ServiceResult> resultOfResponse(const Uds::Channel& channel,
+                                                const Uds::Bytes& response) {
     auto result = std::make_shared<ServiceResult>();
     if (!response.empty()) {
         auto record = std::make_shared<ServiceResponse>();
@@ -95,27 +94,30 @@ std::shared_ptr<ServiceResult> resultOfResponse(const Uds::Bytes& response) {
     }
     if (Uds::isNegative(response)) {
         result->error = refusalError(response[2]);
-        result->errorText = negativeText(response);
+        result->errorText = Uds::refusalText(channel, response);
     }
     return result;
 }
 
-std::shared_ptr<ServiceResult> exchangeRaw(const VehicleAccess& access,
-                                           const std::wstring& logicalLink,
-                                           const Uds::Bytes& request, const std::stop_token& cancel,
-                                           Platform::Clock& clock) {
+std::shared_ptr<ServiceResult> exchangeRaw(VehicleAccess& access, const Uds::UnitAddress& unit,
+                                           const Uds::Bytes& request,
+                                           const std::stop_token& cancel) {
     try {
-        const auto link = access.openLink(logicalLink);
-        return resultOfResponse(Uds::Client(*link, cancel, clock).exchange(request));
+        const auto link = access.openLink(unit);
+        return resultOfResponse(link.channel(), link.channel().exchange(request, cancel));
     } catch (const Uds::LinkError& error) {
         return failedResult(ServiceError::Communication,
-                            L"logical link " + inQuotes(logicalLink) + L": " + error.message());
+                            L"logical link " + inQuotes(unit.link) + L": " + error.message());
     }
 }
 
-OtxRun::OtxRun(const VehicleAccess& access, std::stop_token cancel, Platform::Clock& clock,
-               const OnResult& onResult)
-    : access(access), cancel(std::move(cancel)), clock(clock), onResult(onResult) {}
+OtxRun::OtxRun(VehicleAccess& access, const Project& project, std::stop_token cancel,
+               Platform::Clock& clock, const OnResult& onResult)
+    : access(access),
+      project(project),
+      cancel(std::move(cancel)),
+      clock(clock),
+      onResult(onResult) {}
 
 void OtxRun::run(const OtxProcedure& procedure) {
     try {
@@ -153,8 +155,9 @@ void OtxRun::runSteps(const OtxProcedure& procedure) {
 
 std::shared_ptr<ServiceResult> OtxRun::execute(const UdsStep& step) {
     try {
-        const Uds::Bytes response = clientFor(step.link).exchange(step.request);
-        auto result = resultOfResponse(response);
+        Uds::Channel& channel = linkFor(step.link).channel();
+        const Uds::Bytes response = channel.exchange(step.request, cancel);
+        auto result = resultOfResponse(channel, response);
         return hasExpectation(step) ? judged(std::move(result), response, step) : result;
     } catch (const Uds::LinkError& error) {
         return failedResult(ServiceError::Communication,
@@ -177,13 +180,14 @@ std::shared_ptr<ServiceResult> OtxRun::execute(const VerdictStep& step) {
     return result;
 }
 
-Uds::Client& OtxRun::clientFor(const std::wstring& logicalLink) {
-    OpenLink& open = openLinks[logicalLink];
-    if (!open.client) {
-        open.link = access.openLink(logicalLink);
-        open.client = std::make_unique<Uds::Client>(*open.link, cancel, clock);
+Uds::VehicleLink& OtxRun::linkFor(const std::wstring& logicalLink) {
+    auto found = openLinks.find(logicalLink);
+    if (found == openLinks.end()) {
+        auto link = access.openLink(project.addressOf(logicalLink));
+        access.holdSession(link);
+        found = openLinks.emplace(logicalLink, std::move(link)).first;
     }
-    return *open.client;
+    return found->second;
 }
 
 } // namespace Quarlen::Kel_cpp

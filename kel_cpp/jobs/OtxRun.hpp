@@ -30,15 +30,16 @@ enum class ServiceError : std::int32_t {
 /// A failed result with its error and text.
 std::shared_ptr<ServiceResult> failedResult(ServiceError error, std::wstring text);
 /// The result of one exchange. A negative response is a failure that carries the response.
-std::shared_ptr<ServiceResult> resultOfResponse(const Uds::Bytes& response);
+std::shared_ptr<ServiceResult> resultOfResponse(const Uds::Channel& channel,
+                                                const Uds::Bytes& response);
 
 /// One raw exchange over one link. A link failure gives a failed result. Throws `Uds::Cancelled`.
-std::shared_ptr<ServiceResult> exchangeRaw(const VehicleAccess& access,
-                                           const std::wstring& logicalLink,
-                                           const Uds::Bytes& request, const std::stop_token& cancel,
-                                           Platform::Clock& clock);
+std::shared_ptr<ServiceResult> exchangeRaw(VehicleAccess& access, const Uds::UnitAddress& unit,
+                                           const Uds::Bytes& request,
+                                           const std::stop_token& cancel);
 
-/// One run of one procedure, step by step; the first step that fails ends it. A trace tells how it
+/// One run of one procedure, step by step; the first step that fails ends it. Control units stay in
+/// the sessions that its steps enter until its end, however long it waits. A trace tells how it
 /// ended: passed with the text of the last verdict, failed with step and cause, or cancelled.
 class OtxRun {
 public:
@@ -46,8 +47,8 @@ public:
     using OnResult = std::function<void(std::shared_ptr<ServiceResult>)>;
 
     /// All arguments must outlive the run.
-    OtxRun(const VehicleAccess& access, std::stop_token cancel, Platform::Clock& clock,
-           const OnResult& onResult);
+    OtxRun(VehicleAccess& access, const Project& project, std::stop_token cancel,
+           Platform::Clock& clock, const OnResult& onResult);
 
     /// Throws `Uds::Cancelled`.
     void run(const OtxProcedure& procedure);
@@ -57,18 +58,14 @@ private:
     [[nodiscard]] std::shared_ptr<ServiceResult> execute(const UdsStep& step);
     [[nodiscard]] std::shared_ptr<ServiceResult> execute(const WaitStep& step);
     [[nodiscard]] std::shared_ptr<ServiceResult> execute(const VerdictStep& step);
-    Uds::Client& clientFor(const std::wstring& logicalLink);
+    Uds::VehicleLink& linkFor(const std::wstring& logicalLink);
 
-    struct OpenLink {
-        std::unique_ptr<Uds::VehicleLink> link;
-        std::unique_ptr<Uds::Client> client;
-    };
-
-    const VehicleAccess& access;
+    VehicleAccess& access;
+    const Project& project;
     std::stop_token cancel;
     Platform::Clock& clock;
     const OnResult& onResult;
-    std::map<std::wstring, OpenLink> openLinks;
+    std::map<std::wstring, Uds::VehicleLink> openLinks;
 };
 
 } // namespace Quarlen::Kel_cpp

@@ -1,8 +1,14 @@
 #include "kel_cpp/jobs/QuickTest.hpp"
 
 #include <algorithm>
+#include <atomic>
+#include <condition_variable>
 #include <cstddef>
+#include <exception>
+#include <mutex>
 #include <string_view>
+#include <system_error>
+#include <thread>
 #include <unordered_set>
 #include <utility>
 
@@ -54,11 +60,12 @@ std::wstring readableValue(Uds::Bytes data) {
                                       : Uds::hexText(whole);
 }
 
-/// Checks service and sub-function; `minimumSize` keeps what follows readable.
+/// `minimumSize` keeps what follows readable.
 Uds::Bytes askFaultMemory(Client& client, const Uds::Bytes& request, std::size_t minimumSize) {
     Uds::Bytes response = client.request(request);
-    if (response.size() < minimumSize || response[1] != request[1]) {
-        throw Uds::LinkError(L"unusable response to ReadDTCInformation: " + Uds::hexText(response));
+    if (response.size() < minimumSize) {
+        throw Uds::NoUsableResponse(L"unusable response to ReadDTCInformation: " +
+                                    Uds::hexText(response));
     }
     return response;
 }
@@ -107,14 +114,76 @@ QuickTest::QuickTest(SelectedVehicle selected, const QuicktestConfig& config, st
                                       : withoutRepetitions(config.targets)),
       statusMask(static_cast<std::uint8_t>(mask & 0xFFU)) {}
 
+/// Threads that take one control unit after the other. Their results come in the order of the
+/// targets, so that it does not depend on who is faster.
+class QuickTest::Workers {
+public:
+    Workers(const QuickTest& quickTest, const std::stop_token& cancel, std::size_t count)
+        : quickTest(quickTest), cancel(cancel), results(quickTest.targets.size()) {
+        threads.reserve(count);
+        try {
+            while (threads.size() < count) {
+                threads.emplace_back([this] { work(); });
+            }
+        } catch (const std::system_error&) {
+            // With the threads that the system has; without any the job's own does the work.
+            if (threads.empty()) {
+                work();
+            }
+        }
+    }
+
+    /// The next result; null when there are no more. Throws what ended a thread.
+    std::shared_ptr<Result> next() {
+        if (given == results.size()) {
+            return nullptr;
+        }
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [this] { return results[given] || failure; });
+        if (!results[given]) {
+            std::rethrow_exception(failure);
+        }
+        return std::move(results[given++]);
+    }
+
+private:
+    void work() {
+        try {
+            for (std::size_t index = begun++; index < results.size(); index = begun++) {
+                auto result = quickTest.test(quickTest.targets[index], cancel);
+                const std::lock_guard lock(mutex);
+                results[index] = std::move(result);
+                changed.notify_one();
+            }
+        } catch (...) {
+            const std::lock_guard lock(mutex);
+            failure = std::current_exception();
+            begun = results.size();
+            changed.notify_one();
+        }
+    }
+
+    const QuickTest& quickTest;
+    const std::stop_token& cancel;
+    std::atomic<std::size_t> begun{0};
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<std::shared_ptr<Result>> results;
+    std::exception_ptr failure;
+    /// Only of the thread that asks for the next.
+    std::size_t given = 0;
+    /// Declared last, so that they end before the other members are destroyed.
+    std::vector<std::jthread> threads;
+};
+
 void QuickTest::run(JobReport<QuickTestResult>& report, const std::stop_token& cancel,
-                    Platform::Clock& clock) const {
+                    std::size_t unitsAtOnce) const {
     Summary summary;
     const wchar_t* end = L"ended";
     try {
         const VehicleAccess::Turn turn = vehicle.access->takeTurn(cancel);
-        for (const std::wstring& name : targets) {
-            auto result = test(name, cancel, clock);
+        Workers workers(*this, cancel, std::min(unitsAtOnce, targets.size()));
+        while (auto result = workers.next()) {
             summary.add(*result);
             report.add(std::move(result));
         }
@@ -127,8 +196,7 @@ void QuickTest::run(JobReport<QuickTestResult>& report, const std::stop_token& c
 }
 
 std::shared_ptr<QuickTest::Result> QuickTest::test(const std::wstring& name,
-                                                   const std::stop_token& cancel,
-                                                   Platform::Clock& clock) const {
+                                                   const std::stop_token& cancel) const {
     auto result = std::make_shared<Result>();
     result->name = name;
     const ProjectTarget* const unit = findControlUnit(*vehicle.information, name);
@@ -139,8 +207,8 @@ std::shared_ptr<QuickTest::Result> QuickTest::test(const std::wstring& name,
     }
     result->link = unit->link;
     try {
-        const auto link = vehicle.access->openLink(unit->link);
-        Client client(*link, cancel, clock);
+        auto link = vehicle.access->openLink(unit->unitAddress());
+        Client client(link, cancel);
         readAll(*result, client);
     } catch (const Uds::LinkError& error) {
         result->errorText = error.message();
@@ -169,10 +237,21 @@ void QuickTest::readIdentification(Result& result, Client& client) const {
     }
 }
 
+/// The number of faults and the list of supported ones are optional (clause 12.3): a control unit
+/// without them is read completely.
 void QuickTest::readFaultMemory(Result& result, Client& client) const {
-    result.faultCount = readFaultCount(client, statusMask);
     result.faults = readDtcs(client, {readDtcInformation, ReportType::dtcByStatusMask, statusMask});
-    result.supported = readDtcs(client, {readDtcInformation, ReportType::supportedDtc});
+    result.faultCount = static_cast<std::uint16_t>(result.faults.size());
+    try {
+        result.faultCount = readFaultCount(client, statusMask);
+    } catch (const Uds::NegativeResponse&) {
+        // The faults themselves have been counted.
+    }
+    try {
+        result.supported = readDtcs(client, {readDtcInformation, ReportType::supportedDtc});
+    } catch (const Uds::NegativeResponse&) {
+        // It does not tell what it could find.
+    }
 }
 
 std::vector<DtcReading> QuickTest::readDtcs(Client& client, const Uds::Bytes& request) const {
@@ -181,7 +260,8 @@ std::vector<DtcReading> QuickTest::readDtcs(Client& client, const Uds::Bytes& re
     constexpr std::size_t entrySize = 4;
     const Uds::Bytes response = askFaultMemory(client, request, headerSize);
     if ((response.size() - headerSize) % entrySize != 0) {
-        throw Uds::LinkError(L"unusable response to ReadDTCInformation: " + Uds::hexText(response));
+        throw Uds::NoUsableResponse(L"unusable response to ReadDTCInformation: " +
+                                    Uds::hexText(response));
     }
     std::vector<DtcReading> dtcs;
     for (std::size_t at = headerSize; at < response.size(); at += entrySize) {

@@ -130,11 +130,12 @@ template <class OnResult>
 void ServiceOrder::executeItem(const Item& item, const std::stop_token& cancel,
                                Platform::Clock& clock, const OnResult& onResult) const {
     if (item.procedure == nullptr) {
-        onResult(exchangeRaw(*vehicle.access, logicalLink, item.request, cancel, clock));
+        onResult(exchangeRaw(*vehicle.access, vehicle.project->addressOf(logicalLink), item.request,
+                             cancel));
         return;
     }
     const OtxRun::OnResult forward = onResult;
-    OtxRun(*vehicle.access, cancel, clock, forward).run(*item.procedure);
+    OtxRun(*vehicle.access, *vehicle.project, cancel, clock, forward).run(*item.procedure);
 }
 
 } // namespace Quarlen::Kel_cpp

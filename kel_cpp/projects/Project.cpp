@@ -31,6 +31,17 @@ const FlashItem* Project::findFlashItem(const std::wstring& wanted) const {
     return findByName(flashItems, wanted);
 }
 
+Uds::UnitAddress Project::addressOf(const std::wstring& logicalLink) const {
+    for (const VehicleInformation& information : vehicleInformations) {
+        for (const ProjectTarget& target : information.targets) {
+            if (target.link == logicalLink) {
+                return target.unitAddress();
+            }
+        }
+    }
+    return {logicalLink};
+}
+
 std::wstring Project::dtcText(std::uint32_t code) const {
     const auto found = std::find_if(dtcTexts.begin(), dtcTexts.end(),
                                     [&](const DtcText& text) { return text.code == code; });

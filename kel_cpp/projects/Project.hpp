@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "uds/Uds.hpp"
+#include "uds/VehicleInterface.hpp"
 
 /// A diagnostic project as its project.xml describes it: vehicle informations with their targets,
 /// procedures, identification items, unlock procedures, flash items and DTC texts. `readProject`
@@ -21,6 +22,17 @@ struct ProjectTarget {
     std::int32_t kind = 1;
     std::wstring name;
     std::wstring link;
+    /// Logical addresses of ISO 13400-2 that the project says: of the control unit, of the group
+    /// that it listens to, and of the tester.
+    std::optional<std::uint16_t> address{};
+    std::optional<std::uint16_t> functionalAddress{};
+    std::optional<std::uint16_t> testerAddress{};
+    /// Empty: over any interface.
+    std::wstring interfaceName{};
+
+    [[nodiscard]] Uds::UnitAddress unitAddress() const {
+        return {link, address, functionalAddress, testerAddress};
+    }
 };
 
 struct VehicleInformation {
@@ -118,6 +130,8 @@ struct Project {
     [[nodiscard]] const OtxProcedure* findProcedure(const std::wstring& wanted) const;
     [[nodiscard]] const UnlockProcedure* findUnlock(const std::wstring& wanted) const;
     [[nodiscard]] const FlashItem* findFlashItem(const std::wstring& wanted) const;
+    /// What the targets say of the link; the link alone when none of them has it.
+    [[nodiscard]] Uds::UnitAddress addressOf(const std::wstring& logicalLink) const;
     /// Empty for a code that has no text.
     [[nodiscard]] std::wstring dtcText(std::uint32_t code) const;
 };

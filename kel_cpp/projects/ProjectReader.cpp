@@ -32,15 +32,38 @@ std::uint8_t readSecurityLevel(const Xml::File& file, const pugi::xml_node& node
     return static_cast<std::uint8_t>(level);
 }
 
+std::optional<std::uint16_t> readAddress(const Xml::File& file, const pugi::xml_node& node,
+                                         const char* attribute) {
+    if (!node.attribute(attribute)) {
+        return {};
+    }
+    return static_cast<std::uint16_t>(
+        file.number(node, attribute, 1, std::numeric_limits<std::uint16_t>::max()));
+}
+
+void refuseWithoutLink(const Xml::File& file, const pugi::xml_node& node) {
+    for (const char* const attribute :
+         {"link", "address", "functionalAddress", "testerAddress", "interface"}) {
+        if (node.attribute(attribute)) {
+            file.failAttribute(node, attribute, L"only a target of kind 1 has a link");
+        }
+    }
+}
+
 ProjectTarget readTarget(const Xml::File& file, const pugi::xml_node& node) {
-    file.allowNoContent(node, {"kind", "name", "link"});
+    file.allowNoContent(node, {"kind", "name", "link", "address", "functionalAddress",
+                               "testerAddress", "interface"});
     ProjectTarget target;
     target.kind = static_cast<std::int32_t>(file.number(node, "kind", 0, maxKind, controlUnit));
     target.name = file.requiredText(node, "name");
     if (target.kind == controlUnit) {
         target.link = file.requiredText(node, "link");
-    } else if (node.attribute("link")) {
-        file.failAttribute(node, "link", L"only a target of kind 1 has a link");
+        target.address = readAddress(file, node, "address");
+        target.functionalAddress = readAddress(file, node, "functionalAddress");
+        target.testerAddress = readAddress(file, node, "testerAddress");
+        target.interfaceName = file.optionalText(node, "interface");
+    } else {
+        refuseWithoutLink(file, node);
     }
     return target;
 }

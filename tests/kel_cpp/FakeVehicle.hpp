@@ -5,25 +5,24 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <string>
 #include <utility>
 #include <vector>
 
 #include "tests/support/FakeClock.hpp"
-#include "uds/VehicleLink.hpp"
+#include "tests/support/TestInterface.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
 
-/// A vehicle whose every link answers as one function says; silence is waited out on the clock.
-/// Writes down all requests. Set the public member before other threads use the vehicle.
-class FakeVehicle : public Uds::VehicleInterface {
+/// A vehicle whose every control unit answers as one function says; silence is waited out on the
+/// clock. Writes down all requests. Set the public member before other threads use the vehicle.
+class FakeVehicle : public Quarlen::Tests::TestInterface {
 public:
     using Answer = std::function<std::optional<Uds::Bytes>(const Uds::Bytes&)>;
 
     explicit FakeVehicle(Quarlen::Tests::FakeClock& clock) : clock(clock) {}
 
-    std::unique_ptr<Uds::VehicleLink> openLink(const std::wstring& /*logicalLink*/) override {
-        return std::make_unique<Link>(*this);
+    std::unique_ptr<Uds::Endpoint> openEndpoint(const Uds::UnitAddress& /*unit*/) override {
+        return std::make_unique<End>(*this);
     }
 
     [[nodiscard]] std::vector<Uds::Bytes> requests() const {
@@ -31,44 +30,38 @@ public:
         return received;
     }
 
-    /// Links that are open now.
-    [[nodiscard]] std::size_t linkCount() const {
-        const std::lock_guard lock(mutex);
-        return openLinks;
-    }
-
     Answer answer = [](const Uds::Bytes&) { return std::nullopt; };
 
 private:
-    class Link : public Uds::VehicleLink {
+    class End : public Uds::Endpoint {
     public:
-        explicit Link(FakeVehicle& vehicle) : vehicle(vehicle) {
-            const std::lock_guard lock(vehicle.mutex);
-            ++vehicle.openLinks;
-        }
-        ~Link() override {
-            const std::lock_guard lock(vehicle.mutex);
-            --vehicle.openLinks;
-        }
+        explicit End(FakeVehicle& vehicle) : vehicle(vehicle) {}
 
-        void send(const Uds::Bytes& request) override {
+        void send(const Uds::Bytes& message, const Uds::Patience& patience) override {
+            if (patience.cancel.stop_requested()) {
+                throw Uds::Cancelled();
+            }
             {
                 const std::lock_guard lock(vehicle.mutex);
-                vehicle.received.push_back(request);
+                vehicle.received.push_back(message);
             }
-            if (auto response = vehicle.answer(request)) {
+            if (auto response = vehicle.answer(message)) {
                 responses.push_back(std::move(*response));
             }
         }
 
-        std::optional<Uds::Bytes> receive(std::chrono::milliseconds timeout) override {
+        std::optional<Uds::Received> receive(const Uds::Patience& patience) override {
+            if (patience.cancel.stop_requested() || vehicle.state() == State::Closed) {
+                throw Uds::Cancelled();
+            }
             if (responses.empty()) {
-                vehicle.clock.advance(timeout);
+                const auto left = patience.deadline - vehicle.clock.now();
+                vehicle.clock.advance(std::chrono::ceil<std::chrono::milliseconds>(left));
                 return std::nullopt;
             }
-            auto response = std::move(responses.front());
+            Uds::Received message{0, std::move(responses.front())};
             responses.pop_front();
-            return response;
+            return message;
         }
 
     private:
@@ -79,7 +72,6 @@ private:
     Quarlen::Tests::FakeClock& clock;
     mutable std::mutex mutex;
     std::vector<Uds::Bytes> received;
-    std::size_t openLinks = 0;
 };
 
 } // namespace Quarlen::Kel_cpp::Tests

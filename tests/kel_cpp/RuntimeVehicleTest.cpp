@@ -38,7 +38,7 @@ TEST_F(RuntimeVehicle, IsTheOneThatTheEnvironmentOpens) {
     environment.openVehicle = [&](const std::filesystem::path& file, Platform::Clock& used) {
         asked = file;
         EXPECT_EQ(&used, &clock);
-        return Simulation::openSimulatedVehicle(Simulation::VehicleDescription(), used);
+        return Simulation::SimulatedVehicle(Simulation::VehicleDescription(), used);
     };
     runtime = std::make_shared<Runtime>(environment);
     runtime->initialize();
@@ -130,7 +130,7 @@ TEST_F(RuntimeVehicle, TwoWhoConnectAtOnceBothSucceedOverOneAccess) {
 TEST_F(RuntimeVehicle, AFailedCheckKeepsAnAccessThatWasOpenBefore) {
     folder.write("vehicle.xml", "<Vehicle vin=\"WKLDEMO0000000042\">"
                                 "<ControlUnit name=\"G\" address=\"1\" link=\"UDS_CAN_D\">"
-                                "<Fault request=\"3E 00\" after=\"1\" linkLost=\"true\"/>"
+                                "<Fault request=\"3E 00\" after=\"1\"/>"
                                 "</ControlUnit></Vehicle>");
     connect();
     EXPECT_NE(errorOf([&] { runtime->connectVehicle(); }), L"");

@@ -1,7 +1,7 @@
 #include "simulation/DeliberateFaults.hpp"
 
 #include "tests/simulation/ControlUnitFixture.hpp"
-#include "uds/VehicleLink.hpp"
+#include "uds/LinkError.hpp"
 
 namespace Quarlen::Simulation::Tests {
 namespace {
@@ -54,7 +54,7 @@ TEST_F(FaultyControlUnit, LosesTheLink) {
     try {
         ask("36 01 00");
         FAIL() << "no exception";
-    } catch (const Uds::LinkError& error) {
+    } catch (const Uds::ConnectionLost& error) {
         EXPECT_EQ(error.message(), L"the connection to UNIT on LINK was lost");
     }
 }

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <functional>
 #include <limits>
+#include <map>
 #include <mutex>
 #include <stdexcept>
 #include <utility>
@@ -39,6 +41,28 @@ public:
     [[nodiscard]] TimePoint now() const override {
         const std::lock_guard lock(mutex);
         return current;
+    }
+
+    /// A wait is a sleep until its deadline, or until the time of the next alarm.
+    bool waitUntil(const Wait& wait, const std::function<bool()>& ready) override {
+        while (!ready()) {
+            const TimePoint from = now();
+            if (wait.cancel.stop_requested() || from >= wait.deadline) {
+                return false;
+            }
+            wait.lock.unlock();
+            sleepFor(std::chrono::ceil<Milliseconds>(std::min(wait.deadline, nextAlarm()) - from));
+            ringAlarms();
+            wait.lock.lock();
+        }
+        return true;
+    }
+
+    /// Calls the function once a wait has come to that time, on the thread that waits, without a
+    /// lock held.
+    void callAfter(Milliseconds delay, std::function<void()> alarm) {
+        const std::lock_guard lock(mutex);
+        alarms.emplace(current + delay, std::move(alarm));
     }
 
     /// Moves the time on without a sleep in the log.
@@ -77,7 +101,23 @@ public:
     }
 
 private:
+    [[nodiscard]] TimePoint nextAlarm() const {
+        const std::lock_guard lock(mutex);
+        return alarms.empty() ? TimePoint::max() : alarms.begin()->first;
+    }
+    void ringAlarms() {
+        std::unique_lock lock(mutex);
+        while (!alarms.empty() && alarms.begin()->first <= current) {
+            const auto alarm = std::move(alarms.begin()->second);
+            alarms.erase(alarms.begin());
+            lock.unlock();
+            alarm();
+            lock.lock();
+        }
+    }
+
     mutable std::mutex mutex;
+    std::multimap<TimePoint, std::function<void()>> alarms;
     TimePoint current{std::chrono::hours(1)};
     std::vector<Milliseconds> sleepLog;
     std::size_t sleepLimit = std::numeric_limits<std::size_t>::max();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -25,6 +27,12 @@ public:
             texts.push_back(line.text);
         }
         return texts;
+    }
+
+    /// How many traces have exactly this text.
+    [[nodiscard]] std::ptrdiff_t count(const std::wstring& text) const {
+        const auto all = texts();
+        return std::count(all.begin(), all.end(), text);
     }
 
 private:

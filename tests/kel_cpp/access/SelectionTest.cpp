@@ -31,7 +31,8 @@ TargetFilter filterFor(const std::wstring& name, bool enabled) {
 class SelectionTest : public testing::Test {
 protected:
     std::shared_ptr<VehicleAccess> newAccess() {
-        return std::make_shared<VehicleAccess>(L"Fake", vehicle);
+        return std::make_shared<VehicleAccess>(L"Fake", std::make_shared<FakeVehicle>(clock),
+                                               clock);
     }
     std::shared_ptr<VehicleAccess> connectA() {
         selection.selectProject(makeProject());
@@ -58,7 +59,6 @@ protected:
     }
 
     Quarlen::Tests::FakeClock clock;
-    std::shared_ptr<FakeVehicle> vehicle = std::make_shared<FakeVehicle>(clock);
     Selection selection;
 };
 

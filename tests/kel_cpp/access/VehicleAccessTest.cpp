@@ -1,21 +1,34 @@
 #include "kel_cpp/access/VehicleAccess.hpp"
 
+#include <algorithm>
 #include <future>
 #include <thread>
 
 #include <gtest/gtest.h>
 
 #include "tests/kel_cpp/FakeVehicle.hpp"
+#include "tests/support/TraceCapture.hpp"
 #include "uds/Client.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
 
 namespace {
 
+using std::chrono::milliseconds;
+
 class VehicleAccessTest : public testing::Test {
 protected:
-    std::unique_ptr<HeldUnlock> unlock() {
-        return std::make_unique<HeldUnlock>(vehicle->openLink(L"L"), std::chrono::milliseconds(1));
+    VehicleAccessTest() {
+        vehicle->answer = [](const Uds::Bytes& request) -> std::optional<Uds::Bytes> {
+            return request[0] == 0x10 ? std::optional(Uds::Bytes{0x50, request[1]}) : std::nullopt;
+        };
+    }
+
+    /// A link whose control unit is in the extended session.
+    Uds::VehicleLink unlocked(const wchar_t* name) {
+        Uds::VehicleLink link = access.openLink({name});
+        link.channel().exchange({0x10, 0x03}, {});
+        return link;
     }
 
     void waitForRequests(std::size_t count) const {
@@ -26,7 +39,7 @@ protected:
 
     Quarlen::Tests::FakeClock clock;
     std::shared_ptr<FakeVehicle> vehicle = std::make_shared<FakeVehicle>(clock);
-    VehicleAccess access{L"Fake", vehicle};
+    VehicleAccess access{L"Fake", vehicle, clock, {.testerPresentInterval = milliseconds(1)}};
 };
 
 } // namespace
@@ -54,51 +67,122 @@ TEST_F(VehicleAccessTest, GivesNoTurnToOneThatIsCancelledAlready) {
     EXPECT_THROW(static_cast<void>(access.takeTurn(cancel.get_token())), Uds::Cancelled);
 }
 
+TEST_F(VehicleAccessTest, OpensItsInterfaceAndClosesIt) {
+    EXPECT_TRUE(access.isOpen());
+    EXPECT_EQ(vehicle->state(), Uds::VehicleInterface::State::Open);
+    access.close();
+    EXPECT_FALSE(access.isOpen());
+    EXPECT_EQ(vehicle->state(), Uds::VehicleInterface::State::Closed);
+}
+
 TEST_F(VehicleAccessTest, OpensNoLinkOnceItIsClosed) {
-    EXPECT_NE(access.openLink(L"L"), nullptr);
+    EXPECT_EQ(access.openLink({L"L"}).channel().unit().link, L"L");
     access.close();
     access.close();
     EXPECT_TRUE(access.closing().stop_requested());
-    EXPECT_THROW(static_cast<void>(access.openLink(L"L")), Uds::Cancelled);
+    EXPECT_THROW(static_cast<void>(access.openLink({L"L"})), Uds::Cancelled);
 }
 
 TEST_F(VehicleAccessTest, KeepsAnUnlockAliveWithTesterPresentWithoutAnswer) {
-    access.holdUnlock(1, unlock());
+    access.holdUnlock(1, unlocked(L"L"));
+    waitForRequests(3);
+    EXPECT_EQ(vehicle->requests().at(2), (Uds::Bytes{0x3E, 0x80}));
+}
+
+TEST_F(VehicleAccessTest, KeepsTheSessionOfALinkThatIsHeld) {
+    Uds::VehicleLink link = unlocked(L"L");
+    access.holdSession(link);
     waitForRequests(3);
     EXPECT_EQ(vehicle->requests().at(2), (Uds::Bytes{0x3E, 0x80}));
 }
 
 TEST_F(VehicleAccessTest, ReleasingAnUnlockEndsItsTesterPresent) {
-    access.holdUnlock(1, unlock());
-    waitForRequests(1);
+    access.holdUnlock(1, unlocked(L"L"));
     access.releaseUnlock(2);
-    EXPECT_EQ(vehicle->linkCount(), 1U);
+    EXPECT_TRUE(access.connection().holdsSessions());
     access.releaseUnlock(1);
-    // Nothing can be sent any more over a link that is gone.
-    EXPECT_EQ(vehicle->linkCount(), 0U);
+    EXPECT_FALSE(access.connection().holdsSessions());
+}
+
+TEST_F(VehicleAccessTest, KeepsSessionsAgainAfterAllOfThemHaveEnded) {
+    access.holdUnlock(1, unlocked(L"L"));
+    waitForRequests(2);
+    access.releaseUnlock(1);
+    access.holdUnlock(2, unlocked(L"M"));
+    const auto isKept = [this] {
+        const auto requests = vehicle->requests();
+        const auto entered = std::find(requests.rbegin(), requests.rend(), Uds::Bytes{0x10, 0x03});
+        return std::find(requests.rbegin(), entered, Uds::Bytes{0x3E, 0x80}) != entered;
+    };
+    while (!isKept()) {
+        std::this_thread::yield();
+    }
 }
 
 TEST_F(VehicleAccessTest, ClosingEndsAllUnlocks) {
-    access.holdUnlock(1, unlock());
-    access.holdUnlock(2, unlock());
-    waitForRequests(2);
-    EXPECT_EQ(vehicle->linkCount(), 2U);
+    access.holdUnlock(1, unlocked(L"L"));
+    access.holdUnlock(2, unlocked(L"M"));
     access.close();
-    EXPECT_EQ(vehicle->linkCount(), 0U);
+    EXPECT_FALSE(access.connection().holdsSessions());
 }
 
 TEST_F(VehicleAccessTest, HoldsNoUnlockOnceItIsClosed) {
+    Uds::VehicleLink link = unlocked(L"L");
     access.close();
-    EXPECT_THROW(access.holdUnlock(1, unlock()), Uds::Cancelled);
+    EXPECT_THROW(access.holdUnlock(1, std::move(link)), Uds::Cancelled);
 }
 
-TEST_F(VehicleAccessTest, AFailingLinkDoesNotEndTheTesterPresent) {
+TEST_F(VehicleAccessTest, EndsItsUnlocksWithItsConnection) {
+    access.holdUnlock(1, unlocked(L"L"));
+    Uds::VehicleLink other = unlocked(L"M");
+    vehicle->lose(L"cable is off");
+    EXPECT_FALSE(access.connection().holdsSessions());
+    EXPECT_FALSE(access.isOpen());
+    EXPECT_EQ(access.lossCause(), L"cable is off");
+    EXPECT_FALSE(access.closing().stop_requested());
+    EXPECT_THROW(access.holdUnlock(2, std::move(other)), Uds::ConnectionLost);
+}
+
+TEST_F(VehicleAccessTest, AFailureDoesNotEndTheTesterPresentAndIsToldOnce) {
+    const Quarlen::Tests::TraceCapture traces;
+    Uds::VehicleLink link = unlocked(L"L");
     vehicle->answer = [](const Uds::Bytes&) -> std::optional<Uds::Bytes> {
-        throw Uds::LinkError(L"cable is off");
+        throw Uds::MessageRefused(3, L"nobody there");
     };
-    access.holdUnlock(1, unlock());
-    waitForRequests(3);
+    access.holdUnlock(1, std::move(link));
+    waitForRequests(4);
     access.close();
+    EXPECT_EQ(traces.count(L"tester present failed: nobody there"), 1);
+}
+
+TEST_F(VehicleAccessTest, TellsAnUnlockThatAnotherRequestHasEnded) {
+    const Quarlen::Tests::TraceCapture traces;
+    vehicle->answer = [](const Uds::Bytes& request) -> std::optional<Uds::Bytes> {
+        Uds::Bytes response = request;
+        response[0] = static_cast<std::uint8_t>(request[0] + 0x40);
+        return response;
+    };
+    Uds::VehicleLink link = unlocked(L"L");
+    link.channel().exchange({0x27, 0x02}, {});
+    const auto channel = link.sharedChannel();
+    access.holdUnlock(1, std::move(link));
+    channel->exchange({0x11, 0x01}, {});
+    EXPECT_EQ(traces.count(L"the unlock of logical link \"L\" is lost: it was reset"), 1);
+}
+
+TEST_F(VehicleAccessTest, LeavesASessionWithoutWaitingForIt) {
+    Uds::VehicleLink link = unlocked(L"L");
+    access.leaveSession(link);
+    waitForRequests(2);
+    EXPECT_EQ(vehicle->requests().at(1), (Uds::Bytes{0x10, 0x01}));
+}
+
+TEST_F(VehicleAccessTest, TellsItsListenerWhatGoesAndComes) {
+    std::vector<Uds::BusEvent::Kind> kinds;
+    VehicleAccess told(L"Fake", std::make_shared<FakeVehicle>(clock), clock,
+                       {.onBusEvent = [&](const auto& event) { kinds.push_back(event.kind); }});
+    EXPECT_THROW(told.openLink({L"L"}).channel().exchange({0x3E, 0x00}, {}), Uds::NoUsableResponse);
+    EXPECT_EQ(kinds, (std::vector{Uds::BusEvent::Kind::Request, Uds::BusEvent::Kind::Silence}));
 }
 
 } // namespace Quarlen::Kel_cpp::Tests

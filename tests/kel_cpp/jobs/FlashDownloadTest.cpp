@@ -21,7 +21,7 @@ namespace {
 class FlashDownloadTest : public testing::Test {
 protected:
     void SetUp() override {
-        vehicle.answer = [this](const Bytes& request) -> std::optional<Bytes> {
+        vehicle->answer = [this](const Bytes& request) -> std::optional<Bytes> {
             for (const auto& [beginning, answer] : ownAnswers) {
                 if (request.size() >= beginning.size() &&
                     std::equal(beginning.begin(), beginning.end(), request.begin())) {
@@ -33,19 +33,20 @@ protected:
     }
 
     void download() {
-        const auto link = vehicle.openLink(L"L");
-        Uds::Client client(*link, {}, clock);
-        FlashDownload(client, {content, 0x00010000, 1, 0},
+        VehicleAccess access(L"Fake", vehicle, clock);
+        auto link = access.openLink({L"L"});
+        FlashDownload(link, {content, 0x00010000, 1, 0},
                       [this](std::uint16_t percent, std::size_t bytes) {
                           percents.push_back(percent);
                           transferred.push_back(bytes);
-                      })
+                      },
+                      {})
             .run();
     }
 
     Bytes transferredBytes() const {
         Bytes bytes;
-        for (const auto& request : vehicle.requests()) {
+        for (const auto& request : vehicle->requests()) {
             if (request[0] == 0x36) {
                 bytes.insert(bytes.end(), request.begin() + 2, request.end());
             }
@@ -54,7 +55,7 @@ protected:
     }
 
     Quarlen::Tests::FakeClock clock;
-    FakeVehicle vehicle{clock};
+    std::shared_ptr<FakeVehicle> vehicle = std::make_shared<FakeVehicle>(clock);
     /// The beginning of requests and what is answered to them.
     std::map<Bytes, Bytes> ownAnswers;
     Bytes content = Bytes(4099, 0xA5);
@@ -69,7 +70,7 @@ TEST_F(FlashDownloadTest, SendsTheFilesBytesInBlocksThatTheControlUnitCanTake) {
     content.back() = 0x02;
     download();
     EXPECT_EQ(transferredBytes(), content);
-    for (const auto& request : vehicle.requests()) {
+    for (const auto& request : vehicle->requests()) {
         EXPECT_LE(request.size(), request[0] == 0x36 ? 10U : 13U);
     }
 }
@@ -77,7 +78,7 @@ TEST_F(FlashDownloadTest, SendsTheFilesBytesInBlocksThatTheControlUnitCanTake) {
 TEST_F(FlashDownloadTest, CountsTheBlocksFromOneAndWrapsToZero) {
     download();
     std::vector<std::uint8_t> counters;
-    for (const auto& request : vehicle.requests()) {
+    for (const auto& request : vehicle->requests()) {
         if (request[0] == 0x36) {
             counters.push_back(request[1]);
         }
@@ -93,7 +94,7 @@ TEST_F(FlashDownloadTest, KeepsTheOrderOfTheReprogramming) {
     content.resize(1);
     download();
     Bytes services;
-    for (const auto& request : vehicle.requests()) {
+    for (const auto& request : vehicle->requests()) {
         services.push_back(request[0]);
     }
     EXPECT_EQ(services, (Bytes{0x10, 0x27, 0x31, 0x34, 0x36, 0x37, 0x31}));
@@ -101,7 +102,7 @@ TEST_F(FlashDownloadTest, KeepsTheOrderOfTheReprogramming) {
 
 TEST_F(FlashDownloadTest, AnotherBlockThanTheOneThatWasSentIsAnError) {
     ownAnswers[{0x36}] = {0x76, 0x09};
-    EXPECT_THROW(download(), FlashError);
+    EXPECT_THROW(download(), Uds::NoUsableResponse);
 }
 
 TEST_F(FlashDownloadTest, TellsEachWholePercentOnce) {
@@ -148,19 +149,34 @@ TEST_P(RoutineThatHasNotDoneItsWork, IsAnErrorAndTheDownloadIsNotDone) {
     EXPECT_TRUE(percents.empty() || percents.back() < 100);
 }
 
+class RoutineThatWasNotStarted : public FlashDownloadTest,
+                                 public testing::WithParamInterface<RoutineAnswer> {};
+
+TEST_P(RoutineThatWasNotStarted, IsNoUsableResponseAndTheDownloadIsNotDone) {
+    ownAnswers[GetParam().request] = GetParam().answer;
+    EXPECT_THROW(download(), Uds::NoUsableResponse);
+    EXPECT_TRUE(percents.empty() || percents.back() < 100);
+}
+
+INSTANTIATE_TEST_SUITE_P(Erase, RoutineThatHasNotDoneItsWork,
+                         testing::Values(RoutineAnswer{eraseRequest,
+                                                       {0x71, 0x01, 0xFF, 0x00, 0x01}}));
+
 INSTANTIATE_TEST_SUITE_P(
-    Erase, RoutineThatHasNotDoneItsWork,
-    testing::Values(RoutineAnswer{eraseRequest, {0x71, 0x01, 0xFF, 0x00, 0x01}},
-                    RoutineAnswer{eraseRequest, {0x71}}, RoutineAnswer{eraseRequest, {0x71, 0x01}},
+    Erase, RoutineThatWasNotStarted,
+    testing::Values(RoutineAnswer{eraseRequest, {0x71}}, RoutineAnswer{eraseRequest, {0x71, 0x01}},
                     RoutineAnswer{eraseRequest, {0x71, 0x01, 0xFF}},
                     RoutineAnswer{eraseRequest, {0x71, 0x03, 0xFF, 0x00, 0x00}},
                     RoutineAnswer{eraseRequest, {0x71, 0x01, 0x02, 0x02, 0x00}}));
 
+INSTANTIATE_TEST_SUITE_P(Check, RoutineThatHasNotDoneItsWork,
+                         testing::Values(RoutineAnswer{checkRequest,
+                                                       {0x71, 0x01, 0x02, 0x02, 0x01}},
+                                         RoutineAnswer{checkRequest, {0x71, 0x01, 0x02, 0x02}}));
+
 INSTANTIATE_TEST_SUITE_P(
-    Check, RoutineThatHasNotDoneItsWork,
-    testing::Values(RoutineAnswer{checkRequest, {0x71, 0x01, 0x02, 0x02, 0x01}},
-                    RoutineAnswer{checkRequest, {0x71}}, RoutineAnswer{checkRequest, {0x71, 0x01}},
-                    RoutineAnswer{checkRequest, {0x71, 0x01, 0x02, 0x02}},
+    Check, RoutineThatWasNotStarted,
+    testing::Values(RoutineAnswer{checkRequest, {0x71}}, RoutineAnswer{checkRequest, {0x71, 0x01}},
                     RoutineAnswer{checkRequest, {0x71, 0x03, 0x02, 0x02, 0x00}},
                     RoutineAnswer{checkRequest, {0x71, 0x01, 0xFF, 0x00, 0x00}}));
 

@@ -43,12 +43,12 @@ class FlashMemory : public testing::Test {
 protected:
     std::shared_ptr<FlashJobError> flash(const std::vector<std::wstring>& sessions) {
         const auto selected = project();
-        const auto access = std::make_shared<VehicleAccess>(L"Test", vehicle);
+        const auto access = std::make_shared<VehicleAccess>(L"Test", vehicle, clock);
         const FlashJob job({selected, &selected->vehicleInformations.front(), access}, L"ITEM",
                            sessions, folder.path());
         Quarlen::Tests::FlashCollector reports;
         JobReport<FlashResult> report(reports, 1);
-        job.run(report, {}, clock);
+        job.run(report, {});
         return reports.results().back()->jobError;
     }
 

@@ -33,14 +33,15 @@ protected:
             const FlashJob flash({project, &project->vehicleInformations.front(), access}, L"ITEM",
                                  {L"APP", L"DATA"}, folder.path());
             JobReport<FlashResult> report(reports, 1);
-            flash.run(report, cancel.get_token(), clock);
+            flash.run(report, cancel.get_token());
         });
     }
 
     Quarlen::Tests::FakeClock clock;
     Quarlen::Tests::TemporaryFolder folder;
     std::shared_ptr<FakeVehicle> vehicle = std::make_shared<FakeVehicle>(clock);
-    std::shared_ptr<VehicleAccess> access = std::make_shared<VehicleAccess>(L"Test", vehicle);
+    std::shared_ptr<VehicleAccess> access =
+        std::make_shared<VehicleAccess>(L"Test", vehicle, clock);
     std::shared_ptr<Project> project = std::make_shared<Project>();
     VehicleAccess::Turn turn = access->takeTurn({});
     Quarlen::Tests::FlashCollector reports;

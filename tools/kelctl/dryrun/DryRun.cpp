@@ -16,7 +16,6 @@
 #include "tools/kelctl/base/Failure.hpp"
 #include "tools/kelctl/dryrun/DryRunPlan.hpp"
 #include "tools/kelctl/dryrun/LeapingClock.hpp"
-#include "tools/kelctl/dryrun/LoggedVehicle.hpp"
 #include "tools/kelctl/dryrun/Narrator.hpp"
 #include "tools/kelctl/dryrun/RunVerdict.hpp"
 #include "tools/kelctl/dryrun/ScratchFolder.hpp"
@@ -38,7 +37,7 @@ public:
 private:
     [[nodiscard]] Kel_cpp::RuntimeEnvironment runtimeEnvironment();
     [[nodiscard]] SequenceEnvironment sequenceEnvironment();
-    void onLinkEvent(const LinkEvent& event);
+    void onBusEvent(const Uds::BusEvent& event);
     void runSequence();
     WalkResult walk(const ServerHandlerSequence::Api& api,
                     const Config::CfxKelServerScript& script);
@@ -63,7 +62,6 @@ private:
     Narrator narrator;
     std::mutex watchMutex;
     FaultWatch faultWatch;
-    std::shared_ptr<LoggedVehicle> vehicle;
     /// What the runtime and the sequence write to the console.
     std::ostringstream consoleText;
     Platform::Console console{consoleText};
@@ -80,26 +78,23 @@ DryRun::DryRun(const DryRunPlan& plan, const DryRunWish& wish, Output& output)
       narrator(output, wish.verbose,
                [this] { return std::chrono::duration_cast<milliseconds>(clock.now() - start); }),
       faultWatch(plan.vehicle, plan.faults),
-      vehicle(
-          std::make_shared<LoggedVehicle>(Simulation::openSimulatedVehicle(plan.vehicle, clock),
-                                          [this](const LinkEvent& event) { onLinkEvent(event); })),
       runtime(std::make_shared<Kel_cpp::Runtime>(runtimeEnvironment())),
       handler(sequenceEnvironment()) {
     // Below the session timeout S3 (5 s, ISO 14229-2), as the runtime has it in real time.
-    clock.everyInterval(std::chrono::seconds(2), [this] { vehicle->keepSessions(); });
+    clock.everyInterval(std::chrono::seconds(2), [this] { runtime->keepSessions(); });
 }
 
 Kel_cpp::RuntimeEnvironment DryRun::runtimeEnvironment() {
     writeDryRunSettings(scratch, plan.settings);
     // The clock keeps the sessions: real time says nothing about the time of the run.
     constexpr std::chrono::hours never{24};
-    return {scratch.config(),
-            scratch.path() / "installation",
-            clock,
-            never,
-            consoleText,
+    return {scratch.config(), scratch.path() / "installation", clock, never, consoleText,
             [this] { return startOfRun + (clock.now() - start) + later.load(); },
-            [this](const auto& /*vehicleFile*/, auto& /*clock*/) { return vehicle; },
+            [this](const auto& /*vehicleFile*/, auto& used) {
+                return Simulation::SimulatedVehicle(plan.vehicle, used);
+            },
+            // One after the other: each wait moves the time for all.
+            1, [this](const Uds::BusEvent& event) { onBusEvent(event); },
             [this](const Kel_cpp::StatusEntry& status) { narrator.status(status.text); },
             [this](const Kel_cpp::JobEntry& job) {
                 const std::lock_guard lock(jobsMutex);
@@ -116,10 +111,14 @@ SequenceEnvironment DryRun::sequenceEnvironment() {
         [this](const std::string& /*prefix*/, const LedColour& colour) { narrator.led(colour); }};
 }
 
-void DryRun::onLinkEvent(const LinkEvent& event) {
-    if (event.kind == LinkEvent::Kind::Request || event.kind == LinkEvent::Kind::KeepAlive) {
+void DryRun::onBusEvent(const Uds::BusEvent& event) {
+    using Kind = Uds::BusEvent::Kind;
+    if (event.kind == Kind::Locked) {
+        return;
+    }
+    if (event.kind == Kind::Request || event.kind == Kind::KeepAlive) {
         const std::lock_guard lock(watchMutex);
-        faultWatch.request(event.link, event.bytes);
+        faultWatch.request(event.unit.link, event.bytes);
     }
     narrator.exchange(event);
 }

@@ -9,18 +9,20 @@ const char* nameOf(const LedColour& colour) {
                                              : "another colour";
 }
 
-const char* nameOf(LinkEvent::Kind kind) {
+const char* nameOf(Uds::BusEvent::Kind kind) {
     switch (kind) {
-    case LinkEvent::Kind::Request:
+    case Uds::BusEvent::Kind::Request:
         return "request";
-    case LinkEvent::Kind::Response:
+    case Uds::BusEvent::Kind::Response:
         return "response";
-    case LinkEvent::Kind::Silence:
+    case Uds::BusEvent::Kind::Silence:
         return "silence";
-    case LinkEvent::Kind::Lost:
+    case Uds::BusEvent::Kind::Lost:
         return "lost";
-    case LinkEvent::Kind::KeepAlive:
+    case Uds::BusEvent::Kind::KeepAlive:
         return "keepAlive";
+    case Uds::BusEvent::Kind::Locked:
+        return "locked";
     }
     return "";
 }

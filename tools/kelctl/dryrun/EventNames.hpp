@@ -2,13 +2,13 @@
 
 #include "kel_cpp/history/RunRecords.hpp"
 #include "kel_server_lib/devices/StatusLed.hpp"
-#include "tools/kelctl/dryrun/LoggedVehicle.hpp"
+#include "uds/BusEvent.hpp"
 
 /// What people and machines read for the parts of an event.
 namespace Quarlen::Ctl {
 
 const char* nameOf(const LedColour& colour);
-const char* nameOf(LinkEvent::Kind kind);
+const char* nameOf(Uds::BusEvent::Kind kind);
 const char* nameOf(Kel_cpp::JobKind kind);
 const char* nameOf(Kel_cpp::JobOutcome outcome);
 

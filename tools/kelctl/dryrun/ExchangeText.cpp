@@ -33,20 +33,22 @@ std::string responseText(const Uds::Bytes& response) {
     return Uds::isNegative(response) ? Platform::toUtf8(Uds::nrcText(response[2])) : std::string();
 }
 
-std::string exchangeText(const LinkEvent& event) {
+std::string exchangeText(const Uds::BusEvent& event) {
     switch (event.kind) {
-    case LinkEvent::Kind::Request:
+    case Uds::BusEvent::Kind::Request:
         return "> " + bytesText(event.bytes) + "  " + requestText(event.bytes);
-    case LinkEvent::Kind::Response: {
+    case Uds::BusEvent::Kind::Response: {
         const std::string reason = responseText(event.bytes);
         return "< " + bytesText(event.bytes) + (reason.empty() ? "" : "  " + reason);
     }
-    case LinkEvent::Kind::Silence:
+    case Uds::BusEvent::Kind::Silence:
         return "< no answer to " + bytesText(event.bytes);
-    case LinkEvent::Kind::Lost:
+    case Uds::BusEvent::Kind::Lost:
         return "! " + Platform::toUtf8(event.text);
-    case LinkEvent::Kind::KeepAlive:
+    case Uds::BusEvent::Kind::KeepAlive:
         return "> " + bytesText(event.bytes) + "  keeps the unlock";
+    case Uds::BusEvent::Kind::Locked:
+        return "! locked again: " + Platform::toUtf8(event.text);
     }
     return {};
 }

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "tools/kelctl/dryrun/LoggedVehicle.hpp"
+#include "uds/BusEvent.hpp"
 #include "uds/Uds.hpp"
 
 namespace Quarlen::Ctl {
@@ -16,7 +16,7 @@ std::string requestText(const Uds::Bytes& request);
 /// The reason of a negative response; empty for another one.
 std::string responseText(const Uds::Bytes& response);
 /// A line for people. Its arrows are ASCII, because a terminal need not have others.
-std::string exchangeText(const LinkEvent& event);
+std::string exchangeText(const Uds::BusEvent& event);
 
 /// Blocks of a download that follow one another and are accepted; one line stands for all of them.
 class TransferRun {

@@ -16,6 +16,21 @@ void LeapingClock::sleepFor(milliseconds duration) {
     changed.notify_all();
 }
 
+bool LeapingClock::waitUntil(const Wait& wait, const std::function<bool()>& ready) {
+    // A wait that a cancel can end looks around as often as one in real time would.
+    constexpr milliseconds look{20};
+    while (!ready()) {
+        const TimePoint from = now();
+        if (wait.cancel.stop_requested() || from >= wait.deadline) {
+            return false;
+        }
+        wait.lock.unlock();
+        sleepFor(std::min(look, std::chrono::ceil<milliseconds>(wait.deadline - from)));
+        wait.lock.lock();
+    }
+    return true;
+}
+
 Platform::Clock::TimePoint LeapingClock::now() const {
     const std::lock_guard lock(mutex);
     return current;

@@ -30,6 +30,8 @@ public:
     /// On a thread of the runtime.
     void sleepFor(std::chrono::milliseconds duration) override;
     [[nodiscard]] TimePoint now() const override;
+    /// A leap to the deadline.
+    bool waitUntil(const Wait& wait, const std::function<bool()>& ready) override;
 
     /// Shorter waits only ask whether a job has ended; the follower waits a moment of real time
     /// instead, so that a wait of hours does not become millions of looks.

@@ -142,17 +142,17 @@ void Narrator::led(const LedColour& colour) {
          {{"colour", nameOf(colour)}, {"rgb", json::array{colour.red, colour.green, colour.blue}}});
 }
 
-void Narrator::exchange(const LinkEvent& event) {
+void Narrator::exchange(const Uds::BusEvent& event) {
     const std::lock_guard lock(mutex);
     exchangeLine(event);
-    json::object value{{"unit", unitOf(event.link)},
-                       {"link", utf8(event.link)},
+    json::object value{{"unit", unitOf(event.unit.link)},
+                       {"link", utf8(event.unit.link)},
                        {"bytes", bytesText(event.bytes)},
                        {"length", event.bytes.size()}};
-    if (event.kind == LinkEvent::Kind::Request) {
+    if (event.kind == Uds::BusEvent::Kind::Request) {
         value["service"] = requestText(event.bytes);
     } else if (const std::string reason = responseText(event.bytes);
-               event.kind == LinkEvent::Kind::Response && !reason.empty()) {
+               event.kind == Uds::BusEvent::Kind::Response && !reason.empty()) {
         value["negative"] = reason;
     }
     if (!event.text.empty()) {
@@ -224,21 +224,22 @@ void Narrator::line(const std::string& kind, const std::string& text, Colour col
                 padded(kind, kindWidth) + "  " + output.coloured(colour, text));
 }
 
-void Narrator::exchangeLine(const LinkEvent& event) {
+void Narrator::exchangeLine(const Uds::BusEvent& event) {
     if (!verbose || output.isJson()) {
         return;
     }
-    using Kind = LinkEvent::Kind;
-    if (event.kind == Kind::Request && transfer.takesRequest(event.link, event.bytes)) {
+    using Kind = Uds::BusEvent::Kind;
+    if (event.kind == Kind::Request && transfer.takesRequest(event.unit.link, event.bytes)) {
         return;
     }
-    if (event.kind == Kind::Response && transfer.takesResponse(event.link, event.bytes)) {
+    if (event.kind == Kind::Response && transfer.takesResponse(event.unit.link, event.bytes)) {
         return;
     }
     endTransfer();
     const bool isBad = event.kind == Kind::Lost || event.kind == Kind::Silence ||
                        (event.kind == Kind::Response && Uds::isNegative(event.bytes));
-    line(unitOf(event.link), printable(exchangeText(event)), isBad ? Colour::Note : Colour::None);
+    line(unitOf(event.unit.link), printable(exchangeText(event)),
+         isBad ? Colour::Note : Colour::None);
 }
 
 void Narrator::endTransfer() {
@@ -253,7 +254,7 @@ void Narrator::endTransfer() {
                        std::to_string(blocks->bytes) + " bytes, each accepted");
     }
     if (blocks->open) {
-        line(unit, exchangeText({LinkEvent::Kind::Request, blocks->link, *blocks->open, {}}));
+        line(unit, exchangeText({Uds::BusEvent::Kind::Request, {blocks->link}, *blocks->open}));
     }
 }
 

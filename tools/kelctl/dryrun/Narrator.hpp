@@ -13,8 +13,8 @@
 #include "kel_server_lib/devices/StatusLed.hpp"
 #include "simulation/VehicleDescription.hpp"
 #include "tools/kelctl/dryrun/ExchangeText.hpp"
-#include "tools/kelctl/dryrun/LoggedVehicle.hpp"
 #include "tools/kelctl/output/Output.hpp"
+#include "uds/BusEvent.hpp"
 
 namespace Quarlen::Ctl {
 
@@ -48,7 +48,7 @@ public:
     void step(const StepText& step);
     void status(const std::wstring& text);
     void led(const LedColour& colour);
-    void exchange(const LinkEvent& event);
+    void exchange(const Uds::BusEvent& event);
     void job(const Kel_cpp::JobEntry& job);
     /// What the server writes to its console.
     void console(const std::string& line);
@@ -59,7 +59,7 @@ public:
 private:
     void tell(const char* event, boost::json::object value);
     void line(const std::string& kind, const std::string& text, Colour colour = Colour::None);
-    void exchangeLine(const LinkEvent& event);
+    void exchangeLine(const Uds::BusEvent& event);
     void endTransfer();
     [[nodiscard]] std::string unitOf(const std::wstring& link) const;
 

@@ -68,7 +68,7 @@ TEST_F(NarratorTest, FillsALineWithCharactersAndNotWithBytes) {
 TEST_F(NarratorTest, AlignsByCharacters) {
     narrator.open({"", "", "", {}}, vehicleWith(L"GER\u00C4T_1"));
     stream.str({});
-    narrator.exchange({LinkEvent::Kind::Request, L"LINK", {0x3E, 0x00}, {}});
+    narrator.exchange({Uds::BusEvent::Kind::Request, {L"LINK"}, {0x3E, 0x00}});
     narrator.note("n");
     EXPECT_EQ(stream.str(), "  1.500 s  GER\u00C4T_1  > 3E 00  TesterPresent (0x3E)\n"
                             "  1.500 s  note     n\n");

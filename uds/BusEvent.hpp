@@ -1,0 +1,34 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "uds/VehicleInterface.hpp"
+
+namespace Quarlen::Uds {
+
+/// One thing that happened between tester and control unit.
+struct BusEvent {
+    enum class Kind {
+        Request,
+        Response,
+        /// The request got no answer; `bytes` are the request's.
+        Silence,
+        /// `text` says why; `bytes` are the request's, empty where no link could be opened.
+        Lost,
+        /// A request that only keeps a session alive.
+        KeepAlive,
+        /// An unlock has ended because of `bytes`, or because the session ran out; `text` says it.
+        Locked,
+    };
+
+    Kind kind;
+    UnitAddress unit;
+    Bytes bytes;
+    std::wstring text{};
+};
+
+/// Called by the thread that sends or receives, on several threads at a time.
+using OnBusEvent = std::function<void(const BusEvent&)>;
+
+} // namespace Quarlen::Uds
