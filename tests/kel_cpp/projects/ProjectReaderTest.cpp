@@ -47,6 +47,25 @@ TEST_F(ReadingProjectXml, KeepsVehicleInformationsAndTheirTargetsInOrder) {
     EXPECT_EQ(targets[1].link, L"");
 }
 
+TEST_F(ReadingProjectXml, ReadsWhereATargetIsReached) {
+    const auto project =
+        read("<VehicleInformation name='A'>"
+             "<Target name='X' link='L' address='0x1001' functionalAddress='58368' "
+             "testerAddress='0x0E80' interface='DoIP'/>"
+             "<Target name='Y' link='M'/></VehicleInformation>");
+
+    const auto& targets = project->vehicleInformations[0].targets;
+    EXPECT_EQ(targets[0].interfaceName, L"DoIP");
+    EXPECT_EQ(targets[1].interfaceName, L"");
+    const Uds::UnitAddress reached = project->addressOf(L"L");
+    EXPECT_EQ(reached.link, L"L");
+    EXPECT_EQ(reached.physical, 0x1001);
+    EXPECT_EQ(reached.functional, 0xE400);
+    EXPECT_EQ(reached.tester, 0x0E80);
+    EXPECT_EQ(project->addressOf(L"M").physical, std::nullopt);
+    EXPECT_EQ(project->addressOf(L"elsewhere").link, L"elsewhere");
+}
+
 TEST_F(ReadingProjectXml, AllowsTheSameTargetInSeveralVehicleInformations) {
     EXPECT_NO_THROW((void)read("<VehicleInformation name='A'><Target name='X' link='L'/>"
                                "</VehicleInformation><VehicleInformation name='B'>"
@@ -173,6 +192,18 @@ INSTANTIATE_TEST_SUITE_P(
                      "<VehicleInformation name='V'><Target kind='2' name='T' link='L'/>"
                      "</VehicleInformation>",
                      "65: only a target of kind 1 has a link"},
+        WrongProject{"AddressOfAnotherKind",
+                     "<VehicleInformation name='V'><Target kind='2' name='T' address='1'/>"
+                     "</VehicleInformation>",
+                     "65: only a target of kind 1 has a link"},
+        WrongProject{"AddressZero",
+                     "<VehicleInformation name='V'><Target name='T' link='L' address='0'/>"
+                     "</VehicleInformation>",
+                     "attribute 'address' is '0', expected a number from 1 to 65535"},
+        WrongProject{"AddressTooLarge",
+                     "<VehicleInformation name='V'><Target name='T' link='L' "
+                     "testerAddress='65536'/></VehicleInformation>",
+                     "attribute 'testerAddress' is '65536', expected a number from 1 to 65535"},
         WrongProject{"KindTooLarge",
                      "<VehicleInformation name='V'><Target kind='2147483648' name='T'/>"
                      "</VehicleInformation>",
