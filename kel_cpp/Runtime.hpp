@@ -151,6 +151,7 @@ private:
     /// access.
     OpenedVehicle openVehicle();
     void giveUp(const OpenedVehicle& opened);
+    [[nodiscard]] Uds::OnBusEvent busListener(const RuntimeSettings& inEffect) const;
     /// What is known of a job before it runs. `access` cancels the job when it is closed.
     template <class Result>
     struct Launch {

@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "kel_cpp/ComponentVersions.hpp"
@@ -6,13 +8,28 @@
 #include "kel_cpp/access/VehicleQueries.hpp"
 #include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "kel_cpp/base/RuntimeError.hpp"
+#include "kel_cpp/bus/BusCapture.hpp"
+#include "kel_cpp/bus/BusTrace.hpp"
 #include "kel_cpp/history/RunGuards.hpp"
 #include "kel_cpp/report/VehicleReport.hpp"
 #include "platform/TextEncoding.hpp"
+#include "std_util/TraceHelper.hpp"
 
 namespace Quarlen::Kel_cpp {
 
 namespace {
+
+/// Null when the file cannot be written: the work goes on without it.
+std::shared_ptr<BusCapture> openCapture(const std::filesystem::path& folder) {
+    try {
+        return std::make_shared<BusCapture>(folder);
+    } catch (const std::system_error&) {
+        StdUtil::TraceHelper::ErrorTrace(
+            L"kel_cpp/Runtime", __LINE__, L"the bus is not captured, the file in %s: %s",
+            inQuotes(Platform::fromPath(folder)).c_str(), currentExceptionText().c_str());
+        return nullptr;
+    }
+}
 
 [[noreturn]] void failUnlock(const std::wstring& name, const std::wstring& parameter,
                              const std::wstring& cause) {
@@ -112,7 +129,7 @@ Runtime::OpenedVehicle Runtime::openVehicle() {
     }
     auto access = std::make_shared<VehicleAccess>(
         name, interfaces.make(inEffect.vehicleFile), environment.clock,
-        AccessOptions{environment.testerPresentInterval, {}, environment.onBusEvent});
+        AccessOptions{environment.testerPresentInterval, {}, busListener(inEffect)});
     selection.attach(vehicle, access);
     vehicle.access = std::move(access);
     return {std::move(vehicle), true};
@@ -134,6 +151,24 @@ void Runtime::connectVehicle() {
             throw;
         }
     });
+}
+
+/// Traces what goes to and comes from the vehicle, and writes it into a file where the settings ask
+/// for it, as long as the access lives.
+Uds::OnBusEvent Runtime::busListener(const RuntimeSettings& inEffect) const {
+    std::shared_ptr<BusCapture> capture;
+    if (inEffect.capturesBus && inEffect.paths.tracing) {
+        capture = openCapture(Platform::toPath(inEffect.paths.tracesPath));
+    }
+    return [capture, further = environment.onBusEvent](const Uds::BusEvent& event) {
+        traceBus(event);
+        if (capture) {
+            capture->take(event);
+        }
+        if (further) {
+            further(event);
+        }
+    };
 }
 
 /// Another caller may use an access that was already open, so only a new one is closed.

@@ -6,7 +6,7 @@
 
 namespace StdUtil {
 
-enum class TraceLevel { Error = 1, Info = 3 };
+enum class TraceLevel { Error = 1, Info = 3, Debug = 4 };
 
 struct TraceLine {
     TraceLevel level = TraceLevel::Info;
@@ -35,7 +35,8 @@ void addListener(std::shared_ptr<TraceListener> listener);
 void removeListener(const std::shared_ptr<TraceListener>& listener);
 std::size_t listenerCount();
 
-/// 0 nothing, 1 errors, 3 also information. Starts at 3.
+/// 0 nothing, 1 errors, 3 also information, 4 also every message to and from the vehicle. Starts
+/// at 3.
 int debugTraceLevel();
 void setDebugTraceLevel(int level);
 

@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 namespace Platform = Quarlen::Platform;
 
 RotatingFile::RotatingFile(fs::path name, Limits limits, Rename renameFile)
-    : file(std::move(name)), limits(limits), rename(std::move(renameFile)) {
+    : file(std::move(name)), limits(std::move(limits)), rename(std::move(renameFile)) {
     open();
 }
 
@@ -80,6 +80,10 @@ void RotatingFile::open() {
     }
     opened = Platform::AppendFile::open(file);
     size = opened->size();
+    if (size == 0 && !limits.beginning.empty()) {
+        opened->write(limits.beginning);
+        size = limits.beginning.size();
+    }
 }
 
 } // namespace StdUtil

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <string>
 #include <string_view>
 
 namespace Quarlen::Platform {
@@ -26,6 +27,8 @@ public:
         std::size_t formerFiles;
         /// Bytes by which the file grows between two attempts to put it aside.
         std::uint64_t betweenAttempts;
+        /// What each new file begins with.
+        std::string beginning{};
     };
 
     /// Replaces a file that has the new name. False when that was not possible; then both files are

@@ -102,6 +102,16 @@ bool isActive(TraceLevel level) {
            ErrorHandler::debugTraceLevel() >= static_cast<int>(level);
 }
 
+void DebugTrace(const wchar_t* source, int line, const wchar_t* format, ...) {
+    if (!isActive(TraceLevel::Debug)) {
+        return;
+    }
+    std::va_list arguments;
+    va_start(arguments, format);
+    trace({TraceLevel::Debug, source, line, {}}, format, arguments);
+    va_end(arguments);
+}
+
 void InfoTrace(const wchar_t* source, int line, const wchar_t* format, ...) {
     if (!isActive(TraceLevel::Info)) {
         return;

@@ -13,6 +13,8 @@ bool isActive(TraceLevel level);
 
 /// Written from debug trace level 3 on.
 void InfoTrace(const wchar_t* source, int line, const wchar_t* format, ...);
+/// Written from debug trace level 4 on.
+void DebugTrace(const wchar_t* source, int line, const wchar_t* format, ...);
 /// Written from debug trace level 1 on.
 void ErrorTrace(const wchar_t* source, int line, const wchar_t* format, ...);
 

@@ -95,7 +95,15 @@ bool endsInsideALine(const std::filesystem::path& file) {
 }
 
 spdlog::level::level_enum levelOf(const TraceLine& line) {
-    return line.level == TraceLevel::Error ? spdlog::level::err : spdlog::level::info;
+    switch (line.level) {
+    case TraceLevel::Error:
+        return spdlog::level::err;
+    case TraceLevel::Info:
+        return spdlog::level::info;
+    case TraceLevel::Debug:
+        return spdlog::level::debug;
+    }
+    return spdlog::level::info;
 }
 
 } // namespace

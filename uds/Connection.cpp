@@ -94,7 +94,9 @@ std::vector<Received> Connection::requestFromAll(std::uint16_t functionalAddress
     endpoint->send(request, {cancel, deadline});
     std::vector<Received> responses;
     while (auto received = endpoint->receive({cancel, deadline})) {
-        onEvent({BusEvent::Kind::Response, all, received->bytes});
+        UnitAddress sender = all;
+        sender.physical = received->source;
+        onEvent({BusEvent::Kind::Response, sender, received->bytes});
         responses.push_back(std::move(*received));
     }
     return responses;

@@ -153,6 +153,16 @@ void File::allowNoContent(const pugi::xml_node& node,
     refuseText(node);
 }
 
+void File::refuseContent(const pugi::xml_node& node) const {
+    for (const auto child : node.children()) {
+        if (child.type() == pugi::node_element) {
+            fail(child, L"unexpected element " + inQuotes(child.name()) + L" in " +
+                            inQuotes(node.name()));
+        }
+    }
+    refuseText(node);
+}
+
 void File::allowAttributes(const pugi::xml_node& node,
                            std::initializer_list<std::string_view> attributes) const {
     for (const auto attribute : node.attributes()) {

@@ -48,6 +48,8 @@ public:
     /// Fails on every child element and every text, and on an attribute that is not in the list.
     void allowNoContent(const pugi::xml_node& node,
                         std::initializer_list<std::string_view> attributes) const;
+    /// The same, with attributes of any name.
+    void refuseContent(const pugi::xml_node& node) const;
     /// The child element of that name, null when there is none; fails when there are two.
     [[nodiscard]] pugi::xml_node singleChild(const pugi::xml_node& node, const char* element) const;
 

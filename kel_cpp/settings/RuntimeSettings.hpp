@@ -23,6 +23,8 @@ struct RuntimeSettings {
     std::filesystem::path vehicleFile;
     /// 0 nothing, 1 errors, 3 also information.
     int traceLevel = 3;
+    /// With tracing: the messages to and from the vehicle go into a file of packets.
+    bool capturesBus = false;
     std::uint16_t sovdPort = 0;
     ClientLimits clientLimits;
     /// Empty: only clients on this machine may use the server.

@@ -105,14 +105,16 @@ public:
     }
 
 private:
-    using Names = std::vector<std::pair<std::wstring, std::vector<std::wstring>>>;
+    /// Of each group: its interfaces with their parameters.
+    using Interface = std::pair<std::wstring, std::vector<InterfaceEntry::Parameter>>;
+    using Names = std::vector<std::pair<std::wstring, std::vector<Interface>>>;
 
     static Names namesOf(const InterfaceSettings& record) {
         Names names;
         for (const auto& group : record.groups) {
-            names.emplace_back(group->name, std::vector<std::wstring>());
+            names.emplace_back(group->name, std::vector<Interface>());
             for (const auto& entry : group->interfaces) {
-                names.back().second.push_back(entry->name);
+                names.back().second.emplace_back(entry->name, entry->parameters);
             }
         }
         return names;
@@ -134,13 +136,19 @@ private:
             auto& element =
                 groups.emplace_back(Xml::NewElement{"Group", {{"name", group->name}}, {}});
             for (const auto& entry : group->interfaces) {
-                element.children.push_back(
-                    {"Interface",
-                     {{"name", entry->name}, {"enabled", flagText(entry->enabled)}},
-                     {}});
+                element.children.push_back(elementOf(*entry));
             }
         }
         return groups;
+    }
+
+    static Xml::NewElement elementOf(const InterfaceEntry& entry) {
+        Xml::NewElement element{
+            "Interface", {{"name", entry.name}, {"enabled", flagText(entry.enabled)}}, {}};
+        for (const auto& [name, value] : entry.parameters) {
+            element.attributes.emplace_back(Platform::toUtf8(name), value);
+        }
+        return element;
     }
 
     static std::wstring flagText(bool flag) { return flag ? L"true" : L"false"; }

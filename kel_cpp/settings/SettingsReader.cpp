@@ -11,7 +11,9 @@ namespace {
 
 constexpr std::uint64_t maxPort = std::numeric_limits<std::uint16_t>::max();
 constexpr std::uint16_t defaultSovdPort = 20002;
-constexpr std::uint64_t maxTraceLevel = 3;
+constexpr std::uint64_t maxTraceLevel = 4;
+
+constexpr const wchar_t* simulationInterface = L"Simulation";
 
 void checkRoot(const Xml::File& file) {
     const auto root = file.root();
@@ -92,13 +94,30 @@ void readFolders(RuntimeSettings& settings, const Xml::File& file,
 
 void readTracing(RuntimeSettings& settings, const Xml::File& file) {
     const auto tracing = file.root().child("Tracing");
-    file.allowNoContent(tracing, {"enabled", "level"});
+    file.allowNoContent(tracing, {"enabled", "level", "bus"});
     const bool enabled = file.flag(tracing, "enabled", false);
     settings.serverSettings.optionTracing = enabled;
     settings.paths.tracing = enabled;
     settings.paths.tracingSecondary = enabled;
+    settings.capturesBus = file.flag(tracing, "bus", false);
     settings.traceLevel = static_cast<int>(file.number(
         tracing, "level", 0, maxTraceLevel, static_cast<std::uint64_t>(settings.traceLevel)));
+}
+
+/// Every attribute but name and switch. "Simulation" has none, so that a typing error is found.
+void readParameters(InterfaceEntry& entry, const Xml::File& file, const pugi::xml_node& node) {
+    if (entry.name == simulationInterface) {
+        file.allowNoContent(node, {"name", "enabled"});
+        return;
+    }
+    file.refuseContent(node);
+    for (const auto& attribute : node.attributes()) {
+        const std::string_view name = attribute.name();
+        if (name != "name" && name != "enabled") {
+            entry.parameters.emplace_back(Platform::fromUtf8(std::string(name)),
+                                          file.optionalText(node, attribute.name()));
+        }
+    }
 }
 
 std::shared_ptr<InterfaceGroup> readGroup(const Xml::File& file, const pugi::xml_node& node) {
@@ -106,10 +125,10 @@ std::shared_ptr<InterfaceGroup> readGroup(const Xml::File& file, const pugi::xml
     auto group = std::make_shared<InterfaceGroup>();
     group->name = file.requiredText(node, "name");
     for (const auto child : node.children("Interface")) {
-        file.allowNoContent(child, {"name", "enabled"});
         auto entry = std::make_shared<InterfaceEntry>();
         entry->name = file.requiredText(child, "name");
         entry->enabled = file.flag(child, "enabled", false);
+        readParameters(*entry, file, child);
         group->interfaces.push_back(std::move(entry));
     }
     return group;
@@ -129,7 +148,7 @@ void readInterfaces(RuntimeSettings& settings, const Xml::File& file) {
 
 InterfaceSettings defaultInterfaces() {
     auto simulation = std::make_shared<InterfaceEntry>();
-    simulation->name = L"Simulation";
+    simulation->name = simulationInterface;
     simulation->enabled = true;
     auto group = std::make_shared<InterfaceGroup>();
     group->name = L"Default";

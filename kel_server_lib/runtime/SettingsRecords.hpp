@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "kel_server_lib/runtime/HardwareType.hpp"
 #include "kel_server_lib/runtime/Record.hpp"
@@ -42,8 +44,13 @@ struct PathSettings : Record {
 };
 
 struct InterfaceEntry : Record {
+    /// Name and value, in the order of the file.
+    using Parameter = std::pair<std::wstring, std::wstring>;
+
     std::wstring name;
     bool enabled = false;
+    /// What the interface needs to know, for example an address.
+    std::vector<Parameter> parameters;
 };
 
 struct InterfaceGroup : Record {
