@@ -26,6 +26,9 @@ public:
 
     /// The process ends: gives all modes back. Later changes are refused.
     void giveBack() noexcept;
+    /// The same where the process breaks off. Does nothing while a thread is at the modes: it may
+    /// be the one that breaks off, and waiting for itself would keep the process for ever.
+    void giveBackUnlessBusy() noexcept;
 
 private:
     struct Found {
@@ -36,6 +39,7 @@ private:
     };
 
     void keep(const Found& found);
+    void restoreAll() noexcept;
     void restore(const Found& found) const;
 
     ConsoleCalls calls;

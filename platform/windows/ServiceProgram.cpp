@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <mutex>
 #include <string_view>
+#include <system_error>
 #include <thread>
 #include <windows.h>
 
@@ -12,6 +13,7 @@
 #include "platform/SystemError.hpp"
 #include "platform/SystemPaths.hpp"
 #include "platform/TextEncoding.hpp"
+#include "platform/windows/ServiceControls.hpp"
 #include "platform/windows/ServiceStates.hpp"
 
 namespace Quarlen::Platform {
@@ -61,13 +63,16 @@ private:
     std::jthread thread{[this] { run(); }};
 };
 
-DWORD WINAPI onControl(DWORD control, DWORD, void*, void* states) {
-    return static_cast<ServiceStates*>(states)->onControl(control);
-}
-
 int runWithTicks(ServiceStates& states) {
     const Ticker ticker(states);
     return service->program(service->arguments, [&states] { states.started(); });
+}
+
+/// The manager is told nothing more, not even that the service has stopped, so the dispatcher would
+/// wait for ever. The end of the process tells it.
+[[noreturn]] void endWithoutManager(const std::error_code& cause) {
+    standardConsole().line("the service manager is not to be reached: " + toUtf8(errorText(cause)));
+    ::ExitProcess(notStartedByTheManager);
 }
 
 /// The manager has the service's name as the first argument.
@@ -76,7 +81,11 @@ void WINAPI runService(DWORD, wchar_t** arguments) {
     auto& states =
         *new ServiceStates([](SERVICE_STATUS status) { ::SetServiceStatus(manager, &status); },
                            service->stopRequested);
-    manager = ::RegisterServiceCtrlHandlerExW(arguments[0], onControl, &states);
+    try {
+        manager = takeServiceControls(arguments[0], states);
+    } catch (const std::system_error& refusal) {
+        endWithoutManager(refusal.code());
+    }
     states.begin();
     service->exitCode = runWithTicks(states);
     states.ended(service->exitCode);
