@@ -8,6 +8,7 @@
 #include "platform/FileFacts.hpp"
 #include "platform/FileNames.hpp"
 #include "platform/Paths.hpp"
+#include "platform/StreamError.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "uds/Crc32.hpp"
@@ -62,6 +63,7 @@ Uds::Bytes contentOf(std::ifstream& file, std::uint64_t announced) {
     std::size_t count = 0;
     while (file) {
         content.resize(std::max(content.size(), count + (count < content.size() ? 0 : growth)));
+        errno = 0;
         file.read(reinterpret_cast<char*>(content.data()) + count,
                   static_cast<std::streamsize>(content.size() - count));
         count += static_cast<std::size_t>(file.gcount());
@@ -79,10 +81,13 @@ Uds::Bytes readFlashFile(const std::filesystem::path& folder, const std::wstring
     errno = 0;
     std::ifstream file(Platform::openablePath(path), std::ios::binary);
     if (!file) {
-        throw unreadable({errno != 0 ? errno : EIO, std::generic_category()});
+        throw unreadable(Platform::streamError());
     }
     Uds::Bytes content = contentOf(file, announced);
-    if (file.bad() || content.size() < announced) {
+    if (file.bad()) {
+        throw unreadable(Platform::streamError());
+    }
+    if (content.size() < announced) {
         throw FlashError(L"the file cannot be read to its end: " + std::to_wstring(content.size()) +
                          L" of " + std::to_wstring(announced) + L" bytes");
     }
