@@ -2,13 +2,19 @@
 
 #include <condition_variable>
 #include <mutex>
+#include <system_error>
+#include <thread>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "kel_cpp/access/VehicleQueries.hpp"
 #include "simulation/SimulatedVehicle.hpp"
+#include "tests/kel_cpp/FakeVehicle.hpp"
 #include "tests/support/FakeClock.hpp"
+#include "tests/support/NumberedCause.hpp"
 #include "tests/support/TestPaths.hpp"
+#include "tests/support/TraceCapture.hpp"
 #include "uds/Client.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
@@ -86,6 +92,25 @@ protected:
 };
 
 } // namespace
+
+TEST(HeldUnlockOverABrokenLink, TracesTheCauseOnce) {
+    const Quarlen::Tests::TraceCapture traces;
+    Quarlen::Tests::FakeClock clock;
+    FakeVehicle vehicle(clock);
+    vehicle.answer = [](const Uds::Bytes&) -> std::optional<Uds::Bytes> {
+        throw std::system_error(std::make_error_code(std::errc::io_error), "send");
+    };
+    {
+        const HeldUnlock unlock(vehicle.openLink(L"L"), milliseconds(1));
+        while (vehicle.requests().size() < 3) {
+            std::this_thread::yield();
+        }
+    }
+    ASSERT_EQ(traces.texts().size(), 1U);
+    EXPECT_THAT(traces.texts()[0],
+                testing::AllOf(testing::StartsWith(L"tester present failed: send: "),
+                               Quarlen::Tests::EndsWithANumber()));
+}
 
 TEST_F(HeldUnlockTest, KeepsTheControlUnitUnlockedBeyondItsSessionTimeout) {
     hold();

@@ -6,11 +6,13 @@
 #include <unistd.h>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "kel_cpp/network/RuntimeServer.hpp"
 #include "tests/kel_cpp/network/NetworkTesting.hpp"
 #include "tests/kel_cpp/network/ServedRuntime.hpp"
+#include "tests/support/NumberedCause.hpp"
 #include "tests/support/TraceCapture.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
@@ -93,7 +95,9 @@ TEST_F(ServerWithoutDescriptors, NeitherSpinsNorForgetsTheClient) {
 
     EXPECT_LT(used, std::chrono::milliseconds(100));
     EXPECT_TRUE(eventually([&] { return server.clients().size() == 1; }));
-    EXPECT_EQ(traces.lines().size(), 1U);
+    ASSERT_EQ(traces.lines().size(), 1U);
+    EXPECT_THAT(traces.texts()[0], testing::AllOf(testing::StartsWith(L"Cannot accept clients: "),
+                                                  Quarlen::Tests::EndsWithANumber()));
 }
 
 TEST_F(ServerWithoutDescriptors, LetsTheLongestIdleClientMakeRoom) {

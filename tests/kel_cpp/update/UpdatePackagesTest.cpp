@@ -167,6 +167,15 @@ TEST_F(UpdatePackages, AreFoundWhenTheUpdateFolderIsALink) {
     EXPECT_THAT(stagedNames(), ElementsAre("a.zip"));
 }
 
+TEST_F(UpdatePackages, AreRefusedWithTheSystemsCauseWhereALinkLeadsNowhere) {
+    if (!Quarlen::Tests::makeLink(updates / "loop.zip", updates / "loop.zip")) {
+        GTEST_SKIP() << Quarlen::Tests::noLinks; // Windows keeps them to some users
+    }
+
+    EXPECT_THAT(messageFor(L"loop.zip"),
+                testing::AllOf(HasSubstr(L"loop.zip\": "), Quarlen::Tests::EndsWithANumber()));
+}
+
 TEST_F(UpdatePackages, AreRefusedWithNameAndCause) {
     folder.write("Update/text.zip", "no archive");
     fs::create_directory(updates / "folder.zip");
