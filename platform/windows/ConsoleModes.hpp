@@ -8,6 +8,22 @@
 
 namespace Quarlen::Platform {
 
+/// A lock that says so when the thread that tries to take it has it already.
+class SlimLock {
+public:
+    SlimLock() = default;
+    SlimLock(const SlimLock&) = delete;
+    SlimLock& operator=(const SlimLock&) = delete;
+    ~SlimLock() = default;
+
+    void lock() noexcept { ::AcquireSRWLockExclusive(&system); }
+    [[nodiscard]] bool try_lock() noexcept { return ::TryAcquireSRWLockExclusive(&system) != 0; }
+    void unlock() noexcept { ::ReleaseSRWLockExclusive(&system); }
+
+private:
+    SRWLOCK system = SRWLOCK_INIT;
+};
+
 /// The modes of the process's console that the program changes. They belong to the console and not
 /// to the process, so the shell would find them changed: each is given back as it was found. Any
 /// thread may call.
@@ -43,7 +59,7 @@ private:
     void restore(const Found& found) const;
 
     ConsoleCalls calls;
-    std::mutex mutex;
+    SlimLock mutex;
     std::vector<Found> foundModes;
     bool isEnding = false;
 };
