@@ -22,6 +22,8 @@ public:
     void bindToLoopback();
     void listen();
     [[nodiscard]] std::uint16_t port() const;
+    /// The system's handle, which stays this object's.
+    [[nodiscard]] std::intptr_t native() const { return handle; }
 
     /// False when the other side does not take it any more.
     bool send(std::string_view bytes);

@@ -1,5 +1,6 @@
 #include "kel_cpp/network/SovdServer.hpp"
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <stdexcept>
@@ -13,6 +14,7 @@
 #include <picojson.h>
 
 #include "kel_cpp/base/RuntimeError.hpp"
+#include "platform/ListeningSocket.hpp"
 #include "tests/kel_cpp/network/NetworkTesting.hpp"
 #include "tests/support/AcceptErrors.hpp"
 #include "tests/support/BoundAddress.hpp"
@@ -209,16 +211,78 @@ TEST_F(ASovdServer, StartsOnceAnAddressIsFreeThatNobodyListensOn) {
     EXPECT_EQ(held.sleeps(), 1U);
 }
 
-TEST_F(ASovdServer, ResetsAClientThatNeverEndsItsSide) {
-    server.start(0);
-    Quarlen::Tests::RawClient client(server.port());
-    client.send("GET /sovd/v1/components HTTP/1.1\r\nHost: x\r\n\r\n");
-    EXPECT_THAT(client.receiveReply(), HasSubstr("200 OK"));
-    ASSERT_TRUE(client.waitForClose());
+/// A SOVD server that a test gives the time that clients have to read their last reply.
+class EndOfSovdConnection : public testing::Test {
+protected:
+    void startWithReadingTime(std::chrono::milliseconds time) {
+        server = std::make_unique<SovdServer>(model, Platform::ClientSource{},
+                                              Platform::AddressProbe{}, [this, time](std::size_t) {
+                                                  ++endings;
+                                                  return time;
+                                              });
+        server->start(0);
+    }
+    Quarlen::Tests::RawClient clientWithItsReply() {
+        Quarlen::Tests::RawClient client(server->port());
+        client.send(request);
+        EXPECT_THAT(client.receiveReply(), HasSubstr("200 OK"));
+        EXPECT_TRUE(client.waitForClose());
+        return client;
+    }
 
-    server.stop();
+    static constexpr const char* request = "GET /sovd/v1/components HTTP/1.1\r\nHost: x\r\n\r\n";
+    static constexpr std::chrono::milliseconds aWhile{300};
+    SovdModel model = exampleModel();
+    std::unique_ptr<SovdServer> server;
+    std::atomic<int> endings{0};
+};
 
-    EXPECT_TRUE(client.waitForReset());
+TEST_F(EndOfSovdConnection, IsAResetForAClientThatNeverEndsItsSide) {
+    startWithReadingTime(std::chrono::milliseconds(50));
+
+    EXPECT_TRUE(clientWithItsReply().waitForReset());
+}
+
+TEST_F(EndOfSovdConnection, IsNoResetForAClientThatEndsItsSide) {
+    startWithReadingTime(std::chrono::minutes(1));
+    Quarlen::Tests::RawClient client = clientWithItsReply();
+
+    client.stopSending();
+
+    EXPECT_FALSE(client.waitForReset(aWhile));
+}
+
+TEST_F(EndOfSovdConnection, IsAResetWithoutAWaitForAClientThatHasSaidNothing) {
+    startWithReadingTime(std::chrono::hours(1));
+    Quarlen::Tests::RawClient silent(server->port());
+
+    EXPECT_TRUE(silent.waitForReset());
+    EXPECT_EQ(endings, 0);
+}
+
+TEST_F(EndOfSovdConnection, IsAResetAtAStopWhereItWouldKeepTheAddress) {
+    startWithReadingTime(std::chrono::hours(1));
+    Quarlen::Tests::RawClient client = clientWithItsReply();
+
+    server->stop();
+
+    EXPECT_EQ(client.waitForReset(aWhile), Platform::oldConnectionsKeepTheAddress());
+}
+
+TEST_F(EndOfSovdConnection, TakesNoLongReplyFromAClientAtAStop) {
+    model.components = [] {
+        return std::vector<SovdModel::Component>{{"ENGINE", std::string(100'000, 'x')}};
+    };
+    startWithReadingTime(std::chrono::hours(1));
+    Quarlen::Tests::RawClient client(server->port());
+    client.send(request);
+    // The reply has been written, and nothing of it been read.
+    ASSERT_TRUE(eventually([&] { return endings == 1; }));
+
+    server->stop();
+
+    EXPECT_THAT(client.receiveReply(), HasSubstr(std::string(100'000, 'x')));
+    EXPECT_FALSE(client.waitForReset(aWhile));
 }
 
 TEST_F(ASovdServer, ServesOnAfterEachFailureToAcceptThatPasses) {
