@@ -5,6 +5,7 @@
 #include <mutex>
 #include <string_view>
 #include <thread>
+#include <utility>
 #include <windows.h>
 
 #include "platform/Console.hpp"
@@ -12,6 +13,7 @@
 #include "platform/SystemError.hpp"
 #include "platform/SystemPaths.hpp"
 #include "platform/TextEncoding.hpp"
+#include "platform/windows/ServiceArguments.hpp"
 #include "platform/windows/ServiceStates.hpp"
 
 namespace Quarlen::Platform {
@@ -112,15 +114,23 @@ int runAsService() {
 
 } // namespace
 
+std::optional<std::vector<std::wstring>> serviceArguments(std::vector<std::wstring> arguments) {
+    if (std::erase(arguments, serviceOption) == 0) {
+        return std::nullopt;
+    }
+    arguments.emplace_back(L"--non_interactive");
+    return arguments;
+}
+
 int runServiceProgram(const std::vector<std::wstring>& arguments,
                       const std::shared_ptr<std::atomic<bool>>& stopRequested,
                       const MainProgram& program) {
-    Service asked{arguments, stopRequested, program};
-    if (std::erase(asked.arguments, serviceOption) == 0) {
+    auto texts = serviceArguments(arguments);
+    if (!texts) {
         raiseOnStopSignals(stopRequested);
         return program(arguments, [] {});
     }
-    asked.arguments.emplace_back(L"--non_interactive");
+    Service asked{std::move(*texts), stopRequested, program};
     service = &asked;
     return runAsService();
 }
