@@ -6,6 +6,7 @@
 #include <string_view>
 #include <system_error>
 #include <thread>
+#include <utility>
 #include <windows.h>
 
 #include "platform/Console.hpp"
@@ -13,6 +14,7 @@
 #include "platform/SystemError.hpp"
 #include "platform/SystemPaths.hpp"
 #include "platform/TextEncoding.hpp"
+#include "platform/windows/ServiceArguments.hpp"
 #include "platform/windows/ServiceControls.hpp"
 #include "platform/windows/ServiceStates.hpp"
 
@@ -121,15 +123,23 @@ int runAsService() {
 
 } // namespace
 
+std::optional<std::vector<std::wstring>> serviceArguments(std::vector<std::wstring> arguments) {
+    if (std::erase(arguments, serviceOption) == 0) {
+        return std::nullopt;
+    }
+    arguments.emplace_back(L"--non_interactive");
+    return arguments;
+}
+
 int runServiceProgram(const std::vector<std::wstring>& arguments,
                       const std::shared_ptr<std::atomic<bool>>& stopRequested,
                       const MainProgram& program) {
-    Service asked{arguments, stopRequested, program};
-    if (std::erase(asked.arguments, serviceOption) == 0) {
+    auto texts = serviceArguments(arguments);
+    if (!texts) {
         raiseOnStopSignals(stopRequested);
         return program(arguments, [] {});
     }
-    asked.arguments.emplace_back(L"--non_interactive");
+    Service asked{std::move(*texts), stopRequested, program};
     service = &asked;
     return runAsService();
 }

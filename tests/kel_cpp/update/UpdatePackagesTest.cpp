@@ -133,6 +133,13 @@ TEST_F(UpdatePackages, AreRefusedOutsideOfTheUpdateFolder) {
     EXPECT_THAT(stagedNames(), IsEmpty());
 }
 
+TEST_F(UpdatePackages, AreMissingAndNotOutsideWhereTheirFolderIsMissing) {
+    fs::remove(updates);
+    updates /= ""; // with the separator that people may configure
+
+    EXPECT_THAT(messageFor(L"a.zip"), EndsWith(L": there is no regular file of this name"));
+}
+
 TEST_F(UpdatePackages, AreRefusedWhenALinkLeadsOutOfTheUpdateFolder) {
     writeZip(folder.path() / "outside" / "a.zip", {"a"});
     if (!Quarlen::Tests::makeLink(folder.path() / "outside" / "a.zip", updates / "link.zip") ||
