@@ -1,6 +1,8 @@
 #include "tests/kel_server_lib/http/HttpFixture.hpp"
 
+#include <chrono>
 #include <stdexcept>
+#include <utility>
 
 namespace Quarlen::Rest::Tests {
 
@@ -16,7 +18,17 @@ std::uint16_t anyPortOf(HttpServer& server) {
     return static_cast<std::uint16_t>(port);
 }
 
+constexpr std::chrono::hours noLimit{1};
+
 } // namespace
+
+std::unique_ptr<HttpServer> HttpFixture::patientServer(HttpServerEnvironment environment) {
+    environment.readingTime = [](std::size_t /*bytes*/) { return noLimit; };
+    auto patient = std::make_unique<HttpServer>(std::move(environment));
+    patient->set_read_timeout(noLimit);
+    patient->set_write_timeout(noLimit);
+    return patient;
+}
 
 void HttpFixture::TearDown() {
     if (listener.joinable()) {
@@ -60,6 +72,17 @@ HttpFixture::HttpReply HttpFixture::get(const std::string& path) const {
 
 HttpFixture::HttpReply HttpFixture::put(const std::string& path, const std::string& body) const {
     return Quarlen::Tests::request(port, "PUT", path, body);
+}
+
+bool HttpFixture::eventuallyServesAFurtherClient() const {
+    const auto deadline = std::chrono::steady_clock::now() + RawClient::patience;
+    while (!servesAFurtherClient()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::yield();
+    }
+    return true;
 }
 
 HttpFixture::RawClient HttpFixture::connectIdle() const {

@@ -27,6 +27,10 @@ protected:
     /// Ends the server while what the fixtures of the tests lend it still lives.
     void TearDown() override;
 
+    /// One that gives its clients all the time that a busy machine needs: no limit of time decides
+    /// what a test sees.
+    static std::unique_ptr<HttpServer> patientServer(HttpServerEnvironment environment = {});
+
     /// Once the server has begun to serve.
     void start();
     /// Ends the server; false when its listening socket had failed.
@@ -39,12 +43,14 @@ protected:
     [[nodiscard]] RawClient connect() const { return RawClient(port); }
     /// True when the server still serves somebody else.
     [[nodiscard]] bool servesAFurtherClient() const { return get().status == 200; }
+    /// The same once its workers have noticed that they are free.
+    [[nodiscard]] bool eventuallyServesAFurtherClient() const;
     /// A connection that has got its reply and stays.
     [[nodiscard]] RawClient connectIdle() const;
 
     /// Chosen by `start`.
     std::uint16_t port = 0;
-    std::unique_ptr<HttpServer> server = std::make_unique<HttpServer>();
+    std::unique_ptr<HttpServer> server = patientServer();
     /// How many requests have reached a handler.
     std::atomic<int> handled{0};
 
