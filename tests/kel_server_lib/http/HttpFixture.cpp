@@ -18,17 +18,7 @@ std::uint16_t anyPortOf(HttpServer& server) {
     return static_cast<std::uint16_t>(port);
 }
 
-constexpr std::chrono::hours noLimit{1};
-
 } // namespace
-
-std::unique_ptr<HttpServer> HttpFixture::patientServer(HttpServerEnvironment environment) {
-    environment.readingTime = [](std::size_t /*bytes*/) { return noLimit; };
-    auto patient = std::make_unique<HttpServer>(std::move(environment));
-    patient->set_read_timeout(noLimit);
-    patient->set_write_timeout(noLimit);
-    return patient;
-}
 
 void HttpFixture::TearDown() {
     if (listener.joinable()) {

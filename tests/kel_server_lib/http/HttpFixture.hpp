@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "kel_server_lib/http/HttpServer.hpp"
+#include "tests/kel_server_lib/http/PatientServer.hpp"
 #include "tests/support/HttpReply.hpp"
 #include "tests/support/RawClient.hpp"
 
@@ -26,10 +27,6 @@ protected:
 
     /// Ends the server while what the fixtures of the tests lend it still lives.
     void TearDown() override;
-
-    /// One that gives its clients all the time that a busy machine needs: no limit of time decides
-    /// what a test sees.
-    static std::unique_ptr<HttpServer> patientServer(HttpServerEnvironment environment = {});
 
     /// Once the server has begun to serve.
     void start();
