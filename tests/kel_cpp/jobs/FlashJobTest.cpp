@@ -208,7 +208,7 @@ TEST_F(FlashJobTest, CanBeRepeatedAfterAFailure) {
 }
 
 TEST_F(FlashJobTest, ACancelledJobReportsAJobErrorBeforeItsEraseIsOver) {
-    folder.replaceIn("vehicle.xml", "eraseDuration=\"1000\"", "eraseDuration=\"3600000\"");
+    folder.replaceIn("vehicle.xml", "eraseDuration=\"1000\"", "eraseDuration=\"60000\"");
     useRealTime();
     writeFlashFile("engine_app.bin", 5000);
     connect();
