@@ -44,4 +44,8 @@ private:
 /// Lets the process have so many connections, both ends of each, where the system counts them.
 void allowConnections(std::size_t count);
 
+/// The system keeps no more than some ten thousand bytes that a connection's other side has no room
+/// for.
+void limitSendBuffer(std::intptr_t connection);
+
 } // namespace Quarlen::Tests

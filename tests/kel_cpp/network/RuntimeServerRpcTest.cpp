@@ -111,10 +111,11 @@ TEST_F(AServerWithMethods, LosesNoStatusThatIsSetDuringTheSubscription) {
     });
     for (int round = 0; round < 20; ++round) {
         RpcTestClient client(address);
+        ahead = 0;
         client.result("status.subscribe");
         std::int64_t last = client.notification("status.changed").at("number").as_int64();
         for (int count = 0; count < 20; ++count) {
-            ahead = 0;
+            --ahead;
             const auto next = client.notification("status.changed").at("number").as_int64();
             EXPECT_EQ(next, last + 1);
             last = next;
