@@ -1,8 +1,6 @@
 #include "kel_cpp/ServedFiles.hpp"
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <string_view>
 #include <system_error>
 
@@ -11,7 +9,9 @@
 #include "platform/FileFacts.hpp"
 #include "platform/FolderListing.hpp"
 #include "platform/Paths.hpp"
+#include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
+#include "std_util/FileTool.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -75,12 +75,14 @@ std::string readReport(const path& reportsFolder, const std::wstring& name) {
     if (found == reports.end() || found->bytes > maxServedReport) {
         throw runtimeError(ErrorCode::Report, L"there is no report " + inQuotes(name));
     }
-    std::ifstream file(Platform::openablePath(reportsFolder / Platform::toPath(name)),
-                       std::ios::binary);
-    if (!file) {
-        throw runtimeError(ErrorCode::Report, L"the report " + inQuotes(name) + L" cannot be read");
+    try {
+        return StdUtil::FileTool::readFile(
+            StdUtil::PathString(reportsFolder / Platform::toPath(name)));
+    } catch (const std::system_error& error) {
+        throw runtimeError(ErrorCode::Report, L"the report " + inQuotes(name) +
+                                                  L" cannot be read: " +
+                                                  Platform::errorText(error.code()));
     }
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 } // namespace Quarlen::Kel_cpp

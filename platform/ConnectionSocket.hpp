@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 
@@ -55,10 +56,19 @@ constexpr std::chrono::milliseconds readingTime(std::size_t bytes) noexcept {
     return firstReadingTime + std::chrono::milliseconds(bytes * 1000 / bytesOfASecond);
 }
 
+/// Of the last reply of a connection.
+using ReadingTime = std::function<std::chrono::milliseconds(std::size_t bytes)>;
+
 /// Gives a connection up whose other side does not end it, and frees the handle. Nothing of it
 /// stays behind, while what is closed only waits for the other side, and on Windows keeps the port
 /// from the next server meanwhile. What has not been read yet is lost.
 void resetSocket(std::intptr_t socket) noexcept;
+
+/// Whether a server that stops resets a connection whose other side has not ended it, after a last
+/// reply of so many bytes: where it would keep the address from the next server, unless a live
+/// reader may still be at a long reply. It is closed otherwise, and the system goes on with what
+/// has not been read yet.
+[[nodiscard]] bool isResetAtStop(std::size_t bytes) noexcept;
 
 /// False once the other side has ended the connection and all that it sent has been read.
 [[nodiscard]] bool isPeerConnected(std::intptr_t socket) noexcept;

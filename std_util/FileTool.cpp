@@ -10,6 +10,7 @@
 #include "platform/FileFacts.hpp"
 #include "platform/FileNames.hpp"
 #include "platform/Paths.hpp"
+#include "platform/StreamError.hpp"
 #include "platform/TextEncoding.hpp"
 
 namespace StdUtil::FileTool {
@@ -46,11 +47,6 @@ bool endsIgnoringCase(std::wstring_view text, std::wstring_view ending) {
 
 [[noreturn]] void throwUnreadable(const PathString& path, std::error_code cause) {
     throw std::system_error(cause, "cannot read \"" + Platform::toUtf8(path.wstr()) + "\"");
-}
-
-/// The error of the last stream operation, where the library does not tell it.
-std::error_code streamError() {
-    return {errno != 0 ? errno : EIO, std::generic_category()};
 }
 
 void requireRegularFile(const PathString& path) {
@@ -94,7 +90,7 @@ std::string readFile(const PathString& path) {
     requireRegularFile(path);
     std::ifstream file = open(path);
     if (!file) {
-        throwUnreadable(path, streamError());
+        throwUnreadable(path, Platform::streamError());
     }
     std::string content;
     content.reserve(announcedSize(path));
@@ -105,7 +101,7 @@ std::string readFile(const PathString& path) {
         content.append(part.data(), static_cast<std::size_t>(file.gcount()));
     } while (file);
     if (file.bad()) {
-        throwUnreadable(path, streamError());
+        throwUnreadable(path, Platform::streamError());
     }
     return content;
 }

@@ -9,6 +9,7 @@
 
 #include "platform/FileFacts.hpp"
 #include "platform/Paths.hpp"
+#include "platform/StreamError.hpp"
 #include "platform/SystemError.hpp"
 #include "xml/Fault.hpp"
 
@@ -44,12 +45,6 @@ std::uint64_t announcedSize(const std::filesystem::path& file) {
     return facts.size;
 }
 
-/// A stream need not report the cause of a failed open.
-std::error_code causeOfFailedOpen() {
-    return errno == 0 ? std::make_error_code(std::errc::io_error)
-                      : std::error_code(errno, std::generic_category());
-}
-
 } // namespace
 
 void readFile(const std::filesystem::path& file, std::size_t maxSize,
@@ -61,12 +56,13 @@ void readFile(const std::filesystem::path& file, std::size_t maxSize,
     errno = 0;
     std::ifstream stream(Platform::openablePath(file), std::ios::binary);
     if (!stream) {
-        failRead(causeOfFailedOpen());
+        failRead(Platform::streamError());
     }
     // With room for one byte more the end is found by the first read.
     const auto size = std::clamp(announced + 1, smallestPart, partSize);
     std::string part(static_cast<std::size_t>(size), '\0');
     for (std::uint64_t total = 0; stream;) {
+        errno = 0;
         stream.read(part.data(), static_cast<std::streamsize>(part.size()));
         const auto count = static_cast<std::size_t>(stream.gcount());
         total += count;
@@ -76,7 +72,7 @@ void readFile(const std::filesystem::path& file, std::size_t maxSize,
         }
     }
     if (stream.bad()) {
-        failRead(std::make_error_code(std::errc::io_error));
+        failRead(Platform::streamError());
     }
 }
 

@@ -8,6 +8,7 @@
 #include "platform/FileFacts.hpp"
 #include "platform/FileNames.hpp"
 #include "platform/Paths.hpp"
+#include "platform/StreamError.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "uds/Crc32.hpp"
@@ -72,6 +73,7 @@ Uds::Bytes contentOf(std::ifstream& file, std::uint64_t announced, const std::st
     while (file) {
         throwIfCancelled(cancel);
         content.resize(count + pieceSize);
+        errno = 0;
         file.read(reinterpret_cast<char*>(content.data()) + count,
                   static_cast<std::streamsize>(pieceSize));
         count += static_cast<std::size_t>(file.gcount());
@@ -90,10 +92,13 @@ Uds::Bytes readFlashFile(const std::filesystem::path& folder, const std::wstring
     errno = 0;
     std::ifstream file(Platform::openablePath(path), std::ios::binary);
     if (!file) {
-        throw unreadable({errno != 0 ? errno : EIO, std::generic_category()});
+        throw unreadable(Platform::streamError());
     }
     Uds::Bytes content = contentOf(file, announced, cancel);
-    if (file.bad() || content.size() < announced) {
+    if (file.bad()) {
+        throw unreadable(Platform::streamError());
+    }
+    if (content.size() < announced) {
         throw FlashError(L"the file cannot be read to its end: " + std::to_wstring(content.size()) +
                          L" of " + std::to_wstring(announced) + L" bytes");
     }

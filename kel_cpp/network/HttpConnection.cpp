@@ -9,7 +9,7 @@
 #include "kel_cpp/network/Endpoints.hpp"
 #include "kel_cpp/network/Farewell.hpp"
 #include "kel_cpp/network/HttpDate.hpp"
-#include "platform/ListeningSocket.hpp"
+#include "platform/ConnectionSocket.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -161,6 +161,7 @@ void HttpConnection::sendLater(Response answer) {
 
 void HttpConnection::sent(bool keepAlive, std::size_t bytes, const ErrorCode& error) {
     isServed = false;
+    lastReply = bytes;
     if (error) {
         end();
     } else if (keepAlive) {
@@ -197,7 +198,7 @@ void HttpConnection::close() {
 }
 
 void HttpConnection::leave() {
-    if (Platform::oldConnectionsKeepTheAddress() && stream.socket().is_open()) {
+    if (Platform::isResetAtStop(lastReply) && stream.socket().is_open()) {
         stream.expires_never();
         stream.socket().set_option(boost::asio::socket_base::linger(false, 0), ignoredError);
         sayFarewell(stream.release_socket(), ioContext);

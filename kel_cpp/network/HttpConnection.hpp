@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -97,6 +98,8 @@ private:
     bool isStrange = true;
     /// Its request is being worked on.
     bool isServed = false;
+    /// The bytes of the last reply.
+    std::size_t lastReply = 0;
     ErrorCode ignoredError;
 };
 

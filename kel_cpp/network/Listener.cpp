@@ -48,6 +48,9 @@ void Listener::accepted(const boost::system::error_code& error, tcp::socket sock
     boost::system::error_code ignored;
     // An answer is small and awaited, and not to be held back for a larger segment.
     socket.set_option(tcp::no_delay(true), ignored);
+    if (context.sendBuffer) {
+        socket.set_option(boost::asio::socket_base::send_buffer_size(*context.sendBuffer), ignored);
+    }
     std::make_shared<HttpConnection>(std::move(socket), context, served)->begin();
 }
 

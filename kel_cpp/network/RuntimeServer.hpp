@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,7 +26,11 @@ struct ClientSettings {
     /// How soon a change of that file counts for those who are connected.
     std::chrono::milliseconds tokenCheckInterval{5000};
     /// For a client to read its last reply of so many bytes and to end its side.
-    std::function<std::chrono::milliseconds(std::size_t bytes)> readingTime = Platform::readingTime;
+    Platform::ReadingTime readingTime = Platform::readingTime;
+    /// For a client to begin a WebSocket, and to take its end.
+    std::chrono::milliseconds handshakeTime{10'000};
+    /// The bytes that the system keeps for a client; none for what it likes.
+    std::optional<int> sendBuffer = {};
 };
 
 /// The runtime's network server: on each address it serves HTTP/1.1 and WebSockets with the methods

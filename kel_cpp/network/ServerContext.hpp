@@ -3,6 +3,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -18,6 +19,7 @@
 #include "kel_cpp/rpc/JsonRpc.hpp"
 #include "kel_cpp/rpc/ServerModel.hpp"
 #include "kel_cpp/rpc/ServerTasks.hpp"
+#include "platform/ConnectionSocket.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -33,7 +35,9 @@ struct ServerContext {
     const ClientPage& page;
     ClientLimits limits;
     /// For a client to read its last reply of so many bytes and to end its side.
-    std::function<std::chrono::milliseconds(std::size_t bytes)> readingTime;
+    Platform::ReadingTime readingTime;
+    std::chrono::milliseconds handshakeTime;
+    std::optional<int> sendBuffer;
     /// The names of this machine.
     std::vector<std::string> machineNames;
     /// Of the wrong tokens that have not been answered yet.

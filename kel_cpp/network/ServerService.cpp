@@ -36,6 +36,8 @@ ServerService::ServerService(const RuntimeServer::Sources& sources, const Client
               page,
               settings.limits,
               settings.readingTime,
+              settings.handshakeTime,
+              settings.sendBuffer,
               machineNames(),
               {}},
       tokenCheckInterval(settings.tokenCheckInterval),

@@ -1,15 +1,26 @@
 #include "kel_cpp/network/SovdHttpServer.hpp"
 
+#include <chrono>
 #include <cstddef>
 #include <exception>
 #include <utility>
 
-#include "kel_cpp/network/SovdStream.hpp"
+#include "http_stream/SocketStream.hpp"
 #include "platform/ConnectionSocket.hpp"
 
 namespace Quarlen::Kel_cpp {
 
-SovdHttpServer::SovdHttpServer(Platform::ClientSource clients) : clients(std::move(clients)) {
+namespace {
+
+/// For the first byte of a request: a client that says nothing does not keep its worker.
+constexpr std::chrono::seconds silentTime{1};
+/// From a request's first byte to its last, and for the client to take each part of the reply.
+constexpr std::chrono::seconds requestTime{5};
+
+} // namespace
+
+SovdHttpServer::SovdHttpServer(Platform::ClientSource clients, Platform::ReadingTime readingTime)
+    : clients(std::move(clients)), readingTime(std::move(readingTime)) {
     constexpr std::size_t maxBodySize = 4096;
     set_payload_max_length(maxBodySize);
     set_socket_options([](socket_t listening) {
@@ -57,35 +68,42 @@ void SovdHttpServer::stopServing() {
 }
 
 void SovdHttpServer::serveAndClose(std::intptr_t connection) {
-    bool hasEnded = true;
-    if (stopping) {
-        // It has waited for a worker, and nobody waits for it.
-        Platform::closeSocket(connection);
-        return;
-    }
+    bool hasToReset = false;
     try {
-        SovdStream stream(connection, stopping);
-        serveRequest(stream, connection);
-        Platform::stopWriting(connection);
-        hasEnded = stream.waitForClient(Platform::readingTime(stream.replySize()));
+        hasToReset = !serveConnection(connection);
     } catch (const std::exception&) {
         // Most likely out of memory: this client loses its connection, the others go on.
     }
-    if (hasEnded) {
-        Platform::closeSocket(connection);
-    } else {
+    if (hasToReset) {
         Platform::resetSocket(connection);
+    } else {
+        Platform::closeSocket(connection);
     }
 }
 
-void SovdHttpServer::serveRequest(SovdStream& stream, std::intptr_t connection) {
-    if (!stream.waitForRequest()) {
-        return;
+bool SovdHttpServer::serveConnection(std::intptr_t connection) {
+    Http::SocketStream stream(connection, {.serverStops = [this] { return stopping.load(); }},
+                              {.request = requestTime, .write = requestTime});
+    if (serveRequest(stream)) {
+        Platform::stopWriting(connection);
+        if (stream.waitForClient(readingTime(stream.replySize()))) {
+            return true;
+        }
     }
+    return stopping && !Platform::isResetAtStop(stream.replySize());
+}
+
+bool SovdHttpServer::serveRequest(Http::SocketStream& stream) {
+    // One that has waited for a worker until the stop is not served: nobody waits for it.
+    if (stopping || !stream.waitForRequest(silentTime)) {
+        return false;
+    }
+    const auto connection = static_cast<std::intptr_t>(stream.socket());
     const auto client = Platform::peerAddress(connection);
     const auto own = Platform::ownAddress(connection);
     bool ends = true;
     process_request(stream, client.host, client.port, own.host, own.port, true, ends, nullptr);
+    return true;
 }
 
 } // namespace Quarlen::Kel_cpp

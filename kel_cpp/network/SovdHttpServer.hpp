@@ -5,11 +5,14 @@
 
 #include <httplib.h>
 
+#include "platform/ConnectionSocket.hpp"
 #include "platform/NextClient.hpp"
 
-namespace Quarlen::Kel_cpp {
+namespace Quarlen::Http {
+class SocketStream;
+}
 
-class SovdStream;
+namespace Quarlen::Kel_cpp {
 
 /// The HTTP library's server with an accept loop of its own, because the library's looks at
 /// `errno`, which Winsock leaves alone: there one client that has gone again would end the server.
@@ -17,7 +20,7 @@ class SovdStream;
 /// them.
 class SovdHttpServer : public httplib::Server {
 public:
-    explicit SovdHttpServer(Platform::ClientSource clients);
+    SovdHttpServer(Platform::ClientSource clients, Platform::ReadingTime readingTime);
 
     /// Takes clients of the port that has been bound and serves them until `stopServing`. False
     /// when the listening socket has failed.
@@ -29,9 +32,13 @@ private:
     bool acceptClients(httplib::TaskQueue& workers);
     bool closeListening();
     void serveAndClose(std::intptr_t connection);
-    void serveRequest(SovdStream& stream, std::intptr_t connection);
+    /// False when the connection has to be reset.
+    bool serveConnection(std::intptr_t connection);
+    /// False when there was no request.
+    bool serveRequest(Http::SocketStream& stream);
 
     const Platform::ClientSource clients;
+    const Platform::ReadingTime readingTime;
     std::atomic<bool> stopping{false};
 };
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/ConnectionSocket.hpp"
 #include "platform/FreeAddress.hpp"
 #include "platform/NextClient.hpp"
 
@@ -27,7 +28,8 @@ struct SovdModel {
 class SovdServer {
 public:
     explicit SovdServer(SovdModel model, Platform::ClientSource clients = {},
-                        Platform::AddressProbe probe = {});
+                        Platform::AddressProbe probe = {},
+                        Platform::ReadingTime readingTime = Platform::readingTime);
     SovdServer(const SovdServer&) = delete;
     SovdServer& operator=(const SovdServer&) = delete;
     ~SovdServer();

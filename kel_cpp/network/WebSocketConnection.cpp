@@ -1,6 +1,5 @@
 #include "kel_cpp/network/WebSocketConnection.hpp"
 
-#include <algorithm>
 #include <utility>
 
 #include <boost/asio/dispatch.hpp>
@@ -10,7 +9,7 @@
 
 #include "kel_cpp/network/Farewell.hpp"
 #include "kel_cpp/rpc/JsonRecords.hpp"
-#include "platform/ListeningSocket.hpp"
+#include "platform/ConnectionSocket.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -18,7 +17,6 @@ namespace {
 
 namespace websocket = boost::beast::websocket;
 
-constexpr std::chrono::seconds handshakeTime{10};
 /// Of one client. Further messages are read when one has been answered.
 constexpr std::size_t maxUnanswered = 32;
 /// A larger message does not stay in memory for as long as its client stays.
@@ -42,7 +40,7 @@ void WebSocketConnection::configure() {
     // The stream has timers of its own; they would fire together with those of the connection.
     boost::beast::get_lowest_layer(socket).expires_never();
     websocket::stream_base::timeout times{};
-    times.handshake_timeout = handshakeTime;
+    times.handshake_timeout = context.handshakeTime;
     times.idle_timeout = context.limits.maxIdle;
     times.keep_alive_pings = true;
     socket.set_option(times);
@@ -72,7 +70,7 @@ void WebSocketConnection::accepted(const ErrorCode& error) {
 
 void WebSocketConnection::read() {
     if (reading || closing || unanswered >= maxUnanswered ||
-        unsentBytes > context.limits.maxMessage) {
+        unsent.bytes() > context.limits.maxMessage) {
         return;
     }
     reading = true;
@@ -133,20 +131,12 @@ void WebSocketConnection::notify(const Message& message, std::uint64_t number, b
     if (number != 0) {
         lastStatus = number;
     }
-    if (isBehind()) {
-        unsent.resize(1);
+    if (unsent.hasNotifications(context.limits.maxUnsent)) {
+        unsent.dropOthers();
         closeWith({websocket::close_code::policy_error, "the notifications are not read"});
         return;
     }
-    enqueue(message);
-}
-
-bool WebSocketConnection::isBehind() const {
-    // Counted only where it can matter: each client hears of each status.
-    return unsent.size() >= context.limits.maxUnsent &&
-           static_cast<std::size_t>(std::count_if(
-               unsent.begin(), unsent.end(), [](const Unsent& each) { return !each.isAnswer; })) >=
-               context.limits.maxUnsent;
+    enqueue(message, false);
 }
 
 /// The answer to the call is in the queue already, and no status comes between it and this one. The
@@ -158,15 +148,15 @@ void WebSocketConnection::subscribe(const StatusEntry& present) {
     }
     lastStatus = present.number;
     enqueue(std::make_shared<const std::string>(
-        JsonRpc::notification("status.changed", JsonRecords::status(present))));
+                JsonRpc::notification("status.changed", JsonRecords::status(present))),
+            false);
 }
 
 void WebSocketConnection::enqueue(Message message, bool isAnswer) {
     if (closing) {
         return;
     }
-    unsentBytes += message->size();
-    unsent.push_back({std::move(message), isAnswer});
+    unsent.add(std::move(message), isAnswer);
     write();
 }
 
@@ -176,8 +166,8 @@ void WebSocketConnection::write() {
     }
     writing = true;
     socket.text(true);
-    socket.async_write(boost::asio::buffer(*unsent.front().text),
-                       [self = shared_from_this(), message = unsent.front().text](
+    socket.async_write(boost::asio::buffer(*unsent.first()),
+                       [self = shared_from_this(), message = unsent.first()](
                            const ErrorCode& error, std::size_t) { self->written(error); });
 }
 
@@ -188,9 +178,7 @@ void WebSocketConnection::written(const ErrorCode& error) {
         return;
     }
     used = std::chrono::steady_clock::now();
-    unsentBytes -= unsent.front().text->size();
-    unanswered -= unsent.front().isAnswer ? 1 : 0;
-    unsent.pop_front();
+    unanswered -= unsent.removeFirst() ? 1 : 0;
     write();
     read();
 }
@@ -205,7 +193,7 @@ void WebSocketConnection::closeWith(const websocket::close_reason& reason) {
     }
     socket.async_close(reason, [self = shared_from_this()](const ErrorCode&) { self->end(); });
     // The close waits for what is being sent, which a client that reads nothing never takes.
-    patience.expires_after(handshakeTime);
+    patience.expires_after(context.handshakeTime);
     patience.async_wait([self = shared_from_this()](const ErrorCode&) { self->close(); });
 }
 
@@ -228,7 +216,7 @@ void WebSocketConnection::close() {
 
 void WebSocketConnection::leave() {
     auto& stream = boost::beast::get_lowest_layer(socket);
-    if (Platform::oldConnectionsKeepTheAddress() && stream.socket().is_open()) {
+    if (Platform::isResetAtStop(0) && stream.socket().is_open()) {
         closing = true;
         patience.cancel();
         sayFarewell(stream.release_socket(), ioContext);

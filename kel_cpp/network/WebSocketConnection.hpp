@@ -1,6 +1,5 @@
 #pragma once
 
-#include <deque>
 #include <memory>
 #include <string>
 
@@ -12,6 +11,7 @@
 #include <boost/beast/websocket/stream.hpp>
 
 #include "kel_cpp/network/ServerContext.hpp"
+#include "kel_cpp/network/UnsentMessages.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -55,8 +55,7 @@ private:
     void read();
     void received(const ErrorCode& error);
     void answer(std::string text);
-    [[nodiscard]] bool isBehind() const;
-    void enqueue(Message message, bool isAnswer = false);
+    void enqueue(Message message, bool isAnswer);
     void write();
     void written(const ErrorCode& error);
     void closeWith(const boost::beast::websocket::close_reason& reason);
@@ -74,12 +73,7 @@ private:
     std::wstring token;
     std::chrono::steady_clock::time_point used = std::chrono::steady_clock::now();
     boost::beast::flat_buffer buffer;
-    struct Unsent {
-        Message text;
-        bool isAnswer = false;
-    };
-    std::deque<Unsent> unsent;
-    std::size_t unsentBytes = 0;
+    UnsentMessages unsent;
     /// Requests whose answers have not been sent: a client cannot have any number of them.
     std::size_t unanswered = 0;
     bool reading = false;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
@@ -10,10 +9,10 @@
 
 #include "platform/FileFacts.hpp"
 #include "platform/FilePrivacy.hpp"
-#include "platform/Paths.hpp"
 #include "platform/Sha256.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
+#include "std_util/FileTool.hpp"
 #include "std_util/TraceHelper.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -55,6 +54,19 @@ Digest parseDigest(const std::string& text) {
         }
     }
     return digest;
+}
+
+[[noreturn]] void throwUnreadable(const std::error_code& cause) {
+    throw std::runtime_error(
+        Platform::toUtf8(L"the file cannot be read: " + Platform::errorText(cause)));
+}
+
+std::string contentOf(const std::filesystem::path& file) {
+    try {
+        return StdUtil::FileTool::readFile(StdUtil::PathString(file));
+    } catch (const std::system_error& error) {
+        throwUnreadable(error.code());
+    }
 }
 
 } // namespace
@@ -113,23 +125,20 @@ std::vector<AccessTokens::Entry> AccessTokens::read() const {
     std::error_code failure;
     const Platform::FileFacts facts = Platform::fileFacts(file, failure);
     if (failure) {
-        throw std::runtime_error(Platform::toUtf8(Platform::errorText(failure)));
-    }
-    if (!Platform::isPrivate(file)) {
-        throw std::runtime_error("others can read this file; only its owner may");
+        throwUnreadable(failure);
     }
     if (facts.kind != Platform::FileKind::Regular) {
         throw std::runtime_error("this is no regular file");
+    }
+    if (!Platform::isPrivate(file)) {
+        throw std::runtime_error("others can read this file; only its owner may");
     }
     if (facts.size > maxFileSize) {
         throw std::runtime_error("the file is larger than " + std::to_string(maxFileSize) +
                                  " bytes");
     }
-    std::ifstream stream(Platform::openablePath(file));
-    if (!stream) {
-        throw std::runtime_error("the file cannot be opened");
-    }
-    return entriesOf(stream);
+    std::istringstream content(contentOf(file));
+    return entriesOf(content);
 }
 
 std::vector<AccessTokens::Entry> AccessTokens::entriesOf(std::istream& stream) {

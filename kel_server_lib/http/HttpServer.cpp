@@ -11,8 +11,8 @@
 #include "kel_server_lib/http/ConnectionStream.hpp"
 #include "kel_server_lib/http/LocalHosts.hpp"
 #include "kel_server_lib/http/RequestRules.hpp"
+#include "kel_server_lib/http/ServedConnection.hpp"
 #include "platform/ConnectionSocket.hpp"
-#include "platform/FreeMemory.hpp"
 #include "platform/ListeningSocket.hpp"
 
 namespace Quarlen::Rest {
@@ -28,17 +28,6 @@ static_assert(CPPHTTPLIB_LISTEN_BACKLOG >= 128, "clients that arrive together ha
 constexpr std::chrono::seconds keepAliveTime{3600};
 /// Bounds how long one client keeps its worker when it never pauses.
 constexpr std::size_t maxRequestsPerConnection = 100;
-/// Memory that a body of this size has taken is given back to the system at once.
-constexpr std::size_t largeBody = std::size_t{64} * 1024;
-
-/// The connection that this worker serves. The library tells its handlers nothing of the
-/// connection.
-struct ServedConnection {
-    ConnectionStream& stream;
-    Connections::Entry& entry;
-    bool tookMuchMemory = false;
-};
-thread_local ServedConnection* served = nullptr;
 
 /// The library's socket type is an integer whose signedness depends on the platform.
 std::intptr_t handleOf(socket_t socket) {
@@ -60,33 +49,6 @@ void answerUnhandledException(const Request& /*request*/, Response& response,
     response.reason.clear();
     response.body.clear();
     response.headers.clear();
-}
-
-/// The last moment at which a connection may have to make room, although its request has arrived.
-HandlerResponse beginServing(const Request& /*request*/, Response& response) {
-    if (served->entry.serveRequest()) {
-        return HandlerResponse::Unhandled;
-    }
-    response.status = StatusCode::ServiceUnavailable_503;
-    return HandlerResponse::Handled;
-}
-
-void sayWhetherItEnds(const Request& request, Response& response) {
-    if (served->entry.serverStops() || response.get_header_value("Connection") == "close") {
-        served->stream.ignoreFurtherInput();
-        response.headers.erase("Keep-Alive");
-        response.headers.erase("Connection");
-        response.set_header("Connection", "close");
-    } else if (request.version == "HTTP/1.0") {
-        response.set_header("Connection", "keep-alive");
-    }
-}
-
-void beforeReply(const Request& request, Response& response) {
-    // A request that no handler has seen is answered in whole, too.
-    served->entry.serveRequest();
-    served->tookMuchMemory = std::max(request.body.size(), response.body.size()) >= largeBody;
-    sayWhetherItEnds(request, response);
 }
 
 } // namespace
@@ -113,9 +75,9 @@ HttpServer::HttpServer(HttpServerEnvironment environment) : environment(std::mov
     set_pre_routing_handler([this](const Request& request, Response& response) {
         return refuses(request, response) ? HandlerResponse::Handled : HandlerResponse::Unhandled;
     });
-    set_pre_request_handler(beginServing);
+    set_pre_request_handler(ServedConnection::beginServing);
     set_exception_handler(answerUnhandledException);
-    set_post_routing_handler(beforeReply);
+    set_post_routing_handler(ServedConnection::beforeReply);
 }
 
 bool HttpServer::refuses(const Request& request, Response& response) const {
@@ -208,26 +170,22 @@ bool HttpServer::serveConnection(socket_t socket, Connections::Entry& entry) {
     ConnectionStream stream(handleOf(socket), entry,
                             {.request = timeLimit(read_timeout_sec_, read_timeout_usec_),
                              .write = timeLimit(write_timeout_sec_, write_timeout_usec_)});
-    ServedConnection connection{stream, entry};
-    served = &connection;
     serveRequests(stream, entry);
-    served = nullptr;
     return endConnection(stream, entry);
 }
 
 /// Closing while bytes arrive would take the reply from a client that has not read it yet. A stop
-/// waits for nobody for long: there the system goes on with a reply that a client may still read,
-/// but a short one where that would keep the address from the next server.
+/// waits for nobody for long.
 bool HttpServer::endConnection(ConnectionStream& stream, Connections::Entry& entry) const {
     Platform::stopWriting(handleOf(stream.socket()));
     if (!entry.leave() || stream.waitForClient(environment.readingTime(stream.replySize()))) {
         return true;
     }
-    return entry.serverStops() && (!Platform::oldConnectionsKeepTheAddress() ||
-                                   stream.replySize() > Platform::bytesOfASecond);
+    return entry.serverStops() && !Platform::isResetAtStop(stream.replySize());
 }
 
 void HttpServer::serveRequests(ConnectionStream& stream, Connections::Entry& entry) {
+    ServedConnection served(stream, entry);
     const auto client = Platform::peerAddress(handleOf(stream.socket()));
     const auto own = Platform::ownAddress(handleOf(stream.socket()));
     for (std::size_t left = keep_alive_max_count_; left > 0 && waitForRequest(stream, entry);
@@ -236,9 +194,7 @@ void HttpServer::serveRequests(ConnectionStream& stream, Connections::Entry& ent
         const bool answered = process_request(
             stream, client.host, client.port, own.host, own.port, left == 1 || entry.serverStops(),
             ends, [&ends](Request& request) { ends = settle(request); });
-        if (std::exchange(served->tookMuchMemory, false)) {
-            Platform::releaseFreeMemory();
-        }
+        served.releaseMemory();
         if (!answered || ends || stream.ignoresFurtherInput() || entry.serverStops()) {
             break;
         }

@@ -1,10 +1,8 @@
 #pragma once
 
 #include <atomic>
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 
 #include <httplib.h>
 
@@ -25,7 +23,7 @@ struct HttpServerEnvironment {
     Platform::ClientSource clients = {};
     WorkerLimits workers = workerLimits();
     /// For a client to read its last reply and to end its side.
-    std::function<std::chrono::milliseconds(std::size_t bytes)> readingTime = Platform::readingTime;
+    Platform::ReadingTime readingTime = Platform::readingTime;
 };
 
 /// The HTTP library's server with this product's limits and its own accept loop. The thread that

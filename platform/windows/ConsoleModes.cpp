@@ -22,11 +22,11 @@ BOOL WINAPI onConsoleEvent(DWORD) {
 
 /// `atexit` does not run when the program aborts. The end goes on after it.
 void onAbort(int) {
-    consoleModes().giveBack();
+    consoleModes().giveBackUnlessBusy();
 }
 
 LONG WINAPI onCrash(EXCEPTION_POINTERS* crash) {
-    consoleModes().giveBack();
+    consoleModes().giveBackUnlessBusy();
     const LPTOP_LEVEL_EXCEPTION_FILTER former = formerFilter;
     return former != nullptr ? former(crash) : EXCEPTION_CONTINUE_SEARCH;
 }
@@ -67,10 +67,20 @@ void ConsoleModes::keep(const Found& found) {
     }
 }
 
-/// Standard output and standard error may be the same screen: the mode that was found first is
-/// given back last.
 void ConsoleModes::giveBack() noexcept {
     const std::lock_guard lock(mutex);
+    restoreAll();
+}
+
+void ConsoleModes::giveBackUnlessBusy() noexcept {
+    if (const std::unique_lock lock(mutex, std::try_to_lock); lock.owns_lock()) {
+        restoreAll();
+    }
+}
+
+/// Standard output and standard error may be the same screen: the mode that was found first is
+/// given back last.
+void ConsoleModes::restoreAll() noexcept {
     isEnding = true;
     for (; !foundModes.empty(); foundModes.pop_back()) {
         restore(foundModes.back());

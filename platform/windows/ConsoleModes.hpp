@@ -8,6 +8,22 @@
 
 namespace Quarlen::Platform {
 
+/// A lock that says so when the thread that tries to take it has it already.
+class SlimLock {
+public:
+    SlimLock() = default;
+    SlimLock(const SlimLock&) = delete;
+    SlimLock& operator=(const SlimLock&) = delete;
+    ~SlimLock() = default;
+
+    void lock() noexcept { ::AcquireSRWLockExclusive(&system); }
+    [[nodiscard]] bool try_lock() noexcept { return ::TryAcquireSRWLockExclusive(&system) != 0; }
+    void unlock() noexcept { ::ReleaseSRWLockExclusive(&system); }
+
+private:
+    SRWLOCK system = SRWLOCK_INIT;
+};
+
 /// The modes of the process's console that the program changes. They belong to the console and not
 /// to the process, so the shell would find them changed: each is given back as it was found. Any
 /// thread may call.
@@ -26,6 +42,9 @@ public:
 
     /// The process ends: gives all modes back. Later changes are refused.
     void giveBack() noexcept;
+    /// The same where the process breaks off. Does nothing while a thread is at the modes: it may
+    /// be the one that breaks off, and waiting for itself would keep the process for ever.
+    void giveBackUnlessBusy() noexcept;
 
 private:
     struct Found {
@@ -36,10 +55,11 @@ private:
     };
 
     void keep(const Found& found);
+    void restoreAll() noexcept;
     void restore(const Found& found) const;
 
     ConsoleCalls calls;
-    std::mutex mutex;
+    SlimLock mutex;
     std::vector<Found> foundModes;
     bool isEnding = false;
 };

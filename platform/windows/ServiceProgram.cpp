@@ -4,7 +4,9 @@
 #include <condition_variable>
 #include <mutex>
 #include <string_view>
+#include <system_error>
 #include <thread>
+#include <utility>
 #include <windows.h>
 
 #include "platform/Console.hpp"
@@ -12,6 +14,8 @@
 #include "platform/SystemError.hpp"
 #include "platform/SystemPaths.hpp"
 #include "platform/TextEncoding.hpp"
+#include "platform/windows/ServiceArguments.hpp"
+#include "platform/windows/ServiceControls.hpp"
 #include "platform/windows/ServiceStates.hpp"
 
 namespace Quarlen::Platform {
@@ -61,13 +65,16 @@ private:
     std::jthread thread{[this] { run(); }};
 };
 
-DWORD WINAPI onControl(DWORD control, DWORD, void*, void* states) {
-    return static_cast<ServiceStates*>(states)->onControl(control);
-}
-
 int runWithTicks(ServiceStates& states) {
     const Ticker ticker(states);
     return service->program(service->arguments, [&states] { states.started(); });
+}
+
+/// The manager is told nothing more, not even that the service has stopped, so the dispatcher would
+/// wait for ever. The end of the process tells it.
+[[noreturn]] void endWithoutManager(const std::error_code& cause) {
+    standardConsole().line("the service manager is not to be reached: " + toUtf8(errorText(cause)));
+    ::ExitProcess(notStartedByTheManager);
 }
 
 /// The manager has the service's name as the first argument.
@@ -76,7 +83,11 @@ void WINAPI runService(DWORD, wchar_t** arguments) {
     auto& states =
         *new ServiceStates([](SERVICE_STATUS status) { ::SetServiceStatus(manager, &status); },
                            service->stopRequested);
-    manager = ::RegisterServiceCtrlHandlerExW(arguments[0], onControl, &states);
+    try {
+        manager = takeServiceControls(arguments[0], states);
+    } catch (const std::system_error& refusal) {
+        endWithoutManager(refusal.code());
+    }
     states.begin();
     service->exitCode = runWithTicks(states);
     states.ended(service->exitCode);
@@ -112,15 +123,23 @@ int runAsService() {
 
 } // namespace
 
+std::optional<std::vector<std::wstring>> serviceArguments(std::vector<std::wstring> arguments) {
+    if (std::erase(arguments, serviceOption) == 0) {
+        return std::nullopt;
+    }
+    arguments.emplace_back(L"--non_interactive");
+    return arguments;
+}
+
 int runServiceProgram(const std::vector<std::wstring>& arguments,
                       const std::shared_ptr<std::atomic<bool>>& stopRequested,
                       const MainProgram& program) {
-    Service asked{arguments, stopRequested, program};
-    if (std::erase(asked.arguments, serviceOption) == 0) {
+    auto texts = serviceArguments(arguments);
+    if (!texts) {
         raiseOnStopSignals(stopRequested);
         return program(arguments, [] {});
     }
-    asked.arguments.emplace_back(L"--non_interactive");
+    Service asked{std::move(*texts), stopRequested, program};
     service = &asked;
     return runAsService();
 }

@@ -204,6 +204,8 @@ TEST_F(RuntimeClients, FindTheFailureOfAProcedureInTheRun) {
 
 TEST_F(RuntimeClients, FindACancelledJobInTheRun) {
     close();
+    folder.replaceIn("projects/Car_DEMO0000000042/project.xml", "milliseconds=\"10000\"",
+                     "milliseconds=\"3600000\"");
     useRealTime();
     open();
     const json::object run = runOf([this] {

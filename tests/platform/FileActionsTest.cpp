@@ -1,5 +1,6 @@
 #include "platform/FileActions.hpp"
 
+#include <functional>
 #include <string>
 #include <system_error>
 
@@ -23,6 +24,15 @@ protected:
     Quarlen::Tests::TemporaryFolder folder;
 };
 
+std::error_code causeOf(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const std::system_error& error) {
+        return error.code();
+    }
+    return {};
+}
+
 TEST_P(FileActions, MakeAFolderWithThoseThatItLiesIn) {
     createFolders(inside("a/b"));
     createFolders(inside("a/b"));
@@ -38,6 +48,13 @@ TEST_P(FileActions, MakeNoFolderWhereAFileIs) {
     EXPECT_THROW(createFolders(inside("a")), std::system_error);
     EXPECT_THROW(createFolders(inside("a/b")), std::system_error);
     EXPECT_THROW(createFolders(std::filesystem::path()), std::system_error);
+}
+
+TEST_P(FileActions, TellThatAFileIsNoFolder) {
+    folder.write(name("a"), "content");
+
+    EXPECT_EQ(causeOf([&] { createFolders(inside("a")); }), std::errc::not_a_directory);
+    EXPECT_EQ(causeOf([&] { createFolders(inside("a/b")); }), std::errc::not_a_directory);
 }
 
 TEST_P(FileActions, CopyAFileOverAnother) {
@@ -79,6 +96,19 @@ TEST_P(FileActions, RemoveAFolderWithItsContent) {
     removeFolder(inside("a"));
 
     EXPECT_FALSE(isThere(inside("a")));
+}
+
+TEST_P(FileActions, RemoveALinkButNotWhatItLeadsTo) {
+    folder.write(name("kept/file"), "content");
+    createFolders(inside("a"));
+    if (!Quarlen::Tests::makeLink(inside("kept"), inside("a/link"))) {
+        GTEST_SKIP() << Quarlen::Tests::noLinks; // Windows keeps them to some users
+    }
+
+    removeFolder(inside("a"));
+
+    EXPECT_FALSE(isThere(inside("a")));
+    EXPECT_EQ(folder.read(name("kept/file")), "content");
 }
 
 INSTANTIATE_TEST_SUITE_P(Folders, FileActions,

@@ -24,6 +24,10 @@ TEST(HostAddresses, AreNoneOfAHostThatDoesNotExist) {
     EXPECT_THAT(ipv4AddressesOf(L"no such host.invalid"), testing::IsEmpty());
 }
 
+TEST(HostAddresses, AreNoneOfAHostThatHasOnlyOneOfIpv6) {
+    EXPECT_THAT(ipv4AddressesOf(L"::1"), testing::IsEmpty());
+}
+
 TEST(PreferredAddress, IsThatOfAnAdapterThatPeopleCanReach) {
     NetworkAdapter down = adapter(L"Ethernet 2", L"10.0.0.2");
     down.up = false;

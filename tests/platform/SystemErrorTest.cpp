@@ -43,6 +43,12 @@ TEST(TextWithCause, HasTheWordsForPeopleInPlaceOfTheLibrarys) {
               L"cannot fly: too cold (42) [here]");
 }
 
+TEST(TextWithCause, LeavesANameAloneThatHasTheSameWords) {
+    const OneMessage category("too cold");
+    EXPECT_EQ(textWithCause("cannot open \"too cold\": too cold", "too cold", {42, category}),
+              L"cannot open \"too cold\": too cold (42)");
+}
+
 TEST(TextWithCause, LosesNothingButWordsThatCannotBeConverted) {
     const OneMessage garbled("\xFF\xFE");
     EXPECT_EQ(textWithCause("cannot fly: \xFF\xFE", "\xFF\xFE", {42, garbled}),

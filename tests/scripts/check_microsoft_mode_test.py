@@ -32,6 +32,9 @@ WRONG = {
     "what is no C++": ("int find(", "no int find("),
 }
 
+PRODUCT = ("platform", "std_util", "xml", "config", "uds", "simulation", "kel_server_lib", "kel_cpp",
+           "kel_server", "tools")
+
 
 # `scripts/setup --tests`, which the Linux tests alone need, brings neither.
 COMPILERS = ("clang++", "x86_64-w64-mingw32-g++-posix")
@@ -46,12 +49,16 @@ class CheckMicrosoftMode(unittest.TestCase):
         self.build = pathlib.Path(folder.name).resolve()
 
     def check(self, content, place="platform/Source.cpp", definition="-DUNKNOWN=0"):
-        source = self.build / place
-        source.parent.mkdir(parents=True, exist_ok=True)
-        source.write_text(content)
-        command = f"ccache x86_64-w64-mingw32-g++ {definition} -O2 -std=c++20 -o Source.o -c {source}"
-        (self.build / "compile_commands.json").write_text(
-            json.dumps([{"directory": str(self.build), "command": command, "file": str(source)}]))
+        return self.check_all(content, [place], definition)
+
+    def check_all(self, content, places, definition=""):
+        commands = []
+        for source in (self.build / place for place in places):
+            source.parent.mkdir(parents=True, exist_ok=True)
+            source.write_text(content)
+            command = f"ccache x86_64-w64-mingw32-g++ {definition} -O2 -std=c++20 -o Source.o -c {source}"
+            commands.append({"directory": str(self.build), "command": command, "file": str(source)})
+        (self.build / "compile_commands.json").write_text(json.dumps(commands))
         return self.run_script(self.build)
 
     def run_script(self, *arguments):
@@ -77,6 +84,18 @@ class CheckMicrosoftMode(unittest.TestCase):
     @with_compilers
     def test_takes_the_definitions_of_the_build(self):
         self.assertEqual(self.check(GOOD, definition="").returncode, 1)
+
+    @with_compilers
+    def test_reads_every_folder_of_the_product(self):
+        result = self.check_all("int number = 1;\n", [f"{folder}/Source.cpp" for folder in PRODUCT])
+        self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
+        self.assertIn(f"{len(PRODUCT)} sources, 0 do not compile", result.stdout)
+
+    @with_compilers
+    def test_reads_by_the_rules_of_microsoft_and_refuses_what_they_alone_allow(self):
+        result = self.check("void* pointerTo(int (*function)()) { return function; }\n")
+        self.assertEqual(result.returncode, 1, result.stdout + result.stderr)
+        self.assertIn("is a Microsoft extension", result.stdout)
 
     def test_leaves_foreign_sources_alone_and_fails_without_any(self):
         result = self.check(GOOD, place="foreign/Source.cpp")

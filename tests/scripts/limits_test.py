@@ -19,8 +19,8 @@ DURATIONS = {"milliseconds": 1, "seconds": 1000, "hours": 3600 * 1000}
 
 # Where our code has no constant of its own.
 ELSEWHERE = "the HTTP library's own"
-PRODUCT = ("config", "kel_cpp", "kel_server", "kel_server_lib", "platform", "simulation", "std_util",
-           "uds", "xml")
+PRODUCT = ("config", "http_stream", "kel_cpp", "kel_server", "kel_server_lib", "platform",
+           "simulation", "std_util", "uds", "xml")
 DECLARED = re.compile(r"\bconstexpr [\w:]+ (max[A-Z]\w*)(?: =|\{)")
 # What a user of the XML library gives as a number of its own.
 GIVEN_TO_XML = re.compile(r"^\s+\.(\w+) = (?:std::size_t\{)?\d", re.MULTILINE)
@@ -31,7 +31,7 @@ NO_LIMITS = {
     "maxNameLength", "maxNames", "maxPathLength", "maxPieceSize", "maxPort", "maxSecurityLevel",
     "maxShown", "maxTimeout", "maxTouchReadings", "maxTraceLevel", "maxVersionLength",
     "maxVinPartLength", "maxWaitInMicroseconds", "maxWord", "maxWriteSize",
-    "maxWait` in `kel_server_lib/http/ConnectionStream.cpp",
+    "maxWait` in `http_stream/SocketStream.cpp",
     # Bounds of what a setting may say.
     "maxClients` in `kel_cpp/settings/SettingsReader.cpp",
     "maxIdleSeconds` in `kel_cpp/settings/SettingsReader.cpp",

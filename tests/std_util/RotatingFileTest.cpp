@@ -147,6 +147,16 @@ TEST_F(RotatingFileTest, IsNotPutAsideWhileItIsEmpty) {
     EXPECT_EQ(content("trace.1.log"), "former");
 }
 
+TEST_F(RotatingFileTest, IsNotPutAsideWhereSomebodyHasEmptiedIt) {
+    RotatingFile file = open();
+    file.write("1234567890");
+    folder.write("trace.log", "");
+    file.write("abc");
+
+    EXPECT_EQ(content(), "abc");
+    EXPECT_THAT(renaming.wanted, IsEmpty());
+}
+
 TEST_F(RotatingFileTest, CreatesTheFolderThatIsMissing) {
     RotatingFile file(folder.path() / "one" / "two" / "trace", {10, 2, 4});
     file.write("1234567890");

@@ -17,13 +17,13 @@ using std::chrono::milliseconds;
 milliseconds KelApiContract::cancelSlowProcedure() const {
     ServiceCollector reports;
     const auto job = api->executeService(L"#OTX", inputOf(GetParam().slowProcedure), &reports);
-    EXPECT_FALSE(reports.waitForLast(milliseconds(30)));
+    if (reports.waitForLast(milliseconds(30))) {
+        return milliseconds::max(); // the machine was busy until the procedure ended by itself
+    }
     const auto before = std::chrono::steady_clock::now();
     api->cancelJobs({job});
-    // Well before the procedure would have ended by itself.
-    EXPECT_TRUE(reports.waitForLast(std::chrono::seconds(4)));
-    const auto taken = std::chrono::steady_clock::now() - before;
     EXPECT_TRUE(reports.waitForLast());
+    const auto taken = std::chrono::steady_clock::now() - before;
     return std::chrono::ceil<milliseconds>(taken);
 }
 
@@ -88,12 +88,12 @@ TEST_P(KelApiContract, JobsNeedAConnection) {
     EXPECT_THROW(api->executeFlashSessions(GetParam().flashItem, {}, 0, &flashes), KelApiException);
 }
 
-/// A machine that is busy with something else may delay a try or two.
+/// A machine that is busy with something else may delay some tries.
 TEST_P(KelApiContract, ACancelledJobEndsWithinFiftyMillisecondsWithItsLastReport) {
     constexpr milliseconds limit{50};
     connect();
     milliseconds fastest = milliseconds::max();
-    for (int attempt = 0; attempt < 5 && fastest > limit; ++attempt) {
+    for (int attempt = 0; attempt < 10 && fastest > limit; ++attempt) {
         fastest = std::min(fastest, cancelSlowProcedure());
         ASSERT_FALSE(HasFailure());
     }

@@ -1,5 +1,7 @@
 #include "tests/support/LoopbackPort.hpp"
 
+#include "platform/NextClient.hpp"
+
 namespace Quarlen::Tests {
 
 std::uint16_t freePort() {
@@ -11,6 +13,10 @@ std::uint16_t freePort() {
 TakenPort::TakenPort() {
     socket.bindToLoopback();
     socket.listen();
+}
+
+std::intptr_t TakenPort::accept() const {
+    return Platform::nextClient([this] { return socket.native(); }, {});
 }
 
 } // namespace Quarlen::Tests

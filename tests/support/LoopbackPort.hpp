@@ -15,6 +15,8 @@ public:
     TakenPort();
 
     [[nodiscard]] std::uint16_t number() const { return socket.port(); }
+    /// The connection of the next client, which becomes the caller's.
+    [[nodiscard]] std::intptr_t accept() const;
 
 private:
     TestSocket socket;

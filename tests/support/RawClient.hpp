@@ -13,8 +13,9 @@ namespace Quarlen::Tests {
 class RawClient {
 public:
     using Milliseconds = std::chrono::milliseconds;
-    /// Long enough for a busy machine and a build with sanitizers.
-    static constexpr Milliseconds patience{30000};
+    /// Ends a wait for what does not come. Long enough for a busy machine and a build with
+    /// sanitizers.
+    static constexpr Milliseconds patience{100'000};
 
     /// Throws `std::system_error` when nobody answers.
     explicit RawClient(std::uint16_t port, const std::string& address = "127.0.0.1");

@@ -27,14 +27,14 @@ public:
     }
 
     /// False when the last report has not come in time.
-    bool waitForLast(std::chrono::milliseconds limit = std::chrono::seconds(30)) {
+    bool waitForLast(std::chrono::milliseconds limit = std::chrono::seconds(100)) {
         std::unique_lock lock(mutex);
         return changed.wait_for(lock, limit, [this] { return ended; });
     }
 
     bool waitForResults(std::size_t count) {
         std::unique_lock lock(mutex);
-        return changed.wait_for(lock, std::chrono::seconds(30),
+        return changed.wait_for(lock, std::chrono::seconds(100),
                                 [&] { return collected.size() >= count; });
     }
 

@@ -22,6 +22,8 @@ public:
     void bindToLoopback();
     void listen();
     [[nodiscard]] std::uint16_t port() const;
+    /// The system's handle, which stays this object's.
+    [[nodiscard]] std::intptr_t native() const { return handle; }
 
     /// False when the other side does not take it any more.
     bool send(std::string_view bytes);
@@ -41,5 +43,9 @@ private:
 
 /// Lets the process have so many connections, both ends of each, where the system counts them.
 void allowConnections(std::size_t count);
+
+/// The system keeps no more than some ten thousand bytes that a connection's other side has no room
+/// for.
+void limitSendBuffer(std::intptr_t connection);
 
 } // namespace Quarlen::Tests

@@ -3,14 +3,27 @@
 
 usage: run_shards.py COUNT COMMAND...
 
-Prints what each of the COUNT processes printed, one after the other. The exit code is 1 when one of
-them failed.
+Prints what each of the COUNT processes printed, one after the other, and then once more what the cases
+printed that failed, so that the cause stands at the end, where a log that is cut still has it. Processes
+that do not end are ended before CTest would end this script without a word. The exit code is 1 when one
+of the processes failed.
 """
 
 import os
+import re
 import subprocess
 import sys
 import tempfile
+import time
+
+# Below the time that CTest gives a test program.
+MAX_SECONDS = 570
+# Of one case, half of them from its beginning.
+MAX_LINES = 60
+MAX_LINE = 500
+
+BEGIN = re.compile(r"\[ RUN      \] (\S+)")
+END = re.compile(r"\[(       OK |  SKIPPED |  FAILED  )\] (\S+?)(,| \(|$)")
 
 
 def start(command, index, count, output):
@@ -18,15 +31,66 @@ def start(command, index, count, output):
     return subprocess.Popen(command, env=environment, stdout=output, stderr=subprocess.STDOUT)
 
 
+def wait_or_kill(shard, end):
+    try:
+        return shard.wait(timeout=max(0, end - time.monotonic()))
+    except subprocess.TimeoutExpired:
+        shard.kill()
+        return shard.wait()
+
+
+def failed_cases(text):
+    """Name and lines of each case that failed or that the process did not end."""
+    failed, name, lines = [], None, []
+    for line in text.splitlines():
+        begin, end = BEGIN.match(line), END.match(line)
+        if begin:
+            name, lines = begin[1], []
+        if name is None:
+            continue
+        lines.append(line)
+        if end and end[2] == name:
+            if end[1] == "  FAILED  ":
+                failed.append((name, lines))
+            name = None
+    return failed + ([(name, lines)] if name else [])
+
+
+def bounded(lines):
+    if len(lines) > MAX_LINES:
+        half = MAX_LINES // 2
+        lines = [*lines[:half], f"({len(lines) - MAX_LINES} lines are left out)", *lines[-half:]]
+    return [line[:MAX_LINE] for line in lines]
+
+
+def summary(outputs, codes):
+    """What failed, and why; empty when nothing did."""
+    causes, names = [], []
+    for index, (output, code) in enumerate(zip(outputs, codes)):
+        if code == 0:
+            continue
+        # A process that fails outside its cases says why at its end.
+        for name, lines in failed_cases(output) or [("no case", output.splitlines()[-MAX_LINES:])]:
+            causes += bounded(lines)
+            names.append(f"shard {index + 1} failed with exit code {code}: {name}")
+    return causes + names
+
+
 def main(arguments):
     count, command = int(arguments[0]), arguments[1:]
-    outputs = [tempfile.TemporaryFile() for _ in range(count)]
-    shards = [start(command, index, count, output) for index, output in enumerate(outputs)]
-    codes = [shard.wait() for shard in shards]
-    for index, (output, code) in enumerate(zip(outputs, codes)):
-        output.seek(0)
-        sys.stdout.buffer.write(output.read())
+    files = [tempfile.TemporaryFile() for _ in range(count)]
+    shards = [start(command, index, count, file) for index, file in enumerate(files)]
+    end = time.monotonic() + MAX_SECONDS
+    codes = [wait_or_kill(shard, end) for shard in shards]
+    outputs = []
+    for index, (file, code) in enumerate(zip(files, codes)):
+        file.seek(0)
+        outputs.append(file.read())
+        sys.stdout.buffer.write(outputs[-1])
         print(f"shard {index + 1} of {count}: exit code {code}", flush=True)
+    told = "\n".join(summary([output.decode(errors="replace") for output in outputs], codes))
+    if told:
+        sys.stdout.buffer.write(f"\nWhat failed, once more:\n{told}\n".encode())
     return 1 if any(codes) else 0
 
 

@@ -31,7 +31,7 @@ class Server:
         self.process.stdout.close()
         if self.process.poll() is None:
             try:
-                return self.process.wait(timeout=60)
+                return self.process.wait(timeout=100)
             except subprocess.TimeoutExpired:
                 self.process.kill()
         return self.process.wait()
@@ -44,7 +44,7 @@ def send(method, path, body, header="", host="localhost"):
         lines.append(header)
     if body is not None:
         lines.append(f"Content-Length: {len(body.encode())}")
-    with socket.create_connection(("localhost", PORT), timeout=30) as connection:
+    with socket.create_connection(("localhost", PORT), timeout=100) as connection:
         connection.sendall(("\r\n".join(lines) + "\r\n\r\n" + (body or "")).encode())
         reply = http.client.HTTPResponse(connection, method=method.upper())
         reply.begin()

@@ -4,6 +4,7 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
+#include <cerrno>
 #include <fstream>
 #include <limits>
 #include <ostream>
@@ -13,6 +14,7 @@
 #include <boost/json/serialize.hpp>
 
 #include "platform/Paths.hpp"
+#include "platform/StreamError.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tools/kelctl/base/Failure.hpp"
@@ -53,14 +55,18 @@ void addCommonOptions(CLI::App& application, CommandContext& context, CommonOpti
     application.add_flag("--json", common.json, "Say everything as JSON, a value a line");
 }
 
-/// The first word of the file.
+/// The first word of the file, which may be a pipe.
 std::string readToken(const std::string& file) {
+    errno = 0;
     std::ifstream stream(Platform::openablePath(Platform::toPath(Platform::fromUtf8(file))));
     std::string token;
-    if (!stream) {
-        throw Failure(ExitCode::Refused, "the token file " + file + " cannot be read");
+    stream >> token;
+    if (!stream.is_open() || stream.bad()) {
+        throw Failure(ExitCode::Refused,
+                      "the token file " + file + " cannot be read: " +
+                          Platform::toUtf8(Platform::errorText(Platform::streamError())));
     }
-    if (!(stream >> token)) {
+    if (token.empty()) {
         throw Failure(ExitCode::WrongUsage, "the token file " + file + " has no token");
     }
     return token;

@@ -6,7 +6,9 @@
 
 #include "platform/FileNames.hpp"
 #include "platform/TextEncoding.hpp"
+#include "tests/support/NumberedCause.hpp"
 #include "tests/support/TemporaryFolder.hpp"
+#include "tests/support/UnreadableFile.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
 
@@ -44,6 +46,12 @@ TEST_F(FlashFile, IsReadWhateverTheLengthOfItsPath) {
     const std::string deep = std::string(150, 'n') + "/" + std::string(150, 'm');
     folder.write(deep + "/a.bin", "content");
     EXPECT_EQ(readFlashFile(folder.inside(deep), L"a.bin").size(), 7U);
+}
+
+TEST_F(FlashFile, ThatCannotBeOpenedIsRefusedWithTheCause) {
+    const Quarlen::Tests::UnreadableFile unreadable(folder.write("a.bin", "content"));
+    EXPECT_THAT(errorOf(L"a.bin"), testing::AllOf(testing::StartsWith(L"the file cannot be read: "),
+                                                  Quarlen::Tests::EndsWithANumber()));
 }
 
 TEST_F(FlashFile, ThatIsEmptyIsSaidToBe) {

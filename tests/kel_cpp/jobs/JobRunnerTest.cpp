@@ -2,14 +2,17 @@
 
 #include <future>
 #include <memory>
-#include <stdexcept>
+#include <system_error>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "kel_cpp/base/RuntimeError.hpp"
 #include "kel_cpp/jobs/JobReport.hpp"
+#include "tests/support/NumberedCause.hpp"
 #include "tests/support/ReportCollector.hpp"
+#include "tests/support/TraceCapture.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
 
@@ -21,6 +24,14 @@ void waitForCancel(const std::stop_token& cancel) {
     const std::stop_callback onCancel(cancel, [&] { cancelled.set_value(); });
     cancelled.get_future().wait();
 }
+
+class RefusingCallback : public KelApi::ExecuteServiceCallback {
+public:
+    void report(RecordList<ServiceResult> /*results*/, std::uint64_t /*id*/,
+                std::shared_ptr<Record> /*context*/, bool /*done*/) override {
+        throw std::system_error(std::make_error_code(std::errc::io_error), "callback");
+    }
+};
 
 JobRunner::Work untilCancelled(std::atomic<int>& ended) {
     return [&ended](JobRunner::JobId, const std::stop_token& cancel) {
@@ -107,11 +118,21 @@ TEST(JobRunner, EndedJobsMakeRoomForNewOnes) {
 }
 
 TEST(JobRunner, AnExceptionEndsOnlyItsJob) {
-    JobRunner runner;
-    runner.start([](auto, const auto&) { throw std::runtime_error("broken"); }, {});
+    const Quarlen::Tests::TraceCapture traces;
     std::promise<void> ran;
-    runner.start([&](auto, const auto&) { ran.set_value(); }, {});
-    ran.get_future().wait();
+    {
+        JobRunner runner;
+        runner.start(
+            [](auto, const auto&) {
+                throw std::system_error(std::make_error_code(std::errc::io_error), "broken");
+            },
+            {});
+        runner.start([&](auto, const auto&) { ran.set_value(); }, {});
+        ran.get_future().wait();
+    }
+    ASSERT_EQ(traces.texts().size(), 1U);
+    EXPECT_THAT(traces.texts()[0], testing::AllOf(testing::StartsWith(L"job failed: broken: "),
+                                                  Quarlen::Tests::EndsWithANumber()));
 }
 
 TEST(JobRunner, AJobMayBeTheOneThatEndsTheRunner) {
@@ -136,6 +157,17 @@ TEST(JobReport, SendsTheLastReportAtItsEndAtTheLatest) {
     EXPECT_TRUE(reports.waitForLast(std::chrono::milliseconds(0)));
     EXPECT_EQ(reports.value(), 7U);
     EXPECT_EQ(reports.reportCount(), 1U);
+}
+
+TEST(JobReport, TracesWhyItsLastReportWasNotTaken) {
+    const Quarlen::Tests::TraceCapture traces;
+    RefusingCallback refusing;
+    { const JobReport<ServiceResult> report(refusing, 7); }
+    ASSERT_EQ(traces.texts().size(), 1U);
+    EXPECT_THAT(
+        traces.texts()[0],
+        testing::AllOf(testing::StartsWith(L"a job's last report was not taken: callback: "),
+                       Quarlen::Tests::EndsWithANumber()));
 }
 
 TEST(JobReport, SendsNothingAfterTheLastReport) {

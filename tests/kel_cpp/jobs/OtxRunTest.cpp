@@ -1,10 +1,12 @@
 #include "kel_cpp/jobs/OtxRun.hpp"
 
-#include <stdexcept>
+#include <system_error>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/kel_cpp/FakeVehicle.hpp"
+#include "tests/support/NumberedCause.hpp"
 #include "tests/support/TraceCapture.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
@@ -152,12 +154,14 @@ TEST_F(OtxRunTest, TracesACancelledProcedureAsInformation) {
 TEST_F(OtxRunTest, TracesAProcedureThatBreaksOffWithItsCause) {
     const Quarlen::Tests::TraceCapture traces;
     vehicle->answer = [](const Bytes&) -> std::optional<Bytes> {
-        throw std::runtime_error("broken");
+        throw std::system_error(std::make_error_code(std::errc::io_error), "broken");
     };
-    EXPECT_THROW(run({UdsStep{L"L", {0x3E, 0x00}, {}, false}}), std::runtime_error);
+    EXPECT_THROW(run({UdsStep{L"L", {0x3E, 0x00}, {}, false}}), std::system_error);
     ASSERT_EQ(traces.lines().size(), 1U);
     EXPECT_EQ(traces.lines()[0].level, StdUtil::TraceLevel::Error);
-    EXPECT_EQ(traces.lines()[0].text, L"procedure \"P\" ended: failed, broken");
+    EXPECT_THAT(traces.lines()[0].text,
+                testing::AllOf(testing::StartsWith(L"procedure \"P\" ended: failed, broken: "),
+                               Quarlen::Tests::EndsWithANumber()));
 }
 
 TEST_F(OtxRunTest, WaitsOnTheClock) {

@@ -17,7 +17,7 @@ namespace Quarlen::Kel_cpp::Tests {
 
 /// Asks until the answer is yes; false when it has not been after this time.
 template <class Predicate>
-bool eventually(Predicate predicate, std::chrono::seconds time = std::chrono::seconds(10)) {
+bool eventually(Predicate predicate, std::chrono::seconds time = std::chrono::seconds(100)) {
     const auto deadline = std::chrono::steady_clock::now() + time;
     while (!predicate()) {
         if (std::chrono::steady_clock::now() > deadline) {

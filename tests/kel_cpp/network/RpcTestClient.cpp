@@ -45,7 +45,7 @@ struct RpcTestClient::Connection {
     }
     boost::system::error_code run(const std::optional<boost::system::error_code>& outcome) {
         context.restart();
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(100);
         while (!outcome && context.run_one_until(end) > 0) {
         }
         if (!outcome) {

@@ -1,3 +1,4 @@
+#include <system_error>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -7,12 +8,15 @@
 #include "tests/kel_cpp/network/NetworkTesting.hpp"
 #include "tests/kel_cpp/network/RpcTestClient.hpp"
 #include "tests/kel_cpp/network/ServedRuntime.hpp"
+#include "tests/support/NumberedCause.hpp"
+#include "tests/support/TraceCapture.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
 namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 std::vector<std::string> textsOf(const json::value& array) {
     std::vector<std::string> texts;
@@ -107,10 +111,11 @@ TEST_F(AServerWithMethods, LosesNoStatusThatIsSetDuringTheSubscription) {
     });
     for (int round = 0; round < 20; ++round) {
         RpcTestClient client(address);
+        ahead = 0;
         client.result("status.subscribe");
         std::int64_t last = client.notification("status.changed").at("number").as_int64();
         for (int count = 0; count < 20; ++count) {
-            ahead = 0;
+            --ahead;
             const auto next = client.notification("status.changed").at("number").as_int64();
             EXPECT_EQ(next, last + 1);
             last = next;
@@ -385,6 +390,28 @@ TEST_F(AServerWithMethods, ListsItsClientsWhileAStopCancelsTheirSequence) {
     server.stop(address);
 
     EXPECT_EQ(clients, onlyClient);
+}
+
+TEST_F(AServerWithMethods, TracesWhyAStopCannotCancelTheRunningSequence) {
+    const Quarlen::Tests::TraceCapture traces;
+    Gate gate;
+    served.start = [&](const auto&, const auto&) {
+        gate.wait();
+        return true;
+    };
+    served.cancel = [&](const auto&) -> bool {
+        gate.open();
+        throw std::system_error(std::make_error_code(std::errc::permission_denied), "cancel");
+    };
+    RpcTestClient client(address);
+    client.send(R"({"jsonrpc":"2.0","id":1,"method":"sequence.start","params":{"name":"a"}})");
+    gate.awaitWaiting(1);
+
+    server.stopAll();
+
+    EXPECT_THAT(traces.texts(), testing::Contains(testing::AllOf(
+                                    StartsWith(L"a sequence cannot be cancelled: cancel: "),
+                                    Quarlen::Tests::EndsWithANumber())));
 }
 
 TEST_F(AServerWithMethods, CancelsNothingWhenItStopsWhileNoClientsSequenceRuns) {

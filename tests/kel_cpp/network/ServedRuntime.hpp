@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
@@ -27,6 +28,13 @@ struct ServedRuntime {
         return std::string("<p>report</p>");
     };
 
+    /// The system keeps less for a client than `largeStatus`, and no time limit ends one.
+    void keepLittleUnsent() {
+        settings.sendBuffer = 4096;
+        settings.handshakeTime = std::chrono::hours(1);
+        settings.limits.maxIdle = std::chrono::hours(1);
+    }
+
     RuntimeServer::Sources sources(Platform::AddressProbe probe = {}) {
         ServerModel model;
         model.version = [] { return std::wstring(L"1.2.3"); };
@@ -43,6 +51,11 @@ struct ServedRuntime {
         return {std::move(model), statuses, runs, [this] { return settings; }, std::move(probe)};
     }
 };
+
+/// More than the buffers of a client that reads late and of its server hold where both are small.
+inline std::wstring largeStatus() {
+    return std::wstring(50'000, L'x');
+}
 
 /// A door that tasks wait at until the test opens it.
 class Gate {

@@ -7,6 +7,7 @@
 #include "tests/support/NumberedCause.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/support/TraceCapture.hpp"
+#include "tests/support/UnreadableFile.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
 namespace {
@@ -87,8 +88,30 @@ TEST_F(SomeAccessTokens, TellOnceThatTheFileIsMissing) {
 
     ASSERT_EQ(traces.texts().size(), 1U);
     EXPECT_THAT(traces.texts()[0], HasSubstr(L"nobody can log in: "));
-    EXPECT_THAT(traces.texts()[0], HasSubstr(L"access.token: "));
+    EXPECT_THAT(traces.texts()[0], HasSubstr(L"access.token: the file cannot be read: "));
     EXPECT_THAT(traces.texts()[0], Quarlen::Tests::EndsWithANumber());
+}
+
+TEST_F(SomeAccessTokens, TellTheCauseOfAFileThatCannotBeOpened) {
+    write(std::string("watch a ") + see);
+    {
+        const Quarlen::Tests::UnreadableFile unreadable(folder.inside("access.token"));
+        EXPECT_FALSE(tokens.find("see"));
+    }
+
+    ASSERT_EQ(traces.texts().size(), 1U);
+    EXPECT_THAT(traces.texts()[0],
+                testing::AllOf(HasSubstr(L"access.token: the file cannot be read: "),
+                               Quarlen::Tests::EndsWithANumber()));
+}
+
+TEST_F(SomeAccessTokens, AreNotThoseOfAFolder) {
+    std::filesystem::create_directory(folder.inside("access.token"));
+
+    EXPECT_FALSE(tokens.find("see"));
+
+    ASSERT_EQ(traces.texts().size(), 1U);
+    EXPECT_THAT(traces.texts()[0], EndsWith(L"access.token: this is no regular file"));
 }
 
 TEST_F(SomeAccessTokens, NameTheLineThatIsWrong) {

@@ -133,6 +133,13 @@ TEST_F(UpdatePackages, AreRefusedOutsideOfTheUpdateFolder) {
     EXPECT_THAT(stagedNames(), IsEmpty());
 }
 
+TEST_F(UpdatePackages, AreMissingAndNotOutsideWhereTheirFolderIsMissing) {
+    fs::remove(updates);
+    updates /= ""; // with the separator that people may configure
+
+    EXPECT_THAT(messageFor(L"a.zip"), EndsWith(L": there is no regular file of this name"));
+}
+
 TEST_F(UpdatePackages, AreRefusedWhenALinkLeadsOutOfTheUpdateFolder) {
     writeZip(folder.path() / "outside" / "a.zip", {"a"});
     if (!Quarlen::Tests::makeLink(folder.path() / "outside" / "a.zip", updates / "link.zip") ||
@@ -165,6 +172,15 @@ TEST_F(UpdatePackages, AreFoundWhenTheUpdateFolderIsALink) {
     stageUpdatePackages({package(L"a.zip")}, link / "", staging);
 
     EXPECT_THAT(stagedNames(), ElementsAre("a.zip"));
+}
+
+TEST_F(UpdatePackages, AreRefusedWithTheSystemsCauseWhereALinkLeadsNowhere) {
+    if (!Quarlen::Tests::makeLink(updates / "loop.zip", updates / "loop.zip")) {
+        GTEST_SKIP() << Quarlen::Tests::noLinks; // Windows keeps them to some users
+    }
+
+    EXPECT_THAT(messageFor(L"loop.zip"),
+                testing::AllOf(HasSubstr(L"loop.zip\": "), Quarlen::Tests::EndsWithANumber()));
 }
 
 TEST_F(UpdatePackages, AreRefusedWithNameAndCause) {

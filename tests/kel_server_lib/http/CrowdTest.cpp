@@ -1,15 +1,18 @@
 #include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <future>
 #include <latch>
 #include <vector>
 
+#include "platform/Clock.hpp"
 #include "tests/kel_server_lib/http/HttpFixture.hpp"
 
 namespace Quarlen::Rest::Tests {
 
 namespace {
 
+using std::chrono::milliseconds;
 using testing::StartsWith;
 
 /// More clients than there are places.
@@ -17,9 +20,10 @@ class Crowd : public HttpFixture {
 protected:
     static constexpr std::size_t places = 3;
 
-    void SetUp() override {
-        server =
-            std::make_unique<HttpServer>(HttpServerEnvironment{.workers = {.maxWorkers = places}});
+    void SetUp() override { startServer(); }
+
+    void startServer() {
+        server = patientServer({.workers = {.maxWorkers = places}});
         server->Get("/held", [this](const httplib::Request&, httplib::Response&) {
             entered.count_down();
             open.wait();
@@ -29,6 +33,18 @@ protected:
 
     static bool isServed(RawClient& client) {
         return client.send(getRequest) && client.receiveReply().starts_with("HTTP/1.1 200 OK\r\n");
+    }
+
+    /// True when the one of three connections that has never asked makes room for a further client.
+    /// Its worker needs a moment to begin with it; before, it does not make room first.
+    bool theSilentOneMakesRoomAfter(milliseconds moment) {
+        RawClient asked = connectIdle();
+        RawClient silent = connect();
+        RawClient alsoAsked = connectIdle();
+        Platform::systemClock().sleepFor(moment);
+
+        return servesAFurtherClient() && isServed(asked) && isServed(alsoAsked) &&
+               silent.waitForClose();
     }
 
     /// The requests for "/held" stay with their handler until they are let go.
@@ -44,24 +60,20 @@ TEST_F(Crowd, EndsAnIdleConnectionForANewClient) {
     }
 
     // A worker that has sent its reply may not wait for the next request yet.
-    bool served = false;
-    for (int attempt = 0; attempt < 500 && !served; ++attempt) {
-        served = servesAFurtherClient();
-    }
-    EXPECT_TRUE(served);
+    EXPECT_TRUE(eventuallyServesAFurtherClient());
     EXPECT_FALSE(std::all_of(clients.begin(), clients.end(), isServed));
 }
 
 TEST_F(Crowd, EndsASilentConnectionBeforeOneThatHasAsked) {
-    RawClient asked = connectIdle();
-    RawClient silent = connect();
-    RawClient alsoAsked = connectIdle();
+    constexpr milliseconds longest{16'000};
+    milliseconds moment{1};
+    while (!theSilentOneMakesRoomAfter(moment) && moment < longest) {
+        moment *= 2;
+        stop();
+        startServer();
+    }
 
-    EXPECT_TRUE(servesAFurtherClient());
-
-    EXPECT_TRUE(silent.waitForClose());
-    EXPECT_TRUE(isServed(asked));
-    EXPECT_TRUE(isServed(alsoAsked));
+    EXPECT_LT(moment, longest);
 }
 
 TEST_F(Crowd, NeverEndsAConnectionWhoseRequestIsBeingServed) {

@@ -1,6 +1,8 @@
 #include "tests/kel_server_lib/http/HttpFixture.hpp"
 
+#include <chrono>
 #include <stdexcept>
+#include <utility>
 
 namespace Quarlen::Rest::Tests {
 
@@ -60,6 +62,17 @@ HttpFixture::HttpReply HttpFixture::get(const std::string& path) const {
 
 HttpFixture::HttpReply HttpFixture::put(const std::string& path, const std::string& body) const {
     return Quarlen::Tests::request(port, "PUT", path, body);
+}
+
+bool HttpFixture::eventuallyServesAFurtherClient() const {
+    const auto deadline = std::chrono::steady_clock::now() + RawClient::patience;
+    while (!servesAFurtherClient()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::yield();
+    }
+    return true;
 }
 
 HttpFixture::RawClient HttpFixture::connectIdle() const {

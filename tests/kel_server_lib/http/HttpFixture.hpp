@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "kel_server_lib/http/HttpServer.hpp"
+#include "tests/kel_server_lib/http/PatientServer.hpp"
 #include "tests/support/HttpReply.hpp"
 #include "tests/support/RawClient.hpp"
 
@@ -39,12 +40,14 @@ protected:
     [[nodiscard]] RawClient connect() const { return RawClient(port); }
     /// True when the server still serves somebody else.
     [[nodiscard]] bool servesAFurtherClient() const { return get().status == 200; }
+    /// The same once its workers have noticed that they are free.
+    [[nodiscard]] bool eventuallyServesAFurtherClient() const;
     /// A connection that has got its reply and stays.
     [[nodiscard]] RawClient connectIdle() const;
 
     /// Chosen by `start`.
     std::uint16_t port = 0;
-    std::unique_ptr<HttpServer> server = std::make_unique<HttpServer>();
+    std::unique_ptr<HttpServer> server = patientServer();
     /// How many requests have reached a handler.
     std::atomic<int> handled{0};
 

@@ -5,9 +5,10 @@
 #include <chrono>
 #include <future>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
-#include <thread>
+#include <utility>
 
 #include "tests/kel_server_lib/http/HttpFixture.hpp"
 
@@ -15,6 +16,7 @@ namespace Quarlen::Rest::Tests {
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -47,7 +49,7 @@ TEST_F(HttpServerTest, SendsEachReplyAtOnce) {
         }
         return accepted;
     };
-    server = std::make_unique<HttpServer>(HttpServerEnvironment{.clients = {.accept = accept}});
+    server = patientServer({.clients = {.accept = accept}});
     start();
     const RawClient client = connectIdle();
 
@@ -60,7 +62,8 @@ TEST_F(HttpServerTest, SendsEachReplyAtOnce) {
 }
 
 TEST_F(HttpServerTest, SendsALargeReplyInWholeToAClientThatTakesItLate) {
-    const std::string body = std::string().append(20'000'000, 'x');
+    const std::string body = std::string().append(moreThanTheSystemKeeps, 'x');
+    server = patientServer({.clients = {.accept = acceptWithSmallBuffer}});
     std::promise<void> answered;
     server->Get("/large", [&](const httplib::Request&, httplib::Response& response) {
         response.set_content(body, "text/plain");
@@ -74,25 +77,50 @@ TEST_F(HttpServerTest, SendsALargeReplyInWholeToAClientThatTakesItLate) {
     EXPECT_TRUE(client.receiveReply().ends_with("\r\n\r\n" + body));
 }
 
-TEST_F(HttpServerTest, ClosesTheConnectionOfAClientThatDoesNotTakeItsReply) {
-    std::promise<void> ended;
-    server->set_write_timeout(std::chrono::milliseconds(20));
-    server->Get("/large", [&](const httplib::Request&, httplib::Response& response) {
-        const std::shared_ptr<void> guard(nullptr, [&](void*) { ended.set_value(); });
-        response.set_content_provider(
-            20'000'000, "text/plain",
-            [guard](std::size_t, std::size_t length, httplib::DataSink& sink) {
-                const std::string piece(std::min<std::size_t>(length, 1'000'000), 'x');
-                return sink.write(piece.data(), piece.size());
-            });
-    });
-    start();
-    RawClient client = connect();
-    client.send("GET /large HTTP/1.1\r\nHost: localhost\r\n\r\n");
+class UntakenReply : public HttpFixture {
+protected:
+    void SetUp() override {
+        server = std::make_unique<HttpServer>(
+            HttpServerEnvironment{.clients = {.accept = acceptWithSmallBuffer}});
+        server->set_write_timeout(std::chrono::milliseconds(20));
+        server->Get("/large", [this](const httplib::Request&, httplib::Response& response) {
+            const std::shared_ptr<void> guard(nullptr,
+                                              [this](void*) { ++ended, ended.notify_all(); });
+            response.set_content_provider(
+                moreThanTheSystemKeeps, "text/plain",
+                [guard](std::size_t, std::size_t length, httplib::DataSink& sink) {
+                    const std::string piece(std::min<std::size_t>(length, 100'000), 'x');
+                    return sink.write(piece.data(), piece.size());
+                });
+        });
+        start();
+    }
 
-    // The library's own limit would be five seconds.
-    EXPECT_EQ(ended.get_future().wait_for(std::chrono::seconds(4)), std::future_status::ready);
-    EXPECT_TRUE(client.waitForClose());
+    /// From a request until its reply is given up.
+    Clock::duration timeOfAReply() {
+        const auto begin = Clock::now();
+        const int former = ended;
+        RawClient client = connect();
+        client.send("GET /large HTTP/1.1\r\nHost: localhost\r\n\r\n");
+        ended.wait(former);
+        const auto time = Clock::now() - begin;
+        EXPECT_TRUE(client.waitForClose());
+        return time;
+    }
+
+    std::atomic<int> ended{0};
+};
+
+/// The library's own limit would be five seconds. A busy machine may take as long, but not each
+/// time.
+TEST_F(UntakenReply, ClosesItsConnection) {
+    constexpr std::chrono::seconds limitOfTheLibrary{5};
+    auto shortest = timeOfAReply();
+    for (int attempt = 1; attempt < 5 && shortest >= limitOfTheLibrary; ++attempt) {
+        shortest = std::min(shortest, timeOfAReply());
+    }
+
+    EXPECT_LT(shortest, limitOfTheLibrary);
 }
 
 TEST_F(HttpServerTest, ServesUntilItIsStopped) {
@@ -112,45 +140,75 @@ TEST_F(HttpServerTest, ServesUntilItIsStopped) {
     EXPECT_FALSE(server->isServing());
 }
 
-TEST_F(HttpServerTest, GivesEachRequestOfAConnectionItsTimeAfresh) {
-    const std::string body(100'000, 'x');
-    server->set_read_timeout(std::chrono::seconds(1));
-    server->Put("/body", [](const httplib::Request& request, httplib::Response& response) {
-        response.set_content(std::to_string(request.body.size()), "text/plain");
-    });
-    start();
-    RawClient client = connect();
-    const std::string request = "PUT /body HTTP/1.1\r\nContent-Length: 100000\r\n\r\n" + body;
-    client.send(request);
-    ASSERT_TRUE(client.receiveReply().ends_with("\r\n\r\n100000"));
-    ASSERT_FALSE(client.waitForClose(std::chrono::milliseconds(1100)));
+class TimeOfRequests : public HttpFixture {
+protected:
+    /// True when two requests on one connection are answered that lasts longer than a request may.
+    bool isAfreshForEach(std::chrono::milliseconds limit) {
+        server = patientServer();
+        server->set_read_timeout(limit);
+        start();
+        RawClient client = connect();
+        const std::string request =
+            "PUT / HTTP/1.1\r\nContent-Length: 100000\r\n\r\n" + std::string(100'000, 'x');
+        const auto isAnswered = [&] {
+            return client.send(request) && client.receiveReply().ends_with("\r\n\r\nPUT / 100000");
+        };
+        const bool result = isAnswered() &&
+                            !client.waitForClose(limit + std::chrono::milliseconds(100)) &&
+                            isAnswered();
+        stop();
+        return result;
+    }
+};
 
-    client.send(request);
+/// A busy machine may keep a request waiting for longer than a short limit.
+TEST_F(TimeOfRequests, BeginsAfreshForEachOfAConnection) {
+    bool isAfresh = false;
+    for (int limit = 500; limit <= 16'000 && !isAfresh; limit *= 2) {
+        isAfresh = isAfreshForEach(std::chrono::milliseconds(limit));
+    }
 
-    EXPECT_TRUE(client.receiveReply().ends_with("\r\n\r\n100000"));
+    EXPECT_TRUE(isAfresh);
 }
 
 /// Chunks of one byte: the body stays below its limit for long while its bytes never pause.
-TEST_F(HttpServerTest, StopsAlthoughAClientSendsItsBodyWithoutAnEnd) {
-    server->set_read_timeout(std::chrono::seconds(20));
-    server->Put("/body", [](const httplib::Request&, httplib::Response&) {});
-    start();
-    RawClient client = connect();
-    client.send("PUT /body HTTP/1.1\r\nHost: localhost\r\nTransfer-Encoding: chunked\r\n\r\n");
-    const std::string chunk = "1;" + std::string(16'000, 'x') + "\r\n \r\n";
-    // More than the system keeps on the way: the server is in the middle of the body.
-    for (int count = 0; count < 1000; ++count) {
-        ASSERT_TRUE(client.send(chunk));
+class EndlessBody : public HttpFixture {
+protected:
+    /// Once its first bytes have reached the handler.
+    void startSending() {
+        std::promise<void> arrived;
+        server->Put("/body", [&](const httplib::Request&, httplib::Response&,
+                                 const httplib::ContentReader& read) {
+            bool isFirst = true;
+            read([&](const char*, std::size_t) {
+                if (std::exchange(isFirst, false)) {
+                    arrived.set_value();
+                }
+                return true;
+            });
+        });
+        start();
+        client.emplace(connect());
+        client->send("PUT /body HTTP/1.1\r\nHost: localhost\r\nTransfer-Encoding: chunked\r\n\r\n");
+        sending = std::async(std::launch::async, [this] {
+            const std::string chunk = "1;" + std::string(16'000, 'x') + "\r\n \r\n";
+            while (client->send(chunk)) {
+            }
+        });
+        arrived.get_future().get();
     }
-    auto sending = std::async(std::launch::async, [&] {
-        while (client.send(chunk)) {
-        }
-    });
-    const auto begin = std::chrono::steady_clock::now();
-    stop();
 
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+    std::optional<RawClient> client;
+    std::future<void> sending;
+};
+
+TEST_F(EndlessBody, DoesNotKeepTheServerFromStopping) {
+    startSending();
+    auto stopped = std::async(std::launch::async, [this] { stop(); });
+
+    EXPECT_EQ(stopped.wait_for(RawClient::patience), std::future_status::ready);
     EXPECT_EQ(sending.wait_for(RawClient::patience), std::future_status::ready);
+    client->stopSending();
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "tests/kel_server_lib/rest/RestFixture.hpp"
 
+#include "tests/kel_server_lib/http/PatientServer.hpp"
+
 namespace Quarlen::Tests {
 
 RestFixture::RestFixture()
@@ -13,7 +15,11 @@ Platform::AddressProbe RestFixture::probe() const {
 }
 
 RestEnvironment RestFixture::environment() {
-    return {.clock = clock, .console = console, .port = port, .probe = probe()};
+    return {.clock = clock,
+            .console = console,
+            .port = port,
+            .makeServer = [] { return Rest::Tests::patientServer(); },
+            .probe = probe()};
 }
 
 SequenceEnvironment RestFixture::sequenceEnvironment() {

@@ -14,6 +14,7 @@
 #include "platform/TextEncoding.hpp"
 #include "tests/kel_cpp/RuntimeFixture.hpp"
 #include "tests/kel_cpp/network/RpcTestClient.hpp"
+#include "tests/kel_server_lib/http/PatientServer.hpp"
 #include "tests/support/HttpReply.hpp"
 #include "tests/support/LoopbackPort.hpp"
 
@@ -166,8 +167,11 @@ TEST_F(ClientsOnRuntime, FiftyClientsActWhileButtonsAndTheRestApiDo) {
     handler->startF2ScriptThread(L"Read.xml", runtime);
     std::atomic<bool> stopRequested{false};
     const std::uint16_t port = freePort();
-    RESTServer rest(stopRequested, handler, true,
-                    RestEnvironment{.clock = impatient, .console = console, .port = port});
+    RESTServer rest(
+        stopRequested, handler, true,
+        RestEnvironment{.clock = impatient, .console = console, .port = port, .makeServer = [] {
+                            return Rest::Tests::patientServer();
+                        }});
     ASSERT_TRUE(rest.start(runtime));
     std::vector<std::jthread> everybody;
     for (int number = 0; number < clientCount; ++number) {

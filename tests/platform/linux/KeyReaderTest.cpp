@@ -2,6 +2,7 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <string>
@@ -195,10 +196,14 @@ TEST(KeyReader, IsNotStoppedByABackgroundReadWhileItReads) {
         }
         const pthread_t reader = ::pthread_self();
         std::jthread writer([&ends, reader] {
-            while (stateOf(::getpid()) != 'S') {
+            // It may wait for something else at first.
+            const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+            while (!blockedInside && std::chrono::steady_clock::now() < end) {
+                if (stateOf(::getpid()) == 'S') {
+                    ::pthread_kill(reader, SIGUSR1);
+                }
                 std::this_thread::yield();
             }
-            ::pthread_kill(reader, SIGUSR1);
             static_cast<void>(::write(ends[1], "k", 1));
         });
         keys->readKey();

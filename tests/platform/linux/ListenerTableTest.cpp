@@ -37,6 +37,11 @@ TEST(ListenerTable, TakesThoseOfIpv6ThatServeIpv4) {
 
 TEST(ListenerTable, IgnoresLinesThatItDoesNotUnderstand) {
     EXPECT_TRUE(listeners("\n 0: x\n 1: 7F:E290 0:0 0A\n").empty());
+    for (const std::string local :
+         {"0100007F:", "0100007F:x", "0100007F:E290x", "0100007F:10000", "0100007F:-1",
+          "0100007F:FFFFFFFFFFFFFFFFFF", "xxxxxxxx:E290", "0100007x:E290", "-100007F:E290"}) {
+        EXPECT_TRUE(listeners(" 0: " + local + " 0:0 0A\n").empty()) << local;
+    }
 }
 
 } // namespace

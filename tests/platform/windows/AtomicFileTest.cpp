@@ -4,6 +4,7 @@
 #include <string>
 #include <system_error>
 #include <thread>
+#include <vector>
 #include <windows.h>
 
 #include <gmock/gmock.h>
@@ -11,9 +12,11 @@
 #include "platform/AppendFile.hpp"
 #include "platform/FilePrivacy.hpp"
 #include "platform/FlushFile.hpp"
+#include "platform/UnfinishedFiles.hpp"
 #include "platform/windows/FileReplacement.hpp"
 #include "tests/support/FakeClock.hpp"
 #include "tests/support/FileAccess.hpp"
+#include "tests/support/KilledWriter.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 
 namespace Quarlen::Platform::Tests {
@@ -131,6 +134,35 @@ TEST_F(AtomicFileOnWindows, LeavesAFileAloneThatItsReaderKeeps) {
 
     EXPECT_THAT(clock.sleeps(), testing::SizeIs(1));
     EXPECT_EQ(folder.read("KelServer.xml"), "old");
+    EXPECT_EQ(files(), 1);
+}
+
+TEST_F(AtomicFileOnWindows, HasTheWholeContentOnTheDiskBeforeItTouchesTheTarget) {
+    Handle held = hold(file);
+    std::vector<std::string> beside;
+    clock.onSleep([&](std::chrono::milliseconds /*duration*/) {
+        for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
+            const std::filesystem::path& name = entry.path();
+            if (name.extension() == ".new" || name.extension() == ".part") {
+                beside.push_back(name.extension().string() + " " +
+                                 folder.read(name.filename().string()));
+            }
+        }
+        held.reset();
+    });
+
+    replaceFile(file, "new", clock);
+
+    EXPECT_THAT(beside, testing::ElementsAre(".new new"));
+}
+
+TEST_F(AtomicFileOnWindows, FindsWhatIsLeftWhateverTheCapitalsOfTheName) {
+    const auto left =
+        Quarlen::Tests::ofAKilledProcess(UnfinishedFile(folder.path() / "KELSERVER.XML").partial);
+    folder.write(left.filename().string(), "par");
+
+    settleUnfinishedFiles(file);
+
     EXPECT_EQ(files(), 1);
 }
 

@@ -37,6 +37,32 @@ TEST_F(ConsoleModesOf, AConsoleWithKeysHaveNoQuickEditAndNoPauseKey) {
                                          ENABLE_INSERT_MODE | ENABLE_EXTENDED_FLAGS});
 }
 
+TEST_F(ConsoleModesOf, AProcessThatBreaksOffAreGivenBack) {
+    console.modes[keys] = shellKeys;
+    takeKeys(modes, keys);
+
+    modes.giveBackUnlessBusy();
+
+    EXPECT_EQ(console.modes[keys], shellKeys);
+    EXPECT_FALSE(takeKeys(modes, keys));
+}
+
+TEST(ConsoleModesOfAThread, ThatBreaksOffWhileItChangesThemAreNotWaitedFor) {
+    ScriptedConsole console;
+    ConsoleModes* broken = nullptr;
+    ConsoleCalls calls = console.calls();
+    calls.setMode = [&](HANDLE, DWORD) {
+        broken->giveBackUnlessBusy();
+        return TRUE;
+    };
+    ConsoleModes modes(calls);
+    broken = &modes;
+    int place = 0;
+    console.modes[&place] = shellKeys;
+
+    EXPECT_TRUE(takeKeys(modes, &place));
+}
+
 TEST_F(ConsoleModesOf, AConsoleWithoutAReaderLoseQuickEditAlone) {
     console.modes[keys] = shellKeys;
 

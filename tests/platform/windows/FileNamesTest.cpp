@@ -30,13 +30,13 @@ INSTANTIATE_TEST_SUITE_P(Paths, NoFileName,
                                          L"a\\..", L"a?", L"a*", L"a|b", L"ab:c", L"<a>", L"a\tb",
                                          L"a.", L"a ", L"nul", L"CON.xml", L"lpt1", L"a\\Aux\\b",
                                          L"com\u00B9", L"LPT\u00B3.txt", L"conin$", L"CONOUT$",
-                                         L"a.zip:b", L"car...", std::wstring(L"a\0b", 3),
-                                         std::wstring(256, L'n')));
+                                         L"NUL .txt", L"com1 .a", L"a.zip:b", L"car...",
+                                         std::wstring(L"a\0b", 3), std::wstring(256, L'n')));
 
 TEST(FileName, IsNotTakenLiterallyWhereTheSystemOpensSomethingElse) {
     for (const wchar_t* const name :
          {L"a.", L"a ", L"a. .", L"a.zip:b", L"a.zip::$DATA", L"sub.\\a", L"C:\\x\\nul.txt",
-          L"LPT\u00B2", L"CONIN$", L"\\\\?\\C:\\x\\a."}) {
+          L"nul .txt", L"LPT\u00B2", L"CONIN$", L"\\\\?\\C:\\x\\a."}) {
         EXPECT_FALSE(isTakenLiterally(name)) << toUtf8(name);
     }
     for (const wchar_t* const name :

@@ -1,5 +1,8 @@
 #include "platform/ListeningSocket.hpp"
 
+#include <chrono>
+#include <future>
+#include <thread>
 #include <vector>
 #include <winsock2.h>
 
@@ -89,6 +92,47 @@ TEST_F(ListeningSocket, IsTriedAgainAfterAPauseWhereWaitingForItFails) {
 
     EXPECT_EQ(nextClient(listening, {.clock = clock, .accept = accept}), noSocket);
     EXPECT_EQ(clock.sleeps(), std::vector(maxTries, std::chrono::milliseconds(50)));
+}
+
+/// Connects after a while unless it is told that nobody is waited for.
+class LateClient {
+public:
+    explicit LateClient(SOCKET listening) : listening(listening) {}
+    LateClient(const LateClient&) = delete;
+    LateClient& operator=(const LateClient&) = delete;
+    ~LateClient() {
+        isNeedless.set_value();
+        thread.join();
+        ::closesocket(client);
+    }
+
+private:
+    void run() {
+        constexpr std::chrono::seconds patience{20};
+        if (isNeedless.get_future().wait_for(patience) == std::future_status::timeout) {
+            sockaddr_in address{};
+            int size = sizeof address;
+            ::getsockname(listening, reinterpret_cast<sockaddr*>(&address), &size);
+            ::connect(client, reinterpret_cast<const sockaddr*>(&address), size);
+        }
+    }
+
+    SOCKET listening;
+    SOCKET client = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+    std::promise<void> isNeedless;
+    std::thread thread{[this] { run(); }};
+};
+
+TEST_F(ListeningSocket, IsNotWaitedForWhereTheClientHasGoneMeanwhile) {
+    ASSERT_TRUE(bind(first, 0));
+    ASSERT_EQ(::listen(first, 1), 0);
+    const LateClient helper(first);
+
+    const Accepted accepted =
+        acceptAfter([](SOCKET) { return 1; }, static_cast<std::intptr_t>(first));
+
+    EXPECT_EQ(accepted.connection, noSocket);
+    EXPECT_EQ(acceptFaultOf(accepted.error.value()), AcceptFault::NobodyCame) << accepted.error;
 }
 
 TEST(AcceptFaultOfWinsock, FindsNoFaultInAnEmptyQueue) {

@@ -46,6 +46,15 @@ TEST(StandardConsole, WritesUtf8ByteForByteWithoutTranslatingLineEnds) {
                                    "fstand \xF0\x9F\x9A\x97]\n"));
 }
 
+TEST(StandardConsole, DISABLED_WritesATextWithoutALineEnd) {
+    standardConsole().text("[the last words]");
+}
+
+TEST(StandardConsole, WritesAtTheEndWhatNobodyHasFlushed) {
+    EXPECT_THAT(outputOf(L"StandardConsole.DISABLED_WritesATextWithoutALineEnd"),
+                testing::HasSubstr("[the last words]"));
+}
+
 } // namespace
 
 } // namespace Quarlen::Platform::Tests

@@ -108,4 +108,9 @@ void allowConnections(std::size_t count) {
     ::setrlimit(RLIMIT_NOFILE, &files);
 }
 
+void limitSendBuffer(std::intptr_t connection) {
+    const int size = 16 * 1024;
+    ::setsockopt(descriptor(connection), SOL_SOCKET, SO_SNDBUF, &size, sizeof size);
+}
+
 } // namespace Quarlen::Tests

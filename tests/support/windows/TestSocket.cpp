@@ -120,4 +120,10 @@ bool TestSocket::waitForData(std::chrono::milliseconds deadline) const {
 
 void allowConnections(std::size_t /*count*/) {}
 
+void limitSendBuffer(std::intptr_t connection) {
+    const int size = 16 * 1024;
+    ::setsockopt(system(connection), SOL_SOCKET, SO_SNDBUF, reinterpret_cast<const char*>(&size),
+                 sizeof size);
+}
+
 } // namespace Quarlen::Tests

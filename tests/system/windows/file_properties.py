@@ -25,6 +25,11 @@ def expect(case, program):
         case.assertEqual(text_value(content, name), version)
     case.assertEqual(text_value(content, "OriginalFilename"), program.name)
     case.assertEqual(text_value(content, "ProductName"), "kel_server")
+    case.assertTrue(text_value(content, "FileDescription").startswith(f"{program.stem}: "))
+    # Windows shows the texts of the languages that are named here: the one of "040904B0".
+    translation = "Translation\0".encode("utf-16-le")
+    case.assertRegex(content, re.escape(translation) + rb"(?:\0\0)?" + re.escape(b"\x09\x04\xb0\x04"))
+    case.assertIn("040904B0".encode("utf-16-le"), content)
     numbers = [int(number) for number in version.split(".")]
     fixed = content.index(b"\xbd\x04\xef\xfe")  # VS_FIXEDFILEINFO begins with this mark
     words = [int.from_bytes(content[fixed + at:fixed + at + 2], "little") for at in (10, 8, 14, 12)]

@@ -24,7 +24,7 @@ import system_libraries
 
 PROGRAM, EXAMPLES, FLASH_DATA = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
 EMULATOR = sys.argv[4:5]
-PATIENCE = 30
+PATIENCE = 100
 READY = b"server device: Windows\n"
 # Not flushed: behind a pipe it comes with the next line.
 PROMPT = b"Enter 'q' and Enter to exit\n"

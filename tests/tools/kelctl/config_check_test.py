@@ -2,6 +2,7 @@
 """kelctl config check: each kind of finding in a configuration folder and in single files of it."""
 
 import os
+import re
 import shutil
 import subprocess
 import sys
@@ -19,7 +20,7 @@ WORDS_OF_SETTINGS = [
     "4:33: error: config/vehicle.xml is no folder [missing-folder]",
     "5:1: error: the runtime has no interface 'CAN': no vehicle can be connected while it is enabled; there is "
     "Simulation [unknown-interface]",
-    "6:1: error: nobody on another machine can log in: config/tokens: the file is missing or cannot be read; "
+    "6:1: error: nobody on another machine can log in: config/tokens: the file cannot be read: CAUSE; "
     "kelctl token create makes one [token-file]"]
 
 
@@ -162,13 +163,15 @@ class Configuration(InAConfiguration):
 
     def test_a_token_file_has_to_be_there(self):
         self.replace_settings('<Access tokenFile="access.token"/>')
-        self.expect_config(("token-file", "error", self.SETTINGS, 2), saying="missing")
+        self.expect_config(("token-file", "error", self.SETTINGS, 2), saying=": the file cannot be read: ")
+        self.assertRegex(kelctl("config", "check", self.config).out,
+                         r"access\.token: the file cannot be read: [^:]+ \(\d+\); ")
 
     @unittest.skipIf(IS_WINDOWS, "there are none")
     def test_a_token_file_that_blocks_is_not_opened(self):
         self.replace_settings('<Access tokenFile="pipe"/>')
         os.mkfifo(self.config / "pipe", 0o600)
-        self.expect_config(("token-file", "error", self.SETTINGS, 2), saying="missing or cannot be read")
+        self.expect_config(("token-file", "error", self.SETTINGS, 2), saying="pipe: this is no regular file")
 
     def test_a_token_file_has_a_largest_size(self):
         token = "control a " + "0" * 64 + "\n#"
@@ -179,7 +182,7 @@ class Configuration(InAConfiguration):
 
     def test_a_token_file_is_no_folder(self):
         self.replace_settings('<Access tokenFile="projects"/>')
-        self.expect_config(("token-file", "error", self.SETTINGS, 2), saying="missing or cannot be read")
+        self.expect_config(("token-file", "error", self.SETTINGS, 2), saying="projects: this is no regular file")
 
     @unittest.skipIf(IS_WINDOWS, "who may read a file is no mode there")
     def test_a_token_file_is_for_its_owner_alone(self):
@@ -217,7 +220,9 @@ class Words(InAConfiguration):
     def test_of_findings_in_settings(self):
         self.write("", "x.xml")
         self.write(self.SETTINGS.format("CAN", "Simulation"), "config/KelServer.xml")
-        self.assertEqual(self.lines_of("config", "check", "config/KelServer.xml"),
+        lines = [re.sub(r"read: .+ \(\d+\);", "read: CAUSE;", line)
+                 for line in self.lines_of("config", "check", "config/KelServer.xml")]
+        self.assertEqual(lines,
                          [f"config/KelServer.xml:{line}" for line in WORDS_OF_SETTINGS]
                          + ["5 errors and 1 warning in 1 file"])
 

@@ -198,6 +198,7 @@ class Places(DryRunTest):
                               cwd=self.work, timeout=PATIENCE, check=False, capture_output=True,
                               encoding="utf-8", env={**os.environ, **self.environment})
         self.assertEqual(done.returncode, REFUSED, done.stdout)
+        self.assertRegex(done.stderr, r"\Akelctl: .*working folder is not known: .+ \(\d+\)\n\Z")
         self.assertIn("cannot tell where 'Demo.xml' is, as the working folder is not known: ", done.stderr)
 
     def test_a_script_by_its_path_has_the_configuration_around_it(self):

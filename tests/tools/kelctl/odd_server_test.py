@@ -3,6 +3,7 @@
 
 import json
 import pathlib
+import re
 import subprocess
 import tempfile
 import unittest
@@ -240,9 +241,12 @@ class WrongUsage(unittest.TestCase):
             self.assertEqual((result_.code, result_.out), (WRONG_USAGE, ""), arguments)
 
     def test_a_file_that_cannot_be_read_is_told(self):
-        refused = kelctl("--token-file", "no such file", "status")
-        self.assertEqual((refused.code, refused.err),
-                         (REFUSED, "kelctl: the token file no such file cannot be read\n"))
+        with tempfile.TemporaryDirectory() as folder:
+            for name in ("no such file", folder):
+                refused = kelctl("--token-file", name, "status", cwd=folder)
+                self.assertEqual(refused.code, REFUSED)
+                self.assertRegex(refused.err, r"\Akelctl: the token file " + re.escape(name) +
+                                 r" cannot be read: .+ \(\d+\)\n\Z")
 
     def test_another_machine_gets_no_copies(self):
         for host, code in (("LOCALHOST", NOT_REACHABLE), ("127.1.2.3", NOT_REACHABLE),

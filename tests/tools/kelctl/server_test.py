@@ -291,8 +291,15 @@ class Reports(WithServer):
         self.assertEqual(list(self.folder.iterdir()), [])
 
     def test_a_folder_that_is_missing_is_told(self):
-        self.assertIn("cannot be written",
-                      self.refused("reports", "--save", self.report.name, "--into", self.folder / "no"))
+        self.assertRegex(self.refused("reports", "--save", self.report.name, "--into", self.folder / "no"),
+                         r"\.html cannot be written: .+ \(\d+\)\Z")
+
+    @unittest.skipIf(IS_WINDOWS, "the folder is named by another variable, which programs need")
+    def test_a_missing_folder_for_temporary_files_is_told(self):
+        refused = self.kelctl("reports", "--save", self.report.name, TMPDIR=str(self.folder / "no"))
+        self.assertEqual((refused.code, refused.out), (REFUSED, ""))
+        self.assertRegex(refused.err, r"\Akelctl: cannot make a folder in the one for temporary files: "
+                                      r".+ \(\d+\)\n\Z")
 
     def test_opening_and_saving_exclude_each_other(self):
         result = self.kelctl("reports", "--save", "a", "--open", "b")

@@ -296,7 +296,13 @@ class OfAFolder(Bundle):
     def test_a_folder_that_cannot_be_read_is_told(self):
         (self.config / "projects").chmod(0)
         self.addCleanup((self.config / "projects").chmod, 0o700)
-        self.assertIn("missing: config: ", self.bundle())
+        self.assertRegex(self.bundle(), r"missing: config: .*config: .+ \(\d+\)\n")
+
+    @unittest.skipIf(IS_WINDOWS, "every file that is there can be read by its owner")
+    def test_a_file_that_cannot_be_read_is_told_with_the_cause(self):
+        # Nothing lies at the beginning of a process's memory.
+        (self.config / "memory.txt").symlink_to("/proc/self/mem")
+        self.assertRegex(self.bundle(), r"missing: config/memory\.txt: cannot be read: .+ \(\d+\)\n")
 
     def test_a_bundle_has_a_size_that_goes_into_a_mail(self):
         (self.config / "traces").mkdir()

@@ -117,6 +117,7 @@ class ManyServers(unittest.TestCase):
         self.assertEqual((values[here]["reachable"], values[here]["text"]), (True, "Idle"))
         self.assertEqual(values[gone].keys(), {"host", "reachable", "cause"})
         self.assertFalse(values[gone]["reachable"])
+        self.assertRegex(values[gone]["cause"], r"(\A| )(.+ \(\d+\)|error \d+)\Z")
 
 
 class AServerThatGoes(unittest.TestCase):

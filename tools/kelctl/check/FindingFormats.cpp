@@ -1,5 +1,6 @@
 #include "tools/kelctl/check/FindingFormats.hpp"
 
+#include <algorithm>
 #include <filesystem>
 
 #include <boost/json/array.hpp>
@@ -52,10 +53,13 @@ std::string escaped(const std::string& text, bool isProperty) {
     return safe;
 }
 
-/// With the separators that all systems understand.
+/// With the separators that all systems understand. The library's own function takes a share for
+/// a folder of the current drive.
 std::string genericName(const std::filesystem::path& file) {
-    const std::u8string name = file.generic_u8string();
-    return {name.begin(), name.end()};
+    constexpr auto separator = static_cast<char>(std::filesystem::path::preferred_separator);
+    std::string name = Platform::toUtf8(Platform::fromPath(file));
+    std::replace(name.begin(), name.end(), separator, '/');
+    return name;
 }
 
 /// A letter that an address may have as it is (RFC 3986, clause 3.3).
@@ -65,13 +69,18 @@ bool isPlain(char letter) {
            (letter >= 'a' && letter <= 'z') || marks.find(letter) != std::string_view::npos;
 }
 
+/// What comes before an absolute name (RFC 8089): that of a share begins with its server, the host.
+const char* addressPrefix(const std::string& name) {
+    return name.starts_with("//") ? "file:" : name.starts_with('/') ? "file://" : "file:///";
+}
+
 /// A relative name stays relative to where the program runs: the root of what is reviewed.
 std::string uriOf(const Finding& finding) {
     const auto file = Platform::toPath(finding.file);
     // On Windows a name that begins with a separator lacks its drive.
     const bool isAbsolute = file.has_root_directory();
     const std::string name = genericName(isAbsolute ? wholePath(file) : file);
-    std::string uri = isAbsolute ? (name.front() == '/' ? "file://" : "file:///") : "";
+    std::string uri = isAbsolute ? addressPrefix(name) : "";
     for (const char letter : name) {
         if (isPlain(letter) || (isAbsolute && letter == ':')) {
             uri += letter;

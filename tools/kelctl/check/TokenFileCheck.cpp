@@ -4,14 +4,10 @@
 
 #include "kel_cpp/rpc/AccessTokens.hpp"
 #include "platform/SystemError.hpp"
-#include "tools/kelctl/check/ScriptCheck.hpp"
 
 namespace Quarlen::Ctl {
 
 std::wstring tokenFileFault(const std::filesystem::path& file) {
-    if (!checkReadable(file).empty()) {
-        return L"the file is missing or cannot be read";
-    }
     try {
         return Kel_cpp::AccessTokens::countIn(file) == 0 ? L"the file has no token" : L"";
     } catch (const std::exception& refusal) {

@@ -1,5 +1,6 @@
 #include "tools/kelctl/commands/ReportCommands.hpp"
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -9,9 +10,11 @@
 
 #include "platform/FileViewer.hpp"
 #include "platform/Paths.hpp"
-#include "platform/PrivateFolder.hpp"
+#include "platform/StreamError.hpp"
+#include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tools/kelctl/base/Failure.hpp"
+#include "tools/kelctl/base/TemporaryFolder.hpp"
 #include "tools/kelctl/server/HttpExchange.hpp"
 #include "tools/kelctl/server/RpcSession.hpp"
 
@@ -37,10 +40,9 @@ ExitCode list(const CommandContext& context) {
     return ExitCode::Done;
 }
 
-/// Nobody else can put a file at its place. It stays, because the viewer reads it later.
+/// A temporary one stays, because the viewer reads the file later.
 std::filesystem::path folderFor(const ReportWish& wish) {
-    return wish.folder.empty() ? Platform::makePrivateFolder(std::filesystem::temp_directory_path(),
-                                                             "kelctl-report-")
+    return wish.folder.empty() ? newTemporaryFolder("kelctl-report-")
                                : Platform::toPath(Platform::fromUtf8(wish.folder));
 }
 
@@ -55,11 +57,13 @@ void requireReportName(const std::string& name) {
 std::filesystem::path save(const std::string& name, const std::filesystem::path& folder,
                            const std::string& content) {
     const auto target = folder / Platform::toPath(Platform::fromUtf8(name)).filename();
+    errno = 0;
     std::ofstream stream(Platform::openablePath(target), std::ios::binary);
     stream << content << std::flush;
     if (!stream) {
         throw Failure(ExitCode::Refused,
-                      Platform::toUtf8(Platform::fromPath(target)) + " cannot be written");
+                      Platform::toUtf8(Platform::fromPath(target) + L" cannot be written: " +
+                                       Platform::errorText(Platform::streamError())));
     }
     return target;
 }

@@ -1,5 +1,6 @@
 #include "tools/kelctl/dryrun/ScratchFolder.hpp"
 
+#include <cerrno>
 #include <fstream>
 #include <string>
 #include <string_view>
@@ -7,37 +8,15 @@
 
 #include "platform/FileActions.hpp"
 #include "platform/Paths.hpp"
-#include "platform/PrivateFolder.hpp"
+#include "platform/StreamError.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tools/kelctl/base/Failure.hpp"
+#include "tools/kelctl/base/TemporaryFolder.hpp"
 
 namespace Quarlen::Ctl {
 
 namespace {
-
-[[noreturn]] void refuse(const std::error_code& cause) {
-    throw Failure(ExitCode::Refused, "cannot make a folder in the one for temporary files: " +
-                                         Platform::toUtf8(Platform::errorText(cause)));
-}
-
-/// Absolute also where TMPDIR is not: the paths in it are told to people.
-std::filesystem::path temporaryFolder() {
-    try {
-        return Platform::normalPath(Platform::absolutePath(std::filesystem::temp_directory_path()));
-    } catch (const std::system_error& error) {
-        refuse(error.code());
-    }
-}
-
-std::filesystem::path newFolder() {
-    const std::filesystem::path parent = temporaryFolder();
-    try {
-        return Platform::makePrivateFolder(parent, "kelctl-run-");
-    } catch (const std::system_error& error) {
-        refuse(error.code());
-    }
-}
 
 std::string element(std::string_view name, const std::wstring& text) {
     std::string content;
@@ -52,7 +31,7 @@ std::string element(std::string_view name, const std::wstring& text) {
 
 } // namespace
 
-ScratchFolder::ScratchFolder() : folder(newFolder()) {
+ScratchFolder::ScratchFolder() : folder(newTemporaryFolder("kelctl-run-")) {
     try {
         Platform::createFolders(config());
     } catch (const std::system_error&) {
@@ -68,6 +47,7 @@ ScratchFolder::~ScratchFolder() {
 }
 
 void writeDryRunSettings(const ScratchFolder& scratch, const Kel_cpp::RuntimeSettings& settings) {
+    errno = 0;
     std::ofstream file(Platform::openablePath(scratch.config() / "KelServer.xml"),
                        std::ios::binary);
     file << R"(<?xml version="1.0" encoding="UTF-8"?>)"
@@ -80,7 +60,8 @@ void writeDryRunSettings(const ScratchFolder& scratch, const Kel_cpp::RuntimeSet
          << "</Group></Interfaces></KelServer>\n";
     if (!file.flush()) {
         throw Failure(ExitCode::Refused,
-                      "cannot write into " + Platform::toUtf8(Platform::fromPath(scratch.path())));
+                      Platform::toUtf8(L"cannot write into " + Platform::fromPath(scratch.path()) +
+                                       L": " + Platform::errorText(Platform::streamError())));
     }
 }
 

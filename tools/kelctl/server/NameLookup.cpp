@@ -6,6 +6,8 @@
 #include <boost/asio/ip/address.hpp>
 #include <boost/asio/post.hpp>
 
+#include "tools/kelctl/server/HostEndpoints.hpp"
+
 namespace Quarlen::Ctl {
 
 using boost::asio::ip::tcp;
@@ -20,13 +22,8 @@ void NameLookup::find(const std::string& host, std::uint16_t port, OnFound onFou
     auto keepsRunning = boost::asio::make_work_guard(context);
     boost::asio::post(workers, [this, host, port, onFound = std::move(onFound),
                                 keepsRunning = std::move(keepsRunning)] {
-        boost::asio::io_context own;
-        tcp::resolver resolver(own);
         boost::system::error_code error;
-        Endpoints endpoints;
-        for (const auto& entry : resolver.resolve(tcp::v4(), host, std::to_string(port), error)) {
-            endpoints.push_back(entry.endpoint());
-        }
+        const Endpoints endpoints = endpointsOf(host, port, error);
         boost::asio::post(context, [onFound, error, endpoints] { onFound(error, endpoints); });
     });
 }

@@ -6,6 +6,7 @@
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tools/kelctl/base/Failure.hpp"
+#include "tools/kelctl/server/HostEndpoints.hpp"
 
 namespace Quarlen::Ctl {
 
@@ -14,9 +15,8 @@ using ErrorCode = boost::system::error_code;
 
 Transport::Transport(const std::string& host, std::uint16_t port)
     : hostAndPort(host + ":" + std::to_string(port)) {
-    tcp::resolver resolver(ioContext);
     ErrorCode error;
-    const auto found = resolver.resolve(tcp::v4(), host, std::to_string(port), error);
+    const auto found = endpointsOf(host, port, error);
     require(error);
     tcp.expires_after(connectTime);
     require(await([&](auto done) { tcp.async_connect(found, std::move(done)); }));

@@ -1,6 +1,7 @@
 #include "tools/kelctl/support/LocalParts.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -8,6 +9,7 @@
 #include <initializer_list>
 #include <optional>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include <boost/algorithm/string/predicate.hpp>
@@ -17,6 +19,7 @@
 #include "platform/FolderListing.hpp"
 #include "platform/OperatingSystem.hpp"
 #include "platform/Paths.hpp"
+#include "platform/StreamError.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/SystemPaths.hpp"
 #include "platform/TextEncoding.hpp"
@@ -47,7 +50,9 @@ std::string nameIn(const std::string& folder, const fs::path& path) {
     return name;
 }
 
-std::optional<std::string> endOf(const fs::path& file) {
+/// Nothing where the file cannot be read; `failure` tells why.
+std::optional<std::string> endOf(const fs::path& file, std::error_code& failure) {
+    errno = 0;
     std::ifstream stream(Platform::openablePath(file), std::ios::binary);
     std::error_code unknown;
     const std::uint64_t size = Platform::fileFacts(file, unknown).size;
@@ -58,6 +63,7 @@ std::optional<std::string> endOf(const fs::path& file) {
     std::string content(static_cast<std::size_t>(maxPart), '\0');
     stream.read(content.data(), static_cast<std::streamsize>(content.size()));
     if (stream.bad() || !stream.is_open()) {
+        failure = Platform::streamError();
         return {};
     }
     content.resize(static_cast<std::size_t>(stream.gcount()));
@@ -110,9 +116,10 @@ bool isReadableText(const std::string& content) {
 
 void addFile(const std::string& part, const fs::path& file, const AddPart& add,
              const NotePart& note) {
-    auto content = endOf(file);
+    std::error_code failure;
+    auto content = endOf(file, failure);
     if (!content) {
-        note(part + ": cannot be read");
+        note(part + ": cannot be read: " + Platform::toUtf8(Platform::errorText(failure)));
     } else if (isBusTrace(file)) {
         add(part, std::move(*content));
     } else if (isReadableText(*content)) {
@@ -140,7 +147,8 @@ void addFolder(const std::string& name, const fs::path& folder, Search found, co
 /// The file that the settings name; its lines tell who may do what.
 fs::path tokenFileOf(const fs::path& configFolder) {
     static const boost::regex form(R"re(\btokenFile\s*=\s*["']([^"']+)["'])re");
-    const std::string settings = endOf(configFolder / "KelServer.xml").value_or("");
+    std::error_code ignored;
+    const std::string settings = endOf(configFolder / "KelServer.xml", ignored).value_or("");
     boost::smatch match;
     return boost::regex_search(settings, match, form)
                ? Platform::toPath(Platform::fromUtf8(match[1].str())).filename()
@@ -174,7 +182,8 @@ void addEnvironment(const AddPart& add) {
     add("environment/variables.txt", variables());
     // Those of this program, which are those of a server that the same person starts.
     for (const char* const file : {"/proc/self/limits", "/proc/meminfo", "/proc/mounts"}) {
-        if (auto content = endOf(file); content && !content->empty()) {
+        std::error_code ignored;
+        if (auto content = endOf(file, ignored); content && !content->empty()) {
             add("environment/" + textOf(fs::path(file).filename()) + ".txt", std::move(*content));
         }
     }

@@ -37,6 +37,13 @@ TEST(FlashFileOnLinux, IsReadToItsEndWhereItAnnouncesNoSize) {
     EXPECT_EQ(content.back(), '\n');
 }
 
+TEST(FlashFileOnLinux, ThatCannotBeReadIsRefusedWithTheCause) {
+    // The first byte of the memory is nobody's.
+    EXPECT_EQ(refusalOf("/proc/self", L"mem"),
+              L"the file cannot be read: " +
+                  Platform::errorText(std::make_error_code(std::errc::io_error)));
+}
+
 TEST(FlashFileOnLinux, InAFolderThatMayNotBeEnteredIsNotSaidToBeMissing) {
     const Quarlen::Tests::TemporaryFolder folder;
     folder.write("locked/a.bin", "content");

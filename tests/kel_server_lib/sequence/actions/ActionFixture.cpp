@@ -10,7 +10,7 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr std::size_t maxSleepsOfATest = 1000;
-constexpr std::chrono::seconds maxLoop{30};
+constexpr std::chrono::seconds maxLoop{100};
 constexpr std::chrono::milliseconds betweenEndings{10};
 
 } // namespace

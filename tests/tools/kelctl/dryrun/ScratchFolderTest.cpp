@@ -1,8 +1,11 @@
 #include "tools/kelctl/dryrun/ScratchFolder.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "platform/TextEncoding.hpp"
+#include "tests/support/NumberedCause.hpp"
+#include "tools/kelctl/base/Failure.hpp"
 
 namespace Quarlen::Ctl::Tests {
 
@@ -49,6 +52,20 @@ TEST(SettingsOfADryRun, ReadTheUsersFoldersAndWriteIntoTheScratchFolder) {
     ASSERT_EQ(read.interfaces.groups[0]->interfaces.size(), 1U);
     EXPECT_EQ(read.interfaces.groups[0]->interfaces[0]->name, L"Simulation");
     EXPECT_TRUE(read.interfaces.groups[0]->interfaces[0]->enabled);
+}
+
+TEST(SettingsOfADryRun, ThatCannotBeWrittenAreToldWithTheCause) {
+    const ScratchFolder scratch;
+    std::filesystem::remove(scratch.config());
+    try {
+        writeDryRunSettings(scratch, {});
+        FAIL() << "no exception";
+    } catch (const Failure& failure) {
+        EXPECT_EQ(failure.code(), ExitCode::Refused);
+        EXPECT_THAT(std::string(failure.what()),
+                    testing::AllOf(testing::StartsWith("cannot write into "),
+                                   Quarlen::Tests::EndsWithANumber()));
+    }
 }
 
 } // namespace Quarlen::Ctl::Tests
