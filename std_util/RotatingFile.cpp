@@ -66,6 +66,7 @@ void RotatingFile::rotate() {
     // Somebody may have emptied the file; on a full disk it may have stayed empty.
     size = opened->size();
     if (size == 0) {
+        begin();
         return;
     }
     const bool done = putAside();
@@ -80,6 +81,10 @@ void RotatingFile::open() {
     }
     opened = Platform::AppendFile::open(file);
     size = opened->size();
+    begin();
+}
+
+void RotatingFile::begin() {
     if (size == 0 && !limits.beginning.empty()) {
         opened->write(limits.beginning);
         size = limits.beginning.size();

@@ -52,6 +52,7 @@ private:
     [[nodiscard]] bool putAside() const;
     void rotate();
     void open();
+    void begin();
 
     const std::filesystem::path file;
     const Limits limits;

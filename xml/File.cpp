@@ -156,8 +156,8 @@ void File::allowNoContent(const pugi::xml_node& node,
 void File::refuseContent(const pugi::xml_node& node) const {
     for (const auto child : node.children()) {
         if (child.type() == pugi::node_element) {
-            fail(child, L"unexpected element " + inQuotes(child.name()) + L" in " +
-                            inQuotes(node.name()));
+            fail(child,
+                 L"unexpected element " + inQuotes(child.name()) + L" in " + inQuotes(node.name()));
         }
     }
     refuseText(node);

@@ -57,8 +57,8 @@ std::string beginningOfFile() {
     constexpr std::uint32_t interfaceDescription = 1;
     constexpr std::uint32_t byteOrder = 0x1A2B3C4D;
     constexpr std::uint16_t upperPdu = 252;
-    return block(sectionHeader, little(byteOrder, 4) + little(1, 2) + little(0, 2) +
-                                    std::string(8, '\xFF')) +
+    return block(sectionHeader,
+                 little(byteOrder, 4) + little(1, 2) + little(0, 2) + std::string(8, '\xFF')) +
            block(interfaceDescription, little(upperPdu, 2) + little(0, 2) + little(0, 4));
 }
 
@@ -108,9 +108,9 @@ std::string BusCapture::packetOf(const Uds::BusEvent& event) const {
     const std::uint16_t unit =
         event.unit.physical.value_or(event.unit.functional.value_or(std::uint16_t{0}));
     const bool comes = event.kind == Kind::Response;
-    std::string whole = upperPduTags() + diagnosticMessage(comes ? unit : tester,
-                                                           comes ? tester : unit,
-                                                           event.bytes.size());
+    std::string whole =
+        upperPduTags() +
+        diagnosticMessage(comes ? unit : tester, comes ? tester : unit, event.bytes.size());
     const std::size_t kept = std::min(event.bytes.size(), maxCapturedBytes);
     const std::size_t length = whole.size() + event.bytes.size();
     whole.append(event.bytes.begin(), event.bytes.begin() + static_cast<std::ptrdiff_t>(kept));

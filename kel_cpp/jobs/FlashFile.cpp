@@ -68,7 +68,8 @@ void throwIfCancelled(const std::stop_token& cancel) {
 /// To the end, whatever the file announces.
 Uds::Bytes contentOf(std::ifstream& file, std::uint64_t announced, const std::stop_token& cancel) {
     Uds::Bytes content;
-    content.reserve(static_cast<std::size_t>(announced));
+    // With room for the last read, which finds the end: growing would copy everything.
+    content.reserve(static_cast<std::size_t>(announced) + pieceSize);
     std::size_t count = 0;
     while (file) {
         throwIfCancelled(cancel);

@@ -38,9 +38,7 @@ private:
         explicit End(FakeVehicle& vehicle) : vehicle(vehicle) {}
 
         void send(const Uds::Bytes& message, const Uds::Patience& patience) override {
-            if (patience.cancel.stop_requested()) {
-                throw Uds::Cancelled();
-            }
+            vehicle.check(patience);
             {
                 const std::lock_guard lock(vehicle.mutex);
                 vehicle.received.push_back(message);
@@ -51,9 +49,7 @@ private:
         }
 
         std::optional<Uds::Received> receive(const Uds::Patience& patience) override {
-            if (patience.cancel.stop_requested() || vehicle.state() == State::Closed) {
-                throw Uds::Cancelled();
-            }
+            vehicle.check(patience);
             if (responses.empty()) {
                 const auto left = patience.deadline - vehicle.clock.now();
                 vehicle.clock.advance(std::chrono::ceil<std::chrono::milliseconds>(left));

@@ -1,3 +1,4 @@
+#include <atomic>
 #include <barrier>
 #include <fstream>
 #include <future>
@@ -7,6 +8,7 @@
 #include "platform/TextEncoding.hpp"
 #include "simulation/SimulatedVehicle.hpp"
 #include "tests/kel_cpp/RuntimeFixture.hpp"
+#include "tests/support/TraceCapture.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
 
@@ -149,6 +151,94 @@ TEST_F(RuntimeVehicle, IdentifyingTellsTheNumberAndWhoIsSilent) {
     EXPECT_FALSE(targets[0]->reachable);
     EXPECT_TRUE(targets[1]->reachable);
     EXPECT_EQ(identification->vin, L"WKLDEMO0000000042");
+}
+
+TEST_F(RuntimeVehicle, IdentifyingAVehicleThatIsSilentFailsLikeConnecting) {
+    for (const char* const unit : {"UDS_CAN_D", "UDS_CAN_ENGINE", "UDS_CAN_BRAKES"}) {
+        folder.replaceIn("vehicle.xml", std::string("link=\"") + unit + "\"",
+                         std::string("link=\"NO_") + unit + "\"");
+    }
+    const std::wstring connecting = connectError();
+    EXPECT_NE(connecting, L"");
+    RecordList<IdentifiedTarget> targets;
+    std::shared_ptr<VehicleIdentification> identification;
+    EXPECT_EQ(errorOf([&] { runtime->identifyVehicle(targets, 0, identification); }), connecting);
+    EXPECT_TRUE(targets.empty());
+    EXPECT_EQ(identification, nullptr);
+    EXPECT_EQ(connectionCount(*runtime), 0U);
+}
+
+TEST_F(RuntimeVehicle, ALostConnectionIsNoneAnyMore) {
+    folder.replaceIn("vehicle.xml", "<FlashMemory",
+                     "<Fault request=\"22 00 00\" linkLost=\"true\"/><FlashMemory");
+    connect();
+    ASSERT_EQ(connectionCount(*runtime), 1U);
+    EXPECT_NE(hexService(L"UDS_CAN_ENGINE", {0x22, 0x00, 0x00})->error, 0);
+    EXPECT_EQ(connectionCount(*runtime), 0U);
+    EXPECT_EQ(errorOf([&] {
+                  hexService(L"UDS_CAN_D", {0x3E, 0x00});
+              }),
+              L"the connection to the vehicle of project \"Car_DEMO0000000042\" is lost: the "
+              L"connection to ENGINE on UDS_CAN_ENGINE was lost");
+}
+
+TEST_F(RuntimeVehicle, IsOpenedAnewAfterALoss) {
+    folder.replaceIn("vehicle.xml", "<FlashMemory",
+                     "<Fault request=\"22 00 00\" linkLost=\"true\"/><FlashMemory");
+    connect();
+    hexService(L"UDS_CAN_ENGINE", {0x22, 0x00, 0x00});
+    runtime->connectVehicle();
+    EXPECT_EQ(connectionCount(*runtime), 1U);
+    EXPECT_EQ(hexService(L"UDS_CAN_D", {0x3E, 0x00})->error, 0);
+}
+
+TEST_F(RuntimeVehicle, WritesAReportAlsoWhenTheConnectionIsLost) {
+    folder.replaceIn("vehicle.xml", "<FlashMemory",
+                     "<Fault request=\"22 00 00\" linkLost=\"true\"/><FlashMemory");
+    connect();
+    hexService(L"UDS_CAN_ENGINE", {0x22, 0x00, 0x00});
+    std::wstring file;
+    runtime->createVehicleReport(file, L"Late", nullptr, {},
+                                 std::make_shared<VehicleReportConfig>());
+    EXPECT_TRUE(std::filesystem::exists(Platform::toPath(file)));
+}
+
+TEST_F(RuntimeVehicle, IsCapturedWhereTheSettingsAskForIt) {
+    const auto capture = folder.config() / "traces" / "bus.pcapng";
+    folder.write("KelServer.xml",
+                 "<KelServer><Tracing enabled=\"false\" bus=\"true\"/></KelServer>");
+    restart();
+    connect();
+    EXPECT_FALSE(std::filesystem::exists(capture));
+    folder.write("KelServer.xml",
+                 "<KelServer><Tracing enabled=\"true\" bus=\"true\"/></KelServer>");
+    restart();
+    connect();
+    EXPECT_GT(std::filesystem::file_size(capture), 100U);
+}
+
+TEST_F(RuntimeVehicle, IsConnectedAlsoWhereItCannotBeCaptured) {
+    folder.write("KelServer.xml",
+                 "<KelServer><Tracing enabled=\"true\" bus=\"true\"/></KelServer>");
+    std::filesystem::create_directories(folder.config() / "traces" / "bus.pcapng");
+    restart();
+    const Quarlen::Tests::TraceCapture traces;
+    connect();
+    EXPECT_EQ(connectionCount(*runtime), 1U);
+    EXPECT_THAT(traces.texts(),
+                testing::Contains(testing::StartsWith(L"the bus is not captured, the file in ")));
+}
+
+TEST_F(RuntimeVehicle, TellsTheEnvironmentWhatGoesAndComes) {
+    std::atomic<int> requests{0};
+    RuntimeEnvironment environment{folder.config(), folder.base(), clock};
+    environment.onBusEvent = [&](const Uds::BusEvent& event) {
+        requests += event.kind == Uds::BusEvent::Kind::Request ? 1 : 0;
+    };
+    runtime = std::make_shared<Runtime>(environment);
+    runtime->initialize();
+    connect();
+    EXPECT_EQ(requests, 3);
 }
 
 TEST_F(RuntimeVehicle, ReadsTheIdentificationNumberOverTheAuxiliaryProject) {

@@ -57,6 +57,23 @@ TEST_F(RotatingFileTest, IsPutAsideWhenALineDoesNotFit) {
     EXPECT_EQ(content("trace.1.log"), "1234567890");
 }
 
+TEST_F(RotatingFileTest, BeginsEachFileWithWhatItIsTold) {
+    const RotatingFile::Limits limits{10, 2, 4, "head:"};
+    {
+        RotatingFile file(folder.path() / "trace.log", limits);
+        EXPECT_EQ(content(), "head:");
+        file.write("12345");
+    }
+    RotatingFile file(folder.path() / "trace.log", limits);
+    file.write("a");
+
+    EXPECT_EQ(content(), "head:a");
+    EXPECT_EQ(content("trace.1.log"), "head:12345");
+    fs::resize_file(folder.path() / "trace.log", 0);
+    file.write("67890");
+    EXPECT_EQ(content(), "head:67890");
+}
+
 TEST_F(RotatingFileTest, LiesInAFolderOfEveryDepth) {
     const std::string deep = std::string(150, 'n') + "/" + std::string(150, 'm');
     RotatingFile file(folder.path() / deep / "trace.log", {10, 2, 4});

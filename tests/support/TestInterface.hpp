@@ -33,8 +33,24 @@ public:
     }
 
     void lose(const std::wstring& cause) {
+        {
+            const std::lock_guard lock(stateMutex);
+            lossCause = cause;
+        }
         setState(State::Lost);
         lostListener(cause);
+    }
+
+protected:
+    /// What an end does before it sends or receives.
+    void check(const Uds::Patience& patience) const {
+        const std::lock_guard lock(stateMutex);
+        if (current == State::Lost) {
+            throw Uds::ConnectionLost(lossCause);
+        }
+        if (current == State::Closed || patience.cancel.stop_requested()) {
+            throw Uds::Cancelled();
+        }
     }
 
 private:
@@ -45,6 +61,7 @@ private:
 
     mutable std::mutex stateMutex;
     State current = State::Closed;
+    std::wstring lossCause;
     OnLost lostListener;
     mutable std::map<std::wstring, std::uint16_t> addresses;
 };

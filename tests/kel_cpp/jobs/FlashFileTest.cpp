@@ -9,6 +9,8 @@
 #include "tests/support/NumberedCause.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/support/UnreadableFile.hpp"
+#include "uds/Crc32.hpp"
+#include "uds/LinkError.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
 
@@ -101,6 +103,41 @@ TEST_F(FlashFile, LargerThanAnyMemoryIsNotEvenRead) {
     makeSparseFile("a.bin", maxFlashFileSize + 1);
     EXPECT_EQ(errorOf(L"a.bin"),
               L"the file is too large: 268435457 bytes, at most 268435456 can be flashed");
+}
+
+namespace {
+
+/// A file while its job is cancelled.
+class CancelledFlashFile : public testing::Test {
+protected:
+    CancelledFlashFile() { folder.write("a.bin", "content"); }
+
+    static std::stop_token cancelled() {
+        std::stop_source source;
+        source.request_stop();
+        return source.get_token();
+    }
+
+    Quarlen::Tests::TemporaryFolder folder;
+};
+
+} // namespace
+
+TEST_F(CancelledFlashFile, IsNotRead) {
+    EXPECT_THROW(readFlashFile(folder.path(), L"a.bin", cancelled()), Uds::Cancelled);
+}
+
+TEST_F(CancelledFlashFile, IsNotChecked) {
+    FlashSessionDescription session{L"S", L"a.bin", 0};
+    session.checksum = 0;
+    EXPECT_THROW(checkFlashFile({1, 2, 3}, session, cancelled()), Uds::Cancelled);
+    EXPECT_THROW(checksumOf({1, 2, 3}, cancelled()), Uds::Cancelled);
+}
+
+TEST(FlashFileChecksum, IsThatOfTheWholeContentHoweverLong) {
+    const Uds::Bytes content(3'000'001, 0xA5);
+    EXPECT_EQ(checksumOf(content), Uds::crc32(content.data(), content.size()));
+    EXPECT_EQ(checksumOf({'1', '2', '3', '4', '5', '6', '7', '8', '9'}), 0xCBF43926U);
 }
 
 } // namespace Quarlen::Kel_cpp::Tests

@@ -1,6 +1,9 @@
 #include "kel_cpp/jobs/FlashJob.hpp"
 
 #include <algorithm>
+#include <future>
+
+#include <gmock/gmock.h>
 
 #include "kel_cpp/jobs/FlashFile.hpp"
 #include "tests/kel_cpp/jobs/FlashJobFixture.hpp"
@@ -220,6 +223,27 @@ TEST_F(FlashJobTest, ACancelledJobReportsAJobErrorBeforeItsEraseIsOver) {
     ASSERT_TRUE(reports.waitForLast());
     ASSERT_NE(reports.results().back()->jobError, nullptr);
     EXPECT_NE(reports.results().back()->jobError->message.find(L"cancelled"), std::wstring::npos);
+}
+
+TEST_F(FlashJobTest, ThatIsCancelledDuringAnEraseLeavesTheControlUnitWhenItIsOver) {
+    writeFlashFile("engine_app.bin", 5000);
+    connect();
+    Quarlen::Tests::FlashCollector reports;
+    KelApi::JobId job = 0;
+    // In the middle of the second that the erase takes.
+    std::promise<void> begun;
+    clock.callAfter(std::chrono::milliseconds(300), [&] {
+        begun.get_future().wait();
+        runtime->cancelJobs({job});
+    });
+    job = runtime->executeFlashSessions(L"ENGINE", {L"ENGINE_APP"}, 0, &reports);
+    begun.set_value();
+    ASSERT_TRUE(reports.waitForLast());
+    EXPECT_THAT(reports.results().back()->jobError->message, testing::HasSubstr(L"cancelled"));
+    // Only in the programming session.
+    const auto answer = hexService(L"UDS_CAN_ENGINE", {0x37});
+    EXPECT_EQ(answer->error, 0x7F);
+    EXPECT_EQ(flash({L"ENGINE_APP"}).back()->jobError, nullptr);
 }
 
 TEST_F(FlashJobTest, UnknownItemsAndSessionsAndControlUnitsDoNotLaunch) {

@@ -184,6 +184,27 @@ TEST_F(ReadingKelServerXml, TakesEmptyElementsForMissingOnes) {
     EXPECT_EQ(settings.serverSettings.brokerUrlFile, L"");
 }
 
+TEST_F(ReadingKelServerXml, ReadsWhatAnInterfaceNeedsToKnow) {
+    const auto groups = read("<KelServer><Interfaces><Group name='g'><Interface host='127.0.0.1' "
+                             "name='DoIP' testerAddress='0x0E80' enabled='true' note=''/>"
+                             "<Interface name='Simulation'/></Group></Interfaces></KelServer>")
+                            .interfaces.groups;
+
+    using Parameters = std::vector<InterfaceEntry::Parameter>;
+    const auto& entry = *groups.at(0)->interfaces.at(0);
+    EXPECT_TRUE(entry.enabled);
+    EXPECT_EQ(entry.parameters,
+              (Parameters{{L"host", L"127.0.0.1"}, {L"testerAddress", L"0x0E80"}, {L"note", L""}}));
+    EXPECT_TRUE(groups[0]->interfaces.at(1)->parameters.empty());
+}
+
+TEST_F(ReadingKelServerXml, ReadsWhetherTheBusIsTracedAndCaptured) {
+    EXPECT_FALSE(read("<KelServer/>").capturesBus);
+    const auto settings = read("<KelServer><Tracing level='4' bus='true'/></KelServer>");
+    EXPECT_TRUE(settings.capturesBus);
+    EXPECT_EQ(settings.traceLevel, 4);
+}
+
 TEST_F(ReadingKelServerXml, KeepsTheOrderOfGroupsAndInterfaces) {
     const auto groups = read("<KelServer><Interfaces><Group name='B'><Interface name='y'/>"
                              "<Interface name='x' enabled='true'/></Group><Group name='A'/>"
@@ -308,6 +329,15 @@ INSTANTIATE_TEST_SUITE_P(
                      "<KelServer><Interfaces><Group name='g'><Interface enabled='true'/></Group>"
                      "</Interfaces></KelServer>",
                      "1:40: 'Interface' needs the attribute 'name'"},
+        WrongSetting{"ParameterOfTheSimulation",
+                     "<KelServer><Interfaces><Group name='g'><Interface name='Simulation' "
+                     "enabeld='true'/></Group></Interfaces></KelServer>",
+                     "unknown attribute"},
+        WrongSetting{
+            "InterfaceWithContent",
+            "<KelServer><Interfaces><Group name='g'><Interface name='x'><Host/></Interface>"
+            "</Group></Interfaces></KelServer>",
+            "unexpected element 'Host' in 'Interface'"},
         WrongSetting{"InterfaceOutsideGroup",
                      "<KelServer><Interfaces><Interface name='x'/></Interfaces></KelServer>",
                      "1:24: unknown element 'Interface' in 'Interfaces', expected: Group"}),

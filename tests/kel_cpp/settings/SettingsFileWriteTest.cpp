@@ -165,6 +165,34 @@ TEST_F(WritingKelServerXml, SwitchesOnlyTheInterfacesThatChange) {
               "<Interface name='y' enabled='false'/></Group></Interfaces></KelServer>");
 }
 
+TEST_F(WritingKelServerXml, KeepsTheParametersOfAnInterfaceThatIsSwitched) {
+    given("<KelServer><Interfaces><Group name='g'><Interface host='10.0.0.1' name='DoIP' "
+          "port='13400' enabled='false'/></Group></Interfaces></KelServer>");
+    const auto wanted = settings().interfaces;
+    wanted.groups[0]->interfaces[0]->enabled = true;
+
+    file.writeInterfaces(wanted);
+
+    EXPECT_EQ(written(),
+              "<KelServer><Interfaces><Group name='g'><Interface host='10.0.0.1' name='DoIP' "
+              "port='13400' enabled='true'/></Group></Interfaces></KelServer>");
+}
+
+TEST_F(WritingKelServerXml, WritesParametersThatSomebodyHasChanged) {
+    given("<KelServer>\n  <Interfaces>\n    <Group name=\"g\">\n"
+          "      <Interface name=\"DoIP\" host=\"a\"/>\n    </Group>\n  </Interfaces>\n"
+          "</KelServer>\n");
+    const auto wanted = settings().interfaces;
+    wanted.groups[0]->interfaces[0]->parameters = {{L"host", L"b"}, {L"port", L"13400"}};
+
+    file.writeInterfaces(wanted);
+
+    EXPECT_EQ(written(),
+              "<KelServer>\n  <Interfaces>\n    <Group name=\"g\">\n"
+              "      <Interface name=\"DoIP\" enabled=\"false\" host=\"b\" port=\"13400\"/>\n"
+              "    </Group>\n  </Interfaces>\n</KelServer>\n");
+}
+
 TEST_F(WritingKelServerXml, WritesOutTheDefaultInterfacesWhenTheyChange) {
     given("<KelServer>\n  <Vehicle>v</Vehicle>\n</KelServer>\n");
     const auto wanted = settings().interfaces;
