@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <vector>
 
 #include "simulation/ServiceReply.hpp"
@@ -10,7 +11,7 @@
 
 namespace Quarlen::Simulation {
 
-/// The data identifiers of a simulated control unit (ISO 14229-1 clauses 11.2 and 11.7). Not
+/// The data identifiers of a simulated control unit (ISO 14229-1 clauses 11.2, 11.7 and 13.2). Not
 /// thread-safe.
 class DataIdentifiers {
 public:
@@ -23,11 +24,30 @@ public:
     /// WriteDataByIdentifier. The length of a value never changes.
     ServiceReply write(const Uds::Bytes& request, const AccessState& access);
 
+    [[nodiscard]] bool areControllable() const noexcept;
+    /// InputOutputControlByIdentifier: freezes the value of a controllable identifier, puts another
+    /// in its place or gives the control unit's own back.
+    ServiceReply control(const Uds::Bytes& request, const AccessState& access);
+    /// Gives every value back to the control unit.
+    void returnControl();
+
     /// Gives an identifier a new value, whether it exists or not.
     void set(std::uint16_t id, Uds::Bytes value);
 
 private:
-    std::map<std::uint16_t, DataIdentifierDescription> entries;
+    struct Entry {
+        DataIdentifierDescription description;
+        /// What the tester has put in place of the value.
+        std::optional<Uds::Bytes> controlled;
+
+        [[nodiscard]] const Uds::Bytes& shown() const {
+            return controlled ? *controlled : description.value;
+        }
+    };
+
+    static ServiceReply controlEntry(Entry& entry, const Uds::Bytes& request);
+
+    std::map<std::uint16_t, Entry> entries;
 };
 
 } // namespace Quarlen::Simulation

@@ -10,7 +10,7 @@
 
 namespace Quarlen::Simulation {
 
-/// The routines that a vehicle file describes (ISO 14229-1 clause 13.2): a tester starts a routine,
+/// The routines that a vehicle file describes (ISO 14229-1 clause 14.2): a tester starts a routine,
 /// which runs as long as described, and then requests its result. Not thread-safe.
 class Routines {
 public:

@@ -24,14 +24,34 @@ struct DataIdentifierDescription {
     std::uint16_t id = 0;
     Uds::Bytes value;
     bool writable = false;
-    /// Required for writing; reading is always allowed.
+    /// Required for writing and for control; reading is always allowed.
     AccessRequirement writeAccess;
+    /// InputOutputControlByIdentifier may take its value over.
+    bool controllable = false;
+};
+
+/// One value of a freeze frame.
+struct FrameData {
+    std::uint16_t id = 0;
+    Uds::Bytes value;
+};
+
+struct FreezeFrameDescription {
+    std::uint8_t number = 1;
+    std::vector<FrameData> data;
+};
+
+struct ExtendedDataDescription {
+    std::uint8_t number = 1;
+    Uds::Bytes value;
 };
 
 struct DtcDescription {
     /// Three-byte DTC.
     std::uint32_t code = 0;
     std::uint8_t status = 0;
+    std::vector<FreezeFrameDescription> freezeFrames{};
+    std::vector<ExtendedDataDescription> extendedData{};
 };
 
 struct SecurityLevelDescription {

@@ -133,6 +133,37 @@ TEST_F(FlashProgrammingTest, TakesFourBytesForALargeBlockLength) {
     EXPECT_EQ(ask("34 00 12 80 00 10"), "74 40 00 01 11 70");
 }
 
+class ReadMemoryByAddress : public FlashProgrammingTest {};
+
+TEST_F(ReadMemoryByAddress, ReadsWhatTheMemoryHolds) {
+    download(image(64));
+    EXPECT_EQ(ask("23 12 10 00 04"), "63 01 08 0F 16");
+    EXPECT_EQ(ask("23 44 00 00 10 3F 00 00 00 02"), "63 BA FF");
+}
+
+TEST_F(ReadMemoryByAddress, NeedsTheSecurityLevelOfTheMemory) {
+    ask("10 03");
+    EXPECT_EQ(ask("23 12 10 00 04"), "7F 23 33");
+    unlock(1, 0x5A3C96E1);
+    EXPECT_EQ(ask("23 12 10 00 04"), "63 FF FF FF FF");
+}
+
+TEST_F(ReadMemoryByAddress, ReadsAnywhereWhenTheMemoryHasNoSecurityLevel) {
+    auto description = smallControlUnit();
+    description.flashMemories = {{0x1000, 0x2000, 34, 0ms, 0}};
+    unit = std::make_unique<SimulatedControlUnit>(description, clock);
+    EXPECT_EQ(ask("23 12 10 00 02"), "63 00 00");
+    EXPECT_EQ(ask("23 22 10 00 0F FE").size(), 4095U * 3 - 1);
+    EXPECT_EQ(ask("23 22 10 00 0F FF"), "7F 23 14");
+}
+
+TEST_F(ReadMemoryByAddress, IsNoServiceOfAControlUnitWithoutMemory) {
+    auto description = smallControlUnit();
+    description.flashMemories.clear();
+    unit = std::make_unique<SimulatedControlUnit>(description, clock);
+    EXPECT_EQ(ask("23 12 10 00 02"), "7F 23 11");
+}
+
 class FlashRequest : public FlashProgrammingTest, public testing::WithParamInterface<Exchange> {};
 
 TEST_P(FlashRequest, IsRefusedWithItsReason) {
@@ -165,6 +196,13 @@ INSTANTIATE_TEST_SUITE_P(RequestDownload, FlashRequest,
                                          Exchange{"34 00 22 10 FF 00 02", "7F 34 31"},
                                          Exchange{"34 00 22 10 00 00 00", "7F 34 31"},
                                          Exchange{"34 00 44 FF FF FF FF FF FF FF FF", "7F 34 31"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    ReadMemory, FlashRequest,
+    testing::Values(Exchange{"23", "7F 23 13"}, Exchange{"23 12 10 00", "7F 23 13"},
+                    Exchange{"23 12 10 00 04 00", "7F 23 13"}, Exchange{"23 00", "7F 23 31"},
+                    Exchange{"23 12 10 00 00", "7F 23 31"}, Exchange{"23 12 0F FF 02", "7F 23 31"},
+                    Exchange{"23 12 10 FF 02", "7F 23 31"}));
 
 INSTANTIATE_TEST_SUITE_P(WithoutDownload, FlashRequest,
                          testing::Values(Exchange{"36 01 00", "7F 36 24"},
