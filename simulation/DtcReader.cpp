@@ -13,12 +13,17 @@ namespace Quarlen::Simulation {
 
 namespace {
 
-/// The standard keeps 0 and the numbers from 0xF0 for itself.
-constexpr std::uint8_t maxRecordNumber = 0xEF;
+/// The standard keeps 0 and the numbers from 240 (0xF0) for itself.
+constexpr std::uint8_t maxRecordNumber = 239;
 /// One byte of the response counts the values of a freeze frame.
 constexpr std::size_t maxFrameData = 255;
 /// With this limit a response that has all records of a DTC fits into one ISO-TP message.
 constexpr std::size_t maxRecordsLength = 4000;
+
+template <typename Number>
+Number number(const Xml::File& file, const pugi::xml_node& node, const char* attribute) {
+    return static_cast<Number>(file.number(node, attribute, 0, std::numeric_limits<Number>::max()));
+}
 
 /// The records of one kind that one DTC has.
 class RecordReader {
@@ -76,9 +81,7 @@ FreezeFrameDescription readFreezeFrame(const Xml::File& file, const pugi::xml_no
     records.addLength(header, node);
     for (const auto& child : node.children("Data")) {
         file.allowNoContent(child, {"id", "text", "bytes"});
-        constexpr std::uint64_t maxId = std::numeric_limits<std::uint16_t>::max();
-        const auto id = static_cast<std::uint16_t>(file.number(child, "id", 0, maxId));
-        frame.data.push_back({id, readValue(file, child)});
+        frame.data.push_back({number<std::uint16_t>(file, child, "id"), readValue(file, child)});
         records.addLength(header + frame.data.back().value.size(), child);
     }
     if (frame.data.empty() || frame.data.size() > maxFrameData) {
@@ -95,11 +98,9 @@ void readFreezeFrames(const Xml::File& file, const pugi::xml_node& node, DtcDesc
 }
 
 void readCounter(const Xml::File& file, const pugi::xml_node& node, const char* attribute,
-                 std::uint8_t number, DtcDescription& dtc) {
+                 std::uint8_t record, DtcDescription& dtc) {
     if (node.attribute(attribute)) {
-        constexpr std::uint64_t maxCount = std::numeric_limits<std::uint8_t>::max();
-        const auto count = static_cast<std::uint8_t>(file.number(node, attribute, 0, maxCount));
-        dtc.extendedData.push_back({number, {count}});
+        dtc.extendedData.push_back({record, {number<std::uint8_t>(file, node, attribute)}});
     }
 }
 
@@ -128,8 +129,7 @@ DtcDescription readDtc(const Xml::File& file, const pugi::xml_node& node) {
     if (dtc.code == 0 || dtc.code == Uds::allDtcs) {
         file.failValue(node, "code", L"0x000001 to 0xFFFFFE");
     }
-    constexpr std::uint64_t maxStatus = std::numeric_limits<std::uint8_t>::max();
-    dtc.status = static_cast<std::uint8_t>(file.number(node, "status", 0, maxStatus));
+    dtc.status = number<std::uint8_t>(file, node, "status");
     readFreezeFrames(file, node, dtc);
     readExtendedData(file, node, dtc);
     return dtc;
