@@ -38,6 +38,7 @@ private:
     void readFault(const pugi::xml_node& node);
 
     [[nodiscard]] Uds::Bytes readValue(const pugi::xml_node& node) const;
+    [[nodiscard]] ProgrammingFrom readProgrammingFrom(const pugi::xml_node& node) const;
     [[nodiscard]] AccessRequirement readAccess(const pugi::xml_node& node) const;
     [[nodiscard]] std::uint8_t readLevelReference(const pugi::xml_node& node,
                                                   std::uint8_t fallback) const;
@@ -72,11 +73,13 @@ private:
 ControlUnitDescription ControlUnitReader::read(const pugi::xml_node& node) {
     file.allowOnly(node,
                    {"DataIdentifier", "Dtc", "SecurityLevel", "Routine", "FlashMemory", "Fault"},
-                   {"name", "address", "link", "responseDelay"});
+                   {"name", "address", "link", "responseDelay", "bootTime", "programmingFrom"});
     unit.name = file.requiredText(node, "name");
     unit.address = number<std::uint16_t>(node, "address");
     unit.link = file.requiredText(node, "link");
     unit.responseDelay = readDuration(node, "responseDelay");
+    unit.bootTime = readDuration(node, "bootTime");
+    unit.programmingFrom = readProgrammingFrom(node);
     const auto each = [&](const char* element,
                           void (ControlUnitReader::*readOne)(const pugi::xml_node& child)) {
         for (const auto& child : node.children(element)) {
@@ -224,6 +227,14 @@ Uds::Bytes ControlUnitReader::readValue(const pugi::xml_node& node) const {
         file.fail(node, L"the value is too long, expected at most 4000 bytes");
     }
     return value;
+}
+
+ProgrammingFrom ControlUnitReader::readProgrammingFrom(const pugi::xml_node& node) const {
+    const auto session = file.optionalText(node, "programmingFrom");
+    if (node.attribute("programmingFrom") && session != L"any" && session != L"extended") {
+        file.failValue(node, "programmingFrom", L"any or extended");
+    }
+    return session == L"extended" ? ProgrammingFrom::Extended : ProgrammingFrom::AnySession;
 }
 
 AccessRequirement ControlUnitReader::readAccess(const pugi::xml_node& node) const {

@@ -2,6 +2,7 @@
 
 #include "platform/Clock.hpp"
 #include "simulation/ServiceReply.hpp"
+#include "simulation/VehicleDescription.hpp"
 #include "uds/Uds.hpp"
 
 namespace Quarlen::Simulation {
@@ -11,6 +12,8 @@ namespace Quarlen::Simulation {
 class SessionControl {
 public:
     using TimePoint = Platform::Clock::TimePoint;
+
+    explicit SessionControl(ProgrammingFrom programmingFrom) : programmingFrom(programmingFrom) {}
 
     [[nodiscard]] Uds::Session active() const noexcept { return session; }
 
@@ -23,6 +26,9 @@ public:
     [[nodiscard]] bool hasTimedOut(TimePoint now) const noexcept;
 
 private:
+    [[nodiscard]] bool mayEnter(Uds::Session wanted) const noexcept;
+
+    ProgrammingFrom programmingFrom;
     Uds::Session session = Uds::Session::Default;
     TimePoint lastActivity{};
 };

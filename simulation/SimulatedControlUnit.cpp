@@ -100,13 +100,14 @@ SimulatedControlUnit::SimulatedControlUnit(const ControlUnitDescription& descrip
       security(description.securityLevels, description.address),
       flash(description.flashMemories, data),
       routines(description.routines),
-      faults(description.faults) {
+      faults(description.faults),
+      sessions(description.programmingFrom) {
     showSession();
 }
 
 std::vector<TimedResponse> SimulatedControlUnit::handle(const Bytes& request) {
     const auto now = clock.now();
-    if (request.empty()) {
+    if (request.empty() || now < bootedAt) {
         return {};
     }
     if (const auto* const fault = faults.next(request)) {
@@ -242,6 +243,9 @@ ServiceReply SimulatedControlUnit::reset(const Bytes& request) {
         return Nrc::IncorrectMessageLengthOrInvalidFormat;
     }
     enterDefaultSession();
+    if (description.bootTime.count() > 0) {
+        bootedAt = clock.now() + description.responseDelay + description.bootTime;
+    }
     return positiveResponse(Service::EcuReset, {request[1]});
 }
 

@@ -74,6 +74,8 @@ private:
     Routines routines;
     DeliberateFaults faults;
     SessionControl sessions;
+    /// Until then it answers nothing at all.
+    TimePoint bootedAt{};
     TimePoint busyUntil{};
 };
 

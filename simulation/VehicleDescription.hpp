@@ -92,12 +92,18 @@ struct FaultDescription {
     std::optional<std::uint32_t> times;
 };
 
+/// The sessions from which the programming session may be entered.
+enum class ProgrammingFrom { AnySession, Extended };
+
 struct ControlUnitDescription {
     std::wstring name;
     std::uint16_t address = 0;
     /// Name of the logical link on which the control unit receives requests.
     std::wstring link;
     std::chrono::milliseconds responseDelay{0};
+    /// From the response to ECUReset until the control unit answers again.
+    std::chrono::milliseconds bootTime{0};
+    ProgrammingFrom programmingFrom = ProgrammingFrom::AnySession;
     std::vector<DataIdentifierDescription> dataIdentifiers;
     std::vector<DtcDescription> dtcs;
     std::vector<SecurityLevelDescription> securityLevels;

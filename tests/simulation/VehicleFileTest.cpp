@@ -11,6 +11,7 @@
 
 #include "tests/support/HexBytes.hpp"
 #include "tests/support/TestPaths.hpp"
+#include "uds/DtcStatus.hpp"
 #include "uds/Identifiers.hpp"
 #include "xml/FileError.hpp"
 
@@ -54,6 +55,18 @@ TEST_F(VehicleFileTest, ReadsAControlUnit) {
     EXPECT_EQ(vehicle.controlUnits[0].address, 0x10);
     EXPECT_EQ(vehicle.controlUnits[0].link, L"L1");
     EXPECT_EQ(vehicle.controlUnits[0].responseDelay, 2ms);
+}
+
+TEST_F(VehicleFileTest, ReadsHowAControlUnitStarts) {
+    const auto vehicle =
+        read("<Vehicle vin='V'><ControlUnit name='A' address='1' link='L' bootTime='1500' "
+             "programmingFrom='extended'/><ControlUnit name='B' address='2' link='M' "
+             "programmingFrom='any'/><ControlUnit name='C' address='3' link='N'/></Vehicle>");
+    EXPECT_EQ(vehicle.controlUnits.at(0).bootTime, 1500ms);
+    EXPECT_EQ(vehicle.controlUnits.at(0).programmingFrom, ProgrammingFrom::Extended);
+    EXPECT_EQ(vehicle.controlUnits.at(1).programmingFrom, ProgrammingFrom::AnySession);
+    EXPECT_EQ(vehicle.controlUnits.at(2).bootTime, 0ms);
+    EXPECT_EQ(vehicle.controlUnits.at(2).programmingFrom, ProgrammingFrom::AnySession);
 }
 
 TEST_F(VehicleFileTest, ReadsAVehicleWithoutControlUnits) {
@@ -243,6 +256,9 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{VEHICLE("<ControlUnit name='A' address='65536' link='L'/>"), L"65535"},
         Mistake{VEHICLE("<ControlUnit name='A' address='1' link='L' responseDelay='60001'/>"),
                 L"60000"},
+        Mistake{VEHICLE("<ControlUnit name='A' address='1' link='L' bootTime='60001'/>"), L"60000"},
+        Mistake{VEHICLE("<ControlUnit name='A' address='1' link='L' programmingFrom='default'/>"),
+                L"'programmingFrom' is 'default', expected any or extended"},
         Mistake{VEHICLE(UNIT("<FlashMemory address='0' size='0x4000000' securityLevel='0'/>"
                              "<FlashMemory address='0x4000000' size='0x4000000' securityLevel='0'/>"
                              "<FlashMemory address='0x8000000' size='0x4000000' securityLevel='0'/>"
@@ -363,6 +379,9 @@ TEST_F(VehicleFileTest, ReadsTheExample) {
     EXPECT_EQ(vehicle.controlUnits[1].flashMemories.at(0).size, 256U * 1024U);
     EXPECT_EQ(vehicle.controlUnits[2].name, L"BRAKES");
     for (const auto& unit : vehicle.controlUnits) {
+        for (const auto& dtc : unit.dtcs) {
+            EXPECT_EQ(Uds::impossibleDtcStatus(dtc.status), L"") << unit.address << " " << dtc.code;
+        }
         std::set<int> ids;
         for (const auto& identifier : unit.dataIdentifiers) {
             ids.insert(identifier.id);
