@@ -18,7 +18,7 @@ constexpr std::size_t controlHeader = 4;
 
 DataIdentifiers::DataIdentifiers(const std::vector<DataIdentifierDescription>& descriptions) {
     for (const auto& description : descriptions) {
-        entries.emplace(description.id, Entry{description, {}});
+        entries.emplace(description.id, Entry{description});
     }
 }
 
@@ -32,6 +32,9 @@ ServiceReply DataIdentifiers::read(const Uds::Bytes& request) const {
         const auto entry = entries.find(id);
         if (entry == entries.end()) {
             continue;
+        }
+        if (entry->second.invalid) {
+            return Uds::Nrc::ConditionsNotCorrect;
         }
         const auto& value = entry->second.shown();
         if (response.size() + 2 + value.size() > maxResponseLength) {
@@ -123,9 +126,21 @@ void DataIdentifiers::returnControl() {
 }
 
 void DataIdentifiers::set(std::uint16_t id, Uds::Bytes value) {
-    auto& description = entries[id].description;
-    description.id = id;
-    description.value = std::move(value);
+    auto& entry = entries[id];
+    entry.description.id = id;
+    entry.description.value = std::move(value);
+    entry.invalid = false;
+}
+
+void DataIdentifiers::invalidate(std::uint16_t id) {
+    auto& entry = entries[id];
+    entry.description.id = id;
+    entry.invalid = true;
+}
+
+bool DataIdentifiers::isInvalid(std::uint16_t id) const {
+    const auto entry = entries.find(id);
+    return entry != entries.end() && entry->second.invalid;
 }
 
 } // namespace Quarlen::Simulation

@@ -18,7 +18,8 @@ public:
     explicit DataIdentifiers(const std::vector<DataIdentifierDescription>& descriptions);
 
     /// ReadDataByIdentifier with one or more identifiers. Unknown identifiers are left out as long
-    /// as at least one requested identifier is known.
+    /// as at least one requested identifier is known; one without a valid value refuses all with
+    /// conditionsNotCorrect.
     [[nodiscard]] ServiceReply read(const Uds::Bytes& request) const;
 
     /// WriteDataByIdentifier. The length of a value never changes.
@@ -33,12 +34,16 @@ public:
 
     /// Gives an identifier a new value, whether it exists or not.
     void set(std::uint16_t id, Uds::Bytes value);
+    /// The identifier, whether it exists or not, has no value until it is given one again.
+    void invalidate(std::uint16_t id);
+    [[nodiscard]] bool isInvalid(std::uint16_t id) const;
 
 private:
     struct Entry {
         DataIdentifierDescription description;
         /// What the tester has put in place of the value.
-        std::optional<Uds::Bytes> controlled;
+        std::optional<Uds::Bytes> controlled{};
+        bool invalid = false;
 
         [[nodiscard]] const Uds::Bytes& shown() const {
             return controlled ? *controlled : description.value;

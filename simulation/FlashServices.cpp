@@ -11,7 +11,8 @@ FlashServices::FlashServices(const std::vector<FlashMemoryDescription>& descript
     : data(data), programming(descriptions) {}
 
 bool FlashServices::owns(std::uint64_t routine) noexcept {
-    return routine == Uds::Routine::eraseMemory || routine == Uds::Routine::checkMemory;
+    return routine == Uds::Routine::eraseMemory || routine == Uds::Routine::checkMemory ||
+           routine == Uds::Routine::checkProgrammingDependencies;
 }
 
 ServiceReply FlashServices::runRoutine(const Uds::Bytes& request, const AccessState& access) {
@@ -24,8 +25,10 @@ ServiceReply FlashServices::runRoutine(const Uds::Bytes& request, const AccessSt
     if (request[1] != Uds::RoutineControlType::startRoutine) {
         return Uds::Nrc::SubFunctionNotSupported;
     }
-    return Uds::numberAt(request, 2, 2) == Uds::Routine::eraseMemory ? programming.erase(request)
-                                                                     : checkMemory(request);
+    const auto routine = Uds::numberAt(request, 2, 2);
+    return routine == Uds::Routine::eraseMemory   ? erase(request)
+           : routine == Uds::Routine::checkMemory ? checkMemory(request)
+                                                  : checkDependencies(request);
 }
 
 ServiceReply FlashServices::readMemory(const Uds::Bytes& request, const AccessState& access) {
@@ -56,6 +59,25 @@ Uds::Bytes FlashServices::content(const MemoryRegion& region) const {
 
 bool FlashServices::isUnlocked(const AccessState& access) const noexcept {
     return access.unlocked(programming.memory().securityLevel());
+}
+
+ServiceReply FlashServices::erase(const Uds::Bytes& request) {
+    auto reply = programming.erase(request);
+    if (!reply.refusal) {
+        data.invalidate(Uds::Did::softwareVersion);
+    }
+    return reply;
+}
+
+/// The result is one byte: 0 when the software is complete, 1 when it is not.
+ServiceReply FlashServices::checkDependencies(const Uds::Bytes& request) const {
+    if (request.size() != 4) {
+        return Uds::Nrc::IncorrectMessageLengthOrInvalidFormat;
+    }
+    auto response = positiveResponse(Uds::Service::RoutineControl);
+    response.insert(response.end(), request.begin() + 1, request.end());
+    response.push_back(data.isInvalid(Uds::Did::softwareVersion) ? 0x01 : 0x00);
+    return response;
 }
 
 ServiceReply FlashServices::checkMemory(const Uds::Bytes& request) {

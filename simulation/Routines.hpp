@@ -16,6 +16,8 @@ class Routines {
 public:
     explicit Routines(const std::vector<RoutineDescription>& descriptions);
 
+    [[nodiscard]] bool knows(std::uint16_t routine) const { return routines.contains(routine); }
+
     /// `request` has at least a routine identifier.
     ServiceReply control(const Uds::Bytes& request, const AccessState& access);
 

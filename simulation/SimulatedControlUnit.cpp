@@ -253,8 +253,9 @@ ServiceReply SimulatedControlUnit::controlRoutine(const Bytes& request) {
     if (request.size() < 4) {
         return Nrc::IncorrectMessageLengthOrInvalidFormat;
     }
-    return FlashServices::owns(Uds::numberAt(request, 2, 2)) ? flash.runRoutine(request, access())
-                                                             : routines.control(request, access());
+    const auto id = static_cast<std::uint16_t>(Uds::numberAt(request, 2, 2));
+    const bool isFlash = FlashServices::owns(id) && !routines.knows(id);
+    return isFlash ? flash.runRoutine(request, access()) : routines.control(request, access());
 }
 
 ServiceReply SimulatedControlUnit::stayPresent(const Bytes& request) {

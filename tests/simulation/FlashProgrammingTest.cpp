@@ -5,6 +5,7 @@
 
 #include "tests/simulation/ControlUnitFixture.hpp"
 #include "uds/Crc32.hpp"
+#include "uds/Identifiers.hpp"
 
 namespace Quarlen::Simulation::Tests {
 namespace {
@@ -70,17 +71,68 @@ TEST_F(FlashProgrammingTest, HoldsExactlyTheBytesOfTheFileAfterwards) {
     EXPECT_EQ(unit->memoryContent(0x10C8, 56), Uds::Bytes(56, 0xFF));
 }
 
-TEST_F(FlashProgrammingTest, ReportsAWrongChecksumAndKeepsTheSoftwareVersion) {
+TEST_F(FlashProgrammingTest, ReportsAWrongChecksum) {
     download(image(64));
     EXPECT_EQ(check(0x12345678), "71 01 02 02 01");
+}
+
+TEST_F(FlashProgrammingTest, HasNoSoftwareVersionFromAnEraseToAGoodCheck) {
+    const auto data = image(64);
+    EXPECT_EQ(ask("22 F1 95"), "7F 22 22");
+    EXPECT_EQ(ask("22 F1 90 F1 95"), "7F 22 22");
+    download(data);
+    EXPECT_EQ(ask("22 F1 95"), "7F 22 22");
+    check(0x12345678);
+    EXPECT_EQ(ask("22 F1 95"), "7F 22 22");
+    checkRight(data);
+    EXPECT_EQ(ask("22 F1 95").substr(0, 8), "62 F1 95");
+}
+
+TEST_F(FlashProgrammingTest, HasNoSoftwareVersionAfterAResetEither) {
+    ask("11 01");
+    EXPECT_EQ(ask("22 F1 95"), "7F 22 22");
+    EXPECT_EQ(ask("22 F1 90"), "62 F1 90 56 49 4E");
+}
+
+TEST_F(FlashProgrammingTest, LosesItsSoftwareVersionWithAnEraseOfOneRegion) {
+    unit = std::make_unique<SimulatedControlUnit>(smallControlUnit(), clock);
+    enterProgramming();
     EXPECT_EQ(ask("22 F1 95"), "62 F1 95 31");
+    ask("31 01 FF 00 22 10 00 00 20");
+    EXPECT_EQ(ask("22 F1 95"), "7F 22 22");
+}
+
+TEST_F(FlashProgrammingTest, KeepsItsSoftwareVersionWhenAnEraseIsRefused) {
+    unit = std::make_unique<SimulatedControlUnit>(smallControlUnit(), clock);
+    ask("10 02");
+    EXPECT_EQ(ask("31 01 FF 00"), "7F 31 33");
+    enterProgramming();
+    EXPECT_EQ(ask("31 01 FF 00 22 0F FF 00 10"), "7F 31 31");
+    EXPECT_EQ(ask("22 F1 95"), "62 F1 95 31");
+}
+
+TEST_F(FlashProgrammingTest, TellsWhetherTheSoftwareIsComplete) {
+    const auto data = image(64);
+    EXPECT_EQ(ask("31 01 FF 01"), "71 01 FF 01 01");
+    download(data);
+    checkRight(data);
+    EXPECT_EQ(ask("31 01 FF 01"), "71 01 FF 01 00");
+    EXPECT_EQ(ask("31 01 FF 01 00"), "7F 31 13");
+    ask("10 03");
+    EXPECT_EQ(ask("31 01 FF 01"), "7F 31 31");
+}
+
+TEST_F(FlashProgrammingTest, LeavesTheDependenciesToARoutineOfTheDescription) {
+    auto description = smallControlUnit();
+    description.routines.push_back({Uds::Routine::checkProgrammingDependencies, {0x55}, 0ms, {}});
+    unit = std::make_unique<SimulatedControlUnit>(description, clock);
+    EXPECT_EQ(ask("31 01 FF 01"), "71 01 FF 01 55");
 }
 
 TEST_F(FlashProgrammingTest, ReadsTheChecksumAsVersionOfAPlainImage) {
     const std::string_view text = "123456789";
     const Uds::Bytes data(text.begin(), text.end());
     download(data);
-    EXPECT_EQ(ask("22 F1 95"), "62 F1 95 31");
     checkRight(data);
     EXPECT_EQ(ask("22 F1 95"), "62 F1 95 43 42 46 34 33 39 32 36");
 }
