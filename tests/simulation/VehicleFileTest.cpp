@@ -11,7 +11,6 @@
 
 #include "tests/support/HexBytes.hpp"
 #include "tests/support/TestPaths.hpp"
-#include "uds/DtcStatus.hpp"
 #include "uds/Identifiers.hpp"
 #include "xml/FileError.hpp"
 
@@ -379,9 +378,6 @@ TEST_F(VehicleFileTest, ReadsTheExample) {
     EXPECT_EQ(vehicle.controlUnits[1].flashMemories.at(0).size, 256U * 1024U);
     EXPECT_EQ(vehicle.controlUnits[2].name, L"BRAKES");
     for (const auto& unit : vehicle.controlUnits) {
-        for (const auto& dtc : unit.dtcs) {
-            EXPECT_EQ(Uds::impossibleDtcStatus(dtc.status), L"") << unit.address << " " << dtc.code;
-        }
         std::set<int> ids;
         for (const auto& identifier : unit.dataIdentifiers) {
             ids.insert(identifier.id);

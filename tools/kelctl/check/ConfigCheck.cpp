@@ -12,15 +12,13 @@
 #include "platform/FileFacts.hpp"
 #include "platform/FolderListing.hpp"
 #include "platform/TextEncoding.hpp"
+#include "simulation/VehicleCheck.hpp"
 #include "simulation/VehicleFile.hpp"
 #include "tools/kelctl/check/FindingList.hpp"
 #include "tools/kelctl/check/ProjectCheck.hpp"
 #include "tools/kelctl/check/ScriptCheck.hpp"
 #include "tools/kelctl/check/ScriptNames.hpp"
 #include "tools/kelctl/check/SettingsCheck.hpp"
-#include "uds/DtcStatus.hpp"
-#include "uds/Identifiers.hpp"
-#include "uds/Uds.hpp"
 #include "xml/FileBytes.hpp"
 #include "xml/FileError.hpp"
 #include "xml/Limits.hpp"
@@ -44,20 +42,6 @@ std::vector<Finding> refused(const std::wstring& message, const path& file,
     return {findingOf(message, file, Severity::Error, doesNotLoad, consequence)};
 }
 
-/// Points out what no control unit can report (ISO 14229-1 annex D.2).
-void checkStatuses(const Simulation::ControlUnitDescription& unit, FindingList& findings) {
-    for (const auto& dtc : unit.dtcs) {
-        if (const auto reason = Uds::impossibleDtcStatus(dtc.status); !reason.empty()) {
-            Uds::Bytes code;
-            Uds::appendNumber(code, dtc.code, Uds::dtcDigits / 2);
-            findings.warning("impossible-status", {},
-                             L"the DTC " + Uds::hexText(code) + L" of \"" + unit.name +
-                                 L"\" has the status 0x" + Uds::hexText({dtc.status}) +
-                                 L", which no tests lead to: " + std::wstring(reason));
-        }
-    }
-}
-
 /// The links of the simulated vehicle; nothing when its file is refused.
 std::optional<Names> checkVehicle(const path& file, CheckedFiles& checked) {
     checked.add({});
@@ -66,7 +50,9 @@ std::optional<Names> checkVehicle(const path& file, CheckedFiles& checked) {
         FindingList findings(shownName(file));
         for (const auto& unit : Simulation::readVehicleFile(file).controlUnits) {
             links.push_back(unit.link);
-            checkStatuses(unit, findings);
+            for (auto& sentence : Simulation::impossibleStatuses(unit)) {
+                findings.warning("impossible-status", {}, std::move(sentence));
+            }
         }
         for (auto& finding : findings.sorted()) {
             checked.findings.push_back(std::move(finding));
