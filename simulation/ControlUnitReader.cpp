@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/TextEncoding.hpp"
+#include "simulation/DtcReader.hpp"
 #include "uds/Identifiers.hpp"
 
 namespace Quarlen::Simulation {
@@ -30,13 +31,14 @@ public:
 private:
     void readSecurityLevel(const pugi::xml_node& node);
     void readDataIdentifier(const pugi::xml_node& node);
-    void readDtc(const pugi::xml_node& node);
+    void readOneDtc(const pugi::xml_node& node);
     void readRoutine(const pugi::xml_node& node);
     void readFlashMemory(const pugi::xml_node& node);
     void checkRegion(const pugi::xml_node& node, const FlashMemoryDescription& memory);
     void readFault(const pugi::xml_node& node);
 
     [[nodiscard]] Uds::Bytes readValue(const pugi::xml_node& node) const;
+    [[nodiscard]] ProgrammingFrom readProgrammingFrom(const pugi::xml_node& node) const;
     [[nodiscard]] AccessRequirement readAccess(const pugi::xml_node& node) const;
     [[nodiscard]] std::uint8_t readLevelReference(const pugi::xml_node& node,
                                                   std::uint8_t fallback) const;
@@ -71,11 +73,13 @@ private:
 ControlUnitDescription ControlUnitReader::read(const pugi::xml_node& node) {
     file.allowOnly(node,
                    {"DataIdentifier", "Dtc", "SecurityLevel", "Routine", "FlashMemory", "Fault"},
-                   {"name", "address", "link", "responseDelay"});
+                   {"name", "address", "link", "responseDelay", "bootTime", "programmingFrom"});
     unit.name = file.requiredText(node, "name");
     unit.address = number<std::uint16_t>(node, "address");
     unit.link = file.requiredText(node, "link");
     unit.responseDelay = readDuration(node, "responseDelay");
+    unit.bootTime = readDuration(node, "bootTime");
+    unit.programmingFrom = readProgrammingFrom(node);
     const auto each = [&](const char* element,
                           void (ControlUnitReader::*readOne)(const pugi::xml_node& child)) {
         for (const auto& child : node.children(element)) {
@@ -84,7 +88,7 @@ ControlUnitDescription ControlUnitReader::read(const pugi::xml_node& node) {
     };
     each("SecurityLevel", &ControlUnitReader::readSecurityLevel);
     each("DataIdentifier", &ControlUnitReader::readDataIdentifier);
-    each("Dtc", &ControlUnitReader::readDtc);
+    each("Dtc", &ControlUnitReader::readOneDtc);
     each("Routine", &ControlUnitReader::readRoutine);
     each("FlashMemory", &ControlUnitReader::readFlashMemory);
     each("Fault", &ControlUnitReader::readFault);
@@ -105,25 +109,22 @@ void ControlUnitReader::readSecurityLevel(const pugi::xml_node& node) {
 }
 
 void ControlUnitReader::readDataIdentifier(const pugi::xml_node& node) {
-    file.allowNoContent(node,
-                        {"id", "text", "bytes", "vin", "writable", "session", "securityLevel"});
+    file.allowNoContent(node, {"id", "text", "bytes", "vin", "writable", "controllable", "session",
+                               "securityLevel"});
     DataIdentifierDescription identifier;
     identifier.id = number<std::uint16_t>(node, "id");
     identifier.value = readValue(node);
     identifier.writable = file.flag(node, "writable", false);
+    identifier.controllable = file.flag(node, "controllable", false);
     identifier.writeAccess = readAccess(node);
     claim(identifiers, identifier.id, node, "id");
     unit.dataIdentifiers.push_back(std::move(identifier));
 }
 
-void ControlUnitReader::readDtc(const pugi::xml_node& node) {
-    file.allowNoContent(node, {"code", "status"});
-    const auto code = static_cast<std::uint32_t>(file.hexNumber(node, "code", Uds::dtcDigits));
-    if (code == 0 || code == Uds::allDtcs) {
-        file.failValue(node, "code", L"0x000001 to 0xFFFFFE");
-    }
-    claim(codes, code, node, "code");
-    unit.dtcs.push_back({code, number<std::uint8_t>(node, "status")});
+void ControlUnitReader::readOneDtc(const pugi::xml_node& node) {
+    auto dtc = readDtc(file, node);
+    claim(codes, dtc.code, node, "code");
+    unit.dtcs.push_back(std::move(dtc));
     if (unit.dtcs.size() > maxDtcs) {
         file.fail(node, L"more DTCs than expected, at most 1000 in one control unit");
     }
@@ -226,6 +227,14 @@ Uds::Bytes ControlUnitReader::readValue(const pugi::xml_node& node) const {
         file.fail(node, L"the value is too long, expected at most 4000 bytes");
     }
     return value;
+}
+
+ProgrammingFrom ControlUnitReader::readProgrammingFrom(const pugi::xml_node& node) const {
+    const auto session = file.optionalText(node, "programmingFrom");
+    if (node.attribute("programmingFrom") && session != L"any" && session != L"extended") {
+        file.failValue(node, "programmingFrom", L"any or extended");
+    }
+    return session == L"extended" ? ProgrammingFrom::Extended : ProgrammingFrom::AnySession;
 }
 
 AccessRequirement ControlUnitReader::readAccess(const pugi::xml_node& node) const {

@@ -1,19 +1,24 @@
 #include "simulation/DataIdentifiers.hpp"
 
+#include <algorithm>
 #include <utility>
+
+#include "uds/Identifiers.hpp"
 
 namespace Quarlen::Simulation {
 
 namespace {
 
-/// Maximum size of an ISO-TP message with a 12 bit length (ISO 15765-2).
-constexpr std::size_t maxResponseLength = 4095;
+namespace Control = Uds::InputOutputControl;
+
+/// Service identifier, data identifier, inputOutputControlParameter.
+constexpr std::size_t controlHeader = 4;
 
 } // namespace
 
 DataIdentifiers::DataIdentifiers(const std::vector<DataIdentifierDescription>& descriptions) {
     for (const auto& description : descriptions) {
-        entries.emplace(description.id, description);
+        entries.emplace(description.id, Entry{description});
     }
 }
 
@@ -28,7 +33,10 @@ ServiceReply DataIdentifiers::read(const Uds::Bytes& request) const {
         if (entry == entries.end()) {
             continue;
         }
-        const auto& value = entry->second.value;
+        if (entry->second.invalid) {
+            return Uds::Nrc::ConditionsNotCorrect;
+        }
+        const auto& value = entry->second.shown();
         if (response.size() + 2 + value.size() > maxResponseLength) {
             return Uds::Nrc::ResponseTooLong;
         }
@@ -46,15 +54,15 @@ ServiceReply DataIdentifiers::write(const Uds::Bytes& request, const AccessState
         return Uds::Nrc::IncorrectMessageLengthOrInvalidFormat;
     }
     const auto entry = entries.find(static_cast<std::uint16_t>(Uds::numberAt(request, 1, 2)));
-    if (entry == entries.end() || !entry->second.writable ||
-        !access.inSession(entry->second.writeAccess.session)) {
+    if (entry == entries.end() || !entry->second.description.writable ||
+        !access.inSession(entry->second.description.writeAccess.session)) {
         return Uds::Nrc::RequestOutOfRange;
     }
-    auto& value = entry->second.value;
+    auto& value = entry->second.description.value;
     if (request.size() != 3 + value.size()) {
         return Uds::Nrc::IncorrectMessageLengthOrInvalidFormat;
     }
-    if (!access.unlocked(entry->second.writeAccess.securityLevel)) {
+    if (!access.unlocked(entry->second.description.writeAccess.securityLevel)) {
         return Uds::Nrc::SecurityAccessDenied;
     }
     value.assign(request.begin() + 3, request.end());
@@ -63,10 +71,76 @@ ServiceReply DataIdentifiers::write(const Uds::Bytes& request, const AccessState
     return response;
 }
 
+bool DataIdentifiers::areControllable() const noexcept {
+    return std::any_of(entries.begin(), entries.end(),
+                       [](const auto& entry) { return entry.second.description.controllable; });
+}
+
+ServiceReply DataIdentifiers::control(const Uds::Bytes& request, const AccessState& access) {
+    if (request.size() < controlHeader) {
+        return Uds::Nrc::IncorrectMessageLengthOrInvalidFormat;
+    }
+    const auto entry = entries.find(static_cast<std::uint16_t>(Uds::numberAt(request, 1, 2)));
+    if (entry == entries.end() || !entry->second.description.controllable ||
+        !access.inSession(entry->second.description.writeAccess.session)) {
+        return Uds::Nrc::RequestOutOfRange;
+    }
+    if (!access.unlocked(entry->second.description.writeAccess.securityLevel)) {
+        return Uds::Nrc::SecurityAccessDenied;
+    }
+    auto reply = controlEntry(entry->second, request);
+    if (!reply.refusal) {
+        const auto& value = entry->second.shown();
+        reply.response.insert(reply.response.end(), value.begin(), value.end());
+    }
+    return reply;
+}
+
+/// A whole value is controlled at a time: there is no controlMask (clause 13.2.2).
+ServiceReply DataIdentifiers::controlEntry(Entry& entry, const Uds::Bytes& request) {
+    const auto parameter = request[controlHeader - 1];
+    const bool adjusts = parameter == Control::shortTermAdjustment;
+    if (!adjusts && parameter != Control::returnControlToEcu &&
+        parameter != Control::freezeCurrentState) {
+        return Uds::Nrc::RequestOutOfRange;
+    }
+    if (request.size() != controlHeader + (adjusts ? entry.description.value.size() : 0)) {
+        return Uds::Nrc::IncorrectMessageLengthOrInvalidFormat;
+    }
+    if (parameter == Control::returnControlToEcu) {
+        entry.controlled.reset();
+    } else if (adjusts) {
+        entry.controlled.emplace(request.begin() + controlHeader, request.end());
+    } else {
+        entry.controlled = entry.shown();
+    }
+    auto response = positiveResponse(Uds::Service::InputOutputControlByIdentifier);
+    response.insert(response.end(), request.begin() + 1, request.begin() + controlHeader);
+    return response;
+}
+
+void DataIdentifiers::returnControl() {
+    for (auto& [id, entry] : entries) {
+        entry.controlled.reset();
+    }
+}
+
 void DataIdentifiers::set(std::uint16_t id, Uds::Bytes value) {
     auto& entry = entries[id];
-    entry.id = id;
-    entry.value = std::move(value);
+    entry.description.id = id;
+    entry.description.value = std::move(value);
+    entry.invalid = false;
+}
+
+void DataIdentifiers::invalidate(std::uint16_t id) {
+    auto& entry = entries[id];
+    entry.description.id = id;
+    entry.invalid = true;
+}
+
+bool DataIdentifiers::isInvalid(std::uint16_t id) const {
+    const auto entry = entries.find(id);
+    return entry != entries.end() && entry->second.invalid;
 }
 
 } // namespace Quarlen::Simulation

@@ -1,6 +1,7 @@
 #include "simulation/FaultMemory.hpp"
 
 #include <algorithm>
+#include <utility>
 
 #include "uds/Identifiers.hpp"
 
@@ -17,7 +18,34 @@ constexpr std::uint8_t statusAvailabilityMask = 0xFF;
 /// ISO 14229-1 DTC format (annex D.4).
 constexpr std::uint8_t dtcFormat = 0x01;
 
+/// DTCSnapshotRecordNumberOfIdentifiers, then each identifier with its value.
+Uds::Bytes frameContent(const FreezeFrameDescription& frame) {
+    Uds::Bytes content{static_cast<std::uint8_t>(frame.data.size())};
+    for (const auto& [id, value] : frame.data) {
+        Uds::appendNumber(content, id, 2);
+        content.insert(content.end(), value.begin(), value.end());
+    }
+    return content;
+}
+
+bool belongsTo(std::uint32_t dtc, std::uint64_t group) {
+    const bool isGroup = (group & ~std::uint64_t{Uds::DtcGroup::mask}) == 0;
+    return group == Uds::allDtcs || group == dtc ||
+           (isGroup && (dtc & Uds::DtcGroup::mask) == group);
+}
+
 } // namespace
+
+FaultMemory::FaultMemory(std::vector<DtcDescription> dtcs) : dtcs(std::move(dtcs)) {
+    for (const auto& dtc : this->dtcs) {
+        for (const auto& frame : dtc.freezeFrames) {
+            freezeFrames.add(dtc.code, frame.number, frameContent(frame));
+        }
+        for (const auto& record : dtc.extendedData) {
+            extendedData.add(dtc.code, record.number, record.value);
+        }
+    }
+}
 
 ServiceReply FaultMemory::clear(const Uds::Bytes& request) {
     if (request.size() != 4) {
@@ -26,8 +54,10 @@ ServiceReply FaultMemory::clear(const Uds::Bytes& request) {
     const auto group = Uds::numberAt(request, 1, 3);
     bool known = group == Uds::allDtcs;
     for (auto& dtc : dtcs) {
-        if (group == Uds::allDtcs || group == dtc.code) {
+        if (belongsTo(dtc.code, group)) {
             dtc.status = clearedStatus;
+            freezeFrames.clear(dtc.code);
+            extendedData.clear(dtc.code);
             known = true;
         }
     }
@@ -39,6 +69,12 @@ ServiceReply FaultMemory::clear(const Uds::Bytes& request) {
 
 ServiceReply FaultMemory::read(const Uds::Bytes& request) const {
     const auto subFunction = request[1];
+    if (subFunction == ReportType::freezeFrameByDtc) {
+        return readRecords(request, freezeFrames);
+    }
+    if (subFunction == ReportType::extendedDataByDtc) {
+        return readRecords(request, extendedData);
+    }
     const bool byMask = subFunction == ReportType::numberOfDtcByStatusMask ||
                         subFunction == ReportType::dtcByStatusMask;
     if (!byMask && subFunction != ReportType::supportedDtc) {
@@ -51,6 +87,32 @@ ServiceReply FaultMemory::read(const Uds::Bytes& request) const {
         return countMatching(request[2]);
     }
     return list(subFunction, byMask ? request[2] : std::uint8_t{0});
+}
+
+ServiceReply FaultMemory::readRecords(const Uds::Bytes& request,
+                                      const FaultRecords& records) const {
+    constexpr std::size_t requestLength = 6;
+    if (!records.areSupported()) {
+        return Uds::Nrc::SubFunctionNotSupported;
+    }
+    if (request.size() != requestLength) {
+        return Uds::Nrc::IncorrectMessageLengthOrInvalidFormat;
+    }
+    const auto code = Uds::numberAt(request, 2, 3);
+    const auto dtc =
+        std::find_if(dtcs.begin(), dtcs.end(),
+                     [code](const DtcDescription& candidate) { return candidate.code == code; });
+    if (dtc == dtcs.end() || !records.supports(request.back())) {
+        return Uds::Nrc::RequestOutOfRange;
+    }
+    auto response = positiveResponse(Uds::Service::ReadDtcInformation, {request[1]});
+    Uds::appendNumber(response, code, 3);
+    response.push_back(dtc->status);
+    records.append(response, dtc->code, request.back());
+    if (response.size() > maxResponseLength) {
+        return Uds::Nrc::ResponseTooLong;
+    }
+    return response;
 }
 
 ServiceReply FaultMemory::countMatching(std::uint8_t mask) const {

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <utility>
 #include <vector>
 
+#include "simulation/FaultRecords.hpp"
 #include "simulation/ServiceReply.hpp"
 #include "simulation/VehicleDescription.hpp"
 #include "uds/Uds.hpp"
@@ -14,21 +14,27 @@ namespace Quarlen::Simulation {
 /// thread-safe.
 class FaultMemory {
 public:
-    explicit FaultMemory(std::vector<DtcDescription> dtcs) : dtcs(std::move(dtcs)) {}
+    explicit FaultMemory(std::vector<DtcDescription> dtcs);
 
-    /// ClearDiagnosticInformation: all (0xFFFFFF) or one DTC. A cleared DTC stays supported; its
-    /// status says that no test has completed since.
+    /// ClearDiagnosticInformation: all (0xFFFFFF), one of `Uds::DtcGroup` or one DTC. A group of
+    /// which the control unit has no DTC is refused. A cleared DTC stays supported; its status says
+    /// that no test has completed since, and its records are gone.
     ServiceReply clear(const Uds::Bytes& request);
 
-    /// ReadDTCInformation 0x01 (count by status mask), 0x02 (DTCs by status mask) and 0x0A (all
+    /// ReadDTCInformation 0x01 (count by status mask), 0x02 (DTCs by status mask), 0x04 and 0x06
+    /// (freeze frames and extended data of one DTC, when the control unit has any) and 0x0A (all
     /// supported DTCs).
     [[nodiscard]] ServiceReply read(const Uds::Bytes& request) const;
 
 private:
+    [[nodiscard]] ServiceReply readRecords(const Uds::Bytes& request,
+                                           const FaultRecords& records) const;
     [[nodiscard]] ServiceReply countMatching(std::uint8_t mask) const;
     [[nodiscard]] ServiceReply list(std::uint8_t subFunction, std::uint8_t mask) const;
 
     std::vector<DtcDescription> dtcs;
+    FaultRecords freezeFrames;
+    FaultRecords extendedData;
 };
 
 } // namespace Quarlen::Simulation

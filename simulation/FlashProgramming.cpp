@@ -11,7 +11,6 @@ namespace Quarlen::Simulation {
 
 namespace {
 
-constexpr std::uint8_t erasedByte = 0xFF;
 constexpr std::string_view versionMark = "KELSWVER";
 constexpr std::size_t maxVersionLength = 16;
 /// Offset behind service identifier, sub-function and routine identifier.
@@ -35,20 +34,8 @@ Uds::Bytes hexDigits(std::uint32_t value) {
 
 } // namespace
 
-struct FlashProgramming::ParsedRegion {
-    Region region;
-    std::optional<Uds::Nrc> refusal;
-};
-
-FlashProgramming::FlashProgramming(const std::vector<FlashMemoryDescription>& descriptions) {
-    for (const auto& description : descriptions) {
-        memories.push_back({description, {}});
-    }
-}
-
-std::uint8_t FlashProgramming::securityLevel() const noexcept {
-    return memories.empty() ? std::uint8_t{0} : memories.front().description.securityLevel;
-}
+FlashProgramming::FlashProgramming(const std::vector<FlashMemoryDescription>& descriptions)
+    : memories(descriptions) {}
 
 ServiceReply FlashProgramming::erase(const Uds::Bytes& request) {
     if (running) {
@@ -56,17 +43,17 @@ ServiceReply FlashProgramming::erase(const Uds::Bytes& request) {
     }
     auto reply = routineStarted(Uds::Routine::eraseMemory);
     if (request.size() == optionRecord) {
-        for (auto& memory : memories) {
-            wipe(memory, {memory.description.address, memory.description.size});
+        for (auto& memory : memories.all()) {
+            memory.erase({memory.description.address, memory.description.size});
             reply.duration = std::max(reply.duration, memory.description.eraseDuration);
         }
     } else {
-        const auto parsed = parseRegion(request, optionRecord);
-        auto* const memory = findMemory(parsed.region);
+        const auto parsed = requestedRegion(request, optionRecord);
+        auto* const memory = memories.find(parsed.region);
         if (parsed.refusal || memory == nullptr) {
             return parsed.refusal.value_or(Uds::Nrc::RequestOutOfRange);
         }
-        wipe(*memory, parsed.region);
+        memory->erase(parsed.region);
         reply.duration = memory->description.eraseDuration;
     }
     completed.reset();
@@ -83,7 +70,7 @@ ServiceReply FlashProgramming::check(const Uds::Bytes& request) {
         return Uds::Nrc::RequestSequenceError;
     }
     const auto size = static_cast<std::size_t>(completed->region.size);
-    const auto checksum = Uds::crc32(start(*completed), size);
+    const auto checksum = Uds::crc32(completed->memory->at(completed->region), size);
     const bool matches = checksum == Uds::numberAt(request, optionRecord, checksumLength);
     if (matches) {
         readSoftwareVersion(checksum);
@@ -93,21 +80,38 @@ ServiceReply FlashProgramming::check(const Uds::Bytes& request) {
     return reply;
 }
 
+ServiceReply FlashProgramming::readMemory(const Uds::Bytes& request) {
+    if (request.size() < 2) {
+        return Uds::Nrc::IncorrectMessageLengthOrInvalidFormat;
+    }
+    const auto parsed = requestedRegion(request, 1);
+    if (parsed.refusal || memories.find(parsed.region) == nullptr) {
+        return parsed.refusal.value_or(Uds::Nrc::RequestOutOfRange);
+    }
+    if (parsed.region.size >= maxResponseLength) {
+        return Uds::Nrc::ResponseTooLong;
+    }
+    auto response = positiveResponse(Uds::Service::ReadMemoryByAddress);
+    const auto content = memories.content(parsed.region);
+    response.insert(response.end(), content.begin(), content.end());
+    return response;
+}
+
 ServiceReply FlashProgramming::requestDownload(const Uds::Bytes& request) {
     constexpr std::size_t formatIdentifiers = 2;
     if (request.size() < 1 + formatIdentifiers) {
         return Uds::Nrc::IncorrectMessageLengthOrInvalidFormat;
     }
-    const auto parsed = parseRegion(request, formatIdentifiers);
+    const auto parsed = requestedRegion(request, formatIdentifiers);
     const bool plainData = request[1] == 0x00;
-    auto* const memory = findMemory(parsed.region);
+    auto* const memory = memories.find(parsed.region);
     if (parsed.refusal || !plainData || memory == nullptr) {
         return parsed.refusal.value_or(Uds::Nrc::RequestOutOfRange);
     }
     if (running) {
         return Uds::Nrc::ConditionsNotCorrect;
     }
-    if (!isBlank(*memory, parsed.region)) {
+    if (!memory->isBlank(parsed.region)) {
         return Uds::Nrc::UploadDownloadNotAccepted;
     }
     running = Download{memory, parsed.region};
@@ -139,7 +143,8 @@ ServiceReply FlashProgramming::transferData(const Uds::Bytes& request) {
         return Uds::Nrc::TransferDataSuspended;
     }
     if (!repeated) {
-        std::copy(request.begin() + header, request.end(), start(*running) + running->written);
+        std::copy(request.begin() + header, request.end(),
+                  running->memory->at(running->region) + running->written);
         running->written += length;
         running->expectedCounter = Uds::nextBlockCounter(running->expectedCounter);
     }
@@ -166,69 +171,8 @@ std::optional<Uds::Bytes> FlashProgramming::takeNewSoftwareVersion() {
     return std::exchange(newSoftwareVersion, std::nullopt);
 }
 
-Uds::Bytes FlashProgramming::content(std::uint32_t address, std::uint32_t size) const {
-    for (const auto& memory : memories) {
-        const auto& description = memory.description;
-        if (address < description.address || std::uint64_t{address} + size > description.end()) {
-            continue;
-        }
-        if (memory.bytes.empty()) {
-            return Uds::Bytes(size, 0x00);
-        }
-        const auto begin = memory.bytes.begin() + (address - description.address);
-        return {begin, begin + size};
-    }
-    return {};
-}
-
-/// Address-and-length format identifier (clause 14.2.2.2): the high half byte counts the bytes of
-/// the size, the low one those of the address.
-FlashProgramming::ParsedRegion FlashProgramming::parseRegion(const Uds::Bytes& request,
-                                                             std::size_t offset) {
-    constexpr std::size_t maxBytes = 4;
-    const std::size_t sizeBytes = request[offset] >> 4U;
-    const std::size_t addressBytes = request[offset] & 0x0FU;
-    const auto usable = [](std::size_t bytes) { return bytes >= 1 && bytes <= maxBytes; };
-    if (!usable(sizeBytes) || !usable(addressBytes)) {
-        return {{}, Uds::Nrc::RequestOutOfRange};
-    }
-    if (request.size() != offset + 1 + addressBytes + sizeBytes) {
-        return {{}, Uds::Nrc::IncorrectMessageLengthOrInvalidFormat};
-    }
-    return {{Uds::numberAt(request, offset + 1, addressBytes),
-             Uds::numberAt(request, offset + 1 + addressBytes, sizeBytes)},
-            std::nullopt};
-}
-
-FlashProgramming::Memory* FlashProgramming::findMemory(const Region& region) {
-    const auto found = std::find_if(memories.begin(), memories.end(), [&](const Memory& memory) {
-        return region.size > 0 && region.address >= memory.description.address &&
-               region.address + region.size <= memory.description.end();
-    });
-    return found == memories.end() ? nullptr : &*found;
-}
-
-std::uint8_t* FlashProgramming::start(const Download& download) {
-    return download.memory->bytes.data() +
-           (download.region.address - download.memory->description.address);
-}
-
-void FlashProgramming::wipe(Memory& memory, const Region& region) {
-    memory.bytes.resize(memory.description.size, 0x00);
-    std::fill_n(start({&memory, region}), region.size, erasedByte);
-}
-
-bool FlashProgramming::isBlank(const Memory& memory, const Region& region) {
-    if (memory.bytes.empty()) {
-        return false;
-    }
-    const auto* const first = memory.bytes.data() + (region.address - memory.description.address);
-    return std::all_of(first, first + region.size,
-                       [](std::uint8_t byte) { return byte == erasedByte; });
-}
-
 void FlashProgramming::readSoftwareVersion(std::uint32_t checksum) {
-    const auto* const image = start(*completed);
+    const auto* const image = completed->memory->at(completed->region);
     const auto size = static_cast<std::size_t>(completed->region.size);
     Uds::Bytes version;
     if (size > versionMark.size() && std::equal(versionMark.begin(), versionMark.end(), image)) {

@@ -15,15 +15,19 @@ constexpr std::size_t seedLength = 4;
 
 } // namespace
 
-SecurityAccess::SecurityAccess(std::vector<SecurityLevelDescription> levels,
+SecurityAccess::SecurityAccess(const std::vector<SecurityLevelDescription>& descriptions,
                                std::uint16_t seedOrigin)
-    : levels(std::move(levels)), seeds(seedOrigin) {}
+    : seeds(seedOrigin) {
+    for (const auto& description : descriptions) {
+        levels.push_back({description});
+    }
+}
 
 ServiceReply SecurityAccess::handle(const Uds::Bytes& request, Platform::Clock::TimePoint now) {
     const auto subFunction = request[1];
     const bool asksForSeed = subFunction % 2 == 1;
     const auto level = std::find_if(levels.begin(), levels.end(), [&](const auto& candidate) {
-        return candidate.level == subFunction - (asksForSeed ? 0 : 1);
+        return candidate.description.level == subFunction - (asksForSeed ? 0 : 1);
     });
     if (level == levels.end()) {
         return Uds::Nrc::SubFunctionNotSupported;
@@ -36,49 +40,49 @@ void SecurityAccess::lock() {
     unlocked = 0;
 }
 
-ServiceReply SecurityAccess::giveSeed(const SecurityLevelDescription& level,
-                                      std::size_t requestLength, Platform::Clock::TimePoint now) {
+ServiceReply SecurityAccess::giveSeed(const Level& level, std::size_t requestLength,
+                                      Platform::Clock::TimePoint now) {
     if (requestLength != 2) {
         return Uds::Nrc::IncorrectMessageLengthOrInvalidFormat;
     }
-    if (now < blockedUntil) {
+    if (now < level.blockedUntil) {
         return Uds::Nrc::RequiredTimeDelayNotExpired;
     }
-    auto response = positiveResponse(Uds::Service::SecurityAccess, {level.level});
-    if (unlocked == level.level) {
+    auto response = positiveResponse(Uds::Service::SecurityAccess, {level.description.level});
+    if (unlocked == level.description.level) {
         response.resize(response.size() + seedLength, 0);
         return response;
     }
     seed = nextSeed();
-    seedLevel = level.level;
+    seedLevel = level.description.level;
     response.insert(response.end(), seed.begin(), seed.end());
     return response;
 }
 
-ServiceReply SecurityAccess::takeKey(const SecurityLevelDescription& level,
-                                     const Uds::Bytes& request, Platform::Clock::TimePoint now) {
+ServiceReply SecurityAccess::takeKey(Level& level, const Uds::Bytes& request,
+                                     Platform::Clock::TimePoint now) {
     if (request.size() != 2 + seedLength) {
         return Uds::Nrc::IncorrectMessageLengthOrInvalidFormat;
     }
-    if (seed.empty() || seedLevel != level.level) {
+    if (seed.empty() || seedLevel != level.description.level) {
         return Uds::Nrc::RequestSequenceError;
     }
-    const auto key = Uds::keyForSeed(std::exchange(seed, {}), level.keyMask);
+    const auto key = Uds::keyForSeed(std::exchange(seed, {}), level.description.keyMask);
     if (!std::equal(key.begin(), key.end(), request.begin() + 2, request.end())) {
-        return refuseKey(now);
+        return refuseKey(level, now);
     }
-    wrongKeys = 0;
-    unlocked = level.level;
+    level.wrongKeys = 0;
+    unlocked = level.description.level;
     return positiveResponse(Uds::Service::SecurityAccess,
-                            {static_cast<std::uint8_t>(level.level + 1)});
+                            {static_cast<std::uint8_t>(level.description.level + 1)});
 }
 
-Uds::Nrc SecurityAccess::refuseKey(Platform::Clock::TimePoint now) {
-    if (++wrongKeys < maxWrongKeys) {
+Uds::Nrc SecurityAccess::refuseKey(Level& level, Platform::Clock::TimePoint now) {
+    if (++level.wrongKeys < maxWrongKeys) {
         return Uds::Nrc::InvalidKey;
     }
-    wrongKeys = 0;
-    blockedUntil = now + delayAfterWrongKeys;
+    level.wrongKeys = 0;
+    level.blockedUntil = now + delayAfterWrongKeys;
     return Uds::Nrc::ExceededNumberOfAttempts;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <optional>
@@ -9,6 +10,9 @@
 #include "uds/Uds.hpp"
 
 namespace Quarlen::Simulation {
+
+/// Maximum size of an ISO-TP message with a 12 bit length (ISO 15765-2).
+inline constexpr std::size_t maxResponseLength = 4095;
 
 /// The reply of a service of a simulated control unit: a positive response or a negative response
 /// code.

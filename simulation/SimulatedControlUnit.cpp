@@ -11,13 +11,10 @@ namespace Quarlen::Simulation {
 
 namespace {
 
-using std::chrono::milliseconds;
 using Uds::Bytes;
 using Uds::Nrc;
 using Uds::Service;
 
-/// S3server of ISO 14229-2.
-constexpr std::chrono::seconds sessionTimeout{5};
 /// Well within P2*server, which is five seconds.
 constexpr std::chrono::seconds pendingInterval{2};
 
@@ -43,10 +40,10 @@ struct SimulatedControlUnit::ServiceRule {
     ServiceReply (*run)(Unit& unit, Request request);
 
     /// The most frequent service comes first.
-    static const std::array<ServiceRule, 12> all;
+    static const std::array<ServiceRule, 16> all;
 };
 
-constinit const std::array<SimulatedControlUnit::ServiceRule, 12>
+constinit const std::array<SimulatedControlUnit::ServiceRule, 16>
     SimulatedControlUnit::ServiceRule::all{{
         {Service::TransferData, Uds::Session::Programming,
          [](Unit& unit, Request request) { return unit.flash.transferData(request); }},
@@ -60,20 +57,30 @@ constinit const std::array<SimulatedControlUnit::ServiceRule, 12>
          [](Unit& unit, Request request) { return unit.faultMemory.read(request); }},
         {Service::ReadDataByIdentifier, Uds::Session::Default,
          [](Unit& unit, Request request) { return unit.data.read(request); }},
+        {Service::ReadMemoryByAddress, Uds::Session::Default,
+         [](Unit& unit, Request request) { return unit.flash.readMemory(request, unit.access()); }},
         {Service::SecurityAccess, Uds::Session::Extended,
          [](Unit& unit, Request request) {
              return unit.security.handle(request, unit.clock.now());
          }},
+        {Service::CommunicationControl, Uds::Session::Extended,
+         [](Unit& unit, Request request) { return unit.network.controlCommunication(request); }},
         {Service::WriteDataByIdentifier, Uds::Session::Default,
          [](Unit& unit, Request request) { return unit.data.write(request, unit.access()); }},
+        {Service::InputOutputControlByIdentifier, Uds::Session::Extended,
+         [](Unit& unit, Request request) { return unit.data.control(request, unit.access()); }},
         {Service::RoutineControl, Uds::Session::Default,
          [](Unit& unit, Request request) { return unit.controlRoutine(request); }},
         {Service::RequestDownload, Uds::Session::Programming,
-         [](Unit& unit, Request request) { return unit.requestDownload(request); }},
+         [](Unit& unit, Request request) {
+             return unit.flash.requestDownload(request, unit.access());
+         }},
         {Service::RequestTransferExit, Uds::Session::Programming,
          [](Unit& unit, Request request) { return unit.flash.transferExit(request); }},
         {Service::TesterPresent, Uds::Session::Default,
          [](Unit& unit, Request request) { return unit.stayPresent(request); }},
+        {Service::ControlDtcSetting, Uds::Session::Extended,
+         [](Unit& unit, Request request) { return unit.network.controlDtcSetting(request); }},
     }};
 
 const SimulatedControlUnit::ServiceRule* SimulatedControlUnit::findRule(std::uint8_t serviceId) {
@@ -91,13 +98,16 @@ SimulatedControlUnit::SimulatedControlUnit(const ControlUnitDescription& descrip
       data(description.dataIdentifiers),
       faultMemory(description.dtcs),
       security(description.securityLevels, description.address),
-      flash(description.flashMemories),
+      flash(description.flashMemories, data),
       routines(description.routines),
-      faults(description.faults) {}
+      faults(description.faults),
+      sessions(description.programmingFrom) {
+    showSession();
+}
 
 std::vector<TimedResponse> SimulatedControlUnit::handle(const Bytes& request) {
     const auto now = clock.now();
-    if (request.empty()) {
+    if (request.empty() || now < bootedAt) {
         return {};
     }
     if (const auto* const fault = faults.next(request)) {
@@ -106,13 +116,15 @@ std::vector<TimedResponse> SimulatedControlUnit::handle(const Bytes& request) {
     if (now < busyUntil) {
         return refuseWhileBusy(request, now);
     }
-    leaveTimedOutSession(now);
+    if (sessions.hasTimedOut(now)) {
+        enterDefaultSession();
+    }
     const bool suppressed = Uds::suppressesPositiveResponse(request);
     return schedule(request, serve(suppressed ? withoutSuppressBit(request) : request), now);
 }
 
 Bytes SimulatedControlUnit::memoryContent(std::uint32_t address, std::uint32_t size) const {
-    return flash.content(address, size);
+    return flash.content({address, size});
 }
 
 std::vector<TimedResponse> SimulatedControlUnit::fail(const FaultDescription& fault,
@@ -150,7 +162,7 @@ std::vector<TimedResponse> SimulatedControlUnit::schedule(const Bytes& request, 
         responses.push_back({due, negativeResponse(request[0], Nrc::ResponsePending)});
     }
     busyUntil = responses.empty() ? busyUntil : final;
-    lastActivity = final;
+    sessions.keep(final);
     if (reply.refusal) {
         responses.push_back({final, negativeResponse(request[0], *reply.refusal)});
     } else if (!responses.empty() || !Uds::suppressesPositiveResponse(request)) {
@@ -163,6 +175,9 @@ bool SimulatedControlUnit::offers(Service service) const {
     switch (service) {
     case Service::SecurityAccess:
         return !description.securityLevels.empty();
+    case Service::InputOutputControlByIdentifier:
+        return data.areControllable();
+    case Service::ReadMemoryByAddress:
     case Service::RequestDownload:
     case Service::TransferData:
     case Service::RequestTransferExit:
@@ -173,21 +188,28 @@ bool SimulatedControlUnit::offers(Service service) const {
 }
 
 AccessState SimulatedControlUnit::access() const {
-    return {session, security.unlockedLevel()};
+    return {sessions.active(), security.unlockedLevel()};
 }
 
-/// Each session change, also to the active session, locks security access and ends a download
-/// (clause 10.2).
-void SimulatedControlUnit::enterSession(Uds::Session entered) {
-    session = entered;
+/// Each session change, also to the active session, locks security access and ends a download. What
+/// the default session does not offer ends with its begin (clause 10.2.2).
+void SimulatedControlUnit::onSessionEntered() {
     security.lock();
     flash.abort();
+    showSession();
+    if (sessions.active() == Uds::Session::Default) {
+        network.restore();
+        data.returnControl();
+    }
 }
 
-void SimulatedControlUnit::leaveTimedOutSession(TimePoint now) {
-    if (session != Uds::Session::Default && now - lastActivity > sessionTimeout) {
-        enterSession(Uds::Session::Default);
-    }
+void SimulatedControlUnit::enterDefaultSession() {
+    sessions.leave();
+    onSessionEntered();
+}
+
+void SimulatedControlUnit::showSession() {
+    data.set(Uds::Did::activeSession, {static_cast<std::uint8_t>(sessions.active())});
 }
 
 ServiceReply SimulatedControlUnit::serve(const Bytes& request) {
@@ -205,19 +227,11 @@ ServiceReply SimulatedControlUnit::serve(const Bytes& request) {
 }
 
 ServiceReply SimulatedControlUnit::controlSession(const Bytes& request) {
-    const auto wanted = request[1];
-    if (wanted < static_cast<std::uint8_t>(Uds::Session::Default) ||
-        wanted > static_cast<std::uint8_t>(Uds::Session::Extended)) {
-        return Nrc::SubFunctionNotSupported;
+    auto reply = sessions.handle(request);
+    if (!reply.refusal) {
+        onSessionEntered();
     }
-    if (request.size() != 2) {
-        return Nrc::IncorrectMessageLengthOrInvalidFormat;
-    }
-    enterSession(static_cast<Uds::Session>(wanted));
-    auto response = positiveResponse(Service::DiagnosticSessionControl, {wanted});
-    Uds::appendNumber(response, 50, 2);  // P2server in milliseconds
-    Uds::appendNumber(response, 500, 2); // P2*server in units of ten milliseconds
-    return response;
+    return reply;
 }
 
 /// Hard reset, key-off-on reset and soft reset have the same effect in the simulation.
@@ -228,7 +242,10 @@ ServiceReply SimulatedControlUnit::reset(const Bytes& request) {
     if (request.size() != 2) {
         return Nrc::IncorrectMessageLengthOrInvalidFormat;
     }
-    enterSession(Uds::Session::Default);
+    enterDefaultSession();
+    if (description.bootTime.count() > 0) {
+        bootedAt = clock.now() + description.responseDelay + description.bootTime;
+    }
     return positiveResponse(Service::EcuReset, {request[1]});
 }
 
@@ -236,38 +253,9 @@ ServiceReply SimulatedControlUnit::controlRoutine(const Bytes& request) {
     if (request.size() < 4) {
         return Nrc::IncorrectMessageLengthOrInvalidFormat;
     }
-    const auto id = Uds::numberAt(request, 2, 2);
-    if (id == Uds::Routine::eraseMemory || id == Uds::Routine::checkMemory) {
-        return runFlashRoutine(request);
-    }
-    return routines.control(request, access());
-}
-
-ServiceReply SimulatedControlUnit::runFlashRoutine(const Bytes& request) {
-    if (!flash.hasMemory() || !access().inSession(Uds::Session::Programming)) {
-        return Nrc::RequestOutOfRange;
-    }
-    if (!access().unlocked(flash.securityLevel())) {
-        return Nrc::SecurityAccessDenied;
-    }
-    if (request[1] != Uds::RoutineControlType::startRoutine) {
-        return Nrc::SubFunctionNotSupported;
-    }
-    if (Uds::numberAt(request, 2, 2) == Uds::Routine::eraseMemory) {
-        return flash.erase(request);
-    }
-    auto reply = flash.check(request);
-    if (auto version = flash.takeNewSoftwareVersion()) {
-        data.set(Uds::Did::softwareVersion, std::move(*version));
-    }
-    return reply;
-}
-
-ServiceReply SimulatedControlUnit::requestDownload(const Bytes& request) {
-    if (!access().unlocked(flash.securityLevel())) {
-        return Nrc::SecurityAccessDenied;
-    }
-    return flash.requestDownload(request);
+    const auto id = static_cast<std::uint16_t>(Uds::numberAt(request, 2, 2));
+    const bool isFlash = FlashServices::owns(id) && !routines.knows(id);
+    return isFlash ? flash.runRoutine(request, access()) : routines.control(request, access());
 }
 
 ServiceReply SimulatedControlUnit::stayPresent(const Bytes& request) {

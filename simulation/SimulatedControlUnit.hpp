@@ -7,10 +7,12 @@
 #include "simulation/DataIdentifiers.hpp"
 #include "simulation/DeliberateFaults.hpp"
 #include "simulation/FaultMemory.hpp"
-#include "simulation/FlashProgramming.hpp"
+#include "simulation/FlashServices.hpp"
+#include "simulation/NetworkControl.hpp"
 #include "simulation/Routines.hpp"
 #include "simulation/SecurityAccess.hpp"
 #include "simulation/ServiceReply.hpp"
+#include "simulation/SessionControl.hpp"
 #include "simulation/VehicleDescription.hpp"
 #include "uds/Uds.hpp"
 
@@ -36,6 +38,8 @@ public:
 
     /// The content of a region of the flash memory. Empty when the region is not within one memory.
     [[nodiscard]] Uds::Bytes memoryContent(std::uint32_t address, std::uint32_t size) const;
+    /// What a tester has switched off before it programs.
+    [[nodiscard]] const NetworkControl& networkControl() const noexcept { return network; }
 
 private:
     using TimePoint = Platform::Clock::TimePoint;
@@ -50,15 +54,14 @@ private:
                                         TimePoint now);
     [[nodiscard]] bool offers(Uds::Service service) const;
     [[nodiscard]] AccessState access() const;
-    void enterSession(Uds::Session entered);
-    void leaveTimedOutSession(TimePoint now);
+    void onSessionEntered();
+    void enterDefaultSession();
+    void showSession();
 
     ServiceReply serve(const Uds::Bytes& request);
     ServiceReply controlSession(const Uds::Bytes& request);
     ServiceReply reset(const Uds::Bytes& request);
     ServiceReply controlRoutine(const Uds::Bytes& request);
-    ServiceReply runFlashRoutine(const Uds::Bytes& request);
-    ServiceReply requestDownload(const Uds::Bytes& request);
     ServiceReply stayPresent(const Uds::Bytes& request);
 
     ControlUnitDescription description;
@@ -66,11 +69,13 @@ private:
     DataIdentifiers data;
     FaultMemory faultMemory;
     SecurityAccess security;
-    FlashProgramming flash;
+    FlashServices flash;
+    NetworkControl network;
     Routines routines;
     DeliberateFaults faults;
-    Uds::Session session = Uds::Session::Default;
-    TimePoint lastActivity{};
+    SessionControl sessions;
+    /// Until then it answers nothing at all.
+    TimePoint bootedAt{};
     TimePoint busyUntil{};
 };
 

@@ -24,14 +24,34 @@ struct DataIdentifierDescription {
     std::uint16_t id = 0;
     Uds::Bytes value;
     bool writable = false;
-    /// Required for writing; reading is always allowed.
+    /// Required for writing and for control; reading is always allowed.
     AccessRequirement writeAccess;
+    /// InputOutputControlByIdentifier may take its value over.
+    bool controllable = false;
+};
+
+/// One value of a freeze frame.
+struct FrameData {
+    std::uint16_t id = 0;
+    Uds::Bytes value;
+};
+
+struct FreezeFrameDescription {
+    std::uint8_t number = 1;
+    std::vector<FrameData> data;
+};
+
+struct ExtendedDataDescription {
+    std::uint8_t number = 1;
+    Uds::Bytes value;
 };
 
 struct DtcDescription {
     /// Three-byte DTC.
     std::uint32_t code = 0;
     std::uint8_t status = 0;
+    std::vector<FreezeFrameDescription> freezeFrames{};
+    std::vector<ExtendedDataDescription> extendedData{};
 };
 
 struct SecurityLevelDescription {
@@ -72,12 +92,18 @@ struct FaultDescription {
     std::optional<std::uint32_t> times;
 };
 
+/// The sessions from which the programming session may be entered.
+enum class ProgrammingFrom { AnySession, Extended };
+
 struct ControlUnitDescription {
     std::wstring name;
     std::uint16_t address = 0;
     /// Name of the logical link on which the control unit receives requests.
     std::wstring link;
     std::chrono::milliseconds responseDelay{0};
+    /// From the response to ECUReset until the control unit answers again.
+    std::chrono::milliseconds bootTime{0};
+    ProgrammingFrom programmingFrom = ProgrammingFrom::AnySession;
     std::vector<DataIdentifierDescription> dataIdentifiers;
     std::vector<DtcDescription> dtcs;
     std::vector<SecurityLevelDescription> securityLevels;

@@ -23,10 +23,12 @@ enum class Service : std::uint8_t {
     ReadDtcInformation = 0x19,
     ReadDataByIdentifier = 0x22,
     ReadMemoryByAddress = 0x23,
+    ReadScalingDataByIdentifier = 0x24,
     SecurityAccess = 0x27,
     CommunicationControl = 0x28,
     Authentication = 0x29,
     ReadDataByPeriodicIdentifier = 0x2A,
+    DynamicallyDefineDataIdentifier = 0x2C,
     WriteDataByIdentifier = 0x2E,
     InputOutputControlByIdentifier = 0x2F,
     RoutineControl = 0x31,
@@ -34,9 +36,11 @@ enum class Service : std::uint8_t {
     RequestUpload = 0x35,
     TransferData = 0x36,
     RequestTransferExit = 0x37,
+    RequestFileTransfer = 0x38,
     WriteMemoryByAddress = 0x3D,
     TesterPresent = 0x3E,
     AccessTimingParameter = 0x83,
+    SecuredDataTransmission = 0x84,
     ControlDtcSetting = 0x85,
     ResponseOnEvent = 0x86,
     LinkControl = 0x87,
@@ -64,6 +68,23 @@ enum class Nrc : std::uint8_t {
     InvalidKey = 0x35,
     ExceededNumberOfAttempts = 0x36,
     RequiredTimeDelayNotExpired = 0x37,
+    SecureDataTransmissionRequired = 0x38,
+    SecureDataTransmissionNotAllowed = 0x39,
+    SecureDataVerificationFailed = 0x3A,
+    CertificateVerificationFailedInvalidTimePeriod = 0x50,
+    CertificateVerificationFailedInvalidSignature = 0x51,
+    CertificateVerificationFailedInvalidChainOfTrust = 0x52,
+    CertificateVerificationFailedInvalidType = 0x53,
+    CertificateVerificationFailedInvalidFormat = 0x54,
+    CertificateVerificationFailedInvalidContent = 0x55,
+    CertificateVerificationFailedInvalidScope = 0x56,
+    CertificateVerificationFailedInvalidCertificate = 0x57,
+    OwnershipVerificationFailed = 0x58,
+    ChallengeCalculationFailed = 0x59,
+    SettingAccessRightsFailed = 0x5A,
+    SessionKeyCreationDerivationFailed = 0x5B,
+    ConfigurationDataUsageFailed = 0x5C,
+    DeAuthenticationFailed = 0x5D,
     UploadDownloadNotAccepted = 0x70,
     TransferDataSuspended = 0x71,
     GeneralProgrammingFailure = 0x72,
@@ -71,8 +92,25 @@ enum class Nrc : std::uint8_t {
     ResponsePending = 0x78,
     SubFunctionNotSupportedInActiveSession = 0x7E,
     ServiceNotSupportedInActiveSession = 0x7F,
+    RpmTooHigh = 0x81,
+    RpmTooLow = 0x82,
+    EngineIsRunning = 0x83,
+    EngineIsNotRunning = 0x84,
+    EngineRunTimeTooLow = 0x85,
+    TemperatureTooHigh = 0x86,
+    TemperatureTooLow = 0x87,
+    VehicleSpeedTooHigh = 0x88,
+    VehicleSpeedTooLow = 0x89,
+    ThrottleOrPedalTooHigh = 0x8A,
+    ThrottleOrPedalTooLow = 0x8B,
+    TransmissionRangeNotInNeutral = 0x8C,
+    TransmissionRangeNotInGear = 0x8D,
+    BrakeSwitchNotClosed = 0x8F,
+    ShifterLeverNotInPark = 0x90,
+    TorqueConverterClutchLocked = 0x91,
     VoltageTooHigh = 0x92,
     VoltageTooLow = 0x93,
+    ResourceTemporarilyNotAvailable = 0x94,
 };
 
 enum class Session : std::uint8_t { Default = 0x01, Programming = 0x02, Extended = 0x03 };
@@ -96,8 +134,10 @@ constexpr std::uint8_t nextBlockCounter(std::uint8_t counter) {
     return static_cast<std::uint8_t>((counter + 1U) & 0xFFU);
 }
 
-/// Text for messages, for example "requestOutOfRange (0x31)".
+/// Text for messages, for example "requestOutOfRange (0x31)". Every number has a name; those that
+/// the standard keeps for later are "ISO SAE reserved".
 std::wstring nrcText(std::uint8_t nrc);
+/// For example "ECUReset (0x11)"; "unknown (0x40)" for a number that is no request.
 std::wstring serviceText(std::uint8_t serviceId);
 /// "22 F1 90"
 std::wstring hexText(const Bytes& bytes);

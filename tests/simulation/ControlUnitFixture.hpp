@@ -26,6 +26,9 @@ inline ControlUnitDescription smallControlUnit() {
         {0xF195, {'1'}, false, {}},
         {0xF15A, {0, 0}, true, {Uds::Session::Extended, 1}},
         {0x0100, {7}, true, {}},
+        {0x0120, {1, 2}, true, {Uds::Session::Extended, 0}, true},
+        {0x0121, {9}, false, {Uds::Session::Programming, 1}, true},
+        {0x0122, {9}, false, {Uds::Session::Extended, 1}, true},
     };
     unit.dtcs = {{0x030100, 0x2F}, {0x017100, 0x24}, {0x042000, 0x50}};
     unit.securityLevels = {{1, 0x5A3C96E1}, {3, 0x01020304}};

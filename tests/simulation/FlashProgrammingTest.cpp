@@ -5,6 +5,7 @@
 
 #include "tests/simulation/ControlUnitFixture.hpp"
 #include "uds/Crc32.hpp"
+#include "uds/Identifiers.hpp"
 
 namespace Quarlen::Simulation::Tests {
 namespace {
@@ -70,17 +71,68 @@ TEST_F(FlashProgrammingTest, HoldsExactlyTheBytesOfTheFileAfterwards) {
     EXPECT_EQ(unit->memoryContent(0x10C8, 56), Uds::Bytes(56, 0xFF));
 }
 
-TEST_F(FlashProgrammingTest, ReportsAWrongChecksumAndKeepsTheSoftwareVersion) {
+TEST_F(FlashProgrammingTest, ReportsAWrongChecksum) {
     download(image(64));
     EXPECT_EQ(check(0x12345678), "71 01 02 02 01");
+}
+
+TEST_F(FlashProgrammingTest, HasNoSoftwareVersionFromAnEraseToAGoodCheck) {
+    const auto data = image(64);
+    EXPECT_EQ(ask("22 F1 95"), "7F 22 22");
+    EXPECT_EQ(ask("22 F1 90 F1 95"), "7F 22 22");
+    download(data);
+    EXPECT_EQ(ask("22 F1 95"), "7F 22 22");
+    check(0x12345678);
+    EXPECT_EQ(ask("22 F1 95"), "7F 22 22");
+    checkRight(data);
+    EXPECT_EQ(ask("22 F1 95").substr(0, 8), "62 F1 95");
+}
+
+TEST_F(FlashProgrammingTest, HasNoSoftwareVersionAfterAResetEither) {
+    ask("11 01");
+    EXPECT_EQ(ask("22 F1 95"), "7F 22 22");
+    EXPECT_EQ(ask("22 F1 90"), "62 F1 90 56 49 4E");
+}
+
+TEST_F(FlashProgrammingTest, LosesItsSoftwareVersionWithAnEraseOfOneRegion) {
+    unit = std::make_unique<SimulatedControlUnit>(smallControlUnit(), clock);
+    enterProgramming();
     EXPECT_EQ(ask("22 F1 95"), "62 F1 95 31");
+    ask("31 01 FF 00 22 10 00 00 20");
+    EXPECT_EQ(ask("22 F1 95"), "7F 22 22");
+}
+
+TEST_F(FlashProgrammingTest, KeepsItsSoftwareVersionWhenAnEraseIsRefused) {
+    unit = std::make_unique<SimulatedControlUnit>(smallControlUnit(), clock);
+    ask("10 02");
+    EXPECT_EQ(ask("31 01 FF 00"), "7F 31 33");
+    enterProgramming();
+    EXPECT_EQ(ask("31 01 FF 00 22 0F FF 00 10"), "7F 31 31");
+    EXPECT_EQ(ask("22 F1 95"), "62 F1 95 31");
+}
+
+TEST_F(FlashProgrammingTest, TellsWhetherTheSoftwareIsComplete) {
+    const auto data = image(64);
+    EXPECT_EQ(ask("31 01 FF 01"), "71 01 FF 01 01");
+    download(data);
+    checkRight(data);
+    EXPECT_EQ(ask("31 01 FF 01"), "71 01 FF 01 00");
+    EXPECT_EQ(ask("31 01 FF 01 00"), "7F 31 13");
+    ask("10 03");
+    EXPECT_EQ(ask("31 01 FF 01"), "7F 31 31");
+}
+
+TEST_F(FlashProgrammingTest, LeavesTheDependenciesToARoutineOfTheDescription) {
+    auto description = smallControlUnit();
+    description.routines.push_back({Uds::Routine::checkProgrammingDependencies, {0x55}, 0ms, {}});
+    unit = std::make_unique<SimulatedControlUnit>(description, clock);
+    EXPECT_EQ(ask("31 01 FF 01"), "71 01 FF 01 55");
 }
 
 TEST_F(FlashProgrammingTest, ReadsTheChecksumAsVersionOfAPlainImage) {
     const std::string_view text = "123456789";
     const Uds::Bytes data(text.begin(), text.end());
     download(data);
-    EXPECT_EQ(ask("22 F1 95"), "62 F1 95 31");
     checkRight(data);
     EXPECT_EQ(ask("22 F1 95"), "62 F1 95 43 42 46 34 33 39 32 36");
 }
@@ -133,6 +185,37 @@ TEST_F(FlashProgrammingTest, TakesFourBytesForALargeBlockLength) {
     EXPECT_EQ(ask("34 00 12 80 00 10"), "74 40 00 01 11 70");
 }
 
+class ReadMemoryByAddress : public FlashProgrammingTest {};
+
+TEST_F(ReadMemoryByAddress, ReadsWhatTheMemoryHolds) {
+    download(image(64));
+    EXPECT_EQ(ask("23 12 10 00 04"), "63 01 08 0F 16");
+    EXPECT_EQ(ask("23 44 00 00 10 3F 00 00 00 02"), "63 BA FF");
+}
+
+TEST_F(ReadMemoryByAddress, NeedsTheSecurityLevelOfTheMemory) {
+    ask("10 03");
+    EXPECT_EQ(ask("23 12 10 00 04"), "7F 23 33");
+    unlock(1, 0x5A3C96E1);
+    EXPECT_EQ(ask("23 12 10 00 04"), "63 FF FF FF FF");
+}
+
+TEST_F(ReadMemoryByAddress, ReadsAnywhereWhenTheMemoryHasNoSecurityLevel) {
+    auto description = smallControlUnit();
+    description.flashMemories = {{0x1000, 0x2000, 34, 0ms, 0}};
+    unit = std::make_unique<SimulatedControlUnit>(description, clock);
+    EXPECT_EQ(ask("23 12 10 00 02"), "63 00 00");
+    EXPECT_EQ(ask("23 22 10 00 0F FE").size(), 4095U * 3 - 1);
+    EXPECT_EQ(ask("23 22 10 00 0F FF"), "7F 23 14");
+}
+
+TEST_F(ReadMemoryByAddress, IsNoServiceOfAControlUnitWithoutMemory) {
+    auto description = smallControlUnit();
+    description.flashMemories.clear();
+    unit = std::make_unique<SimulatedControlUnit>(description, clock);
+    EXPECT_EQ(ask("23 12 10 00 02"), "7F 23 11");
+}
+
 class FlashRequest : public FlashProgrammingTest, public testing::WithParamInterface<Exchange> {};
 
 TEST_P(FlashRequest, IsRefusedWithItsReason) {
@@ -165,6 +248,13 @@ INSTANTIATE_TEST_SUITE_P(RequestDownload, FlashRequest,
                                          Exchange{"34 00 22 10 FF 00 02", "7F 34 31"},
                                          Exchange{"34 00 22 10 00 00 00", "7F 34 31"},
                                          Exchange{"34 00 44 FF FF FF FF FF FF FF FF", "7F 34 31"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    ReadMemory, FlashRequest,
+    testing::Values(Exchange{"23", "7F 23 13"}, Exchange{"23 12 10 00", "7F 23 13"},
+                    Exchange{"23 12 10 00 04 00", "7F 23 13"}, Exchange{"23 00", "7F 23 31"},
+                    Exchange{"23 12 10 00 00", "7F 23 31"}, Exchange{"23 12 0F FF 02", "7F 23 31"},
+                    Exchange{"23 12 10 FF 02", "7F 23 31"}));
 
 INSTANTIATE_TEST_SUITE_P(WithoutDownload, FlashRequest,
                          testing::Values(Exchange{"36 01 00", "7F 36 24"},

@@ -17,6 +17,11 @@ protected:
         ask("27 01");
         return ask("27 02 00 00 00 00");
     }
+
+    std::string askWithWrongKeyOfLevelThree() {
+        ask("27 03");
+        return ask("27 04 00 00 00 00");
+    }
 };
 
 TEST_F(SecurityAccessTest, GivesFourByteSeedsThatDifferAndAreNeverZero) {
@@ -96,6 +101,30 @@ TEST_F(SecurityAccessTest, KeepsTheNumberOfWrongKeysOverAReset) {
     askWithWrongKey();
     ask("11 01");
     ask("10 03");
+    EXPECT_EQ(askWithWrongKey(), "7F 27 36");
+}
+
+TEST_F(SecurityAccessTest, CountsTheWrongKeysOfEachLevel) {
+    askWithWrongKey();
+    askWithWrongKey();
+    EXPECT_EQ(askWithWrongKeyOfLevelThree(), "7F 27 35");
+    EXPECT_EQ(askWithWrongKey(), "7F 27 36");
+    EXPECT_EQ(askWithWrongKeyOfLevelThree(), "7F 27 35");
+    EXPECT_EQ(askWithWrongKeyOfLevelThree(), "7F 27 36");
+}
+
+TEST_F(SecurityAccessTest, BlocksNoOtherLevel) {
+    for (int count = 0; count < 3; ++count) {
+        askWithWrongKey();
+    }
+    EXPECT_EQ(ask("27 01"), "7F 27 37");
+    unlock(3, 0x01020304);
+}
+
+TEST_F(SecurityAccessTest, DoesNotForgetTheWrongKeysOfALevelWithTheRightOneOfAnother) {
+    askWithWrongKey();
+    askWithWrongKey();
+    unlock(3, 0x01020304);
     EXPECT_EQ(askWithWrongKey(), "7F 27 36");
 }
 

@@ -15,9 +15,9 @@ constexpr auto noResponse = "";
 
 INSTANTIATE_TEST_SUITE_P(Dispatch, DefaultSession,
                          testing::Values(Exchange{"", noResponse}, Exchange{"01", "7F 01 11"},
-                                         Exchange{"23 00", "7F 23 11"}, Exchange{"10", "7F 10 13"},
-                                         Exchange{"3E", "7F 3E 13"}, Exchange{"31", "7F 31 13"},
-                                         Exchange{"27 01", "7F 27 7F"},
+                                         Exchange{"2A 01 01", "7F 2A 11"},
+                                         Exchange{"10", "7F 10 13"}, Exchange{"3E", "7F 3E 13"},
+                                         Exchange{"31", "7F 31 13"}, Exchange{"27 01", "7F 27 7F"},
                                          Exchange{"34 00 11 10 10", "7F 34 7F"},
                                          Exchange{"36 01 00", "7F 36 7F"},
                                          Exchange{"37", "7F 37 7F"}));

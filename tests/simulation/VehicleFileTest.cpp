@@ -56,6 +56,18 @@ TEST_F(VehicleFileTest, ReadsAControlUnit) {
     EXPECT_EQ(vehicle.controlUnits[0].responseDelay, 2ms);
 }
 
+TEST_F(VehicleFileTest, ReadsHowAControlUnitStarts) {
+    const auto vehicle =
+        read("<Vehicle vin='V'><ControlUnit name='A' address='1' link='L' bootTime='1500' "
+             "programmingFrom='extended'/><ControlUnit name='B' address='2' link='M' "
+             "programmingFrom='any'/><ControlUnit name='C' address='3' link='N'/></Vehicle>");
+    EXPECT_EQ(vehicle.controlUnits.at(0).bootTime, 1500ms);
+    EXPECT_EQ(vehicle.controlUnits.at(0).programmingFrom, ProgrammingFrom::Extended);
+    EXPECT_EQ(vehicle.controlUnits.at(1).programmingFrom, ProgrammingFrom::AnySession);
+    EXPECT_EQ(vehicle.controlUnits.at(2).bootTime, 0ms);
+    EXPECT_EQ(vehicle.controlUnits.at(2).programmingFrom, ProgrammingFrom::AnySession);
+}
+
 TEST_F(VehicleFileTest, ReadsAVehicleWithoutControlUnits) {
     EXPECT_TRUE(read("<Vehicle vin='1'/>").controlUnits.empty());
 }
@@ -88,6 +100,68 @@ TEST_F(VehicleFileTest, ReadsFaultsOfTheMemoryAndRoutines) {
     EXPECT_EQ(hex(unit.routines[0].result), "0A");
     EXPECT_EQ(unit.routines[0].duration, 500ms);
     EXPECT_EQ(unit.routines[0].access.session, Uds::Session::Programming);
+}
+
+TEST_F(VehicleFileTest, ReadsFreezeFramesAndExtendedData) {
+    const auto unit = readUnit("<Dtc code='0x030100' status='0x2F' occurrences='3' ageing='0'>"
+                               "<FreezeFrame record='2'><Data id='0xF40C' bytes='1A F8'/>"
+                               "<Data id='1' text='A'/></FreezeFrame>"
+                               "<ExtendedData record='0x10' bytes='AA BB'/></Dtc>");
+    const auto& dtc = unit.dtcs.at(0);
+    ASSERT_EQ(dtc.freezeFrames.size(), 1U);
+    EXPECT_EQ(dtc.freezeFrames[0].number, 2);
+    ASSERT_EQ(dtc.freezeFrames[0].data.size(), 2U);
+    EXPECT_EQ(dtc.freezeFrames[0].data[0].id, 0xF40C);
+    EXPECT_EQ(hex(dtc.freezeFrames[0].data[0].value), "1A F8");
+    EXPECT_EQ(hex(dtc.freezeFrames[0].data[1].value), "41");
+    ASSERT_EQ(dtc.extendedData.size(), 3U);
+    EXPECT_EQ(dtc.extendedData[0].number, Uds::ExtendedDataRecord::occurrenceCounter);
+    EXPECT_EQ(hex(dtc.extendedData[0].value), "03");
+    EXPECT_EQ(dtc.extendedData[1].number, Uds::ExtendedDataRecord::ageingCounter);
+    EXPECT_EQ(hex(dtc.extendedData[1].value), "00");
+    EXPECT_EQ(dtc.extendedData[2].number, 0x10);
+    EXPECT_EQ(hex(dtc.extendedData[2].value), "AA BB");
+}
+
+TEST_F(VehicleFileTest, ReadsWhatATesterMayControl) {
+    const auto unit = readUnit("<DataIdentifier id='1' text='A' controllable='true'/>"
+                               "<DataIdentifier id='2' text='A'/>");
+    EXPECT_TRUE(unit.dataIdentifiers.at(0).controllable);
+    EXPECT_FALSE(unit.dataIdentifiers.at(1).controllable);
+}
+
+std::string zeros(std::size_t bytes) {
+    return std::string(bytes * 2, '0');
+}
+
+TEST_F(VehicleFileTest, TakesRecordsThatFitIntoOneResponse) {
+    const auto record = [](std::size_t bytes) {
+        return "<Dtc code='0x030100' status='0x2F'><ExtendedData record='1' bytes='" +
+               zeros(bytes) + "'/></Dtc>";
+    };
+    EXPECT_EQ(readUnit(record(3999)).dtcs.at(0).extendedData.at(0).value.size(), 3999U);
+    EXPECT_THROW(readUnit(record(4000)), Xml::FileError);
+}
+
+TEST_F(VehicleFileTest, TakesFreezeFramesThatFitIntoOneResponse) {
+    const auto frame = [](std::size_t bytes) {
+        return "<Dtc code='0x030100' status='0x2F'><FreezeFrame record='1'><Data id='1' bytes='" +
+               zeros(bytes) + "'/></FreezeFrame></Dtc>";
+    };
+    EXPECT_EQ(readUnit(frame(3996)).dtcs.at(0).freezeFrames.size(), 1U);
+    EXPECT_THROW(readUnit(frame(3997)), Xml::FileError);
+}
+
+TEST_F(VehicleFileTest, TakesAsManyValuesOfAFreezeFrameAsOneByteCounts) {
+    const auto frame = [](int count) {
+        std::string text = "<Dtc code='0x030100' status='0x2F'><FreezeFrame record='1'>";
+        for (int index = 0; index < count; ++index) {
+            text += "<Data id='1' bytes='00'/>";
+        }
+        return text + "</FreezeFrame></Dtc>";
+    };
+    EXPECT_EQ(readUnit(frame(255)).dtcs.at(0).freezeFrames.at(0).data.size(), 255U);
+    EXPECT_THROW(readUnit(frame(256)), Xml::FileError);
 }
 
 TEST_F(VehicleFileTest, ReadsAFlashMemoryAndItsFirstSoftwareVersion) {
@@ -181,6 +255,9 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{VEHICLE("<ControlUnit name='A' address='65536' link='L'/>"), L"65535"},
         Mistake{VEHICLE("<ControlUnit name='A' address='1' link='L' responseDelay='60001'/>"),
                 L"60000"},
+        Mistake{VEHICLE("<ControlUnit name='A' address='1' link='L' bootTime='60001'/>"), L"60000"},
+        Mistake{VEHICLE("<ControlUnit name='A' address='1' link='L' programmingFrom='default'/>"),
+                L"'programmingFrom' is 'default', expected any or extended"},
         Mistake{VEHICLE(UNIT("<FlashMemory address='0' size='0x4000000' securityLevel='0'/>"
                              "<FlashMemory address='0x4000000' size='0x4000000' securityLevel='0'/>"
                              "<FlashMemory address='0x8000000' size='0x4000000' securityLevel='0'/>"
@@ -234,6 +311,34 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{VEHICLE(UNIT("<Routine id='0xFF00'/>")), L"belongs to a FlashMemory"},
         Mistake{VEHICLE(UNIT("<Routine id='1'/><Routine id='1'/>")), L"only once"},
         Mistake{VEHICLE(UNIT("<Routine id='1' result='xyz'/>")), L"hexadecimal"}));
+
+#define DTC(attributes, text) "<Dtc code='0x030100' status='1'" attributes ">" text "</Dtc>"
+
+INSTANTIATE_TEST_SUITE_P(
+    Records, VehicleFileMistake,
+    testing::Values(
+        Mistake{VEHICLE(UNIT(DTC("", "<Wheel/>"))), L"'Wheel'"},
+        Mistake{VEHICLE(UNIT(DTC(" occurrences='256'", ""))), L"0 to 255"},
+        Mistake{VEHICLE(UNIT(DTC(" ageing='-1'", ""))), L"'ageing'"},
+        Mistake{VEHICLE(UNIT(DTC("", "<FreezeFrame record='1'/>"))), L"1 to 255 values"},
+        Mistake{VEHICLE(UNIT(DTC("", "<FreezeFrame record='0'><Data id='1' bytes='00'/>"
+                                     "</FreezeFrame>"))),
+                L"1 to 239"},
+        Mistake{VEHICLE(UNIT(DTC("", "<FreezeFrame record='1'><Data id='1'/></FreezeFrame>"))),
+                L"'text' or 'bytes'"},
+        Mistake{VEHICLE(UNIT(DTC("", "<FreezeFrame record='1'><Data id='1' text='A' bytes='00'/>"
+                                     "</FreezeFrame>"))),
+                L"'text' or 'bytes'"},
+        Mistake{VEHICLE(UNIT(DTC("", "<FreezeFrame record='1'><Data id='1' bytes='00'/>"
+                                     "</FreezeFrame><FreezeFrame record='1'>"
+                                     "<Data id='1' bytes='00'/></FreezeFrame>"))),
+                L"record 1 already"},
+        Mistake{VEHICLE(UNIT(DTC("", "<ExtendedData record='240' bytes='00'/>"))), L"1 to 239"},
+        Mistake{VEHICLE(UNIT(DTC("", "<ExtendedData record='1'/>"))), L"'bytes'"},
+        Mistake{VEHICLE(UNIT(DTC(" ageing='1'", "<ExtendedData record='2' bytes='00'/>"))),
+                L"record 2 already"}));
+
+#undef DTC
 
 INSTANTIATE_TEST_SUITE_P(
     Programming, VehicleFileMistake,

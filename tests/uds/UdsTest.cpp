@@ -9,21 +9,6 @@ namespace {
 
 using Quarlen::Tests::hex;
 
-TEST(Uds, NamesNegativeResponseCodesAsTheStandardDoes) {
-    EXPECT_EQ(nrcText(0x31), L"requestOutOfRange (0x31)");
-    EXPECT_EQ(nrcText(0x78), L"requestCorrectlyReceivedResponsePending (0x78)");
-    EXPECT_EQ(nrcText(0x7F), L"serviceNotSupportedInActiveSession (0x7F)");
-}
-
-TEST(Uds, ShowsTheNumberOfAnUnknownCode) {
-    EXPECT_EQ(nrcText(0xAB), L"unknown (0xAB)");
-}
-
-TEST(Uds, NamesServices) {
-    EXPECT_EQ(serviceText(0x22), L"ReadDataByIdentifier (0x22)");
-    EXPECT_EQ(serviceText(0xBA), L"unknown (0xBA)");
-}
-
 TEST(Uds, TellsAWholeNegativeResponseFromOthers) {
     EXPECT_TRUE(isNegative({0x7F, 0x22, 0x31}));
     EXPECT_TRUE(isNegative({0x7F, 0x22, 0x00}));

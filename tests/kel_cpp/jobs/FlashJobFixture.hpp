@@ -38,6 +38,7 @@ protected:
         return error ? error->message : std::wstring();
     }
 
+    /// Empty when the control unit has none, after an erase for example.
     std::string softwareVersion() {
         const auto response = hexService(L"UDS_CAN_ENGINE", {0x22, 0xF1, 0x95});
         const auto& data = response->responses.at(0)->data;

@@ -65,6 +65,12 @@ class Configuration(InAConfiguration):
         self.edit("vehicle.xml", 'level="1" keyMask="0x5A', 'level="2" keyMask="0x5A')
         self.expect_config(("does-not-load", "error", "config/vehicle.xml", 6), saying="odd")
 
+    def test_a_status_that_no_fault_can_have_is_pointed_out(self):
+        self.edit("vehicle.xml", 'code="0x403500" status="0x2F"', 'code="0x403500" status="0x0F"')
+        self.expect_config(("impossible-status", "warning", "config/vehicle.xml", 1),
+                           saying='the DTC 40 35 00 of "BRAKES" has the status 0x0F, which no tests lead to: '
+                                  "confirmedDTC without testFailedSinceLastClear")
+
     def test_a_vehicle_that_is_missing_is_found(self):
         (self.config / "vehicle.xml").unlink()
         self.expect_config(("does-not-load", "error", "config/vehicle.xml", 1))

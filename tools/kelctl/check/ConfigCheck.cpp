@@ -12,6 +12,7 @@
 #include "platform/FileFacts.hpp"
 #include "platform/FolderListing.hpp"
 #include "platform/TextEncoding.hpp"
+#include "simulation/VehicleCheck.hpp"
 #include "simulation/VehicleFile.hpp"
 #include "tools/kelctl/check/FindingList.hpp"
 #include "tools/kelctl/check/ProjectCheck.hpp"
@@ -46,8 +47,15 @@ std::optional<Names> checkVehicle(const path& file, CheckedFiles& checked) {
     checked.add({});
     try {
         Names links;
+        FindingList findings(shownName(file));
         for (const auto& unit : Simulation::readVehicleFile(file).controlUnits) {
             links.push_back(unit.link);
+            for (auto& sentence : Simulation::impossibleStatuses(unit)) {
+                findings.warning("impossible-status", {}, std::move(sentence));
+            }
+        }
+        for (auto& finding : findings.sorted()) {
+            checked.findings.push_back(std::move(finding));
         }
         return links;
     } catch (const Xml::FileError& error) {

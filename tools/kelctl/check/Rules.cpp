@@ -9,6 +9,7 @@ std::span<const Rule> allRules() {
         {"cannot-read", "The file is missing, no regular file, or may not be read."},
         {"does-not-load", "The server refuses the file."},
         {"does-nothing", "An action has nothing to do."},
+        {"impossible-status", "A fault of the simulated vehicle has a status that it cannot have."},
         {"missing-flash-file", "The file of a flash session is missing."},
         {"missing-flash-item", "The project has no such flash item."},
         {"missing-folder", "A folder that the settings name is missing or no folder."},

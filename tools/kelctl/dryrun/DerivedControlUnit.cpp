@@ -73,7 +73,8 @@ bool isLeftToSimulation(const ControlUnitDescription& unit, const Uds::Bytes& re
 Uds::Bytes plainAnswer(const Uds::Bytes& request) {
     Uds::Bytes answer{static_cast<std::uint8_t>(request[0] + Uds::positiveResponseOffset)};
     const bool hasIdentifier = isService(request, Service::ReadDataByIdentifier) ||
-                               isService(request, Service::WriteDataByIdentifier);
+                               isService(request, Service::WriteDataByIdentifier) ||
+                               isService(request, Service::InputOutputControlByIdentifier);
     const std::size_t echoed = hasIdentifier ? identifierHeader
                                : isService(request, Service::RoutineControl)
                                    ? routineHeader

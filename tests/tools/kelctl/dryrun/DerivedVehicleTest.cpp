@@ -142,22 +142,24 @@ TEST_P(AnswerOfADerivedUnit, IsWhatTheProcedureExpects) {
 
 INSTANTIATE_TEST_SUITE_P(
     Request, AnswerOfADerivedUnit,
-    testing::Values(
-        Expectation{"22 01 02", "62 01 02 AB ??", false, "62 01 02 AB 00"},
-        Expectation{"22 01 02", "62 01 02", true, "62 01 02 53 49 4D 5F 30 31 30 32"},
-        Expectation{"22 01 02", "7F 22 33", false, "7F 22 33"},
-        Expectation{"22 01 02", "", true, "62 01 02 53 49 4D 5F 30 31 30 32"},
-        Expectation{"22 01 02 03 04", "62 01 02 AA 03 04 BB", false, "62 01 02 AA 03 04 BB"},
-        Expectation{"2E 01 02 AA BB", "6E 01 02", false, "6E 01 02"},
-        Expectation{"2E 01 02 AA", "7F 2E 31", false, "7F 2E 31"},
-        Expectation{"31 01 02 03", "71 01 02 03 00", false, "71 01 02 03 00"},
-        Expectation{"31 01 02 03 04", "?? ?? ?? ?? ??", false, "71 01 02 03 00"},
-        Expectation{"31 01 FF 00", "71 01 FF 00", true, "71 01 FF 00"},
-        Expectation{"27 01", "67 01 11 22", false, "67 01 11 22"},
-        Expectation{"85 02", "C5 02", false, "C5 02"}, Expectation{"85 02", "", true, "C5 02"},
-        Expectation{"2F 01 02 03", "", true, "6F"}, Expectation{"19 06 01", "59 06", true, "59 06"},
-        Expectation{"14 FF FF FF", "54", false, "54"},
-        Expectation{"10 03", "50 03", true, "50 03 00 32 01 F4"}));
+    testing::Values(Expectation{"22 01 02", "62 01 02 AB ??", false, "62 01 02 AB 00"},
+                    Expectation{"22 01 02", "62 01 02", true, "62 01 02 53 49 4D 5F 30 31 30 32"},
+                    Expectation{"22 01 02", "7F 22 33", false, "7F 22 33"},
+                    Expectation{"22 01 02", "", true, "62 01 02 53 49 4D 5F 30 31 30 32"},
+                    Expectation{"22 01 02 03 04", "62 01 02 AA 03 04 BB", false,
+                                "62 01 02 AA 03 04 BB"},
+                    Expectation{"2E 01 02 AA BB", "6E 01 02", false, "6E 01 02"},
+                    Expectation{"2E 01 02 AA", "7F 2E 31", false, "7F 2E 31"},
+                    Expectation{"31 01 02 03", "71 01 02 03 00", false, "71 01 02 03 00"},
+                    Expectation{"31 01 02 03 04", "?? ?? ?? ?? ??", false, "71 01 02 03 00"},
+                    Expectation{"31 01 FF 00", "71 01 FF 00", true, "71 01 FF 00"},
+                    Expectation{"27 01", "67 01 11 22", false, "67 01 11 22"},
+                    Expectation{"85 02", "C5 02", false, "C5 02"},
+                    Expectation{"85 02", "", true, "C5 02"},
+                    Expectation{"2F 01 02 03", "", true, "6F 01 02"},
+                    Expectation{"19 06 01", "59 06", true, "59 06"},
+                    Expectation{"14 FF FF FF", "54", false, "54"},
+                    Expectation{"10 03", "50 03", true, "50 03 00 32 01 F4"}));
 
 TEST_F(DerivedControlUnit, KeepsTheFirstAnswer) {
     expects(stepOf("22 F1 90", "62 F1 90 58"));
