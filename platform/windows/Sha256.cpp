@@ -14,7 +14,7 @@ namespace Quarlen::Platform {
 namespace {
 
 /// The system counts in 32 bits.
-constexpr std::size_t maxPiece = std::size_t{1} << 30U;
+constexpr std::size_t pieceSize = std::size_t{1} << 30U;
 
 void requireHash(NTSTATUS status) {
     if (status < 0) {
@@ -51,7 +51,7 @@ Sha256::~Sha256() = default;
 
 void Sha256::add(std::string_view bytes) {
     while (!bytes.empty()) {
-        const std::size_t size = std::min(bytes.size(), maxPiece);
+        const std::size_t size = std::min(bytes.size(), pieceSize);
         auto* const piece = reinterpret_cast<PUCHAR>(const_cast<char*>(bytes.data()));
         requireHash(::BCryptHashData(system->hash, piece, static_cast<ULONG>(size), 0));
         bytes.remove_prefix(size);
