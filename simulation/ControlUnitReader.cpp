@@ -18,6 +18,8 @@ using std::chrono::milliseconds;
 /// With this limit the response to 0x19 0x0A fits into one ISO-TP message.
 constexpr std::size_t maxDtcs = 1000;
 constexpr std::size_t maxValueLength = 4000;
+constexpr std::size_t maxFaults = 1000;
+constexpr std::size_t maxFlashMemories = 64;
 constexpr std::uint64_t maxMilliseconds = 60000;
 constexpr std::uint32_t maxMemorySize = 64U * 1024U * 1024U;
 
@@ -157,6 +159,9 @@ void ControlUnitReader::readFlashMemory(const pugi::xml_node& node) {
     memory.eraseDuration = readDuration(node, "eraseDuration");
     memory.securityLevel = readLevelReference(node, 1);
     unit.flashMemories.push_back(memory);
+    if (unit.flashMemories.size() > maxFlashMemories) {
+        file.fail(node, L"more flash memories than expected, at most 64 in one control unit");
+    }
     checkRegion(node, memory);
     if (node.attribute("softwareVersion")) {
         claim(identifiers, Uds::Did::softwareVersion, node, "softwareVersion");
@@ -205,6 +210,9 @@ void ControlUnitReader::readFault(const pugi::xml_node& node) {
         fault.times = number<std::uint32_t>(node, "times", 1);
     }
     unit.faults.push_back(std::move(fault));
+    if (unit.faults.size() > maxFaults) {
+        file.fail(node, L"more faults than expected, at most 1000 in one control unit");
+    }
 }
 
 Uds::Bytes ControlUnitReader::readValue(const pugi::xml_node& node) const {

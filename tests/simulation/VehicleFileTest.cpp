@@ -262,6 +262,73 @@ INSTANTIATE_TEST_SUITE_P(
 #undef UNIT
 #undef VEHICLE
 
+/// The limits of how many there are.
+class VehicleFileLimit : public VehicleFileTest {
+protected:
+    static std::string faults(int count) {
+        std::string text;
+        for (int index = 0; index < count; ++index) {
+            text += "<Fault request='22'/>\n";
+        }
+        return text;
+    }
+    static std::string memories(int count) {
+        std::string text;
+        for (int index = 0; index < count; ++index) {
+            text += "<FlashMemory address='" + std::to_string(index) +
+                    "' size='1' securityLevel='0'/>\n";
+        }
+        return text;
+    }
+    static std::string vehicle(int units, const std::string& elements) {
+        std::string text = "<Vehicle vin='V'>\n";
+        for (int index = 0; index < units; ++index) {
+            const std::string number = std::to_string(index);
+            text += "<ControlUnit name='" + number;
+            text += "' address='" + number;
+            text += "' link='" + number;
+            text += "'>\n" + elements + "</ControlUnit>\n";
+        }
+        return text + "</Vehicle>";
+    }
+    [[nodiscard]] std::wstring messageFor(const std::string& content) const {
+        try {
+            read(content);
+        } catch (const Xml::FileError& error) {
+            return error.message();
+        }
+        return {};
+    }
+};
+
+TEST_F(VehicleFileLimit, OfTheFaultsOfAControlUnitIsToldWithItsPlace) {
+    EXPECT_EQ(messageFor(vehicle(1, faults(1000))), L"");
+    EXPECT_THAT(messageFor(vehicle(1, faults(1001))),
+                testing::EndsWith(
+                    L":1003:1: more faults than expected, at most 1000 in one control unit"));
+}
+
+TEST_F(VehicleFileLimit, OfTheFaultsOfAVehicleIsToldWithItsPlace) {
+    EXPECT_EQ(messageFor(vehicle(100, faults(100))), L"");
+    EXPECT_THAT(messageFor(vehicle(101, faults(100))),
+                testing::EndsWith(
+                    L":10202:1: the vehicle has more faults than expected, at most 10000"));
+}
+
+TEST_F(VehicleFileLimit, OfTheFlashMemoriesOfAControlUnitIsToldWithItsPlace) {
+    EXPECT_EQ(messageFor(vehicle(1, memories(64))), L"");
+    EXPECT_THAT(messageFor(vehicle(1, memories(65))),
+                testing::EndsWith(L":67:1: more flash memories than expected, at most 64 in one "
+                                  L"control unit"));
+}
+
+TEST_F(VehicleFileLimit, OfTheFlashMemoriesOfAVehicleIsToldWithItsPlace) {
+    EXPECT_EQ(messageFor(vehicle(100, memories(10))), L"");
+    EXPECT_THAT(messageFor(vehicle(101, memories(10))),
+                testing::EndsWith(
+                    L":1202:1: the vehicle has more flash memories than expected, at most 1000"));
+}
+
 TEST_F(VehicleFileTest, ReadsTheExample) {
     const auto vehicle = readVehicleFile(Quarlen::Tests::examplesFolder() / "vehicle.xml");
     EXPECT_EQ(vehicle.vin, L"WKLDEMO0000000042");

@@ -100,11 +100,12 @@ INSTANTIATE_TEST_SUITE_P(
                      "file.xml:3:3: text 'junk' in 'Root', expected no text"},
         WrongContent{"TextInEmptyElement", "<Root>junk</Root>", allowNoContent,
                      "file.xml:1:7: text 'junk' in 'Root', expected no text"},
-        WrongContent{"SchemaBelowRoot", "<Root><Item xmlns:xsi=''/></Root>",
+        WrongContent{"SchemaBelowRoot", "<Root><Item xsi:noNamespaceSchemaLocation=''/></Root>",
                      [](const File& file, pugi::xml_node node) {
                          file.allowOnly(node.child("Item"), {}, {});
                      },
-                     "file.xml:1:13: unknown attribute 'xmlns:xsi' of 'Item', expected: none"},
+                     "file.xml:1:13: unknown attribute 'xsi:noNamespaceSchemaLocation' of 'Item', "
+                     "expected: none"},
         WrongContent{"RepeatedElement", "<Root><Item/>\n<Item/></Root>", singleItem,
                      "file.xml:2:1: element 'Item' stands twice"},
         WrongContent{"MissingText", "<Root/>", required,
@@ -192,6 +193,15 @@ TEST(XmlFile, AllowsTheRootToBindASchema) {
                              "xsi:noNamespaceSchemaLocation='some.xsd'/>");
 
     EXPECT_NO_THROW(file.allowOnly(file.root(), {}, {}));
+}
+
+TEST(XmlFile, AllowsPrefixesToBeDeclaredAnywhereButNoOtherNamespace) {
+    const auto file = parsed("<Root xmlns:a='urn:a'><Item xmlns:b='urn:b'/><Item xmlns='urn:c'/></Root>");
+    const auto item = file.root().first_child();
+
+    EXPECT_NO_THROW(file.allowOnly(file.root(), {"Item"}, {}));
+    EXPECT_NO_THROW(file.allowOnly(item, {}, {}));
+    EXPECT_THROW(file.allowOnly(item.next_sibling(), {}, {}), FileError);
 }
 
 TEST(XmlFile, AllowsTextOfAnElementWithoutElements) {
