@@ -18,9 +18,9 @@ std::shared_ptr<StdUtil::TraceListener> openIn(const std::filesystem::path& fold
         Platform::createFolders(folder);
         return StdUtil::openTraceFile(file);
     } catch (...) {
-        throw runtimeError(ErrorCode::Configuration, L"the trace file " + Platform::fromPath(file) +
-                                                         L" cannot be written: " +
-                                                         currentExceptionText());
+        throw runtimeError(ErrorCode::Configuration,
+                           L"the trace file " + inQuotes(Platform::fromPath(file)) +
+                               L" cannot be written: " + currentExceptionText());
     }
 }
 

@@ -99,7 +99,7 @@ void ControlUnitReader::readSecurityLevel(const pugi::xml_node& node) {
     level.level = number<std::uint8_t>(node, "level", 1, Uds::maxSecurityLevel);
     if (level.level % 2 == 0) {
         file.failAttribute(node, "level",
-                           L"attribute 'level' is even, expected an odd security level");
+                           L"attribute \"level\" is even, expected an odd security level");
     }
     level.keyMask = number<std::uint32_t>(node, "keyMask");
     claim(levels, level.level, node, "level");
@@ -202,7 +202,7 @@ void ControlUnitReader::readFault(const pugi::xml_node& node) {
     }
     fault.linkLost = file.flag(node, "linkLost", false);
     if (fault.linkLost && !fault.response.empty()) {
-        file.failAttribute(node, "linkLost", L"expected either 'response' or 'linkLost'");
+        file.failAttribute(node, "linkLost", L"expected either \"response\" or \"linkLost\"");
     }
     constexpr std::uint64_t maxAfter = std::numeric_limits<std::uint32_t>::max();
     fault.after = static_cast<std::uint32_t>(file.number(node, "after", 0, maxAfter, 0));
@@ -221,7 +221,7 @@ Uds::Bytes ControlUnitReader::readValue(const pugi::xml_node& node) const {
     const bool hasVin = file.flag(node, "vin", false);
     if (int{hasText} + int{hasBytes} + int{hasVin} != 1) {
         file.fail(node, L"a DataIdentifier has its value from one of the attributes, expected "
-                        L"'text', 'bytes' or vin='true'");
+                        L"\"text\", \"bytes\" or vin=\"true\"");
     }
     Uds::Bytes value;
     if (hasBytes) {
@@ -246,8 +246,8 @@ AccessRequirement ControlUnitReader::readAccess(const pugi::xml_node& node) cons
         access.session = Uds::Session::Programming;
     } else if (node.attribute("session") && session != L"default") {
         file.failAttribute(node, "session",
-                           L"attribute 'session' is '" + session +
-                               L"', expected default, extended or programming");
+                           L"attribute \"session\" is \"" + session +
+                               L"\", expected default, extended or programming");
     }
     return access;
 }

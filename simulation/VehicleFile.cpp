@@ -26,8 +26,8 @@ std::wstring readVin(const Xml::File& file) {
     });
     if (!plain || vin.size() > maxVinLength) {
         file.failAttribute(file.root(), "vin",
-                           L"attribute 'vin' is '" + vin +
-                               L"', expected up to 17 digits and capital letters");
+                           L"attribute \"vin\" is \"" + vin +
+                               L"\", expected up to 17 digits and capital letters");
     }
     return vin;
 }

@@ -239,7 +239,8 @@ std::uint64_t File::hexNumber(const pugi::xml_node& node, const char* attribute,
     const auto text = trimmed(node.attribute(attribute).value());
     const auto value = parseNumber(text);
     if (!value || !text.starts_with("0x") || text.size() != 2 + digits) {
-        failValue(node, attribute, L"'0x' and " + std::to_wstring(digits) + L" hexadecimal digits");
+        failValue(node, attribute,
+                  L"\"0x\" and " + std::to_wstring(digits) + L" hexadecimal digits");
     }
     return *value;
 }
@@ -248,7 +249,7 @@ std::vector<std::uint8_t> File::bytes(const pugi::xml_node& node, const char* at
     (void)requiredText(node, attribute);
     const auto value = parseBytes(node.attribute(attribute).value());
     if (!value) {
-        failValue(node, attribute, L"bytes in hexadecimal such as '22 F1 90'");
+        failValue(node, attribute, L"bytes in hexadecimal such as \"22 F1 90\"");
     }
     return *value;
 }

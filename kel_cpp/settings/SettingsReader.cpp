@@ -42,7 +42,7 @@ std::shared_ptr<ServerAddress> readAddress(const Xml::File& file, const pugi::xm
     auto entry = std::make_shared<ServerAddress>();
     entry->address = childText(file, node, "IpAddress");
     if (entry->address.empty()) {
-        file.fail(node, L"'ServerAddress' needs an 'IpAddress' with an address");
+        file.fail(node, L"\"ServerAddress\" needs an \"IpAddress\" with an address");
     }
     if (const auto port = file.singleChild(node, "Port")) {
         file.allowOnly(port, {}, {});
