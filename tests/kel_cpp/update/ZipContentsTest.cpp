@@ -116,8 +116,8 @@ TEST_F(ZipContents, RefusesEntriesThatAreTooLargeInAll) {
 
 /// Reading ends at the limit, not with the entry.
 TEST_F(ZipContents, DoesNotUnpackMoreThanItsLimit) {
-    const auto file = writeDeflatedZip(folder.path() / "a.zip", std::string(100'000'000, 'x'));
-    ASSERT_LT(std::filesystem::file_size(file), 200'000U);
+    const auto file = writeDeflatedZip(folder.path() / "a.zip", std::string(10'000'000, 'x'));
+    ASSERT_LT(std::filesystem::file_size(file), 20'000U);
 
     EXPECT_THAT(messageForContents(file, 1000), EndsWith(L"more than 1000 bytes in all"));
 }
