@@ -114,10 +114,15 @@ TEST_F(ZipContents, RefusesEntriesThatAreTooLargeInAll) {
               L"update package \"p.zip\": its entries have more than 7 bytes in all");
 }
 
-/// Reading ends at the limit, not with the entry.
+/// Reading ends at the limit: the wrong checksum, which is known at the entry's end, is not seen.
 TEST_F(ZipContents, DoesNotUnpackMoreThanItsLimit) {
     const auto file = writeDeflatedZip(folder.path() / "a.zip", std::string(10'000'000, 'x'));
-    ASSERT_LT(std::filesystem::file_size(file), 20'000U);
+    std::string bytes = folder.read("a.zip");
+    ASSERT_LT(bytes.size(), 20'000U);
+    constexpr std::size_t checksum = 16;
+    bytes[bytes.find("PK\x01\x02") + checksum] ^= 1;
+    folder.write("a.zip", bytes);
+    ASSERT_THAT(messageForContents(file, 20'000'000), EndsWith(L"CRC error"));
 
     EXPECT_THAT(messageForContents(file, 1000), EndsWith(L"more than 1000 bytes in all"));
 }
