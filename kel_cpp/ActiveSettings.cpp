@@ -54,6 +54,7 @@ void ActiveSettings::load() {
     const std::lock_guard lock(mutex);
     written = read;
     effective = std::move(read);
+    serverRecord = pathRecord = interfaceRecord = Record::Shown;
     showTracing(traced);
     loaded = true;
 }
@@ -70,23 +71,24 @@ std::shared_ptr<ServerConfiguration> ActiveSettings::serverConfiguration() const
 
 std::shared_ptr<ServerSettings> ActiveSettings::serverSettings() const {
     const std::lock_guard lock(mutex);
-    return std::make_shared<ServerSettings>(written.serverSettings);
+    return std::make_shared<ServerSettings>(shown(serverRecord).serverSettings);
 }
 
 std::shared_ptr<PathSettings> ActiveSettings::paths() const {
     const std::lock_guard lock(mutex);
-    return std::make_shared<PathSettings>(written.paths);
+    return std::make_shared<PathSettings>(shown(pathRecord).paths);
 }
 
 std::shared_ptr<InterfaceSettings> ActiveSettings::interfaces() const {
     const std::lock_guard lock(mutex);
-    return deepCopy(written.interfaces);
+    return deepCopy(shown(interfaceRecord).interfaces);
 }
 
 void ActiveSettings::write(const std::shared_ptr<ServerSettings>& record) {
     const ServerSettings copy = required(record, L"server settings");
     const std::lock_guard lock(mutex);
     written.serverSettings = copy;
+    serverRecord = Record::Shown;
 }
 
 void ActiveSettings::write(const std::shared_ptr<PathSettings>& record) {
@@ -96,50 +98,74 @@ void ActiveSettings::write(const std::shared_ptr<PathSettings>& record) {
     makeAbsolute(copy.reportsPath, folder, L"reports");
     const std::lock_guard lock(mutex);
     written.paths = std::move(copy);
+    pathRecord = Record::Shown;
 }
 
 void ActiveSettings::write(const std::shared_ptr<InterfaceSettings>& record) {
     const auto copy = deepCopy(required(record, L"interface settings"));
     const std::lock_guard lock(mutex);
     written.interfaces = *copy;
+    interfaceRecord = Record::Shown;
 }
 
 void ActiveSettings::commitServerSettings() {
-    const std::lock_guard commitLock(commitMutex);
-    requireLoaded();
-    const ServerSettings record = *serverSettings();
-    const RuntimeSettings before = inEffect();
-    applyTracing(record.optionTracing, before.paths, before.traceLevel);
-    {
+    save(serverRecord, [this](const RuntimeSettings& wanted, const RuntimeSettings& before) {
+        const ServerSettings& record = wanted.serverSettings;
+        auto tracing = preparedTracing(record.optionTracing, before.paths, before.traceLevel);
+        file.writeServerSettings(record);
+        traces.enter(std::move(tracing));
         const std::lock_guard lock(mutex);
         effective.serverSettings = record;
         showTracing(record.optionTracing);
-    }
-    file.writeServerSettings(record);
+    });
 }
 
 void ActiveSettings::commitPaths() {
-    const std::lock_guard commitLock(commitMutex);
-    requireLoaded();
-    const PathSettings record = *paths();
-    applyTracing(record.tracing, record, inEffect().traceLevel);
-    {
+    save(pathRecord, [this](const RuntimeSettings& wanted, const RuntimeSettings& before) {
+        const PathSettings& record = wanted.paths;
+        auto tracing = preparedTracing(record.tracing, record, before.traceLevel);
+        file.writePaths(record);
+        traces.enter(std::move(tracing));
         const std::lock_guard lock(mutex);
         effective.paths = record;
         showTracing(record.tracing);
-    }
-    file.writePaths(record);
+    });
 }
 
 void ActiveSettings::commitInterfaces() {
+    save(interfaceRecord, [this](const RuntimeSettings& wanted, const RuntimeSettings& /*before*/) {
+        file.writeInterfaces(wanted.interfaces);
+        const std::lock_guard lock(mutex);
+        effective.interfaces = wanted.interfaces;
+    });
+}
+
+/// The body takes the written settings and those in effect. A record that somebody writes meanwhile
+/// has not been refused with the one that is being saved.
+template <class Body>
+void ActiveSettings::save(Record& record, const Body& body) {
     const std::lock_guard commitLock(commitMutex);
     requireLoaded();
-    const auto record = interfaces();
+    RuntimeSettings wanted;
+    RuntimeSettings before;
     {
         const std::lock_guard lock(mutex);
-        effective.interfaces = *record;
+        record = Record::BeingSaved;
+        wanted = written;
+        before = effective;
     }
-    file.writeInterfaces(*record);
+    try {
+        body(wanted, before);
+    } catch (...) {
+        const std::lock_guard lock(mutex);
+        record = record == Record::BeingSaved ? Record::Refused : record;
+        throw;
+    }
+}
+
+/// The caller holds `mutex`.
+const RuntimeSettings& ActiveSettings::shown(Record record) const {
+    return record == Record::Refused ? effective : written;
 }
 
 void ActiveSettings::requireLoaded() const {
@@ -149,25 +175,23 @@ void ActiveSettings::requireLoaded() const {
     }
 }
 
+TraceSwitch::Prepared ActiveSettings::preparedTracing(bool enabled, const PathSettings& paths,
+                                                      int level) const {
+    return enabled ? traces.prepareOn(Platform::toPath(paths.tracesPath), level)
+                   : TraceSwitch::Prepared();
+}
+
 /// Returns whether tracing is on now. A trace file that cannot be written does not prevent the
 /// start; the error output names it once.
 bool ActiveSettings::tryTracing(bool enabled, const PathSettings& paths, int level) {
     try {
-        applyTracing(enabled, paths, level);
+        traces.enter(preparedTracing(enabled, paths, level));
         return enabled;
     } catch (const KelApiException& exception) {
         traces.turnOff();
         errorOutput << "Tracing is off: " + Platform::toUtf8(exception.message()) + "\n"
                     << std::flush;
         return false;
-    }
-}
-
-void ActiveSettings::applyTracing(bool enabled, const PathSettings& paths, int level) {
-    if (enabled) {
-        traces.turnOn(Platform::toPath(paths.tracesPath), level);
-    } else {
-        traces.turnOff();
     }
 }
 

@@ -11,8 +11,9 @@
 namespace Quarlen::Kel_cpp {
 
 /// Holds the runtime's settings in two states: the written settings, which the getters return, and
-/// the settings in effect, which a commit replaces. Safe from any thread; all records that come in
-/// or go out are copies.
+/// the settings in effect, which a commit replaces. A record whose commit has failed is not in
+/// effect, so until somebody writes another one the getters return what is. Another commit tries
+/// that record again. Safe from any thread; all records that come in or go out are copies.
 ///
 /// Tracing is one switch that two records show. A commit of either record puts its flag into effect
 /// and copies it to the other record.
@@ -39,18 +40,24 @@ public:
     void write(const std::shared_ptr<PathSettings>& record);
     void write(const std::shared_ptr<InterfaceSettings>& record);
 
-    /// Put the written settings into effect, then save them in the settings file. Throw
+    /// Save the written settings in the settings file, then put them into effect. Throw
     /// `KelApiException` (code Configuration), also before `load`, because the file would be
-    /// overwritten.
+    /// overwritten; nothing is in effect then that was not before, and the file is as it was.
     void commitServerSettings();
     void commitPaths();
     void commitInterfaces();
 
 private:
+    /// What has become of a written record.
+    enum class Record { Shown, BeingSaved, Refused };
+
     void requireLoaded() const;
+    template <class Body>
+    void save(Record& record, const Body& body);
+    TraceSwitch::Prepared preparedTracing(bool enabled, const PathSettings& paths, int level) const;
     bool tryTracing(bool enabled, const PathSettings& paths, int level);
-    void applyTracing(bool enabled, const PathSettings& paths, int level);
     void showTracing(bool enabled);
+    [[nodiscard]] const RuntimeSettings& shown(Record record) const;
 
     const std::filesystem::path folder;
     std::ostream& errorOutput;
@@ -64,6 +71,9 @@ private:
     RuntimeSettings effective;
     /// The shared records inside are never changed, only replaced.
     RuntimeSettings written;
+    Record serverRecord = Record::Shown;
+    Record pathRecord = Record::Shown;
+    Record interfaceRecord = Record::Shown;
 };
 
 } // namespace Quarlen::Kel_cpp

@@ -18,27 +18,34 @@ std::shared_ptr<StdUtil::TraceListener> openIn(const std::filesystem::path& fold
         Platform::createFolders(folder);
         return StdUtil::openTraceFile(file);
     } catch (...) {
-        throw runtimeError(ErrorCode::Configuration, L"the trace file " + Platform::fromPath(file) +
-                                                         L" cannot be written: " +
-                                                         currentExceptionText());
+        throw runtimeError(ErrorCode::Configuration,
+                           L"the trace file " + inQuotes(Platform::fromPath(file)) +
+                               L" cannot be written: " + currentExceptionText());
     }
 }
 
 } // namespace
 
-void TraceSwitch::turnOn(const std::filesystem::path& folder, int level) {
-    if (!listener || folder != currentFolder) {
-        auto opened = openIn(folder);
+TraceSwitch::Prepared TraceSwitch::prepareOn(const std::filesystem::path& folder, int level) const {
+    const bool isOpen = current.listener != nullptr && folder == current.folder;
+    return {folder, isOpen ? current.listener : openIn(folder), level};
+}
+
+void TraceSwitch::enter(Prepared prepared) {
+    if (prepared.listener != current.listener) {
         turnOff();
-        StdUtil::ErrorHandler::addListener(opened);
-        listener = std::move(opened);
-        currentFolder = folder;
+        if (prepared.listener != nullptr) {
+            StdUtil::ErrorHandler::addListener(prepared.listener);
+        }
     }
-    StdUtil::ErrorHandler::setDebugTraceLevel(level);
+    if (prepared.listener != nullptr) {
+        StdUtil::ErrorHandler::setDebugTraceLevel(prepared.level);
+    }
+    current = std::move(prepared);
 }
 
 void TraceSwitch::turnOff() {
-    if (const auto former = std::exchange(listener, nullptr)) {
+    if (const auto former = std::exchange(current.listener, nullptr)) {
         StdUtil::ErrorHandler::removeListener(former);
     }
 }

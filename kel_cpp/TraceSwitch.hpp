@@ -15,16 +15,25 @@ public:
     TraceSwitch& operator=(const TraceSwitch&) = delete;
     ~TraceSwitch() { turnOff(); }
 
-    /// Writes to "kel_server.log" in the folder, which is created when missing, and sets the
-    /// process's trace level. When the trace file is already in that folder, only the level is set.
-    /// Throws `KelApiException` (code Configuration) that names the file and the cause; the
-    /// previous trace file then stays in use.
-    void turnOn(const std::filesystem::path& folder, int level);
+    /// A state of the switch that can be entered without fail.
+    struct Prepared {
+        std::filesystem::path folder;
+        /// Null: off.
+        std::shared_ptr<StdUtil::TraceListener> listener;
+        int level = 0;
+    };
+
+    /// Opens "kel_server.log" in the folder, which is created when missing; nothing is written yet.
+    /// The trace file that is in use is taken when it is already in that folder. Throws
+    /// `KelApiException` (code Configuration) that names the file and the cause.
+    [[nodiscard]] Prepared prepareOn(const std::filesystem::path& folder, int level) const;
+
+    /// From now on the prepared file gets the traces, of the prepared level.
+    void enter(Prepared prepared);
     void turnOff();
 
 private:
-    std::filesystem::path currentFolder;
-    std::shared_ptr<StdUtil::TraceListener> listener;
+    Prepared current;
 };
 
 } // namespace Quarlen::Kel_cpp

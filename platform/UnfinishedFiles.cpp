@@ -21,6 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr std::string_view beginningOfAll = ".kel-";
 constexpr std::string_view partialEnding = ".part";
 constexpr std::string_view completeEnding = ".new";
 
@@ -45,7 +46,7 @@ std::string plainName(const fs::path& file) {
 
 /// How the names of all files begin that are to replace the target.
 std::string beginningFor(const fs::path& target) {
-    return ".kel-" + nameHash(plainName(target)) + "-";
+    return std::string(beginningOfAll) + nameHash(plainName(target)) + "-";
 }
 
 /// True for a file of that beginning whose writer has ended.
@@ -96,6 +97,10 @@ UnfinishedFile::UnfinishedFile(const fs::path& target) {
     partial += partialEnding;
     complete = std::move(name);
     complete += completeEnding;
+}
+
+bool isUnfinishedFileName(const fs::path& file) {
+    return plainName(file).starts_with(beginningOfAll);
 }
 
 void settleUnfinishedFiles(const fs::path& name) noexcept {

@@ -16,6 +16,9 @@ struct UnfinishedFile {
     std::filesystem::path complete;
 };
 
+/// True for the names that only unfinished files have.
+bool isUnfinishedFileName(const std::filesystem::path& file);
+
 /// Cleans up behind writers of that file that were killed: where it is missing the newest complete
 /// one takes its place; all other files of such writers are removed. Touches nothing of a
 /// process that still runs, or that ran on another machine. What the system refuses stays.

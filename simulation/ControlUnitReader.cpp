@@ -19,6 +19,8 @@ using std::chrono::milliseconds;
 /// With this limit the response to 0x19 0x0A fits into one ISO-TP message.
 constexpr std::size_t maxDtcs = 1000;
 constexpr std::size_t maxValueLength = 4000;
+constexpr std::size_t maxFaults = 1000;
+constexpr std::size_t maxFlashMemories = 64;
 constexpr std::uint64_t maxMilliseconds = 60000;
 constexpr std::uint32_t maxMemorySize = 64U * 1024U * 1024U;
 
@@ -101,7 +103,7 @@ void ControlUnitReader::readSecurityLevel(const pugi::xml_node& node) {
     level.level = number<std::uint8_t>(node, "level", 1, Uds::maxSecurityLevel);
     if (level.level % 2 == 0) {
         file.failAttribute(node, "level",
-                           L"attribute 'level' is even, expected an odd security level");
+                           L"attribute \"level\" is even, expected an odd security level");
     }
     level.keyMask = number<std::uint32_t>(node, "keyMask");
     claim(levels, level.level, node, "level");
@@ -158,6 +160,9 @@ void ControlUnitReader::readFlashMemory(const pugi::xml_node& node) {
     memory.eraseDuration = readDuration(node, "eraseDuration");
     memory.securityLevel = readLevelReference(node, 1);
     unit.flashMemories.push_back(memory);
+    if (unit.flashMemories.size() > maxFlashMemories) {
+        file.fail(node, L"more flash memories than expected, at most 64 in one control unit");
+    }
     checkRegion(node, memory);
     if (node.attribute("softwareVersion")) {
         claim(identifiers, Uds::Did::softwareVersion, node, "softwareVersion");
@@ -198,7 +203,7 @@ void ControlUnitReader::readFault(const pugi::xml_node& node) {
     }
     fault.linkLost = file.flag(node, "linkLost", false);
     if (fault.linkLost && !fault.response.empty()) {
-        file.failAttribute(node, "linkLost", L"expected either 'response' or 'linkLost'");
+        file.failAttribute(node, "linkLost", L"expected either \"response\" or \"linkLost\"");
     }
     constexpr std::uint64_t maxAfter = std::numeric_limits<std::uint32_t>::max();
     fault.after = static_cast<std::uint32_t>(file.number(node, "after", 0, maxAfter, 0));
@@ -206,6 +211,9 @@ void ControlUnitReader::readFault(const pugi::xml_node& node) {
         fault.times = number<std::uint32_t>(node, "times", 1);
     }
     unit.faults.push_back(std::move(fault));
+    if (unit.faults.size() > maxFaults) {
+        file.fail(node, L"more faults than expected, at most 1000 in one control unit");
+    }
 }
 
 Uds::Bytes ControlUnitReader::readValue(const pugi::xml_node& node) const {
@@ -214,7 +222,7 @@ Uds::Bytes ControlUnitReader::readValue(const pugi::xml_node& node) const {
     const bool hasVin = file.flag(node, "vin", false);
     if (int{hasText} + int{hasBytes} + int{hasVin} != 1) {
         file.fail(node, L"a DataIdentifier has its value from one of the attributes, expected "
-                        L"'text', 'bytes' or vin='true'");
+                        L"\"text\", \"bytes\" or vin=\"true\"");
     }
     Uds::Bytes value;
     if (hasBytes) {
@@ -247,8 +255,8 @@ AccessRequirement ControlUnitReader::readAccess(const pugi::xml_node& node) cons
         access.session = Uds::Session::Programming;
     } else if (node.attribute("session") && session != L"default") {
         file.failAttribute(node, "session",
-                           L"attribute 'session' is '" + session +
-                               L"', expected default, extended or programming");
+                           L"attribute \"session\" is \"" + session +
+                               L"\", expected default, extended or programming");
     }
     return access;
 }

@@ -64,7 +64,7 @@ Uds::Bytes readValue(const Xml::File& file, const pugi::xml_node& node) {
     const bool hasBytes = node.attribute("bytes");
     if (hasText == hasBytes) {
         file.fail(node, L"a value of a freeze frame comes from one of the attributes, expected "
-                        L"'text' or 'bytes'");
+                        L"\"text\" or \"bytes\"");
     }
     if (!hasText) {
         return file.bytes(node, "bytes");

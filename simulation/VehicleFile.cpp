@@ -15,6 +15,8 @@ namespace {
 /// DTCs.
 constexpr std::size_t maxFileSize = std::size_t{16} * 1024 * 1024;
 constexpr std::size_t maxControlUnits = 256;
+constexpr std::size_t maxFaultsOfVehicle = 10'000;
+constexpr std::size_t maxFlashMemoriesOfVehicle = 1000;
 
 std::wstring readVin(const Xml::File& file) {
     constexpr std::size_t maxVinLength = 17;
@@ -24,8 +26,8 @@ std::wstring readVin(const Xml::File& file) {
     });
     if (!plain || vin.size() > maxVinLength) {
         file.failAttribute(file.root(), "vin",
-                           L"attribute 'vin' is '" + vin +
-                               L"', expected up to 17 digits and capital letters");
+                           L"attribute \"vin\" is \"" + vin +
+                               L"\", expected up to 17 digits and capital letters");
     }
     return vin;
 }
@@ -42,16 +44,28 @@ public:
         for (const auto& memory : unit.flashMemories) {
             memorySize += memory.size;
         }
+        memories += unit.flashMemories.size();
+        faults += unit.faults.size();
+        checkTotals(node);
+    }
+
+private:
+    void checkTotals(const pugi::xml_node& node) const {
         constexpr std::uint64_t maxMemorySize = std::uint64_t{256} * 1024 * 1024;
         if (memorySize > maxMemorySize) {
             file.fail(node, L"the vehicle has more flash memory than expected, at most 256 MiB");
+        }
+        if (memories > maxFlashMemoriesOfVehicle) {
+            file.fail(node, L"the vehicle has more flash memories than expected, at most 1000");
+        }
+        if (faults > maxFaultsOfVehicle) {
+            file.fail(node, L"the vehicle has more faults than expected, at most 10000");
         }
         if (names.size() > maxControlUnits) {
             file.fail(node, L"more control units than expected, at most 256");
         }
     }
 
-private:
     template <typename Value>
     void claim(std::set<Value>& taken, const Value& value, const pugi::xml_node& node,
                const char* attribute) const {
@@ -68,6 +82,8 @@ private:
     std::set<std::wstring> links;
     std::set<std::uint16_t> addresses;
     std::uint64_t memorySize = 0;
+    std::size_t memories = 0;
+    std::size_t faults = 0;
 };
 
 } // namespace

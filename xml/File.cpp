@@ -32,8 +32,14 @@ bool contains(std::initializer_list<std::string_view> names, std::string_view wa
     return std::find(names.begin(), names.end(), wanted) != names.end();
 }
 
+/// What an editor writes so as to check the file against its schema.
 bool bindsSchema(std::string_view attribute) {
-    return contains({"xmlns:xsi", "xsi:noNamespaceSchemaLocation"}, attribute);
+    return attribute == "xsi:noNamespaceSchemaLocation";
+}
+
+/// Says nothing of the element.
+bool declaresPrefix(std::string_view attribute) {
+    return attribute.starts_with("xmlns:");
 }
 
 std::optional<std::uint64_t> parseNumber(std::string_view text) {
@@ -167,7 +173,8 @@ void File::allowAttributes(const pugi::xml_node& node,
                            std::initializer_list<std::string_view> attributes) const {
     for (const auto attribute : node.attributes()) {
         const bool schema = node == root() && bindsSchema(attribute.name());
-        if (!schema && !contains(attributes, attribute.name())) {
+        if (!schema && !declaresPrefix(attribute.name()) &&
+            !contains(attributes, attribute.name())) {
             failAttribute(node, attribute.name(),
                           L"unknown attribute " + inQuotes(attribute.name()) + L" of " +
                               inQuotes(node.name()) + L", expected: " + joined(attributes));
@@ -242,7 +249,8 @@ std::uint64_t File::hexNumber(const pugi::xml_node& node, const char* attribute,
     const auto text = trimmed(node.attribute(attribute).value());
     const auto value = parseNumber(text);
     if (!value || !text.starts_with("0x") || text.size() != 2 + digits) {
-        failValue(node, attribute, L"'0x' and " + std::to_wstring(digits) + L" hexadecimal digits");
+        failValue(node, attribute,
+                  L"\"0x\" and " + std::to_wstring(digits) + L" hexadecimal digits");
     }
     return *value;
 }
@@ -251,7 +259,7 @@ std::vector<std::uint8_t> File::bytes(const pugi::xml_node& node, const char* at
     (void)requiredText(node, attribute);
     const auto value = parseBytes(node.attribute(attribute).value());
     if (!value) {
-        failValue(node, attribute, L"bytes in hexadecimal such as '22 F1 90'");
+        failValue(node, attribute, L"bytes in hexadecimal such as \"22 F1 90\"");
     }
     return *value;
 }

@@ -36,7 +36,7 @@ public:
     [[noreturn]] void failAttribute(const pugi::xml_node& node, const char* attribute,
                                     const std::wstring& message) const;
 
-    /// "attribute 'x' is 'value', expected ...".
+    /// `attribute "x" is "value", expected ...`.
     [[noreturn]] void failValue(const pugi::xml_node& node, const char* attribute,
                                 const std::wstring& expected) const;
 

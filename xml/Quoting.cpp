@@ -19,7 +19,7 @@ std::string shortened(std::string_view text) {
 }
 
 std::wstring inQuotes(std::string_view text) {
-    return L"'" + Quarlen::Platform::fromUtf8(shortened(text)) + L"'";
+    return L"\"" + Quarlen::Platform::fromUtf8(shortened(text)) + L"\"";
 }
 
 } // namespace Xml

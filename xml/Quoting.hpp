@@ -9,7 +9,7 @@ namespace Xml {
 /// At most 60 characters of a text in UTF-8; "..." stands for the rest.
 [[nodiscard]] std::string shortened(std::string_view text);
 
-/// The shortened text between apostrophes.
+/// The shortened text between double quotes, as all names in messages stand.
 [[nodiscard]] std::wstring inQuotes(std::string_view text);
 
 } // namespace Xml

@@ -34,7 +34,7 @@ std::string_view unknownReference(std::string_view text) {
 }
 
 std::wstring quotedEndTag(std::string_view name) {
-    return L"'</" + Quarlen::Platform::fromUtf8(shortened(name)) + L">'";
+    return L"\"</" + Quarlen::Platform::fromUtf8(shortened(name)) + L">\"";
 }
 
 /// What the words of the library are about.
@@ -83,10 +83,10 @@ std::wstring causeOfCharacter(const SyntaxFault& fault) {
 std::wstring causeOfToken(const SyntaxFault& fault) {
     const char unit = fault.text.front();
     if (unit == '<') {
-        return L"a '<' in the wrong place, expected '&lt;' in a text";
+        return L"a \"<\" in the wrong place, expected \"&lt;\" in a text";
     }
     if (unit == '&' || fault.before == '&') {
-        return L"a '&' that begins no reference, expected '&amp;'";
+        return L"a \"&\" that begins no reference, expected \"&amp;\"";
     }
     if (isControlCharacter(static_cast<unsigned char>(unit), fault.onlyUtf8)) {
         return L"a control character that XML does not allow";

@@ -23,7 +23,7 @@ void IoThread::run() {
             // A failure of one client (no memory, for instance) must not end the service of the
             // others.
             StdUtil::TraceHelper::ErrorTrace(L"kel_cpp/network/IoThread", __LINE__,
-                                             L"Network handler failed: %s",
+                                             L"network handler failed: %s",
                                              currentExceptionText().c_str());
         }
     }

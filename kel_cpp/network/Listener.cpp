@@ -58,7 +58,7 @@ void Listener::accepted(const boost::system::error_code& error, tcp::socket sock
 void Listener::acceptingFailed(const boost::system::error_code& error) {
     if (!std::exchange(acceptFailed, true)) {
         StdUtil::TraceHelper::ErrorTrace(L"kel_cpp/network/Listener", __LINE__,
-                                         L"Cannot accept clients: %s",
+                                         L"cannot accept clients: %s",
                                          Platform::errorText(error).c_str());
     }
     if (std::exchange(isClientWaiting, false)) {

@@ -33,7 +33,7 @@ UdsStep readRequest(const Xml::File& file, const pugi::xml_node& node) {
     if (!expectation) {
         file.failValue(
             node, "expect",
-            L"bytes such as '62 F1 90', '\?\?' for any byte, '*' at the end for any rest");
+            L"bytes such as \"62 F1 90\", \"\?\?\" for any byte, \"*\" at the end for any rest");
     }
     step.expected = std::move(expectation->bytes);
     step.openEnd = expectation->openEnd;

@@ -105,7 +105,7 @@ UnlockParameter readUnlockParameter(const Xml::File& file, const pugi::xml_node&
 UnlockProcedure readUnlock(const Xml::File& file, const pugi::xml_node& node) {
     file.allowOnly(node, {"Parameter"}, {"name", "link"});
     if (!node.child("Parameter")) {
-        file.fail(node, L"'Unlock' needs at least one 'Parameter'");
+        file.fail(node, L"\"Unlock\" needs at least one \"Parameter\"");
     }
     return {file.requiredText(node, "name"), file.requiredText(node, "link"),
             readNamed<UnlockParameter>(file, node, "Parameter", readUnlockParameter)};

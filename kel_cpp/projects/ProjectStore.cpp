@@ -59,7 +59,7 @@ std::shared_ptr<const Project> loadProject(const std::filesystem::path& projects
         return Platform::isSameFileName(Platform::toPath(each), wanted);
     });
     if (listed == names.end()) {
-        throw runtimeError(ErrorCode::UnknownProject, L"There is no project '" + name + L"' in " +
+        throw runtimeError(ErrorCode::UnknownProject, L"there is no project \"" + name + L"\" in " +
                                                           Platform::fromPath(projectsFolder));
     }
     return readProject(projectFile(projectsFolder / Platform::toPath(*listed)), *listed);

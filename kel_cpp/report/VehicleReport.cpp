@@ -62,7 +62,7 @@ std::wstring fileStem(const VehicleReport& report, const TimeTexts& time) {
 }
 
 [[noreturn]] void throwReportError(const std::filesystem::path& path, const std::wstring& cause) {
-    throw runtimeError(ErrorCode::Report, L"The vehicle report cannot be written to \"" +
+    throw runtimeError(ErrorCode::Report, L"the vehicle report cannot be written to \"" +
                                               Platform::fromPath(path) + L"\": " + cause);
 }
 

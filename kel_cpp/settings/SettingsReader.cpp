@@ -13,8 +13,6 @@ constexpr std::uint64_t maxPort = std::numeric_limits<std::uint16_t>::max();
 constexpr std::uint16_t defaultSovdPort = 20002;
 constexpr std::uint64_t maxTraceLevel = 4;
 
-constexpr const wchar_t* simulationInterface = L"Simulation";
-
 void checkRoot(const Xml::File& file) {
     const auto root = file.root();
     file.allowOnly(root,
@@ -44,7 +42,7 @@ std::shared_ptr<ServerAddress> readAddress(const Xml::File& file, const pugi::xm
     auto entry = std::make_shared<ServerAddress>();
     entry->address = childText(file, node, "IpAddress");
     if (entry->address.empty()) {
-        file.fail(node, L"'ServerAddress' needs an 'IpAddress' with an address");
+        file.fail(node, L"\"ServerAddress\" needs an \"IpAddress\" with an address");
     }
     if (const auto port = file.singleChild(node, "Port")) {
         file.allowOnly(port, {}, {});
@@ -104,16 +102,12 @@ void readTracing(RuntimeSettings& settings, const Xml::File& file) {
         tracing, "level", 0, maxTraceLevel, static_cast<std::uint64_t>(settings.traceLevel)));
 }
 
-/// Every attribute but name and switch. "Simulation" has none, so that a typing error is found.
+/// Every attribute but name and switch, and those that bind a schema.
 void readParameters(InterfaceEntry& entry, const Xml::File& file, const pugi::xml_node& node) {
-    if (entry.name == simulationInterface) {
-        file.allowNoContent(node, {"name", "enabled"});
-        return;
-    }
     file.refuseContent(node);
     for (const auto& attribute : node.attributes()) {
         const std::string_view name = attribute.name();
-        if (name != "name" && name != "enabled") {
+        if (name != "name" && name != "enabled" && !name.starts_with("xmlns")) {
             entry.parameters.emplace_back(Platform::fromUtf8(std::string(name)),
                                           file.optionalText(node, attribute.name()));
         }
@@ -148,7 +142,7 @@ void readInterfaces(RuntimeSettings& settings, const Xml::File& file) {
 
 InterfaceSettings defaultInterfaces() {
     auto simulation = std::make_shared<InterfaceEntry>();
-    simulation->name = simulationInterface;
+    simulation->name = L"Simulation";
     simulation->enabled = true;
     auto group = std::make_shared<InterfaceGroup>();
     group->name = L"Default";

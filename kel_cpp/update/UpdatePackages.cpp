@@ -6,35 +6,19 @@
 #include <utility>
 
 #include "kel_cpp/base/PathFault.hpp"
-#include "kel_cpp/base/RuntimeError.hpp"
+#include "kel_cpp/update/Staging.hpp"
 #include "kel_cpp/update/ZipContents.hpp"
-#include "platform/AtomicFile.hpp"
-#include "platform/FileActions.hpp"
-#include "platform/FileFacts.hpp"
 #include "platform/FileNames.hpp"
-#include "platform/FlushFile.hpp"
 #include "platform/Paths.hpp"
 #include "platform/SystemError.hpp"
 #include "platform/TextEncoding.hpp"
+#include "platform/UnfinishedFiles.hpp"
 #include "std_util/TraceHelper.hpp"
 
 namespace Quarlen::Kel_cpp {
 namespace {
 
 namespace fs = std::filesystem;
-
-struct CheckedPackage {
-    /// Path with all links resolved.
-    fs::path file;
-    std::uint64_t size = 0;
-    std::size_t entryCount = 0;
-    fs::path partial;
-    fs::path staged;
-};
-
-KelApiException packageError(const std::wstring& package, const std::wstring& cause) {
-    return runtimeError(ErrorCode::Update, L"update package \"" + package + L"\": " + cause);
-}
 
 bool isInside(const fs::path& file, const fs::path& folder) {
     const auto [folderEnd, fileEnd] = std::mismatch(folder.begin(), folder.end(), file.begin(),
@@ -66,37 +50,30 @@ fs::path locate(const std::wstring& package, const fs::path& updateFolder) {
     return file;
 }
 
-std::uint64_t sizeOf(const fs::path& file) {
-    std::error_code failure;
-    const std::uint64_t size = Platform::fileFacts(file, failure).size;
-    if (failure) {
-        throw std::system_error(failure);
-    }
-    return size;
-}
-
-CheckedPackage check(const std::wstring& package, const fs::path& updateFolder,
-                     const fs::path& stagingFolder) {
-    CheckedPackage checked;
+/// A copy that is being made must never meet a package that has its name.
+StagedPackage check(const std::wstring& package, const fs::path& updateFolder,
+                    const fs::path& stagingFolder) {
+    StagedPackage checked;
+    checked.name = package;
     checked.file = locate(package, updateFolder);
-    checked.entryCount = zipEntryNames(checked.file).size();
-    checked.size = sizeOf(checked.file);
+    if (Platform::isUnfinishedFileName(checked.file)) {
+        throw packageError(package, L"only unfinished files have such a name");
+    }
+    static_cast<void>(zipEntryNames(checked.file, package));
     checked.staged = stagingFolder / checked.file.filename();
-    checked.partial = checked.staged;
-    checked.partial += ".partial";
     return checked;
 }
 
-std::vector<CheckedPackage> checkAll(const RecordList<UpdatePackageInfo>& packages,
-                                     const fs::path& updateFolder, const fs::path& stagingFolder) {
-    std::vector<CheckedPackage> checked;
+std::vector<StagedPackage> checkAll(const RecordList<UpdatePackageInfo>& packages,
+                                    const fs::path& updateFolder, const fs::path& stagingFolder) {
+    std::vector<StagedPackage> checked;
     for (const auto& package : packages) {
         if (package == nullptr) {
             throw packageError(std::wstring(), L"its record is missing");
         }
         const std::wstring& path = package->packagePath;
         try {
-            CheckedPackage next = check(path, updateFolder, stagingFolder);
+            StagedPackage next = check(path, updateFolder, stagingFolder);
             const bool nameTaken =
                 std::any_of(checked.begin(), checked.end(), [&](const auto& other) {
                     return Platform::isSameFileName(other.staged, next.staged);
@@ -112,63 +89,22 @@ std::vector<CheckedPackage> checkAll(const RecordList<UpdatePackageInfo>& packag
     return checked;
 }
 
-/// Removes the files staged so far unless all packages were staged.
-class Staging {
-public:
-    explicit Staging(Platform::Clock& clock) : clock(clock) {}
-    Staging(const Staging&) = delete;
-    Staging& operator=(const Staging&) = delete;
-    ~Staging() {
-        for (const fs::path& file : written) {
-            Platform::removeFile(file);
-        }
-    }
-
-    void copy(const CheckedPackage& package) {
-        written.push_back(package.partial);
-        Platform::copyFile(package.file, package.partial, clock);
-        Platform::flushFile(package.partial, clock);
-    }
-    void publish(const CheckedPackage& package) {
-        const bool isNew = !Platform::isThere(package.staged);
-        Platform::moveOver(package.partial, package.staged, clock);
-        if (isNew) {
-            written.push_back(package.staged);
-        }
-    }
-    void keep() noexcept { written.clear(); }
-
-private:
-    Platform::Clock& clock;
-    std::vector<fs::path> written;
-};
-
-/// Makes all copies first, which can fail for many reasons, then all renames, which rarely fail.
-void stageAll(const std::vector<CheckedPackage>& packages, Platform::Clock& clock) {
-    Staging staging(clock);
-    for (const CheckedPackage& package : packages) {
-        Platform::createFolders(package.staged.parent_path());
-        staging.copy(package);
-    }
-    for (const CheckedPackage& package : packages) {
-        staging.publish(package);
-    }
-    staging.keep();
-}
-
-void describe(UpdatePackageInfo& record, const CheckedPackage& package) {
+void describe(UpdatePackageInfo& record, const StagedPackage& package) {
     record.name = Platform::fromPath(package.staged.stem());
     record.stagedPath = Platform::fromPath(package.staged);
     record.size = package.size;
     record.state = L"Staged";
-    record.message = std::to_wstring(package.entryCount) + L" entries";
+    record.message = std::to_wstring(package.entryCount) + L" entries, SHA-256 " + package.sha256;
+    StdUtil::TraceHelper::InfoTrace(L"kel_cpp/update/UpdatePackages", __LINE__,
+                                    L"update package \"%s\" is staged: %s", package.name.c_str(),
+                                    record.message.c_str());
 }
 
 std::shared_ptr<UpdateDescription> describeContainer(const std::wstring& path) {
     auto description = std::make_shared<UpdateDescription>();
     description->packagePath = path;
     try {
-        description->entries = zipEntryNames(validPath(path));
+        description->entries = checkedZipEntryNames(validPath(path), path);
     } catch (const KelApiException& unreadable) {
         description->message = unreadable.message();
         StdUtil::TraceHelper::ErrorTrace(L"kel_cpp/update/UpdatePackages", __LINE__, L"%s",
@@ -194,16 +130,10 @@ void stageUpdatePackages(const RecordList<UpdatePackageInfo>& packages,
     // Two requests at once would write the same files.
     static std::mutex oneAtATime;
     const std::lock_guard lock(oneAtATime);
-    const auto checked = checkAll(packages, updateFolder, stagingFolder);
-    try {
-        stageAll(checked, clock);
-    } catch (const std::system_error& error) {
-        throw runtimeError(ErrorCode::Update, L"cannot stage update packages in " +
-                                                  Platform::fromPath(stagingFolder) + L": " +
-                                                  Platform::errorText(error.code()));
-    }
+    auto staged = checkAll(packages, updateFolder, stagingFolder);
+    stageAll(staged, clock);
     for (std::size_t index = 0; index < packages.size(); ++index) {
-        describe(*packages[index], checked[index]);
+        describe(*packages[index], staged[index]);
     }
 }
 

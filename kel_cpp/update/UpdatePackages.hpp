@@ -14,17 +14,18 @@
 /// functions; a second one that stages waits for the first.
 namespace Quarlen::Kel_cpp {
 
-/// Reads the table of contents of each container (.pdx, .zip: both are ZIP archives). A container
-/// that cannot be read is traced as an error and described by its message alone, so that a bad file
-/// in a data folder does not block the others.
+/// Reads each container (.pdx, .zip: both are ZIP archives) once, so that its entries' checksums
+/// are known to be right, and lists them. A container that cannot be used is traced as an error and
+/// described by its message alone, so that a bad file in a data folder does not block the others.
 void describeUpdatePackages(const std::vector<std::wstring>& paths,
                             RecordList<UpdateDescription>& descriptions);
 
 /// Checks every package (a regular file, inside `updateFolder` also after links are resolved, a
-/// readable archive) and only then stages all of them (copies into `stagingFolder`, atomically, one
-/// by one) and fills the records. Throws `KelApiException` (code Update) that names package and
-/// cause; then nothing new is staged. Waits on the clock where a program that has one of the files
-/// open, such as a virus scanner, keeps it from being staged.
+/// readable archive) and only then stages all of them (copies into `stagingFolder`, reads each copy
+/// once so that its entries' checksums are known to be right, and publishes it atomically) and
+/// fills the records; the message has the copy's SHA-256. Throws `KelApiException` (code Update)
+/// that names package and cause; then nothing new is staged. Waits on the clock where a program
+/// that has one of the files open, such as a virus scanner, keeps it from being staged.
 void stageUpdatePackages(const RecordList<UpdatePackageInfo>& packages,
                          const std::filesystem::path& updateFolder,
                          const std::filesystem::path& stagingFolder,

@@ -59,7 +59,7 @@ TEST_F(ConfigFile, NamesFileLineColumnAndCauseOfAFault) {
 
     EXPECT_FALSE(static_cast<bool>(config->root()));
     EXPECT_EQ(config->errorText(),
-              path + L":2:3: the attribute 'enabled' must be true or false, not 'ja'");
+              path + L":2:3: the attribute \"enabled\" must be true or false, not \"ja\"");
 }
 
 TEST_F(ConfigFile, TracesAFaultOnce) {
@@ -89,7 +89,7 @@ TEST_F(ConfigFile, DoesNotLoadBytesThatAreNoText) {
 TEST_F(ConfigFile, DoesNotLoadAFileThatEndsTooEarly) {
     EXPECT_FALSE(load("<KelServerScript>"));
     EXPECT_EQ(config->errorText(),
-              path + L":1:18: the file ends too early, expected '</KelServerScript>'");
+              path + L":1:18: the file ends too early, expected \"</KelServerScript>\"");
 }
 
 TEST_F(ConfigFile, DoesNotLoadATooLargeFile) {

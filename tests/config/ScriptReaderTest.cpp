@@ -328,20 +328,20 @@ TEST(ScriptReader, ElementsAndTextsThatItPassesOverCostNothing) {
 
 TEST(ScriptReader, RefusesASecondUnlockOrVehicleReportInOneAction) {
     EXPECT_EQ(causeOfFault([] { parseScript("<UnlockAction><Unlock/><Unlock/></UnlockAction>"); }),
-              L"a second element 'Unlock' in one action");
+              L"a second element \"Unlock\" in one action");
     EXPECT_EQ(causeOfFault([] {
                   parseScript("<QuicktestAction><VehicleReport/><VehicleReport/>"
                               "</QuicktestAction>");
               }),
-              L"a second element 'VehicleReport' in one action");
+              L"a second element \"VehicleReport\" in one action");
 }
 
 TEST(ScriptReader, CutsALongValueInItsMessage) {
     const auto element = longName("<ExecuteAction enabled='", 61, "'/>");
 
     EXPECT_EQ(causeOfFault([&] { parseScript(element); }),
-              L"the attribute 'enabled' must be true or false, not '" + std::wstring(60, L'x') +
-                  L"...'");
+              L"the attribute \"enabled\" must be true or false, not \"" + std::wstring(60, L'x') +
+                  L"...\"");
 }
 
 struct FlagCase {
@@ -376,12 +376,12 @@ INSTANTIATE_TEST_SUITE_P(Texts, ScriptFlag,
 
 TEST(ScriptReader, NamesTheFlagAndItsTextWhenItIsNoBoolean) {
     EXPECT_EQ(causeOfFault([] { parseScript("<SelectAction autoConnect='maybe'/>"); }),
-              L"the attribute 'autoConnect' must be true or false, not 'maybe'");
+              L"the attribute \"autoConnect\" must be true or false, not \"maybe\"");
     EXPECT_THAT(causeOfFault([] { (void)parseRoot("<KelServerScript resultLed='on'/>"); }),
-                HasSubstr(L"'resultLed'"));
+                HasSubstr(L"\"resultLed\""));
     EXPECT_THAT(causeOfFault(
                     [] { parseScript("<FlashingAction><Target enabled='on'/></FlashingAction>"); }),
-                HasSubstr(L"'enabled'"));
+                HasSubstr(L"\"enabled\""));
 }
 
 } // namespace

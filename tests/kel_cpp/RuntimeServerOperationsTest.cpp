@@ -140,7 +140,7 @@ TEST_F(RuntimeServerTest, AnUnreadableContainerIsDescribedAndNotThrown) {
     EXPECT_EQ(errorOf([&] { runtime->prepareUpdatePackages({L"/no/such.pdx"}, descriptions); }),
               L"");
     ASSERT_EQ(descriptions.size(), 1U);
-    EXPECT_NE(descriptions[0]->message.find(L"such.pdx: "), std::wstring::npos);
+    EXPECT_NE(descriptions[0]->message.find(L"such.pdx\": "), std::wstring::npos);
 }
 
 TEST_F(RuntimeServerTest, StartsAndStopsTheSovdServer) {

@@ -35,6 +35,24 @@ protected:
         runtime->setInterfaceSettings(interfaces);
     }
 
+    [[nodiscard]] bool isEnabled(const std::wstring& name) const {
+        const auto settings = runtime->getInterfaceSettings();
+        for (const auto& entry : settings->groups.at(0)->interfaces) {
+            if (entry->name == name) {
+                return entry->enabled;
+            }
+        }
+        return false;
+    }
+
+    /// Simulation, which is enabled, and CarBox, which is not.
+    void startWithTwoInterfaces() {
+        folder.replaceIn("KelServer.xml", "<Interface name=\"Simulation\" enabled=\"true\"/>",
+                         "<Interface name=\"Simulation\" enabled=\"true\"/>"
+                         "<Interface name=\"CarBox\" enabled=\"false\"/>");
+        restart();
+    }
+
     std::filesystem::path traceFile() const { return folder.config() / "traces/kel_server.log"; }
 };
 
@@ -183,10 +201,7 @@ TEST_F(RuntimeSettingsOperations, TracingThatIsSwitchedOffIsOffInAllItsFlags) {
 }
 
 TEST_F(RuntimeSettingsOperations, InterfacesCountFromTheirApplicationOnAndAreKept) {
-    folder.replaceIn("KelServer.xml", "<Interface name=\"Simulation\" enabled=\"true\"/>",
-                     "<Interface name=\"Simulation\" enabled=\"true\"/>"
-                     "<Interface name=\"CarBox\" enabled=\"false\"/>");
-    restart();
+    startWithTwoInterfaces();
     enableOnly(L"CarBox");
     EXPECT_EQ(errorOf([&] { connect(); }), L"");
     runtime->applyInterfaceSettings();
@@ -203,6 +218,86 @@ TEST_F(RuntimeSettingsOperations, AnotherProjectsPathCountsFromItsCommitOn) {
     EXPECT_EQ(errorOf([&] { runtime->selectProject(L"VIN_Reader"); }), L"");
     runtime->commitProjectPath();
     EXPECT_NE(errorOf([&] { runtime->selectProject(L"VIN_Reader"); }), L"");
+}
+
+TEST_F(RuntimeSettingsOperations, InterfacesThatCannotBeSavedAreNotInEffect) {
+    startWithTwoInterfaces();
+    folder.write("KelServer.xml", "<KelServer>");
+    enableOnly(L"CarBox");
+    EXPECT_TRUE(isEnabled(L"CarBox"));
+
+    EXPECT_NE(errorOf([&] { runtime->applyInterfaceSettings(); }), L"");
+
+    EXPECT_TRUE(isEnabled(L"Simulation"));
+    EXPECT_FALSE(isEnabled(L"CarBox"));
+    EXPECT_EQ(errorOf([&] { connect(); }), L"");
+    EXPECT_EQ(folder.read("KelServer.xml"), "<KelServer>");
+}
+
+TEST_F(RuntimeSettingsOperations, ACommitTriesTheRefusedRecordAgain) {
+    startWithTwoInterfaces();
+    const std::string good = folder.read("KelServer.xml");
+    folder.write("KelServer.xml", "<KelServer>");
+    enableOnly(L"CarBox");
+    EXPECT_NE(errorOf([&] { runtime->applyInterfaceSettings(); }), L"");
+    folder.write("KelServer.xml", good);
+
+    runtime->applyInterfaceSettings();
+
+    EXPECT_TRUE(isEnabled(L"CarBox"));
+    restart();
+    EXPECT_TRUE(isEnabled(L"CarBox"));
+}
+
+TEST_F(RuntimeSettingsOperations, ARecordThatIsWrittenAfterARefusedOneIsShown) {
+    startWithTwoInterfaces();
+    folder.write("KelServer.xml", "<KelServer>");
+    EXPECT_NE(errorOf([&] { runtime->applyInterfaceSettings(); }), L"");
+
+    enableOnly(L"CarBox");
+
+    EXPECT_TRUE(isEnabled(L"CarBox"));
+}
+
+TEST_F(RuntimeSettingsOperations, TracingThatCannotBeSavedIsNotSwitched) {
+    const std::string good = folder.read("KelServer.xml");
+    const auto listeners = StdUtil::ErrorHandler::listenerCount();
+    folder.write("KelServer.xml", "<KelServer>");
+    EXPECT_NE(errorOf([&] { switchTracing(true); }), L"");
+    EXPECT_EQ(StdUtil::ErrorHandler::listenerCount(), listeners);
+    EXPECT_FALSE(runtime->getServerSettings()->optionTracing);
+    EXPECT_FALSE(runtime->getProjectPath()->tracing);
+
+    folder.write("KelServer.xml", good);
+    switchTracing(true);
+    folder.write("KelServer.xml", "<KelServer>");
+    EXPECT_NE(errorOf([&] { switchTracing(false); }), L"");
+    EXPECT_EQ(StdUtil::ErrorHandler::listenerCount(), listeners + 1);
+    EXPECT_TRUE(runtime->getServerSettings()->optionTracing);
+    EXPECT_TRUE(runtime->getProjectPath()->tracing);
+}
+
+TEST_F(RuntimeSettingsOperations, TracingThatCannotBeginIsNotSaved) {
+    const std::string before = folder.read("KelServer.xml");
+    folder.write("traces", "a file where a folder is wanted");
+
+    EXPECT_NE(errorOf([&] { switchTracing(true); }), L"");
+
+    EXPECT_EQ(folder.read("KelServer.xml"), before);
+    EXPECT_FALSE(runtime->getServerSettings()->optionTracing);
+}
+
+TEST_F(RuntimeSettingsOperations, PathsThatCannotBeSavedAreNotInEffect) {
+    folder.write("KelServer.xml", "<KelServer>");
+    const std::wstring before = runtime->getProjectPath()->projectsPath;
+    auto paths = runtime->getProjectPath();
+    paths->projectsPath = L"other";
+    runtime->setProjectPath(paths);
+
+    EXPECT_NE(errorOf([&] { runtime->commitProjectPath(); }), L"");
+
+    EXPECT_EQ(runtime->getProjectPath()->projectsPath, before);
+    EXPECT_EQ(errorOf([&] { runtime->selectProject(L"VIN_Reader"); }), L"");
 }
 
 TEST_F(RuntimeSettingsOperations, MissingRecordsAndEmptyPathsAreRefused) {

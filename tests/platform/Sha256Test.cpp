@@ -29,5 +29,14 @@ TEST(Sha256, TakesBytesThatAreZero) {
     EXPECT_NE(hex(std::string_view("a\0b", 3)), hex("a"));
 }
 
+TEST(Sha256, OfPiecesIsThatOfTheWhole) {
+    Sha256 hash;
+    for (const std::string_view piece : {"a", "", "b", "c"}) {
+        hash.add(piece);
+    }
+
+    EXPECT_EQ(hash.finish(), sha256("abc"));
+}
+
 } // namespace
 } // namespace Quarlen::Platform::Tests

@@ -53,6 +53,12 @@ TEST_F(UnfinishedFiles, HaveNamesOfTheirOwnBesideTheTarget) {
     EXPECT_NE(one.complete, two.complete);
 }
 
+TEST_F(UnfinishedFiles, AreKnownByTheirNames) {
+    EXPECT_TRUE(isUnfinishedFileName(UnfinishedFile(target).partial));
+    EXPECT_TRUE(isUnfinishedFileName(UnfinishedFile(target).complete));
+    EXPECT_FALSE(isUnfinishedFileName(target));
+}
+
 TEST_F(UnfinishedFiles, OfAKilledProcessAreRemovedBesideTheTarget) {
     folder.write("KelServer.xml", "old");
     leavePartial("par");

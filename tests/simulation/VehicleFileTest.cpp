@@ -205,7 +205,7 @@ TEST_F(VehicleFileTest, NamesFileLineColumnAndWhatWasExpected) {
     } catch (const Xml::FileError& error) {
         EXPECT_THAT(error.message(),
                     HasSubstr(file.filename().wstring() +
-                              L":3:20: attribute 'level' is even, expected an odd"));
+                              L":3:20: attribute \"level\" is even, expected an odd"));
     }
 }
 
@@ -245,10 +245,10 @@ TEST_P(VehicleFileMistake, IsReported) {
 INSTANTIATE_TEST_SUITE_P(
     Vehicle, VehicleFileMistake,
     testing::Values(
-        Mistake{"<Car vin='V'/>", L"'Vehicle'"},
+        Mistake{"<Car vin='V'/>", L"\"Vehicle\""},
         Mistake{"<Vehicle vin='vin'/>", L"capital letters"},
         Mistake{"<Vehicle vin='123456789012345678'/>", L"up to 17"},
-        Mistake{VEHICLE("<Wheel/>"), L"'Wheel'"},
+        Mistake{VEHICLE("<Wheel/>"), L"\"Wheel\""},
         Mistake{VEHICLE(UNIT("") "<ControlUnit name='A' address='2' link='M'/>"), L"name"},
         Mistake{VEHICLE(UNIT("") "<ControlUnit name='B' address='1' link='M'/>"), L"address"},
         Mistake{VEHICLE(UNIT("") "<ControlUnit name='B' address='2' link='L'/>"), L"link"},
@@ -284,14 +284,14 @@ INSTANTIATE_TEST_SUITE_P(
 INSTANTIATE_TEST_SUITE_P(
     ControlUnit, VehicleFileMistake,
     testing::Values(
-        Mistake{VEHICLE(UNIT("<Wheel/>")), L"'Wheel'"},
+        Mistake{VEHICLE(UNIT("<Wheel/>")), L"\"Wheel\""},
         Mistake{VEHICLE(UNIT("<SecurityLevel level='0' keyMask='1'/>")), L"1 to 125"},
         Mistake{VEHICLE(UNIT("<SecurityLevel level='1' keyMask='1'/>"
                              "<SecurityLevel level='1' keyMask='2'/>")),
                 L"only once"},
-        Mistake{VEHICLE(UNIT("<DataIdentifier id='1'/>")), L"'text', 'bytes' or vin"},
+        Mistake{VEHICLE(UNIT("<DataIdentifier id='1'/>")), L"\"text\", \"bytes\" or vin"},
         Mistake{VEHICLE(UNIT("<DataIdentifier id='1' text='A' bytes='00'/>")),
-                L"'text', 'bytes' or vin"},
+                L"\"text\", \"bytes\" or vin"},
         Mistake{VEHICLE(UNIT("<DataIdentifier id='1' bytes='0'/>")), L"hexadecimal"},
         Mistake{VEHICLE(UNIT("<DataIdentifier id='1' text='A'/><DataIdentifier id='1' text='B'/>")),
                 L"only once"},
@@ -300,12 +300,12 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{VEHICLE(UNIT("<DataIdentifier id='1' text='A' securityLevel='3'/>")),
                 L"no security level 3"},
         Mistake{VEHICLE(UNIT("<Dtc code='0x000000' status='1'/>")),
-                L"'code' is '0x000000', expected 0x000001 to 0xFFFFFE"},
+                L"\"code\" is \"0x000000\", expected 0x000001 to 0xFFFFFE"},
         Mistake{VEHICLE(UNIT("<Dtc code='0xFFFFFF' status='1'/>")),
-                L"'code' is '0xFFFFFF', expected 0x000001 to 0xFFFFFE"},
+                L"\"code\" is \"0xFFFFFF\", expected 0x000001 to 0xFFFFFE"},
         Mistake{VEHICLE(UNIT("<Dtc code='0x0301' status='1'/>")),
-                L"'code' is '0x0301', expected '0x' and 6 hexadecimal digits"},
-        Mistake{VEHICLE(UNIT("<Dtc code='0x000001' status='256'/>")), L"'status'"},
+                L"\"code\" is \"0x0301\", expected \"0x\" and 6 hexadecimal digits"},
+        Mistake{VEHICLE(UNIT("<Dtc code='0x000001' status='256'/>")), L"\"status\""},
         Mistake{VEHICLE(UNIT("<Dtc code='0x000001' status='1'/><Dtc code='0x000001' status='2'/>")),
                 L"only once"},
         Mistake{VEHICLE(UNIT("<Routine id='0xFF00'/>")), L"belongs to a FlashMemory"},
@@ -344,9 +344,10 @@ INSTANTIATE_TEST_SUITE_P(
     Programming, VehicleFileMistake,
     testing::Values(
         Mistake{VEHICLE(UNIT("<FlashMemory address='0' size='16'/>")), L"no security level 1"},
-        Mistake{VEHICLE(UNIT("<FlashMemory address='0' size='0' securityLevel='0'/>")), L"'size'"},
+        Mistake{VEHICLE(UNIT("<FlashMemory address='0' size='0' securityLevel='0'/>")),
+                L"\"size\""},
         Mistake{VEHICLE(UNIT("<FlashMemory address='0' size='0x4000001' securityLevel='0'/>")),
-                L"'size'"},
+                L"\"size\""},
         Mistake{VEHICLE(UNIT("<FlashMemory address='0xFFFFFFFF' size='2' securityLevel='0'/>")),
                 L"32 bits"},
         Mistake{VEHICLE(UNIT("<FlashMemory address='0' size='16' securityLevel='0'/>"
@@ -360,9 +361,9 @@ INSTANTIATE_TEST_SUITE_P(
                              "<FlashMemory address='0' size='16' securityLevel='0' "
                              "softwareVersion='B'/>")),
                 L"only once"},
-        Mistake{VEHICLE(UNIT("<Fault response='7F'/>")), L"'request'"},
+        Mistake{VEHICLE(UNIT("<Fault response='7F'/>")), L"\"request\""},
         Mistake{VEHICLE(UNIT("<Fault request='22' response='7F' linkLost='true'/>")), L"either"},
-        Mistake{VEHICLE(UNIT("<Fault request='22' times='0'/>")), L"'times'"}));
+        Mistake{VEHICLE(UNIT("<Fault request='22' times='0'/>")), L"\"times\""}));
 
 #undef UNIT
 #undef VEHICLE

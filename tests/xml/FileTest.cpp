@@ -23,7 +23,7 @@ File parsed(const std::string& text) {
 
 TEST(XmlFile, NamesAnotherRootThanExpected) {
     EXPECT_EQ(messageOf([] { parsed("\n <Other/>"); }),
-              "file.xml:2:2: root element 'Other', expected 'Root'");
+              "file.xml:2:2: root element \"Other\", expected \"Root\"");
 }
 
 TEST(XmlFile, RefusesAnEmptyFile) {
@@ -91,60 +91,65 @@ INSTANTIATE_TEST_SUITE_P(
     XmlFile, WrongXmlContent,
     testing::Values(
         WrongContent{"UnknownElement", "<Root>\n  <Foo/>\n</Root>", allowItems,
-                     "file.xml:2:3: unknown element 'Foo' in 'Root', expected: Item, Other"},
+                     "file.xml:2:3: unknown element \"Foo\" in \"Root\", expected: Item, Other"},
         WrongContent{"ElementWhereNoneBelongs", "<Root><Foo/></Root>", allowNothing,
-                     "file.xml:1:7: unknown element 'Foo' in 'Root', expected: none"},
+                     "file.xml:1:7: unknown element \"Foo\" in \"Root\", expected: none"},
         WrongContent{"UnknownAttribute", "<Root a=''\n c=''/>", allowItems,
-                     "file.xml:2:2: unknown attribute 'c' of 'Root', expected: a, b"},
+                     "file.xml:2:2: unknown attribute \"c\" of \"Root\", expected: a, b"},
         WrongContent{"TextBesideElements", "<Root>\n  <Item/>\n  junk\n</Root>", allowItems,
-                     "file.xml:3:3: text 'junk' in 'Root', expected no text"},
+                     "file.xml:3:3: text \"junk\" in \"Root\", expected no text"},
         WrongContent{"TextInEmptyElement", "<Root>junk</Root>", allowNoContent,
-                     "file.xml:1:7: text 'junk' in 'Root', expected no text"},
-        WrongContent{"SchemaBelowRoot", "<Root><Item xmlns:xsi=''/></Root>",
-                     [](const File& file, pugi::xml_node node) {
-                         file.allowOnly(node.child("Item"), {}, {});
-                     },
-                     "file.xml:1:13: unknown attribute 'xmlns:xsi' of 'Item', expected: none"},
+                     "file.xml:1:7: text \"junk\" in \"Root\", expected no text"},
+        WrongContent{
+            "SchemaBelowRoot", "<Root><Item xsi:noNamespaceSchemaLocation=''/></Root>",
+            [](const File& file, pugi::xml_node node) {
+                file.allowOnly(node.child("Item"), {}, {});
+            },
+            "file.xml:1:13: unknown attribute \"xsi:noNamespaceSchemaLocation\" of \"Item\", "
+            "expected: none"},
         WrongContent{"RepeatedElement", "<Root><Item/>\n<Item/></Root>", singleItem,
-                     "file.xml:2:1: element 'Item' stands twice"},
+                     "file.xml:2:1: element \"Item\" stands twice"},
         WrongContent{"MissingText", "<Root/>", required,
-                     "file.xml:1:1: 'Root' needs the attribute 'a'"},
+                     "file.xml:1:1: \"Root\" needs the attribute \"a\""},
         WrongContent{"BlankText", "<Root a='  '/>", required,
-                     "file.xml:1:7: attribute 'a' is '  ', expected a text"},
+                     "file.xml:1:7: attribute \"a\" is \"  \", expected a text"},
         WrongContent{"WrongFlag", "<Root a='yes'/>", flag,
-                     "file.xml:1:7: attribute 'a' is 'yes', expected true or false"},
+                     "file.xml:1:7: attribute \"a\" is \"yes\", expected true or false"},
         WrongContent{"EmptyFlag", "<Root a=''/>", flag,
-                     "file.xml:1:7: attribute 'a' is '', expected true or false"},
+                     "file.xml:1:7: attribute \"a\" is \"\", expected true or false"},
         WrongContent{"MissingNumber", "<Root/>", number,
-                     "file.xml:1:1: 'Root' needs the attribute 'a'"},
+                     "file.xml:1:1: \"Root\" needs the attribute \"a\""},
         WrongContent{"TooSmall", "<Root a='0'/>", number,
-                     "file.xml:1:7: attribute 'a' is '0', expected a number from 1 to 255"},
+                     "file.xml:1:7: attribute \"a\" is \"0\", expected a number from 1 to 255"},
         WrongContent{"TooLarge", "<Root a='0x100'/>", number,
-                     "file.xml:1:7: attribute 'a' is '0x100', expected a number from 1 to 255"},
+                     "file.xml:1:7: attribute \"a\" is \"0x100\", expected a number from 1 to 255"},
         WrongContent{"Negative", "<Root a='-1'/>", number,
-                     "file.xml:1:7: attribute 'a' is '-1', expected a number from 1 to 255"},
+                     "file.xml:1:7: attribute \"a\" is \"-1\", expected a number from 1 to 255"},
         WrongContent{"Overflow", "<Root a='18446744073709551617'/>", number,
-                     "file.xml:1:7: attribute 'a' is '18446744073709551617', expected a number "
+                     "file.xml:1:7: attribute \"a\" is \"18446744073709551617\", expected a number "
                      "from 1 to 255"},
         WrongContent{"TrailingText", "<Root a='12x'/>", number,
-                     "file.xml:1:7: attribute 'a' is '12x', expected a number from 1 to 255"},
+                     "file.xml:1:7: attribute \"a\" is \"12x\", expected a number from 1 to 255"},
         WrongContent{"OnlyPrefix", "<Root a='0x'/>", number,
-                     "file.xml:1:7: attribute 'a' is '0x', expected a number from 1 to 255"},
-        WrongContent{"HalfByte", "<Root a='22 F'/>", bytes,
-                     "file.xml:1:7: attribute 'a' is '22 F', expected bytes in hexadecimal such as "
-                     "'22 F1 90'"},
-        WrongContent{"BlankInsideByte", "<Root a='2 2F'/>", bytes,
-                     "file.xml:1:7: attribute 'a' is '2 2F', expected bytes in hexadecimal such as "
-                     "'22 F1 90'"},
-        WrongContent{"NoHexadecimal", "<Root a='0x22'/>", bytes,
-                     "file.xml:1:7: attribute 'a' is '0x22', expected bytes in hexadecimal such as "
-                     "'22 F1 90'"},
+                     "file.xml:1:7: attribute \"a\" is \"0x\", expected a number from 1 to 255"},
+        WrongContent{
+            "HalfByte", "<Root a='22 F'/>", bytes,
+            "file.xml:1:7: attribute \"a\" is \"22 F\", expected bytes in hexadecimal such as "
+            "\"22 F1 90\""},
+        WrongContent{
+            "BlankInsideByte", "<Root a='2 2F'/>", bytes,
+            "file.xml:1:7: attribute \"a\" is \"2 2F\", expected bytes in hexadecimal such as "
+            "\"22 F1 90\""},
+        WrongContent{
+            "NoHexadecimal", "<Root a='0x22'/>", bytes,
+            "file.xml:1:7: attribute \"a\" is \"0x22\", expected bytes in hexadecimal such as "
+            "\"22 F1 90\""},
         WrongContent{"NoBytes", "<Root a=''/>", bytes,
-                     "file.xml:1:7: attribute 'a' is '', expected a text"},
+                     "file.xml:1:7: attribute \"a\" is \"\", expected a text"},
         WrongContent{"ElementInText", "<Root>a<b/></Root>", content,
-                     "file.xml:1:8: unknown element 'b' in 'Root', expected a text"},
+                     "file.xml:1:8: unknown element \"b\" in \"Root\", expected a text"},
         WrongContent{"NoNumberInText", "<Root>\nten\n</Root>", contentNumber,
-                     "file.xml:1:1: 'Root' is 'ten', expected a number from 1 to 9"}),
+                     "file.xml:1:1: \"Root\" is \"ten\", expected a number from 1 to 9"}),
     [](const auto& test) { return test.param.subject; });
 
 TEST(XmlFile, ReadsNumbersInBothNotations) {
@@ -194,6 +199,16 @@ TEST(XmlFile, AllowsTheRootToBindASchema) {
     EXPECT_NO_THROW(file.allowOnly(file.root(), {}, {}));
 }
 
+TEST(XmlFile, AllowsPrefixesToBeDeclaredAnywhereButNoOtherNamespace) {
+    const auto file =
+        parsed("<Root xmlns:a='urn:a'><Item xmlns:b='urn:b'/><Item xmlns='urn:c'/></Root>");
+    const auto item = file.root().first_child();
+
+    EXPECT_NO_THROW(file.allowOnly(file.root(), {"Item"}, {}));
+    EXPECT_NO_THROW(file.allowOnly(item, {}, {}));
+    EXPECT_THROW(file.allowOnly(item.next_sibling(), {}, {}), FileError);
+}
+
 TEST(XmlFile, AllowsTextOfAnElementWithoutElements) {
     const auto file = parsed("<Root>text</Root>");
 
@@ -205,8 +220,8 @@ TEST(XmlFile, CutsLongValuesInMessages) {
 
     const auto message = messageOf([&] { (void)file.flag(file.root(), "a", true); });
 
-    EXPECT_THAT(message, StartsWith("file.xml:1:7: attribute 'a' is 'xxx"));
-    EXPECT_THAT(message, EndsWith("xxx...', expected true or false"));
+    EXPECT_THAT(message, StartsWith("file.xml:1:7: attribute \"a\" is \"xxx"));
+    EXPECT_THAT(message, EndsWith("xxx...\", expected true or false"));
     EXPECT_LT(message.size(), 150U);
 }
 

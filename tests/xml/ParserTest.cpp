@@ -127,8 +127,8 @@ TEST_P(MalformedText, IsRefusedInItsPlace) {
     EXPECT_EQ(refusal.place.offset, GetParam().offset);
 }
 
-constexpr const wchar_t* bareAmpersand = L"a '&' that begins no reference, expected '&amp;'";
-constexpr const wchar_t* wrongAngle = L"a '<' in the wrong place, expected '&lt;' in a text";
+constexpr const wchar_t* bareAmpersand = L"a \"&\" that begins no reference, expected \"&amp;\"";
+constexpr const wchar_t* wrongAngle = L"a \"<\" in the wrong place, expected \"&lt;\" in a text";
 constexpr const wchar_t* badReference = L"reference to invalid character number";
 constexpr const wchar_t* noText =
     L"no text in the file's encoding, or a character that cannot stand here";
@@ -143,16 +143,16 @@ INSTANTIATE_TEST_SUITE_P(
         Malformed{"Nothing", "", 0, L"no element found"},
         Malformed{"NoElement", "<!-- only -->", 13, L"no element found"},
         Malformed{"OnlyText", "text", 0, L"syntax error"},
-        Malformed{"WrongEndTag", "<a><b></a>", 8, L"mismatched tag '</a>', expected '</b>'"},
+        Malformed{"WrongEndTag", "<a><b></a>", 8, L"mismatched tag \"</a>\", expected \"</b>\""},
         Malformed{"WrongEndTagAfterAClosedElement", "<a><b/><c></c></x>", 16,
-                  L"mismatched tag '</x>', expected '</a>'"},
-        Malformed{"MissingEndTag", "<a><b></b>", 10, L"the file ends too early, expected '</a>'"},
+                  L"mismatched tag \"</x>\", expected \"</a>\""},
+        Malformed{"MissingEndTag", "<a><b></b>", 10, L"the file ends too early, expected \"</a>\""},
         Malformed{"SecondRoot", "<a/><b/>", 4, L"junk after document element"},
         Malformed{"TextBehindTheRoot", "<a/>text", 4, L"junk after document element"},
-        Malformed{"UnclosedTag", "<a><b", 3, L"unclosed token '<b'"},
-        Malformed{"UnclosedComment", "<a><!-- </a>", 3, L"unclosed token '<!--'"},
+        Malformed{"UnclosedTag", "<a><b", 3, L"unclosed token \"<b\""},
+        Malformed{"UnclosedComment", "<a><!-- </a>", 3, L"unclosed token \"<!--\""},
         Malformed{"UnquotedValue", "<a b=c/>", 5, notWellFormed},
-        Malformed{"AttributeTwice", "<a><b c='' d='' c=''/></a>", 16, L"duplicate attribute 'c'"},
+        Malformed{"AttributeTwice", "<a><b c='' d='' c=''/></a>", 16, L"duplicate attribute \"c\""},
         Malformed{"NoBlankBetweenAttributes", "<a b=''c=''/>", 7, notWellFormed},
         Malformed{"ReferenceToNull", "<a>&#0;</a>", 3, badReference},
         Malformed{"ReferenceToNullInAnAttribute", "<a x='b&#0;c'/>", 7, badReference},
@@ -164,9 +164,9 @@ INSTANTIATE_TEST_SUITE_P(
         Malformed{"BareAmpersand", "<a>x & y</a>", 6, bareAmpersand},
         Malformed{"BareAmpersandInAnAttribute", "<a x='1&2'/>", 8, bareAmpersand},
         Malformed{"AngleInAnAttribute", "<a x='1<2'/>", 7, wrongAngle},
-        Malformed{"UndeclaredEntity", "<a>&foo;</a>", 3, L"undefined entity '&foo;'"},
+        Malformed{"UndeclaredEntity", "<a>&foo;</a>", 3, L"undefined entity \"&foo;\""},
         Malformed{"UndeclaredEntityInAnAttribute", "<a x='&lt;&#65;&foo;&bar;'/>", 0,
-                  L"undefined entity '&foo;'"},
+                  L"undefined entity \"&foo;\""},
         Malformed{"DashesInAComment", "<a><!-- -- --></a>", 10, notWellFormed},
         Malformed{"EndOfCdataInAText", "<a>x]]>y</a>", 6, notWellFormed},
         Malformed{"DeclarationBehindABlank", " <?xml version='1.0'?><a/>", 1,
@@ -179,7 +179,8 @@ INSTANTIATE_TEST_SUITE_P(
                   L"the declared version is none of XML 1"},
         Malformed{"DeclarationOfAVersionThatIsNone", "<?xml version='1.'?><a/>", 0,
                   L"the declared version is none of XML 1"},
-        Malformed{"UnclosedDeclaration", "<?xml version='1.0'><a/>", 0, L"unclosed token '<?xml'"},
+        Malformed{"UnclosedDeclaration", "<?xml version='1.0'><a/>", 0,
+                  L"unclosed token \"<?xml\""},
         Malformed{"ReservedTarget", "<a><?XML x?></a>", 8, notWellFormed},
         Malformed{"UnknownEncoding", "<?xml version='1.0' encoding='EBCDIC'?><a/>", 30,
                   L"unknown encoding"},
@@ -187,10 +188,10 @@ INSTANTIATE_TEST_SUITE_P(
                   L"encoding specified in XML declaration is incorrect"},
         Malformed{"EncodingAgainstTheByteOrderMark",
                   "\xEF\xBB\xBF<?xml version='1.0' encoding='ISO-8859-1'?><a/>", 3,
-                  L"the declared encoding is 'ISO-8859-1', expected UTF-8"},
+                  L"the declared encoding is \"ISO-8859-1\", expected UTF-8"},
         Malformed{"AsciiAgainstTheByteOrderMark",
                   "\xEF\xBB\xBF<?xml version='1.0' encoding='US-ASCII'?><a/>", 3,
-                  L"the declared encoding is 'US-ASCII', expected UTF-8"},
+                  L"the declared encoding is \"US-ASCII\", expected UTF-8"},
         Malformed{"BytesThatAreNoAscii", "<?xml version='1.0' encoding='US-ASCII'?><a>\xC3\xBC</a>",
                   44, noText},
         Malformed{"OverlongCharacter", "<a>\xC0\xAF</a>", 3, noText},
@@ -235,7 +236,7 @@ TEST(XmlParser, TakesOnlyUtf8WhereItIsToldSo) {
     EXPECT_EQ(refusalOf(declared("us-ascii"), utf8).cause, L"");
     EXPECT_EQ(refusalOf("<?xml version='1.0'?><a/>", utf8).cause, L"");
     EXPECT_EQ(refusalOf(declared("ISO-8859-1"), utf8).cause,
-              L"the declared encoding is 'ISO-8859-1', expected UTF-8");
+              L"the declared encoding is \"ISO-8859-1\", expected UTF-8");
 }
 
 std::string nested(std::size_t depth) {
@@ -284,17 +285,17 @@ TEST(XmlParser, CutsALongNameThatItFound) {
     const std::string name(61, 'b');
 
     EXPECT_EQ(refusalOf("<a></" + name + ">").cause,
-              L"mismatched tag '</" + std::wstring(60, L'b') + L"...>', expected '</a>'");
+              L"mismatched tag \"</" + std::wstring(60, L'b') + L"...>\", expected \"</a>\"");
     EXPECT_EQ(refusalOf("<a>&" + name + ";</a>").cause,
-              L"undefined entity '&" + std::wstring(59, L'b') + L"...'");
+              L"undefined entity \"&" + std::wstring(59, L'b') + L"...\"");
 }
 
 TEST(XmlParser, NamesNothingThatIsNoUtf8) {
     const std::string latin = "<?xml version='1.0' encoding='ISO-8859-1'?>";
-    EXPECT_EQ(refusalOf(latin + "<a></\xFC>").cause, L"mismatched tag, expected '</a>'");
-    EXPECT_EQ(refusalOf(latin + "<a></b>").cause, L"mismatched tag '</b>', expected '</a>'");
+    EXPECT_EQ(refusalOf(latin + "<a></\xFC>").cause, L"mismatched tag, expected \"</a>\"");
+    EXPECT_EQ(refusalOf(latin + "<a></b>").cause, L"mismatched tag \"</b>\", expected \"</a>\"");
     EXPECT_EQ(refusalOf("\xFF\xFE" + utf16(u"<a></b>", false)).cause,
-              L"mismatched tag, expected '</a>'");
+              L"mismatched tag, expected \"</a>\"");
     EXPECT_EQ(refusalOf("\xFE\xFF" + utf16(u"<a>&foo;</a>", true)).cause, L"undefined entity");
 }
 
@@ -307,7 +308,7 @@ TEST(XmlParser, BoundsTheElementsOfAFile) {
 TEST(XmlParser, BoundsTheAttributesOfAnElement) {
     EXPECT_EQ(refusalOf("<a b='' c=''><d b=''/></a>", {.attributes = 2}).cause, L"");
     EXPECT_EQ(refusalOf("<a><d b='' c=''/></a>", {.attributes = 1}).cause,
-              L"more than 1 attributes of 'd'");
+              L"more than 1 attributes of \"d\"");
     EXPECT_EQ(refusalOf("<a><d b='' c=''/></a>", {.attributes = 1}).place.offset, 3U);
 }
 

@@ -20,10 +20,10 @@ TEST(XmlQuoting, KeepsATextOfSixtyCharacters) {
     }
 }
 
-TEST(XmlQuoting, PutsApostrophesAround) {
-    EXPECT_EQ(inQuotes(""), L"''");
-    EXPECT_EQ(inQuotes("\xC3\xBC"), L"'\u00FC'");
-    EXPECT_EQ(inQuotes(repeated("x", 70)), L"'" + std::wstring(60, L'x') + L"...'");
+TEST(XmlQuoting, PutsDoubleQuotesAround) {
+    EXPECT_EQ(inQuotes(""), L"\"\"");
+    EXPECT_EQ(inQuotes("\xC3\xBC"), L"\"\u00FC\"");
+    EXPECT_EQ(inQuotes(repeated("x", 70)), L"\"" + std::wstring(60, L'x') + L"...\"");
 }
 
 } // namespace

@@ -54,11 +54,11 @@ INSTANTIATE_TEST_SUITE_P(
                       "file.xml:3:3: malformed XML: junk after document element"},
         MalformedFile{"CharacterDataBehindRoot", "<A/><![CDATA[x]]>", "file.xml:1:"},
         MalformedFile{"RepeatedAttribute", "<A b='1'\n   b='2'/>",
-                      "file.xml:2:4: malformed XML: duplicate attribute 'b'"},
+                      "file.xml:2:4: malformed XML: duplicate attribute \"b\""},
         MalformedFile{"BareAmpersand", "<A>x & y</A>",
-                      "file.xml:1:7: malformed XML: a '&' that begins no reference"},
+                      "file.xml:1:7: malformed XML: a \"&\" that begins no reference"},
         MalformedFile{"UnknownEntity", "<A b='\n&foo;'/>",
-                      "file.xml:1:1: malformed XML: undefined entity '&foo;'"},
+                      "file.xml:1:1: malformed XML: undefined entity \"&foo;\""},
         MalformedFile{"NullReference", "<A>&#0;</A>",
                       "file.xml:1:4: malformed XML: reference to invalid"},
         MalformedFile{"SurrogateReference", "<A>&#xD800;</A>",
@@ -68,7 +68,7 @@ INSTANTIATE_TEST_SUITE_P(
         MalformedFile{"EmptyReference", "<A>&#x;</A>",
                       "file.xml:1:7: malformed XML: not well-formed"},
         MalformedFile{"TagInAttribute", "<A b='1<2'/>",
-                      "file.xml:1:8: malformed XML: a '<' in the wrong place"},
+                      "file.xml:1:8: malformed XML: a \"<\" in the wrong place"},
         MalformedFile{"NullByte", "<A>\n\0</A>"s,
                       "file.xml:2:1: malformed XML: a control character"},
         MalformedFile{"ControlCharacter", "<A>\x01</A>",
@@ -126,7 +126,7 @@ TEST(XmlSource, RefusesADeclaredEncodingThatIsNotUtf8) {
 
     EXPECT_NO_THROW(Source("f", "<?xml version='1.0' encoding='utf-8" + behind, sourceLimits));
     EXPECT_THAT(messageFor("<?xml version='1.0' encoding='ISO-8859-1" + behind),
-                HasSubstr("the declared encoding is 'ISO-8859-1', expected UTF-8"));
+                HasSubstr("the declared encoding is \"ISO-8859-1\", expected UTF-8"));
 }
 
 TEST(XmlSource, FindsTheFirstBadByteOfALargeFile) {

@@ -98,7 +98,7 @@ TEST_F(ServerWithoutDescriptors, NeitherSpinsNorForgetsTheClient) {
     EXPECT_LT(used, time / 5);
     EXPECT_TRUE(eventually([&] { return server.clients().size() == 1; }));
     ASSERT_EQ(traces.lines().size(), 1U);
-    EXPECT_THAT(traces.texts()[0], testing::AllOf(testing::StartsWith(L"Cannot accept clients: "),
+    EXPECT_THAT(traces.texts()[0], testing::AllOf(testing::StartsWith(L"cannot accept clients: "),
                                                   Quarlen::Tests::EndsWithANumber()));
 }
 

@@ -21,7 +21,7 @@ TEST(IoThread, TracesTheCauseOfAHandlerThatFailsAndGoesOn) {
 
     ASSERT_EQ(traces.texts().size(), 1U);
     EXPECT_THAT(traces.texts()[0],
-                testing::AllOf(testing::StartsWith(L"Network handler failed: answer: "),
+                testing::AllOf(testing::StartsWith(L"network handler failed: answer: "),
                                Quarlen::Tests::EndsWithANumber()));
 }
 

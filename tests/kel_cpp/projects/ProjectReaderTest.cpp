@@ -166,19 +166,20 @@ INSTANTIATE_TEST_SUITE_P(
     Structure, WrongProjectXml,
     testing::Values(
         WrongProject{"UnknownElement", "<Foo/>",
-                     "10: unknown element 'Foo' in 'Project', expected: VehicleInformation, "
+                     "10: unknown element \"Foo\" in \"Project\", expected: VehicleInformation, "
                      "Procedure, Identification, Unlock, FlashItem, DtcText"},
-        WrongProject{"Text", " x ", "11: text 'x' in 'Project', expected no text"},
+        WrongProject{"Text", " x ", "11: text \"x\" in \"Project\", expected no text"},
         WrongProject{"NamelessVehicleInformation", "<VehicleInformation/>",
-                     "10: 'VehicleInformation' needs the attribute 'name'"},
+                     "10: \"VehicleInformation\" needs the attribute \"name\""},
         WrongProject{"RepeatedIdentification", "<Identification/><Identification/>",
-                     "27: element 'Identification' stands twice"},
-        WrongProject{"StepOfAnotherKind", "<Procedure name='P'><Jump/></Procedure>",
-                     "30: unknown element 'Jump' in 'Procedure', expected: Request, Wait, Verdict"},
+                     "27: element \"Identification\" stands twice"},
+        WrongProject{
+            "StepOfAnotherKind", "<Procedure name='P'><Jump/></Procedure>",
+            "30: unknown element \"Jump\" in \"Procedure\", expected: Request, Wait, Verdict"},
         WrongProject{"UnlockWithoutParameter", "<Unlock name='U' link='L'/>",
-                     "10: 'Unlock' needs at least one 'Parameter'"},
+                     "10: \"Unlock\" needs at least one \"Parameter\""},
         WrongProject{"UnknownAttribute", "<DtcText code='0x000001' text='x' foo=''/>",
-                     "44: unknown attribute 'foo' of 'DtcText', expected: code, text"}),
+                     "44: unknown attribute \"foo\" of \"DtcText\", expected: code, text"}),
     [](const auto& test) { return test.param.subject; });
 
 INSTANTIATE_TEST_SUITE_P(
@@ -187,7 +188,7 @@ INSTANTIATE_TEST_SUITE_P(
         WrongProject{
             "ControlUnitWithoutLink",
             "<VehicleInformation name='V'><Target kind='1' name='T'/></VehicleInformation>",
-            "39: 'Target' needs the attribute 'link'"},
+            "39: \"Target\" needs the attribute \"link\""},
         WrongProject{"LinkOfAnotherKind",
                      "<VehicleInformation name='V'><Target kind='2' name='T' link='L'/>"
                      "</VehicleInformation>",
@@ -207,43 +208,46 @@ INSTANTIATE_TEST_SUITE_P(
         WrongProject{"KindTooLarge",
                      "<VehicleInformation name='V'><Target kind='2147483648' name='T'/>"
                      "</VehicleInformation>",
-                     "47: attribute 'kind' is '2147483648', expected a number from 0 to "
+                     "47: attribute \"kind\" is \"2147483648\", expected a number from 0 to "
                      "2147483647"},
         WrongProject{"Verdict", "<Procedure name='P'><Verdict result='ok'/></Procedure>",
-                     "39: attribute 'result' is 'ok', expected passed or failed"},
+                     "39: attribute \"result\" is \"ok\", expected passed or failed"},
         WrongProject{"EmptyRequest",
                      "<Procedure name='P'><Request link='L' send='' expect='*'/></Procedure>",
-                     "48: attribute 'send' is '', expected a text"},
+                     "48: attribute \"send\" is \"\", expected a text"},
         WrongProject{
             "Expectation",
             "<Procedure name='P'><Request link='L' send='22' expect='62 * 00'/></Procedure>",
-            "58: attribute 'expect' is '62 * 00', expected bytes such as '62 F1 90', "
-            "'\?\?' for any byte, '*' at the end for any rest"},
+            "58: attribute \"expect\" is \"62 * 00\", expected bytes such as \"62 F1 90\", "
+            "\"\?\?\" for any byte, \"*\" at the end for any rest"},
         WrongProject{"WaitTooLong",
                      "<Procedure name='P'><Wait milliseconds='86400001'/></Procedure>",
-                     "36: attribute 'milliseconds' is '86400001', expected a number from 0 to "
+                     "36: attribute \"milliseconds\" is \"86400001\", expected a number from 0 to "
                      "86400000"},
         WrongProject{"DataIdentifierTooLarge",
                      "<Identification><DataIdentifier id='0x10000' name='x'/></Identification>",
-                     "42: attribute 'id' is '0x10000', expected a number from 0 to 65535"},
+                     "42: attribute \"id\" is \"0x10000\", expected a number from 0 to 65535"},
         WrongProject{
             "EvenSecurityLevel",
             "<Unlock name='U' link='L'><Parameter name='p' level='2' keyMask='1'/></Unlock>",
-            "56: attribute 'level' is '2', expected an odd security level"},
+            "56: attribute \"level\" is \"2\", expected an odd security level"},
         WrongProject{
             "KeyMaskTooLarge",
             "<Unlock name='U' link='L'><Parameter name='p' keyMask='0x100000000'/></Unlock>",
-            "56: attribute 'keyMask' is '0x100000000', expected a number from 0 to "
+            "56: attribute \"keyMask\" is \"0x100000000\", expected a number from 0 to "
             "4294967295"},
-        WrongProject{"SessionFileInAnotherFolder",
-                     "<FlashItem name='F' target='T' keyMask='1'>"
-                     "<Session name='S' file='../a' address='0'/></FlashItem>",
-                     "71: attribute 'file' is '../a', expected the name of a file in the folder "
-                     "flashdata"},
-        WrongProject{"DtcTooLarge", "<DtcText code='0x1000000' text='x'/>",
-                     "19: attribute 'code' is '0x1000000', expected '0x' and 6 hexadecimal digits"},
-        WrongProject{"DtcOfTwoBytes", "<DtcText code='0x0301' text='x'/>",
-                     "19: attribute 'code' is '0x0301', expected '0x' and 6 hexadecimal digits"}),
+        WrongProject{
+            "SessionFileInAnotherFolder",
+            "<FlashItem name='F' target='T' keyMask='1'>"
+            "<Session name='S' file='../a' address='0'/></FlashItem>",
+            "71: attribute \"file\" is \"../a\", expected the name of a file in the folder "
+            "flashdata"},
+        WrongProject{
+            "DtcTooLarge", "<DtcText code='0x1000000' text='x'/>",
+            "19: attribute \"code\" is \"0x1000000\", expected \"0x\" and 6 hexadecimal digits"},
+        WrongProject{
+            "DtcOfTwoBytes", "<DtcText code='0x0301' text='x'/>",
+            "19: attribute \"code\" is \"0x0301\", expected \"0x\" and 6 hexadecimal digits"}),
     [](const auto& test) { return test.param.subject; });
 
 INSTANTIATE_TEST_SUITE_P(
@@ -251,19 +255,21 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         WrongProject{"UnknownProcedure",
                      "<VehicleInformation name='V'><Procedure name='P'/></VehicleInformation>",
-                     "50: attribute 'name' is 'P', expected the name of a procedure of this "
+                     "50: attribute \"name\" is \"P\", expected the name of a procedure of this "
                      "project"},
-        WrongProject{"UnknownFlashTarget", "<FlashItem name='F' target='T' keyMask='1'/>",
-                     "30: attribute 'target' is 'T', expected the name of a target of kind 1 of "
-                     "this project"},
-        WrongProject{"FlashTargetOfAnotherKind",
-                     "<FlashItem name='F' target='T' keyMask='1'/><VehicleInformation name='V'>"
-                     "<Target kind='2' name='T'/></VehicleInformation>",
-                     "30: attribute 'target' is 'T', expected the name of a target of kind 1 of "
-                     "this project"}),
+        WrongProject{
+            "UnknownFlashTarget", "<FlashItem name='F' target='T' keyMask='1'/>",
+            "30: attribute \"target\" is \"T\", expected the name of a target of kind 1 of "
+            "this project"},
+        WrongProject{
+            "FlashTargetOfAnotherKind",
+            "<FlashItem name='F' target='T' keyMask='1'/><VehicleInformation name='V'>"
+            "<Target kind='2' name='T'/></VehicleInformation>",
+            "30: attribute \"target\" is \"T\", expected the name of a target of kind 1 of "
+            "this project"}),
     [](const auto& test) { return test.param.subject; });
 
-#define TWICE(value) "attribute 'name' is '" value "', expected a value that stands only once"
+#define TWICE(value) "attribute \"name\" is \"" value "\", expected a value that stands only once"
 
 INSTANTIATE_TEST_SUITE_P(
     Repetitions, WrongProjectXml,
@@ -287,14 +293,14 @@ INSTANTIATE_TEST_SUITE_P(
         WrongProject{"DataIdentifier",
                      "<Identification><DataIdentifier id='16' name='x'/>"
                      "<DataIdentifier id='0x10' name='y'/></Identification>",
-                     "76: attribute 'id' is '0x10', expected a value that stands only once"},
+                     "76: attribute \"id\" is \"0x10\", expected a value that stands only once"},
         WrongProject{"UnlockParameter",
                      "<Unlock name='U' link='L'><Parameter name='p' keyMask='1'/>"
                      "<Parameter name='p' keyMask='1'/></Unlock>",
                      "80: " TWICE("p")},
-        WrongProject{"DtcCode",
-                     "<DtcText code='0x000001' text='x'/><DtcText code='0x000001' text='y'/>",
-                     "54: attribute 'code' is '0x000001', expected a value that stands only once"}),
+        WrongProject{
+            "DtcCode", "<DtcText code='0x000001' text='x'/><DtcText code='0x000001' text='y'/>",
+            "54: attribute \"code\" is \"0x000001\", expected a value that stands only once"}),
     [](const auto& test) { return test.param.subject; });
 
 #undef TWICE

@@ -87,7 +87,7 @@ TEST_F(ProjectStore, DoesNotLoadAProjectByANameThatNoListHas) {
     for (const wchar_t* const name : {L"car_demo...", L"car_demo.", L"car_demo ", L"car_demo:x"}) {
         EXPECT_THAT(
             messageOf([&] { (void)loadProject(folder.path(), name); }, ErrorCode::UnknownProject),
-            HasSubstr("There is no project"));
+            HasSubstr("there is no project"));
     }
 }
 
@@ -98,7 +98,7 @@ TEST_F(ProjectStore, ComparesNamesAsTheFileSystemDoesAndGivesTheNameOfTheList) {
         EXPECT_EQ(load()->name, L"car_demo");
     } else {
         EXPECT_THAT(messageOf([&] { (void)load(); }, ErrorCode::UnknownProject),
-                    HasSubstr("There is no project 'CAR_demo'"));
+                    HasSubstr("there is no project \"CAR_demo\""));
     }
 }
 
@@ -106,13 +106,13 @@ TEST_F(ProjectStore, NamesTheFileOfAWrongProject) {
     addProject("broken", "<Project>\n<Foo/></Project>");
 
     EXPECT_THAT(messageOf([&] { (void)loadProject(folder.path(), L"broken"); }),
-                HasSubstr("project.xml:2:1: unknown element 'Foo'"));
+                HasSubstr("project.xml:2:1: unknown element \"Foo\""));
 }
 
 TEST_F(ProjectStore, NamesAnUnknownProjectAndItsFolder) {
     EXPECT_EQ(
         messageOf([&] { (void)loadProject(folder.path(), L"none"); }, ErrorCode::UnknownProject),
-        "There is no project 'none' in " + folder.path().string());
+        "there is no project \"none\" in " + folder.path().string());
 }
 
 class ProjectNameThatLeavesTheFolder : public ProjectStore,

@@ -162,7 +162,7 @@ TEST_F(WrittenVehicleReport, FailsWithPathAndCauseWhenTheFolderCannotBeMade) {
     } catch (const KelApiException& exception) {
         EXPECT_EQ(exception.code(), static_cast<std::int32_t>(ErrorCode::Report));
         EXPECT_EQ(exception.message(),
-                  L"The vehicle report cannot be written to \"" +
+                  L"the vehicle report cannot be written to \"" +
                       Platform::fromPath(folder / "reports") + L"\": " +
                       Platform::errorText(make_error_code(std::errc::not_a_directory)));
     }

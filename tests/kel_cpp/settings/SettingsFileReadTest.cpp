@@ -255,92 +255,92 @@ INSTANTIATE_TEST_SUITE_P(
     SettingsFile, WrongKelServerXml,
     testing::Values(
         WrongSetting{"Malformed", "<KelServer>\n  <Paths>\n</KelServer>",
-                     "3:3: malformed XML: mismatched tag '</KelServer>', expected '</Paths>'"},
+                     "3:3: malformed XML: mismatched tag \"</KelServer>\", expected \"</Paths>\""},
         WrongSetting{"Empty", "", "1:1: malformed XML: no element found"},
-        WrongSetting{"OtherRoot", "<Server/>", "1:1: root element 'Server', expected 'KelServer'"},
+        WrongSetting{"OtherRoot", "<Server/>",
+                     "1:1: root element \"Server\", expected \"KelServer\""},
         WrongSetting{"UnknownElement", "<KelServer>\n <Foo/></KelServer>",
-                     "2:2: unknown element 'Foo' in 'KelServer', expected: ServerAddresses, "
+                     "2:2: unknown element \"Foo\" in \"KelServer\", expected: ServerAddresses, "
                      "BrokerUrl, BrokerUrlFile, StartSequence, F1Sequence, F2Sequence, Paths, "
                      "Tracing, Interfaces, Vehicle, SovdServer, Clients, Access"},
         WrongSetting{"UnknownAttribute", "<KelServer a='1'/>",
-                     "1:12: unknown attribute 'a' of 'KelServer', expected: none"},
+                     "1:12: unknown attribute \"a\" of \"KelServer\", expected: none"},
         WrongSetting{"TextBetweenSections", "<KelServer>\n\n x <Paths/></KelServer>",
-                     "3:2: text 'x' in 'KelServer', expected no text"},
+                     "3:2: text \"x\" in \"KelServer\", expected no text"},
         WrongSetting{"RepeatedSection", "<KelServer><Paths/>\n<Vehicle/><Paths/></KelServer>",
-                     "2:11: element 'Paths' stands twice"},
+                     "2:11: element \"Paths\" stands twice"},
         WrongSetting{"RepeatedText", "<KelServer><Paths><Data/><Data/></Paths></KelServer>",
-                     "1:26: element 'Data' stands twice"},
-        WrongSetting{"UnknownPath", "<KelServer><Paths><Foo/></Paths></KelServer>",
-                     "1:19: unknown element 'Foo' in 'Paths', expected: Projects, Traces, Reports, "
-                     "Data"},
+                     "1:26: element \"Data\" stands twice"},
+        WrongSetting{
+            "UnknownPath", "<KelServer><Paths><Foo/></Paths></KelServer>",
+            "1:19: unknown element \"Foo\" in \"Paths\", expected: Projects, Traces, Reports, "
+            "Data"},
         WrongSetting{"AttributeOfText", "<KelServer><Vehicle a='1'/></KelServer>",
-                     "1:21: unknown attribute 'a' of 'Vehicle', expected: none"},
+                     "1:21: unknown attribute \"a\" of \"Vehicle\", expected: none"},
         WrongSetting{"ElementInText", "<KelServer><Vehicle><a/></Vehicle></KelServer>",
-                     "1:21: unknown element 'a' in 'Vehicle', expected: none"},
+                     "1:21: unknown element \"a\" in \"Vehicle\", expected: none"},
         WrongSetting{"MissingAddress",
                      "<KelServer><ServerAddresses>\n<ServerAddress><Port>1</Port></ServerAddress>"
                      "</ServerAddresses></KelServer>",
-                     "2:1: 'ServerAddress' needs an 'IpAddress' with an address"},
+                     "2:1: \"ServerAddress\" needs an \"IpAddress\" with an address"},
         WrongSetting{"PortZero",
                      "<KelServer><ServerAddresses><ServerAddress><IpAddress>x</IpAddress>\n"
                      "<Port>0</Port></ServerAddress></ServerAddresses></KelServer>",
-                     "2:1: 'Port' is '0', expected a number from 1 to 65535"},
+                     "2:1: \"Port\" is \"0\", expected a number from 1 to 65535"},
         WrongSetting{"PortTooLarge",
                      "<KelServer><ServerAddresses><ServerAddress><IpAddress>x</IpAddress>\n"
                      "<Port>65536</Port></ServerAddress></ServerAddresses></KelServer>",
-                     "2:1: 'Port' is '65536', expected a number from 1 to 65535"},
+                     "2:1: \"Port\" is \"65536\", expected a number from 1 to 65535"},
         WrongSetting{"EmptyPort",
                      "<KelServer><ServerAddresses><ServerAddress><IpAddress>x</IpAddress>\n"
                      "<Port/></ServerAddress></ServerAddresses></KelServer>",
-                     "2:1: 'Port' is '', expected a number from 1 to 65535"},
+                     "2:1: \"Port\" is \"\", expected a number from 1 to 65535"},
         WrongSetting{"SovdPort", "<KelServer><SovdServer port='0'/></KelServer>",
-                     "1:24: attribute 'port' is '0', expected a number from 1 to 65535"},
+                     "1:24: attribute \"port\" is \"0\", expected a number from 1 to 65535"},
         WrongSetting{"NoClients", "<KelServer><Clients max='0'/></KelServer>",
-                     "1:21: attribute 'max' is '0', expected a number from 1 to 10000"},
+                     "1:21: attribute \"max\" is \"0\", expected a number from 1 to 10000"},
         WrongSetting{"TooManyClients", "<KelServer><Clients max='10001'/></KelServer>",
-                     "1:21: attribute 'max' is '10001', expected a number from 1 to 10000"},
+                     "1:21: attribute \"max\" is \"10001\", expected a number from 1 to 10000"},
         WrongSetting{"ShortMessages", "<KelServer><Clients messageBytes='1023'/></KelServer>",
-                     "1:21: attribute 'messageBytes' is '1023', expected a number from 1024 to "
+                     "1:21: attribute \"messageBytes\" is \"1023\", expected a number from 1024 to "
                      "16777216"},
-        WrongSetting{"LongMessages", "<KelServer><Clients messageBytes='16777217'/></KelServer>",
-                     "1:21: attribute 'messageBytes' is '16777217', expected a number from 1024 to "
-                     "16777216"},
+        WrongSetting{
+            "LongMessages", "<KelServer><Clients messageBytes='16777217'/></KelServer>",
+            "1:21: attribute \"messageBytes\" is \"16777217\", expected a number from 1024 to "
+            "16777216"},
         WrongSetting{"NoIdleTime", "<KelServer><Clients idleSeconds='0'/></KelServer>",
-                     "1:21: attribute 'idleSeconds' is '0', expected a number from 1 to 86400"},
+                     "1:21: attribute \"idleSeconds\" is \"0\", expected a number from 1 to 86400"},
         WrongSetting{"LongIdleTime", "<KelServer><Clients idleSeconds='86401'/></KelServer>",
-                     "1:21: attribute 'idleSeconds' is '86401', expected a number from 1 to "
+                     "1:21: attribute \"idleSeconds\" is \"86401\", expected a number from 1 to "
                      "86400"},
-        WrongSetting{"NoUnsentTexts", "<KelServer><Clients unsentTexts='9'/></KelServer>",
-                     "1:21: attribute 'unsentTexts' is '9', expected a number from 10 to 100000"},
+        WrongSetting{
+            "NoUnsentTexts", "<KelServer><Clients unsentTexts='9'/></KelServer>",
+            "1:21: attribute \"unsentTexts\" is \"9\", expected a number from 10 to 100000"},
         WrongSetting{"ManyUnsentTexts", "<KelServer><Clients unsentTexts='100001'/></KelServer>",
-                     "1:21: attribute 'unsentTexts' is '100001', expected a number from 10 to "
+                     "1:21: attribute \"unsentTexts\" is \"100001\", expected a number from 10 to "
                      "100000"},
         WrongSetting{"NoTokenFile", "<KelServer><Access/></KelServer>",
-                     "1:12: 'Access' needs the attribute 'tokenFile'"},
+                     "1:12: \"Access\" needs the attribute \"tokenFile\""},
         WrongSetting{"TracingFlag", "<KelServer><Tracing enabled='on'/></KelServer>",
-                     "1:21: attribute 'enabled' is 'on', expected true or false"},
+                     "1:21: attribute \"enabled\" is \"on\", expected true or false"},
         WrongSetting{"TracingLevel", "<KelServer><Tracing level='4'/></KelServer>",
-                     "1:21: attribute 'level' is '4', expected a number from 0 to 3"},
+                     "1:21: attribute \"level\" is \"4\", expected a number from 0 to 3"},
         WrongSetting{"TracingText", "<KelServer><Tracing>x</Tracing></KelServer>",
-                     "1:21: text 'x' in 'Tracing', expected no text"},
+                     "1:21: text \"x\" in \"Tracing\", expected no text"},
         WrongSetting{"GroupWithoutName", "<KelServer><Interfaces><Group/></Interfaces></KelServer>",
-                     "1:24: 'Group' needs the attribute 'name'"},
+                     "1:24: \"Group\" needs the attribute \"name\""},
         WrongSetting{"InterfaceWithoutName",
                      "<KelServer><Interfaces><Group name='g'><Interface enabled='true'/></Group>"
                      "</Interfaces></KelServer>",
-                     "1:40: 'Interface' needs the attribute 'name'"},
-        WrongSetting{"ParameterOfTheSimulation",
-                     "<KelServer><Interfaces><Group name='g'><Interface name='Simulation' "
-                     "enabeld='true'/></Group></Interfaces></KelServer>",
-                     "unknown attribute"},
+                     "1:40: \"Interface\" needs the attribute \"name\""},
         WrongSetting{
             "InterfaceWithContent",
             "<KelServer><Interfaces><Group name='g'><Interface name='x'><Host/></Interface>"
             "</Group></Interfaces></KelServer>",
-            "unexpected element 'Host' in 'Interface'"},
+            "unexpected element \"Host\" in \"Interface\""},
         WrongSetting{"InterfaceOutsideGroup",
                      "<KelServer><Interfaces><Interface name='x'/></Interfaces></KelServer>",
-                     "1:24: unknown element 'Interface' in 'Interfaces', expected: Group"}),
+                     "1:24: unknown element \"Interface\" in \"Interfaces\", expected: Group"}),
     [](const auto& test) { return test.param.subject; });
 
 } // namespace

@@ -253,7 +253,7 @@ TEST_F(WritingKelServerXml, RefusesValuesThatItCouldNotReadBack) {
     ServerSettings control;
     control.brokerUrl = L"a\u0007b";
 
-    EXPECT_THAT(messageOf([&] { file.writeInterfaces(nameless); }), HasSubstr("'name'"));
+    EXPECT_THAT(messageOf([&] { file.writeInterfaces(nameless); }), HasSubstr("\"name\""));
     EXPECT_THAT(messageOf([&] { file.writeServerSettings(control); }),
                 HasSubstr("control character"));
     EXPECT_EQ(written(), "<KelServer/>");

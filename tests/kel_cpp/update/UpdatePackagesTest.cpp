@@ -1,6 +1,8 @@
 #include "kel_cpp/update/UpdatePackages.hpp"
 
+#include <iomanip>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -11,8 +13,11 @@
 #include "kel_cpp/base/RuntimeError.hpp"
 #include "platform/FileActions.hpp"
 #include "platform/FileNames.hpp"
+#include "platform/Sha256.hpp"
 #include "platform/TextEncoding.hpp"
+#include "platform/UnfinishedFiles.hpp"
 #include "tests/kel_cpp/update/ZipFiles.hpp"
+#include "tests/support/KilledWriter.hpp"
 #include "tests/support/NumberedCause.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/support/TestPaths.hpp"
@@ -52,6 +57,14 @@ protected:
             names.push_back(entry.path().filename().string());
         }
         return names;
+    }
+
+    static std::wstring sha256Of(const std::string& content) {
+        std::wostringstream digits;
+        for (const unsigned byte : Platform::sha256(content)) {
+            digits << std::hex << std::setw(2) << std::setfill(L'0') << byte;
+        }
+        return digits.str();
     }
 
     Quarlen::Tests::TemporaryFolder folder;
@@ -94,7 +107,7 @@ TEST_F(UpdatePackages, FillTheirRecords) {
     EXPECT_EQ(info->stagedPath, Platform::fromPath(staging / "Patch_01.zip"));
     EXPECT_EQ(info->size, fs::file_size(source));
     EXPECT_EQ(info->state, L"Staged");
-    EXPECT_EQ(info->message, L"2 entries");
+    EXPECT_EQ(info->message, L"2 entries, SHA-256 " + sha256Of(folder.read("Update/Patch_01.zip")));
     EXPECT_EQ(info->version, L"");
 }
 
@@ -187,12 +200,13 @@ TEST_F(UpdatePackages, AreRefusedWithNameAndCause) {
     folder.write("Update/text.zip", "no archive");
     fs::create_directory(updates / "folder.zip");
 
-    const std::wstring where = Platform::fromPath(fs::path("Update") / "");
-    EXPECT_THAT(messageFor(L"none.zip"),
-                EndsWith(where + L"none.zip: there is no regular file of this name"));
-    EXPECT_THAT(messageFor(L"folder.zip"),
-                EndsWith(where + L"folder.zip: there is no regular file of this name"));
-    EXPECT_THAT(messageFor(L"text.zip"), HasSubstr(where + L"text.zip: not a readable archive: "));
+    const std::wstring start = L"update package \"" + Platform::fromPath(updates) + L"/";
+    EXPECT_EQ(messageFor(L"none.zip"),
+              start + L"none.zip\": there is no regular file of this name");
+    EXPECT_EQ(messageFor(L"folder.zip"),
+              start + L"folder.zip\": there is no regular file of this name");
+    EXPECT_THAT(messageFor(L"text.zip"),
+                StartsWith(start + L"text.zip\": not a readable archive: "));
     EXPECT_THAT(messageFor(std::wstring(L"a.zip\0b", 7)),
                 EndsWith(L": its path contains a null character"));
     EXPECT_THAT(messageFor(L"a\xDC80.zip"), EndsWith(L": its path is not valid Unicode text"));
@@ -244,6 +258,19 @@ TEST_F(UpdatePackages, AreTakenByTheirOwnNamesOnly) {
     EXPECT_THAT(stagedNames(), IsEmpty());
 }
 
+TEST_F(UpdatePackages, KeepTheirContentsWhateverTheirNamesEndIn) {
+    writeZip(updates / "x.zip", {"a"});
+    writeZip(updates / "x.zip.partial", {"b", "c"});
+    stage({package(L"x.zip.partial")});
+
+    stage({package(L"x.zip"), package(L"x.zip.partial")});
+    stage({package(L"x.zip")});
+
+    EXPECT_THAT(stagedNames(), UnorderedElementsAre("x.zip", "x.zip.partial"));
+    EXPECT_EQ(folder.read("data/staging/x.zip"), folder.read("Update/x.zip"));
+    EXPECT_EQ(folder.read("data/staging/x.zip.partial"), folder.read("Update/x.zip.partial"));
+}
+
 TEST_F(UpdatePackages, LeaveNothingBehindWhenStagingFails) {
     writeZip(updates / "a.zip", {"a"});
     writeZip(updates / "b.zip", {"b"});
@@ -252,10 +279,54 @@ TEST_F(UpdatePackages, LeaveNothingBehindWhenStagingFails) {
 
     const std::wstring message = messageOf([&] { stage({package(L"a.zip"), package(L"b.zip")}); });
 
-    EXPECT_THAT(message, testing::AllOf(StartsWith(L"cannot stage update packages in " +
-                                                   Platform::fromPath(staging) + L": "),
+    EXPECT_THAT(message, testing::AllOf(HasSubstr(L"b.zip\": it cannot be staged in \"" +
+                                                  Platform::fromPath(staging) + L"\": "),
                                         Quarlen::Tests::EndsWithANumber()));
     EXPECT_THAT(stagedNames(), ElementsAre("b.zip"));
+}
+
+TEST_F(UpdatePackages, ThatAreDamagedAreNotStaged) {
+    writeZip(updates / "a.zip", {"a"});
+    writeZip(updates / "b.zip", {"content"});
+    std::string bytes = folder.read("Update/b.zip");
+    bytes.replace(bytes.find("contentcontent") + 7, 1, "C");
+    folder.write("Update/b.zip", bytes);
+
+    const std::wstring message = messageOf([&] { stage({package(L"a.zip"), package(L"b.zip")}); });
+
+    EXPECT_THAT(message, EndsWith(L"/b.zip\": entry \"content\" cannot be read: CRC error"));
+    EXPECT_THAT(stagedNames(), IsEmpty());
+}
+
+TEST_F(UpdatePackages, CannotHaveTheNamesOfUnfinishedFiles) {
+    const auto name = Platform::UnfinishedFile("a.zip").partial;
+    writeZip(updates / name, {"a"});
+
+    EXPECT_THAT(messageFor(Platform::fromPath(name)),
+                EndsWith(L": only unfinished files have such a name"));
+}
+
+TEST_F(UpdatePackages, OfAKilledProcessAreCleanedUp) {
+    writeZip(updates / "a.zip", {"a"});
+    const auto left =
+        Quarlen::Tests::ofAKilledProcess(Platform::UnfinishedFile(staging / "a.zip").partial);
+    folder.write("data/staging/" + left.filename().string(), "half");
+
+    stage({package(L"a.zip")});
+
+    EXPECT_THAT(stagedNames(), ElementsAre("a.zip"));
+}
+
+TEST_F(UpdatePackages, AreTracedWithTheirHash) {
+    writeZip(updates / "a.zip", {"a"});
+    const auto info = package(L"a.zip");
+    const Quarlen::Tests::TraceCapture traces;
+
+    stage({info});
+
+    ASSERT_EQ(traces.lines().size(), 1U);
+    EXPECT_EQ(traces.lines()[0].text,
+              L"update package \"" + info->packagePath + L"\" is staged: " + info->message);
 }
 
 TEST_F(UpdatePackages, AreStagedByTwoThreadsAtOnce) {
@@ -311,10 +382,25 @@ TEST_F(UpdatePackages, ThatCannotBeReadAreDescribedByTheirNameAndCauseBesideTheG
     ASSERT_EQ(descriptions.size(), 3U);
     EXPECT_EQ(descriptions[0]->packagePath, Platform::fromPath(broken));
     EXPECT_THAT(descriptions[0]->entries, IsEmpty());
-    EXPECT_THAT(descriptions[0]->message, StartsWith(Platform::fromPath(broken) + L": "));
+    EXPECT_THAT(descriptions[0]->message,
+                StartsWith(L"update package \"" + Platform::fromPath(broken) + L"\": "));
     EXPECT_THAT(descriptions[1]->message, EndsWith(L": its path contains a null character"));
     EXPECT_THAT(descriptions[2]->entries, ElementsAre(L"a"));
     EXPECT_EQ(descriptions[2]->message, L"");
+}
+
+TEST_F(UpdatePackages, ThatAreDamagedAreDescribedByTheirCauseAlone) {
+    const auto file = writeZip(updates / "a.zip", {"content"});
+    std::string bytes = folder.read("Update/a.zip");
+    bytes.replace(bytes.find("contentcontent") + 7, 1, "C");
+    folder.write("Update/a.zip", bytes);
+    RecordList<UpdateDescription> descriptions;
+
+    describeUpdatePackages({Platform::fromPath(file)}, descriptions);
+
+    EXPECT_THAT(descriptions[0]->message,
+                EndsWith(L"\": entry \"content\" cannot be read: CRC error"));
+    EXPECT_THAT(descriptions[0]->entries, IsEmpty());
 }
 
 TEST_F(UpdatePackages, ThatCannotBeReadAreTracedAsErrors) {
@@ -325,7 +411,8 @@ TEST_F(UpdatePackages, ThatCannotBeReadAreTracedAsErrors) {
 
     ASSERT_EQ(traces.lines().size(), 1U);
     EXPECT_EQ(traces.lines()[0].level, StdUtil::TraceLevel::Error);
-    EXPECT_EQ(traces.lines()[0].text, L"none.zip: there is no regular file of this name");
+    EXPECT_EQ(traces.lines()[0].text,
+              L"update package \"none.zip\": there is no regular file of this name");
 }
 
 } // namespace

@@ -30,6 +30,18 @@ inline std::filesystem::path writeZip(const std::filesystem::path& file,
     return file;
 }
 
+/// Writes an archive with one entry, "a", packed as small as can be.
+inline std::filesystem::path writeDeflatedZip(const std::filesystem::path& file,
+                                              const std::string& content) {
+    zip_t* archive = zip_open(file.string().c_str(), ZIP_CREATE | ZIP_TRUNCATE, nullptr);
+    zip_source_t* source = zip_source_buffer(archive, content.data(), content.size(), 0);
+    zip_file_add(archive, "a", source, ZIP_FL_ENC_UTF_8);
+    if (zip_close(archive) != 0) {
+        throw std::runtime_error("cannot write " + file.string());
+    }
+    return file;
+}
+
 template <class Function>
 std::wstring messageOf(Function function) {
     try {

@@ -36,7 +36,7 @@ class Loading(InAConfiguration):
         self.expect_script(script('<SelectAction autoConnect="TRUE"/>', SELECT,
                                   held(UNLOCK.format("UnlockGateway", "level1") * 2)),
                            ("does-not-load", "error", 2, 1), ("does-not-load", "error", 4, 64),
-                           saying="'autoConnect' must be true or false, not 'TRUE'")
+                           saying="\"autoConnect\" must be true or false, not \"TRUE\"")
 
     def test_a_missing_file_and_a_folder_are_found_and_the_others_are_checked(self):
         good = self.write(script(SELECT))
@@ -61,7 +61,7 @@ class Schema(InAConfiguration):
     def test_unknown_elements_are_found_where_they_stand(self):
         self.expect_script(script("<SelectActoin/>", SELECT, quicktest("<Service>x</Service>")),
                            ("unknown-element", "error", 2, 1), ("unknown-element", "error", 4, 18),
-                           saying="'SelectActoin' is passed over here; expected 'SelectAction'")
+                           saying="\"SelectActoin\" is passed over here; expected \"SelectAction\"")
 
     def test_inside_an_unknown_element_nothing_more_is_told(self):
         self.expect_script(script(SELECT, '<Foo><Bar/><Item a="b"/></Foo>'),
@@ -69,7 +69,7 @@ class Schema(InAConfiguration):
 
     def test_an_unknown_attribute_is_found(self):
         self.expect_script(script(SELECT, execute(more=' Enabled="0"')),
-                           ("unknown-attribute", "error", 3, 1), saying="expected 'enabled'")
+                           ("unknown-attribute", "error", 3, 1), saying="expected \"enabled\"")
 
     def test_text_between_elements_is_found(self):
         self.expect_script(script(SELECT, "text", flashing("<Item>ENGINE</Item>", "and")),
@@ -87,7 +87,7 @@ class Schema(InAConfiguration):
         self.expect_script(script(SELECT, quicktest("<DtcStatus>confirmed</DtcStatus>", report)),
                            ("unknown-text", "error", 3, 18), ("unknown-text", "error", 3, 50),
                            ("unknown-text", "error", 3, 77),
-                           saying="'confirmed' is not a status of a fault; expected 'Confirmed'; "
+                           saying="\"confirmed\" is not a status of a fault; expected \"Confirmed\"; "
                                   "it sets every bit")
 
     def test_an_empty_type_is_one_of_them_and_no_type_is_not(self):
@@ -127,7 +127,7 @@ class Actions(InAConfiguration):
     def test_an_item_to_test_that_is_missing_does_not_end_it(self):
         self.expect_script(script(SELECT, quicktest("<Item>ENGIN</Item>"), execute()),
                            ("missing-target", "error", 3, 18),
-                           saying="has no control unit 'ENGIN'; expected 'ENGINE'")
+                           saying="has no control unit \"ENGIN\"; expected \"ENGINE\"")
 
     def test_flashing_without_items_does_nothing(self):
         self.expect_script(script(SELECT, flashing()), ("does-nothing", "warning", 3, 1))
@@ -184,7 +184,7 @@ class Actions(InAConfiguration):
     def test_a_service_that_the_runtime_does_not_carry_out_is_found(self):
         report = "<VehicleReport><Service>IdentValues</Service><Service>ClearErrors</Service></VehicleReport>"
         self.expect_script(script(SELECT, quicktest(report)), ("unavailable-service", "warning", 3, 63),
-                           saying="'ClearErrors'")
+                           saying="\"ClearErrors\"")
 
     def test_a_name_without_a_report_is_found(self):
         self.expect_script(script(SELECT, quicktest(name=' reportName="R"')), ("no-report", "warning", 3, 1))
@@ -194,7 +194,7 @@ class Actions(InAConfiguration):
 class References(InAConfiguration):
     def test_a_project_is_found_by_its_name(self):
         self.expect_script(script(SELECT.replace("0042", "0043")), ("missing-project", "error", 2, 1),
-                           saying="expected 'Car_DEMO0000000042'")
+                           saying="expected \"Car_DEMO0000000042\"")
 
     def test_a_project_whose_file_is_refused_cannot_be_selected(self):
         self.edit("projects/Car_DEMO0000000042/project.xml", "<Project ", "<Projekt ")
@@ -203,7 +203,7 @@ class References(InAConfiguration):
     def test_a_vehicle_information_is_found(self):
         self.expect_script(script(SELECT.replace("VIT_A", "VIT_C")),
                            ("missing-vehicle-information", "error", 2, 1),
-                           saying="'VIT_C'; expected 'VIT_A'")
+                           saying="\"VIT_C\"; expected \"VIT_A\"")
 
     def test_one_has_to_be_named_even_where_no_folder_is_known(self):
         self.expect_script(script('<SelectAction project="P"/>', execute()),
@@ -213,7 +213,7 @@ class References(InAConfiguration):
     def test_auto_select_needs_its_project(self):
         shutil.rmtree(self.config / "projects" / "VIN_Reader")
         self.expect_script(script(AUTO.format("VIT_A")), ("missing-project", "error", 2, 1),
-                           saying="AUTO_SELECT needs the project 'VIN_Reader'")
+                           saying="AUTO_SELECT needs the project \"VIN_Reader\"")
 
     def test_auto_select_needs_the_vehicle_information_and_the_link_of_its_project(self):
         self.edit("projects/VIN_Reader/project.xml", "UDS_CAN_D", "UDS_CAN_X")
@@ -245,7 +245,7 @@ class References(InAConfiguration):
         self.another_project()
         self.edit("projects/Car_DEMO0000000043/project.xml", "<Project ", "<Projekt ")
         self.expect_script(script(AUTO.format("VIT_A")), ("missing-project", "warning", 2, 1),
-                           saying="AUTO_SELECT may find the project 'Car_DEMO0000000043': ")
+                           saying="AUTO_SELECT may find the project \"Car_DEMO0000000043\": ")
 
     def another_project(self):
         projects = self.config / "projects"
@@ -263,7 +263,7 @@ class References(InAConfiguration):
         self.expect_script(script(AUTO.format("VIT_A"), quicktest("<Item>GEARBAX</Item>")),
                            ("missing-target", "error", 3, 18),
                            saying="none of the projects that AUTO_SELECT can find has a control unit "
-                                  "'GEARBAX'; expected 'GEARBOX'")
+                                  "\"GEARBAX\"; expected \"GEARBOX\"")
 
     def test_a_target_of_a_filter_may_be_of_any_kind(self):
         self.expect_script(script(SELECT, quicktest('<Target name="CHASIS" enabled="0"/>')),
@@ -274,16 +274,16 @@ class References(InAConfiguration):
 
     def test_an_unlock_and_its_parameter_are_found(self):
         self.expect_script(script(SELECT, held(UNLOCK.format("UnlockGatewy", "level1"))),
-                           ("missing-unlock", "error", 3, 15), saying="expected 'UnlockGateway'")
+                           ("missing-unlock", "error", 3, 15), saying="expected \"UnlockGateway\"")
         self.expect_script(script(SELECT, quicktest(UNLOCK.format("UnlockGateway", "level"))),
-                           ("missing-unlock", "error", 3, 18), saying="expected 'level1'")
+                           ("missing-unlock", "error", 3, 18), saying="expected \"level1\"")
         self.expect_script(script(SELECT, flashing("<Item>ENGINE</Item>", UNLOCK.format("X", "level1"))),
                            ("missing-unlock", "error", 3, 36))
 
     def test_a_flash_item_is_found_and_ends_the_run(self):
         self.expect_script(script(SELECT, flashing("<Item>ENGINE</Item>", "<Item>BRAKES</Item>"), execute()),
                            ("missing-flash-item", "error", 3, 36), ("never-runs", "error", 4, 1),
-                           saying="'BRAKES'; expected ENGINE")
+                           saying="\"BRAKES\"; expected ENGINE")
 
     def test_targets_that_pass_are_flash_items(self):
         self.expect_script(script(SELECT, flashing('<Target name="GATEWAY"/>')),
@@ -293,21 +293,21 @@ class References(InAConfiguration):
     def test_of_targets_that_pass_the_control_unit_and_the_files_are_found(self):
         (self.config / "data" / "flashdata" / "engine_app.bin").unlink()
         self.expect_script(script(SELECT, flashing('<Target name="ENGINE"/>'), execute()),
-                           ("missing-flash-file", "error", 3, 1), saying="'ENGINE_APP' fails: 'engine_app.bin'")
+                           ("missing-flash-file", "error", 3, 1), saying="\"ENGINE_APP\" fails: \"engine_app.bin\"")
         self.edit("projects/Car_DEMO0000000042/project.xml", 'target="ENGINE" desc', 'target="BRAKES" desc')
         self.expect_script(script(SELECT.replace("VIT_A", "VIT_B"), flashing('<Target name="ENGINE"/>'), execute()),
                            ("missing-target", "error", 3, 1), ("never-runs", "error", 4, 1),
-                           saying="control unit for the flash item 'ENGINE'")
+                           saying="control unit for the flash item \"ENGINE\"")
 
     def test_behind_auto_select_a_flash_file_of_one_project_may_be_missing(self):
         self.another_project()
         self.edit("projects/Car_DEMO0000000043/project.xml", 'file="engine_app.bin"', 'file="other.bin"')
         text = script(AUTO.format("VIT_A"), flashing("<Item>ENGINE</Item>"))
         self.expect_script(text, ("missing-flash-file", "warning", 3, 17),
-                           saying="'ENGINE_APP' of the project 'Car_DEMO0000000043' fails: 'other.bin'")
+                           saying="\"ENGINE_APP\" of the project \"Car_DEMO0000000043\" fails: \"other.bin\"")
         (self.config / "data" / "flashdata" / "engine_data.bin").unlink()
         self.expect_script(text, *[("missing-flash-file", "error", 3, 17)] * 3,
-                           saying="of the project 'Car_DEMO0000000042' fails: 'engine_data.bin'")
+                           saying="of the project \"Car_DEMO0000000042\" fails: \"engine_data.bin\"")
 
     def test_the_control_unit_of_a_flash_item_is_found(self):
         self.edit("projects/Car_DEMO0000000042/project.xml", '<Target kind="1" name="BRAKES"',
@@ -320,7 +320,7 @@ class References(InAConfiguration):
     def test_a_flash_file_is_found(self):
         (self.config / "data" / "flashdata" / "engine_app.bin").unlink()
         self.expect_script(script(SELECT, flashing("<Item>ENGINE</Item>"), execute()),
-                           ("missing-flash-file", "error", 3, 17), saying="'ENGINE_APP' fails: 'engine_app.bin'")
+                           ("missing-flash-file", "error", 3, 17), saying="\"ENGINE_APP\" fails: \"engine_app.bin\"")
 
     def test_a_flash_file_of_another_size_or_checksum_is_found(self):
         data = self.config / "data" / "flashdata" / "engine_data.bin"
@@ -412,15 +412,15 @@ class Words(InAConfiguration):
     def test_of_findings_that_stand_alone(self):
         self.write("", "c.xml")
         for name, text, expected in (
-                ("b", "<Script/>", ["1:1: error: the root element is 'Script': a run of the file does nothing and "
+                ("b", "<Script/>", ["1:1: error: the root element is \"Script\": a run of the file does nothing and "
                                     "ends green; expected KelServerScript [no-script]"]),
                 ("c", "<KelServerScript/>",
-                 ["1:1: warning: a server that is started in HERE runs its file 'c.xml' instead; rename one of "
+                 ["1:1: warning: a server that is started in HERE runs its file \"c.xml\" instead; rename one of "
                   "them, or start the server in another folder [shadowed-script]",
                   "1:1: warning: the script has no action that does something: a run ends green at once "
                   "[no-action]"]),
                 ("d", "<KelServerScript>",
-                 ["1:18: error: the file ends too early, expected '</KelServerScript>'; the server runs nothing "
+                 ["1:18: error: the file ends too early, expected \"</KelServerScript>\"; the server runs nothing "
                   "of the script, and ends green [does-not-load]"])):
             file = self.write(text, f"config/KelServerScripts/{name}.xml")
             self.assertEqual(self.lines_of("script", "check", file)[:-1], [f"{file}:{line}" for line in expected])
@@ -439,8 +439,8 @@ class Formats(InAConfiguration):
 
     def test_text_has_a_line_for_each_and_their_number(self):
         first, second, third, summary = self.output()
-        self.assertEqual(first, f"{self.name}:3:1: error: the vehicle information 'VIT_A' has no procedure "
-                         "'50%,\u00e4:x'; expected Otx_ReadIdent, Otx_ClearFaults, Otx_Slow, Otx_Fail "
+        self.assertEqual(first, f"{self.name}:3:1: error: the vehicle information \"VIT_A\" has no procedure "
+                         "\"50%,\u00e4:x\"; expected Otx_ReadIdent, Otx_ClearFaults, Otx_Slow, Otx_Fail "
                          "[missing-procedure]")
         self.assertTrue(second.startswith(f"{self.name}:4:1: error: ") and second.endswith(" [never-runs]"))
         self.assertTrue(third.startswith(f"{self.name}:5:1: warning: "))
@@ -463,7 +463,7 @@ class Formats(InAConfiguration):
         self.assertEqual(first.split("::")[1],
                          "error file=config/KelServerScripts/a b%2C\u00e4.xml,line=3,col=1,"
                          "title=missing-procedure")
-        self.assertIn("has no procedure '50%25,\u00e4:x'; expected", first)
+        self.assertIn("has no procedure \"50%25,\u00e4:x\"; expected", first)
         self.assertTrue(third.startswith("::warning file="))
 
     def test_sarif_is_what_json_gives(self):

@@ -13,12 +13,12 @@ from kelctl_program import FINDINGS, IS_WINDOWS, KELCTL, command, kelctl
 
 
 WORDS_OF_SETTINGS = [
-    "2:1: error: there is no script 'Dmo.xml' in config/KelServerScripts; there is 'Demo.xml' [missing-script]",
-    "3:1: warning: a server that is started in HERE runs its file 'x.xml'; rename one of them, or start the "
+    "2:1: error: there is no script \"Dmo.xml\" in config/KelServerScripts; there is \"Demo.xml\" [missing-script]",
+    "3:1: warning: a server that is started in HERE runs its file \"x.xml\"; rename one of them, or start the "
     "server in another folder [shadowed-script]",
     "4:8: error: there is no folder config/none [missing-folder]",
     "4:33: error: config/vehicle.xml is no folder [missing-folder]",
-    "5:1: error: the runtime has no interface 'CAN': no vehicle can be connected while it is enabled; there is "
+    "5:1: error: the runtime has no interface \"CAN\": no vehicle can be connected while it is enabled; there is "
     "Simulation [unknown-interface]",
     "6:1: error: nobody on another machine can log in: config/tokens: the file cannot be read: CAUSE; "
     "kelctl token create makes one [token-file]"]
@@ -87,7 +87,7 @@ class Configuration(InAConfiguration):
     def test_a_sequence_needs_its_script(self):
         for number, element in enumerate(("StartSequence", "F1Sequence", "F2Sequence")):
             self.replace_settings(*[""] * number, f"<{element}>Dmo.xml</{element}>")
-            self.expect_config(("missing-script", "error", self.SETTINGS, 2 + number), saying="'Demo.xml'")
+            self.expect_config(("missing-script", "error", self.SETTINGS, 2 + number), saying="\"Demo.xml\"")
         self.replace_settings("<F2Sequence>Demo.xml</F2Sequence>")
         self.expect_config()
 
@@ -134,7 +134,7 @@ class Configuration(InAConfiguration):
         one = '<Interface name="{}" enabled="true"/>'
         frame = '<Interfaces><Group name="g">{}</Group></Interfaces>'
         self.replace_settings(frame.format(one.format("Simulation") + one.format("CAN")))
-        self.expect_config(("unknown-interface", "error", self.SETTINGS, 2), saying="'CAN'")
+        self.expect_config(("unknown-interface", "error", self.SETTINGS, 2), saying="\"CAN\"")
         self.replace_settings(frame.format(one.format("Simulation") * 2))
         self.expect_config(("several-interfaces", "warning", self.SETTINGS, 2))
 
@@ -197,12 +197,12 @@ class Configuration(InAConfiguration):
 
     def test_links_have_to_be_those_of_the_simulated_vehicle(self):
         self.edit("vehicle.xml", 'link="UDS_CAN_BRAKES"', 'link="BRAKES"')
-        self.expect_config(("missing-link", "warning", self.PROJECT, 6), saying="'UDS_CAN_BRAKES'")
+        self.expect_config(("missing-link", "warning", self.PROJECT, 6), saying="\"UDS_CAN_BRAKES\"")
 
     def test_links_of_procedures_too(self):
         self.edit("projects/Car_DEMO0000000042/project.xml",
                   '<Request link="UDS_CAN_D" send="14', '<Request link="UDS_CAN_E" send="14')
-        self.expect_config(("missing-link", "warning", self.PROJECT, 34), saying="'UDS_CAN_E'; it has 'UDS_CAN_D'")
+        self.expect_config(("missing-link", "warning", self.PROJECT, 34), saying="\"UDS_CAN_E\"; it has \"UDS_CAN_D\"")
 
     def test_flash_files_have_to_be_there_and_right(self):
         flash = self.config / "data" / "flashdata"
@@ -246,9 +246,9 @@ class Words(InAConfiguration):
         self.edit("vehicle.xml", 'link="UDS_CAN_BRAKES"', 'link="X"')
         (self.config / "data" / "flashdata" / "engine_app.bin").unlink()
         self.assertEqual(self.lines_of("config", "check", Configuration.PROJECT), [
-            f"{Configuration.PROJECT}:6:5: warning: the simulated vehicle has no logical link 'UDS_CAN_BRAKES'; "
+            f"{Configuration.PROJECT}:6:5: warning: the simulated vehicle has no logical link \"UDS_CAN_BRAKES\"; "
             "it has UDS_CAN_D, UDS_CAN_ENGINE, X [missing-link]",
-            f"{Configuration.PROJECT}:62:5: error: 'engine_app.bin': the file does not exist in "
+            f"{Configuration.PROJECT}:62:5: error: \"engine_app.bin\": the file does not exist in "
             "HERE/config/data/flashdata [missing-flash-file]",
             "1 error and 1 warning in 1 file"])
 

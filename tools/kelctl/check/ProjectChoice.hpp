@@ -33,7 +33,7 @@ public:
     /// Without repetitions.
     [[nodiscard]] std::vector<std::wstring>
     names(const std::function<std::vector<std::wstring>(const SelectedProject&)>& of) const;
-    /// "the project 'X'" or "none of the projects that AUTO_SELECT can find", for a sentence about
+    /// `the project "X"` or `none of the projects that AUTO_SELECT can find`, for a sentence about
     /// what is missing.
     [[nodiscard]] std::wstring missing(const std::wstring& what) const;
     [[nodiscard]] std::wstring missingInInformation(const std::wstring& what) const;

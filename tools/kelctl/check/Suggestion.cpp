@@ -49,7 +49,7 @@ std::wstring nearest(std::wstring_view wanted, const std::vector<std::wstring>& 
 
 std::wstring alternativesTo(std::wstring_view wanted, const std::vector<std::wstring>& names) {
     if (const std::wstring best = nearest(wanted, names); !best.empty()) {
-        return L"'" + best + L"'";
+        return L"\"" + best + L"\"";
     }
     std::wstring list;
     for (std::size_t i = 0; i < std::min(names.size(), shownNames); ++i) {
