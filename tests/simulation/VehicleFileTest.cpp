@@ -257,7 +257,7 @@ INSTANTIATE_TEST_SUITE_P(
                 L"60000"},
         Mistake{VEHICLE("<ControlUnit name='A' address='1' link='L' bootTime='60001'/>"), L"60000"},
         Mistake{VEHICLE("<ControlUnit name='A' address='1' link='L' programmingFrom='default'/>"),
-                L"'programmingFrom' is 'default', expected any or extended"},
+                L"\"programmingFrom\" is \"default\", expected any or extended"},
         Mistake{VEHICLE(UNIT("<FlashMemory address='0' size='0x4000000' securityLevel='0'/>"
                              "<FlashMemory address='0x4000000' size='0x4000000' securityLevel='0'/>"
                              "<FlashMemory address='0x8000000' size='0x4000000' securityLevel='0'/>"
@@ -317,24 +317,24 @@ INSTANTIATE_TEST_SUITE_P(
 INSTANTIATE_TEST_SUITE_P(
     Records, VehicleFileMistake,
     testing::Values(
-        Mistake{VEHICLE(UNIT(DTC("", "<Wheel/>"))), L"'Wheel'"},
+        Mistake{VEHICLE(UNIT(DTC("", "<Wheel/>"))), L"\"Wheel\""},
         Mistake{VEHICLE(UNIT(DTC(" occurrences='256'", ""))), L"0 to 255"},
-        Mistake{VEHICLE(UNIT(DTC(" ageing='-1'", ""))), L"'ageing'"},
+        Mistake{VEHICLE(UNIT(DTC(" ageing='-1'", ""))), L"\"ageing\""},
         Mistake{VEHICLE(UNIT(DTC("", "<FreezeFrame record='1'/>"))), L"1 to 255 values"},
         Mistake{VEHICLE(UNIT(DTC("", "<FreezeFrame record='0'><Data id='1' bytes='00'/>"
                                      "</FreezeFrame>"))),
                 L"1 to 239"},
         Mistake{VEHICLE(UNIT(DTC("", "<FreezeFrame record='1'><Data id='1'/></FreezeFrame>"))),
-                L"'text' or 'bytes'"},
+                L"\"text\" or \"bytes\""},
         Mistake{VEHICLE(UNIT(DTC("", "<FreezeFrame record='1'><Data id='1' text='A' bytes='00'/>"
                                      "</FreezeFrame>"))),
-                L"'text' or 'bytes'"},
+                L"\"text\" or \"bytes\""},
         Mistake{VEHICLE(UNIT(DTC("", "<FreezeFrame record='1'><Data id='1' bytes='00'/>"
                                      "</FreezeFrame><FreezeFrame record='1'>"
                                      "<Data id='1' bytes='00'/></FreezeFrame>"))),
                 L"record 1 already"},
         Mistake{VEHICLE(UNIT(DTC("", "<ExtendedData record='240' bytes='00'/>"))), L"1 to 239"},
-        Mistake{VEHICLE(UNIT(DTC("", "<ExtendedData record='1'/>"))), L"'bytes'"},
+        Mistake{VEHICLE(UNIT(DTC("", "<ExtendedData record='1'/>"))), L"\"bytes\""},
         Mistake{VEHICLE(UNIT(DTC(" ageing='1'", "<ExtendedData record='2' bytes='00'/>"))),
                 L"record 2 already"}));
 

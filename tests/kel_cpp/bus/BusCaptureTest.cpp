@@ -63,7 +63,7 @@ protected:
     /// Behind the packet's header: tags and message, without what fills it up.
     static std::string messageOf(const Block& packet) {
         const auto begin = packet.content.begin() + 20;
-        return hex({begin, begin + littleAt(packet.content, 12)});
+        return hex(Uds::Bytes(begin, begin + littleAt(packet.content, 12)));
     }
 
     Quarlen::Tests::TemporaryFolder folder;
