@@ -107,7 +107,10 @@ void readParameters(InterfaceEntry& entry, const Xml::File& file, const pugi::xm
     file.refuseContent(node);
     for (const auto& attribute : node.attributes()) {
         const std::string_view name = attribute.name();
-        if (name != "name" && name != "enabled" && !name.starts_with("xmlns")) {
+        if (name == "xmlns") {
+            file.failAttribute(node, attribute.name(), L"unknown attribute \"xmlns\" of \"Interface\"");
+        }
+        if (name != "name" && name != "enabled" && !name.starts_with("xmlns:")) {
             entry.parameters.emplace_back(Platform::fromUtf8(std::string(name)),
                                           file.optionalText(node, attribute.name()));
         }

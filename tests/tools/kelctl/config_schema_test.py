@@ -26,8 +26,8 @@ EXPECTED = ["62 F1 90", "62F190*", "62 ?? *", "*", "??", "??*", "* 62", "?", "6"
 TOGETHER = {("Target", "kind"), ("Target", "link"), ("FlashItem", "target"), ("DataIdentifier", "text"),
             ("DataIdentifier", "bytes"), ("Data", "bytes"), ("DataIdentifier", "vin"), ("Fault", "response"), ("Fault", "linkLost"),
             ("FlashMemory", "address"), ("FlashMemory", "securityLevel")}
-# A second one needs another place in the file, or in the control unit's memory.
-ONCE = {"Identification", "FlashMemory"}
+# A second one needs another place in the file or in the control unit's memory, or a number of its own.
+ONCE = {"Identification", "FlashMemory", "FreezeFrame", "ExtendedData"}
 
 
 def number(low, high):
@@ -166,9 +166,10 @@ class Vehicle:
             "name": "U", "address": "1", "link": "L", "responseDelay": "0", "bootTime": "0", "programmingFrom": "any"}, [
                 Element("DataIdentifier", {"id": "2", "text": "t", "writable": "true", "controllable": "false", **access}),
                 Element("DataIdentifier", {"id": "3", "bytes": "0102"}),
-                Element("DataIdentifier", {"id": "4", "vin": "true"}), Element("Dtc", {"code": "0x111111", "status": "1", "occurrences": "1", "ageing": "0"}, [
+                Element("DataIdentifier", {"id": "4", "vin": "true"}), Element("Dtc", {"code": "0x111111", "status": "1"}, [
                     Element("FreezeFrame", {"record": "1"}, [Element("Data", {"id": "1", "bytes": "01"})]),
                     Element("ExtendedData", {"record": "16", "bytes": "01"})]),
+                Element("Dtc", {"code": "0x222222", "status": "1", "occurrences": "1", "ageing": "0"}),
                 Element("SecurityLevel", {"level": "3", "keyMask": "0x1"}),
                 Element("Routine", {"id": "1", "result": "01", "duration": "0", **access}), Element("FlashMemory", memory),
                 Element("Fault", {"response": "7F2231", **fault}), Element("Fault", {"linkLost": "true", **fault})])])
