@@ -31,8 +31,8 @@ using OnAnswer = std::function<void(const json::value& answer)>;
 
 /// One part: a fault of it, an answer that is none included, leaves the others as they are. False
 /// when the server is not there.
-bool addAnswer(const std::string& name, const std::function<json::value()>& ask, const AddPart& add,
-               const NotePart& note, const OnAnswer& use = {}) {
+bool addAnswerOf(const std::string& name, const std::function<json::value()>& ask,
+                 const AddPart& add, const NotePart& note, const OnAnswer& use = {}) {
     try {
         const json::value answer = ask();
         add(name, json::serialize(withoutSecrets(answer)) + "\n");
@@ -60,7 +60,7 @@ void addRestParts(const ServerPlace& place, ServerPaths& paths, const AddPart& a
         }
     };
     for (const std::string name : {"version", "configurations", "tracing", "simulation"}) {
-        const bool isThere = addAnswer(
+        const bool isThere = addAnswerOf(
             "server/" + name + ".json", [&] { return client.get("/" + name); }, add, note,
             name == "configurations" ? OnAnswer(keepPaths) : OnAnswer());
         if (!isThere) {
@@ -82,7 +82,7 @@ bool addRuns(RpcSession& session, const AddPart& add, const NotePart& note) {
     const auto addEach = [&](const json::value& runs) {
         forLatest(runs.as_array(), maxRuns, [&](const json::object& run) {
             const json::value id = run.at("id");
-            addAnswer(
+            addAnswerOf(
                 "server/run-" + std::to_string(id.to_number<std::uint64_t>()) + ".json",
                 [&] {
                     return session.call("runs.get", {{"id", id}});
@@ -90,7 +90,7 @@ bool addRuns(RpcSession& session, const AddPart& add, const NotePart& note) {
                 add, note);
         });
     };
-    return addAnswer(
+    return addAnswerOf(
         "server/runs.json", [&] { return session.call("runs.list"); }, add, note, addEach);
 }
 
@@ -119,7 +119,7 @@ ServerPaths addServerParts(const ServerPlace& place, const AddPart& add, const N
         for (const std::string method :
              {"status.history", "connections.list", "jobs.list", "projects.list", "sequence.list",
               "sequence.waiting", "sequence.lastCancel", "server.version", "vehicle.get"}) {
-            if (!addAnswer(
+            if (!addAnswerOf(
                     "server/" + method + ".json", [&] { return session.call(method); }, add,
                     note)) {
                 return paths;
@@ -147,7 +147,7 @@ bool addServerReports(const ServerPlace& place, const AddPart& add, const NotePa
                 addReport(place, std::string(report.at("name").as_string()), add, note);
             });
         };
-        addAnswer(
+        addAnswerOf(
             "server/reports.json", [&] { return session.call("reports.list"); }, add, note,
             addEach);
     } catch (const Failure&) {
