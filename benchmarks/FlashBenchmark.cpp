@@ -29,7 +29,8 @@ std::shared_ptr<Uds::VehicleInterface> vehicleWith(std::uint32_t memorySize) {
 std::shared_ptr<const Project> flashProject() {
     auto project = std::make_shared<Project>();
     project->vehicleInformations = {{L"V", {{1, L"UNIT", L"LINK"}}, {}}};
-    project->flashItems = {{L"ITEM", L"UNIT", L"", 1, keyMask, {{L"S", L"image.bin", 0}}}};
+    project->flashItems = {
+        {L"ITEM", L"UNIT", L"", 1, keyMask, {{L"S", L"image.bin", 0, {}, {}, true}}}};
     return project;
 }
 
@@ -54,7 +55,7 @@ void flashFile(benchmark::State& state) {
     const auto access = std::make_shared<VehicleAccess>(
         L"Benchmark", vehicleWith(static_cast<std::uint32_t>(size)), Platform::systemClock());
     const FlashJob job({project, &project->vehicleInformations.front(), access}, L"ITEM", {L"S"},
-                       folder.path());
+                       folder.path(), {Platform::systemClock()});
     for ([[maybe_unused]] const auto iteration : state) {
         Outcome outcome;
         JobReport<FlashResult> report(outcome, 1);

@@ -92,7 +92,8 @@ KelApi::JobId Runtime::executeFlashSessions(const std::wstring& flashItem,
         SelectedVehicle vehicle = selection.withAccess();
         Launch<FlashResult> what{&required(callback), vehicle.access, JobKind::Flash, flashItem};
         const auto folder = settings.inEffect().dataFolder / Platform::toPath(flashDataFolder);
-        FlashJob flash(std::move(vehicle), flashItem, sessionNames, folder);
+        FlashJob flash(std::move(vehicle), flashItem, sessionNames, folder,
+                       {environment.clock, environment.now});
         return launch(std::move(what), [flash = std::move(flash)](JobReport<FlashResult>& report,
                                                                   const std::stop_token& cancel) {
             flash.run(report, cancel);

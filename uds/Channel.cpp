@@ -50,13 +50,14 @@ Channel::Channel(UnitAddress unit, std::unique_ptr<Endpoint> endpoint, Platform:
       timing(timing),
       lastActivity(clock.now()) {}
 
-Bytes Channel::exchange(const Bytes& request, const std::stop_token& cancel) {
+Bytes Channel::exchange(const Bytes& request, const std::stop_token& cancel,
+                        const OnPending& onPending) {
     if (request.empty()) {
         throw LinkError(L"an empty request cannot be sent");
     }
     const Turn turn = takeTurn(cancel);
     prepare(cancel);
-    return exchangeInTurn(request, cancel);
+    return exchangeInTurn(request, cancel, onPending);
 }
 
 Channel::Turn Channel::takeTurn(const std::stop_token& cancel) {
@@ -101,12 +102,13 @@ void Channel::prepare(const std::stop_token& cancel) {
     }
 }
 
-Bytes Channel::exchangeInTurn(const Bytes& request, const std::stop_token& cancel) {
+Bytes Channel::exchangeInTurn(const Bytes& request, const std::stop_token& cancel,
+                              const OnPending& onPending) {
     const auto begin = clock.now();
     for (;;) {
         dropArrived();
         send(request, cancel, BusEvent::Kind::Request);
-        Bytes response = finalResponse(request, cancel, begin + timing.total);
+        Bytes response = finalResponse(request, cancel, begin + timing.total, onPending);
         if (!isRefusal(response, Nrc::BusyRepeatRequest) ||
             clock.now() + busyPause > begin + timing.busy) {
             noteOutcome(request, response);
@@ -168,7 +170,8 @@ void Channel::send(const Bytes& request, const std::stop_token& cancel, BusEvent
     }
 }
 
-Bytes Channel::finalResponse(const Bytes& request, const std::stop_token& cancel, TimePoint limit) {
+Bytes Channel::finalResponse(const Bytes& request, const std::stop_token& cancel, TimePoint limit,
+                             const OnPending& onPending) {
     // After response pending the control unit always sends a final response (clause 8.2.2).
     bool silenceIsAnAnswer = suppressesPositiveResponse(request);
     milliseconds window = timing.p2;
@@ -190,6 +193,9 @@ Bytes Channel::finalResponse(const Bytes& request, const std::stop_token& cancel
             silenceIsAnAnswer = false;
             window = timing.p2Star;
             unfinished->until = clock.now() + window;
+            if (onPending) {
+                onPending();
+            }
         } else {
             unfinished.reset();
             return std::move(*response);

@@ -3,6 +3,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -31,10 +32,13 @@ public:
     /// Sends the request once nobody else has an exchange, and returns its final response, positive
     /// or negative: it waits out response pending (NRC 0x78), repeats the request while the control
     /// unit is busy (NRC 0x21) and drops responses to other requests. Empty when the request
-    /// suppresses its positive response and no response came within P2. Throws `NoUsableResponse`
-    /// when none came in time; `ConnectionLost`, `MessageRefused`, `Cancelled`; `LinkError` for an
-    /// empty request.
-    Bytes exchange(const Bytes& request, const std::stop_token& cancel);
+    /// suppresses its positive response and no response came within P2. Each response pending is
+    /// told to `onPending`, on this thread. Throws `NoUsableResponse` when none came in time;
+    /// `ConnectionLost`, `MessageRefused`, `Cancelled`; `LinkError` for an empty request; what
+    /// `onPending` throws.
+    using OnPending = std::function<void()>;
+    Bytes exchange(const Bytes& request, const std::stop_token& cancel,
+                   const OnPending& onPending = {});
 
     class Question;
     /// Sends a request to which any response is good, and does not wait for it: that does the
@@ -71,14 +75,16 @@ private:
     [[nodiscard]] Turn turnToKeepSession();
     void endTurn() noexcept;
     void prepare(const std::stop_token& cancel);
-    Bytes exchangeInTurn(const Bytes& request, const std::stop_token& cancel);
+    Bytes exchangeInTurn(const Bytes& request, const std::stop_token& cancel,
+                         const OnPending& onPending = {});
     bool isAnswered(const std::stop_token& cancel);
     void awaitUnfinished(const std::stop_token& cancel);
     void lookForUnfinished();
     void takeForUnfinished(const std::optional<Bytes>& response);
     void dropArrived();
     void send(const Bytes& request, const std::stop_token& cancel, BusEvent::Kind kind);
-    Bytes finalResponse(const Bytes& request, const std::stop_token& cancel, TimePoint limit);
+    Bytes finalResponse(const Bytes& request, const std::stop_token& cancel, TimePoint limit,
+                        const OnPending& onPending);
     std::optional<Bytes> receive(const std::stop_token& cancel, TimePoint deadline);
     void pause(std::chrono::milliseconds duration, const std::stop_token& cancel);
     void forgetOldSession();

@@ -12,8 +12,15 @@ namespace Did {
 inline constexpr std::uint16_t activeSession = 0xF186;
 inline constexpr std::uint16_t vin = 0xF190;
 inline constexpr std::uint16_t softwareVersion = 0xF195;
+/// Who reprogrammed it and when. The standard leaves 0xF100 to 0xF17F to the manufacturer; this is
+/// the number that the manufacturers' common flash procedure uses.
 inline constexpr std::uint16_t fingerprint = 0xF15A;
 } // namespace Did
+
+/// Sub-functions of ECUReset (clause 10.3, resetType).
+namespace ResetType {
+inline constexpr std::uint8_t hardReset = 0x01;
+} // namespace ResetType
 
 /// Routine identifiers: 0xFF00 eraseMemory and 0xFF01 checkProgrammingDependencies are ISO 14229-1
 /// annex F; 0x0202 checkMemory is the number the manufacturers' common flash procedure uses.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "kel_cpp/jobs/FlashFile.hpp"
+#include "kel_cpp/jobs/FlashRequests.hpp"
 #include "uds/Identifiers.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -17,57 +18,32 @@ constexpr std::uint8_t plainData = 0x00;
 /// Service identifier and block counter stand before a block's bytes.
 constexpr std::size_t blockHeader = 2;
 
-Bytes serviceRequest(Service service, std::initializer_list<std::uint8_t> parameters = {}) {
-    Bytes request;
-    request.reserve(1 + parameters.size());
-    request.push_back(static_cast<std::uint8_t>(service));
-    for (const std::uint8_t parameter : parameters) {
-        request.push_back(parameter);
-    }
-    return request;
-}
-
-Bytes routineRequest(std::uint16_t routine) {
-    Bytes request =
-        serviceRequest(Service::RoutineControl, {Uds::RoutineControlType::startRoutine});
-    Uds::appendNumber(request, routine, 2);
-    return request;
-}
-
-/// Whether a routine must report its outcome in a status byte, or a positive response is enough.
-enum class StatusByte { Optional, Required };
-
-/// Throws `FlashError` for a response that lacks a required status byte.
-bool routineSucceeded(const Bytes& response, StatusByte status) {
-    constexpr std::size_t statusAt = 4;
-    const bool hasStatus = response.size() > statusAt;
-    if (status == StatusByte::Required && !hasStatus) {
-        throw FlashError(L"unusable response to a routine's start: " + Uds::hexText(response));
-    }
-    return !hasStatus || response[statusAt] == 0x00;
-}
-
 } // namespace
 
 void FlashDownload::run() {
-    enterProgrammingSession();
-    client.unlock(image.securityLevel, image.keyMask);
     erase();
     transfer(requestDownload());
     transferExit();
     checkMemory();
-    onProgress(100, image.content.size());
+    listener.onProgress(100, image.content.size());
 }
 
-void FlashDownload::enterProgrammingSession() {
-    client.request(serviceRequest(Service::DiagnosticSessionControl,
-                                  {static_cast<std::uint8_t>(Uds::Session::Programming)}));
-}
-
+/// As long as the control unit says that it is at work, so does the download.
 void FlashDownload::erase() {
+    using std::chrono::seconds;
+    const auto begin = clock.now();
+    seconds told{0};
+    listener.onErasing(told);
+    const auto onPending = [&] {
+        const auto since = std::chrono::duration_cast<seconds>(clock.now() - begin);
+        if (since > told) {
+            told = since;
+            listener.onErasing(told);
+        }
+    };
     Bytes request = routineRequest(Uds::Routine::eraseMemory);
     appendRegion(request);
-    if (!routineSucceeded(client.request(request), StatusByte::Optional)) {
+    if (!routineSucceeded(client.request(request, onPending), StatusByte::Optional)) {
         throw FlashError(L"the control unit could not erase its memory");
     }
 }
@@ -124,7 +100,7 @@ void FlashDownload::transferred(std::size_t bytes) {
         std::min(beforeCheck, std::uint64_t{bytes} * 100 / image.content.size()));
     if (percent > reportedPercent) {
         reportedPercent = percent;
-        onProgress(percent, bytes);
+        listener.onProgress(percent, bytes);
     }
 }
 

@@ -1,41 +1,46 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <stop_token>
 
+#include "platform/Clock.hpp"
 #include "uds/Client.hpp"
 #include "uds/VehicleLink.hpp"
 
 namespace Quarlen::Kel_cpp {
 
-/// The data to write, its address, and the parameters that unlock the control unit.
+/// The data to write and its address.
 struct FlashImage {
     const Uds::Bytes& content;
     std::uint32_t address = 0;
-    std::uint8_t securityLevel = 1;
-    std::uint32_t keyMask = 0;
 };
 
-/// One reprogramming of one memory region, in the order of ISO 14229-1 annex G: programming
-/// session, security access, erase, download, check.
-class FlashDownload {
-public:
+/// Hears how a download goes, on its thread.
+struct FlashListener {
     /// Receives whole percents, each once and in rising order, and the bytes transferred so far;
     /// 100 only after the control unit has confirmed the checksum.
-    using OnProgress = std::function<void(std::uint16_t percent, std::size_t bytes)>;
+    std::function<void(std::uint16_t percent, std::size_t bytes)> onProgress;
+    /// Receives how long the erase of a large memory has gone on: 0 at its begin, then at most once
+    /// a second, when the control unit says that it is still at it.
+    std::function<void(std::chrono::seconds)> onErasing;
+};
 
+/// One memory region of an unlocked control unit in its programming session, in the order of
+/// ISO 14229-1:2020 clause 17: erase, download, check.
+class FlashDownload {
+public:
     /// All arguments must outlive the download.
-    FlashDownload(Uds::VehicleLink& link, const FlashImage& image, const OnProgress& onProgress,
-                  const std::stop_token& cancel)
-        : client(link, cancel), image(image), onProgress(onProgress), cancel(cancel) {}
+    FlashDownload(Uds::VehicleLink& link, const FlashImage& image, const FlashListener& listener,
+                  Platform::Clock& clock, const std::stop_token& cancel)
+        : client(link, cancel), image(image), listener(listener), clock(clock), cancel(cancel) {}
 
     /// Throws `FlashError`, `Uds::LinkError`, `Uds::NegativeResponse`, `Uds::Cancelled`.
     void run();
 
 private:
-    void enterProgrammingSession();
     void erase();
     /// Returns the maximum number of data bytes in one block.
     [[nodiscard]] std::size_t requestDownload();
@@ -49,7 +54,8 @@ private:
 
     Uds::Client client;
     const FlashImage& image;
-    const OnProgress& onProgress;
+    const FlashListener& listener;
+    Platform::Clock& clock;
     const std::stop_token& cancel;
     std::uint16_t reportedPercent = 0;
 };

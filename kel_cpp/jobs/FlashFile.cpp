@@ -121,6 +121,12 @@ std::uint32_t checksumOf(const Uds::Bytes& content, const std::stop_token& cance
 
 void checkFlashFile(const Uds::Bytes& content, const FlashSessionDescription& session,
                     const std::stop_token& cancel) {
+    if (!session.size && !session.checksum && !session.unchecked) {
+        throw FlashError(
+            L"the project tells neither the size nor the checksum of the file, so that "
+            L"nobody knows whether it is whole; unchecked=\"true\" in the project "
+            L"lets it be flashed");
+    }
     if (session.size && *session.size != content.size()) {
         throw FlashError(L"the file has " + std::to_wstring(content.size()) + L" of " +
                          std::to_wstring(*session.size) + L" bytes");

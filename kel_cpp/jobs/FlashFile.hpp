@@ -34,7 +34,8 @@ Uds::Bytes readFlashFile(const std::filesystem::path& folder, const std::wstring
                          const std::stop_token& cancel = {});
 
 /// Throws `FlashError` when the content differs from the project's data about the session's file,
-/// so that a truncated or wrong file never reaches a control unit; `Uds::Cancelled`.
+/// or the project has none and does not let the file be flashed unchecked, so that a truncated or
+/// wrong file never reaches a control unit; `Uds::Cancelled`.
 void checkFlashFile(const Uds::Bytes& content, const FlashSessionDescription& session,
                     const std::stop_token& cancel = {});
 

@@ -53,11 +53,13 @@ std::shared_ptr<FlashJobError> currentJobError(const std::wstring& place) {
 } // namespace
 
 FlashJob::FlashJob(SelectedVehicle selected, const std::wstring& itemName,
-                   const std::vector<std::wstring>& sessionNames, std::filesystem::path flashFolder)
+                   const std::vector<std::wstring>& sessionNames, std::filesystem::path flashFolder,
+                   FlashTimes flashTimes)
     : vehicle(std::move(selected)),
       item(vehicle.project->findFlashItem(itemName)),
       controlUnit(nullptr),
-      folder(std::move(flashFolder)) {
+      folder(std::move(flashFolder)),
+      times(std::move(flashTimes)) {
     if (item == nullptr) {
         throw runtimeError(ErrorCode::UnknownFlashItem,
                            L"project " + inQuotes(vehicle.project->name) + L" has no flash item " +
@@ -92,9 +94,9 @@ void FlashJob::run(JobReport<FlashResult>& report, const std::stop_token& cancel
         flashAll(report, *current, cancel);
     } catch (const Uds::Cancelled&) {
         current->cancelled = true;
-        current->jobError = jobError(placeText(current->sessionName) + L"cancelled");
+        current->jobError = jobError(placeText(*current) + L"cancelled");
     } catch (...) {
-        current->jobError = currentJobError(placeText(current->sessionName));
+        current->jobError = currentJobError(placeText(*current));
     }
     traceEnd(current->jobError.get());
     report.finish(sessions.empty() && !current->jobError ? RecordList<FlashResult>{}
@@ -123,40 +125,81 @@ void FlashJob::flashAll(JobReport<FlashResult>& report, ControlUnitFlashResult& 
     // A failure before the turn is taken belongs to no session.
     current.sessionName.clear();
     const VehicleAccess::Turn turn = vehicle.access->takeTurn(cancel);
-    const FlashDownload::OnProgress onProgress = [&](std::uint16_t percent, std::size_t bytes) {
-        current.progress = percent;
-        current.bytesDone = bytes;
-        report.add(std::make_shared<ControlUnitFlashResult>(current));
-    };
+    const std::span<const Uds::Bytes> all(contents);
+    if (!item->steps.empty()) {
+        reprogram(item->steps, {report, current, cancel}, all, 0);
+        return;
+    }
+    const auto common = commonFlashSteps();
     for (std::size_t i = 0; i < sessions.size(); ++i) {
         current.sessionName = sessions[i]->name;
-        current.progress = 0;
-        current.bytesDone = 0;
-        current.bytesTotal = contents[i].size();
-        flash({contents[i], sessions[i]->address, item->securityLevel, item->keyMask}, onProgress,
-              cancel);
+        reprogram(common, {report, current, cancel}, all.subspan(i, 1), i);
     }
 }
 
-void FlashJob::flash(const FlashImage& image, const FlashDownload::OnProgress& onProgress,
-                     const std::stop_token& cancel) const {
+void FlashJob::reprogram(const std::vector<FlashStep>& steps, const Run& run,
+                         std::span<const Uds::Bytes> contents, std::size_t first) const {
     auto link = vehicle.access->openLink(controlUnit->unitAddress());
     vehicle.access->holdSession(link);
     try {
         try {
-            FlashDownload(link, image, onProgress, cancel).run();
+            FlashSequence(link, *item, times, run.cancel)
+                .run(
+                    steps,
+                    [&] {
+                        for (std::size_t i = 0; i < contents.size(); ++i) {
+                            download(link, *sessions[first + i], contents[i], run);
+                        }
+                    },
+                    [&](std::size_t number) { beginStep(number, run.current); });
         } catch (const Uds::Cancelled&) {
             throw;
         } catch (...) {
-            leaveSession(link, cancel);
+            leaveSession(link, run.cancel);
             throw;
         }
-        leaveSession(link, cancel);
+        leaveSession(link, run.cancel);
     } catch (const Uds::Cancelled&) {
         // The control unit may still be at work, and the job has to end at once.
         vehicle.access->leaveSession(link);
         throw;
     }
+}
+
+/// What fails outside of a session belongs to the step, where the project gives steps.
+void FlashJob::beginStep(std::size_t number, ControlUnitFlashResult& current) const {
+    if (!item->steps.empty()) {
+        current.step = number;
+        current.sessionName.clear();
+    }
+}
+
+void FlashJob::download(Uds::VehicleLink& link, const FlashSessionDescription& session,
+                        const Uds::Bytes& content, const Run& run) const {
+    ControlUnitFlashResult& current = run.current;
+    current.sessionName = session.name;
+    current.progress = 0;
+    current.bytesDone = 0;
+    current.bytesTotal = content.size();
+    const auto tell = [&] { run.report.add(std::make_shared<ControlUnitFlashResult>(current)); };
+    const FlashListener listener{[&](std::uint16_t percent, std::size_t bytes) {
+                                     current.progress = percent;
+                                     current.bytesDone = bytes;
+                                     tell();
+                                 },
+                                 [&](std::chrono::seconds since) {
+                                     traceErase(session, since);
+                                     tell();
+                                 }};
+    FlashDownload(link, {content, session.address}, listener, times.clock, run.cancel).run();
+}
+
+void FlashJob::traceErase(const FlashSessionDescription& session,
+                          std::chrono::seconds since) const {
+    StdUtil::TraceHelper::InfoTrace(L"kel_cpp/jobs/FlashJob", __LINE__,
+                                    L"flash item %s, session %s: erasing for %lld s",
+                                    inQuotes(item->name).c_str(), inQuotes(session.name).c_str(),
+                                    static_cast<long long>(since.count()));
 }
 
 void FlashJob::traceEnd(const FlashJobError* error) const {
@@ -175,11 +218,13 @@ void FlashJob::traceEnd(const FlashJobError* error) const {
                                      error->message.c_str(), cause.c_str());
 }
 
-std::wstring FlashJob::placeText(const std::wstring& sessionName) const {
+std::wstring FlashJob::placeText(const ControlUnitFlashResult& current) const {
     std::wstring text = L"flash item " + inQuotes(item->name);
-    if (!sessionName.empty()) {
-        text += L", session " + inQuotes(sessionName) + L", file " +
-                inQuotes(findSession(sessionName).file);
+    if (!current.sessionName.empty()) {
+        text += L", session " + inQuotes(current.sessionName) + L", file " +
+                inQuotes(findSession(current.sessionName).file);
+    } else if (current.step > 0) {
+        text += L", step " + std::to_wstring(current.step);
     }
     return text + L": ";
 }

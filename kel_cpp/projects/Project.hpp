@@ -7,6 +7,7 @@
 #include <variant>
 #include <vector>
 
+#include "kel_cpp/projects/FlashSteps.hpp"
 #include "uds/Uds.hpp"
 #include "uds/VehicleInterface.hpp"
 
@@ -97,6 +98,8 @@ struct FlashSessionDescription {
     /// Expected size in bytes and CRC-32 of the whole file; empty when the project gives none.
     std::optional<std::uint64_t> size{};
     std::optional<std::uint32_t> checksum{};
+    /// The file is flashed although the project tells neither its size nor its checksum.
+    bool unchecked = false;
 };
 
 struct FlashItem {
@@ -107,6 +110,8 @@ struct FlashItem {
     std::uint8_t securityLevel = 1;
     std::uint32_t keyMask = 0;
     std::vector<FlashSessionDescription> sessions;
+    /// Done once for all sessions of a job; empty for the common steps, once for each session.
+    std::vector<FlashStep> steps{};
 };
 
 /// A three-byte DTC and its text.

@@ -2,8 +2,10 @@
 #include <set>
 
 #include "kel_cpp/base/RuntimeError.hpp"
+#include "kel_cpp/projects/FlashItemReader.hpp"
 #include "kel_cpp/projects/ProcedureReader.hpp"
 #include "kel_cpp/projects/ProjectStore.hpp"
+#include "kel_cpp/projects/SecurityValues.hpp"
 #include "kel_cpp/projects/Uniqueness.hpp"
 #include "uds/Identifiers.hpp"
 #include "xml/File.hpp"
@@ -13,24 +15,9 @@ namespace Quarlen::Kel_cpp {
 namespace {
 
 constexpr std::uint64_t maxKind = std::numeric_limits<std::int32_t>::max();
-constexpr std::uint64_t maxWord = std::numeric_limits<std::uint32_t>::max();
 /// A tree takes some twenty times the memory of its text: room for the texts of 200,000 DTCs.
 constexpr std::size_t maxFileSize = std::size_t{16} * 1024 * 1024;
 constexpr std::int32_t controlUnit = 1;
-
-std::uint32_t readWord(const Xml::File& file, const pugi::xml_node& node, const char* attribute) {
-    return static_cast<std::uint32_t>(file.number(node, attribute, 0, maxWord));
-}
-
-/// Odd levels ask for a seed, even ones send the key (ISO 14229-1 clause 10.4).
-std::uint8_t readSecurityLevel(const Xml::File& file, const pugi::xml_node& node,
-                               const char* attribute) {
-    const auto level = file.number(node, attribute, 1, Uds::maxSecurityLevel, 1);
-    if (level % 2 == 0) {
-        file.failValue(node, attribute, L"an odd security level");
-    }
-    return static_cast<std::uint8_t>(level);
-}
 
 std::optional<std::uint16_t> readAddress(const Xml::File& file, const pugi::xml_node& node,
                                          const char* attribute) {
@@ -109,37 +96,6 @@ UnlockProcedure readUnlock(const Xml::File& file, const pugi::xml_node& node) {
     }
     return {file.requiredText(node, "name"), file.requiredText(node, "link"),
             readNamed<UnlockParameter>(file, node, "Parameter", readUnlockParameter)};
-}
-
-FlashSessionDescription readSession(const Xml::File& file, const pugi::xml_node& node) {
-    file.allowNoContent(node, {"name", "file", "address", "size", "checksum"});
-    FlashSessionDescription session{file.requiredText(node, "name"),
-                                    file.requiredText(node, "file"),
-                                    readWord(file, node, "address")};
-    if (node.attribute("size")) {
-        session.size = file.number(node, "size", 1, maxWord);
-    }
-    if (node.attribute("checksum")) {
-        session.checksum = readWord(file, node, "checksum");
-    }
-    if (session.file.find_first_of(L"/\\:") != std::wstring::npos || session.file == L"." ||
-        session.file == L"..") {
-        file.failValue(node, "file", L"the name of a file in the folder flashdata");
-    }
-    return session;
-}
-
-FlashItem readFlashItem(const Xml::File& file, const pugi::xml_node& node) {
-    file.allowOnly(node, {"Session"},
-                   {"name", "target", "description", "securityLevel", "keyMask"});
-    FlashItem item;
-    item.name = file.requiredText(node, "name");
-    item.target = file.requiredText(node, "target");
-    item.description = file.optionalText(node, "description");
-    item.securityLevel = readSecurityLevel(file, node, "securityLevel");
-    item.keyMask = readWord(file, node, "keyMask");
-    item.sessions = readNamed<FlashSessionDescription>(file, node, "Session", readSession);
-    return item;
 }
 
 std::vector<DtcText> readDtcTexts(const Xml::File& file) {
