@@ -69,13 +69,15 @@ void FlashSequence::execute(const FlashReset& step) {
     awaitAnswer(step.bootTime);
 }
 
+/// The last question is asked once the time is over: one before it may have come too early.
 void FlashSequence::awaitAnswer(std::chrono::milliseconds bootTime) {
     const auto limit = times.clock.now() + bootTime;
-    while (!answers()) {
-        if (times.clock.now() >= limit) {
+    for (bool isLast = false; !answers();) {
+        if (isLast) {
             throw FlashError(L"the control unit did not answer within " +
                              std::to_wstring(bootTime.count()) + L" ms after its reset");
         }
+        isLast = times.clock.now() >= limit;
     }
 }
 

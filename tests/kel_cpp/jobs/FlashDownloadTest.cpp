@@ -35,13 +35,13 @@ protected:
     void download() {
         VehicleAccess access(L"Fake", vehicle, clock);
         auto link = access.openLink({L"L"});
-        FlashDownload(link, {content, 0x00010000, 1, 0},
-                      [this](std::uint16_t percent, std::size_t bytes) {
-                          percents.push_back(percent);
-                          transferred.push_back(bytes);
-                      },
-                      {})
-            .run();
+        const FlashListener listener{
+            [this](std::uint16_t percent, std::size_t bytes) {
+                percents.push_back(percent);
+                transferred.push_back(bytes);
+            },
+            [this](std::chrono::seconds since) { erasing.push_back(since.count()); }};
+        FlashDownload(link, {content, 0x00010000}, listener, clock, {}).run();
     }
 
     Bytes transferredBytes() const {
@@ -61,6 +61,7 @@ protected:
     Bytes content = Bytes(4099, 0xA5);
     std::vector<std::uint16_t> percents;
     std::vector<std::size_t> transferred;
+    std::vector<std::int64_t> erasing;
 };
 
 } // namespace
@@ -97,7 +98,7 @@ TEST_F(FlashDownloadTest, KeepsTheOrderOfTheReprogramming) {
     for (const auto& request : vehicle->requests()) {
         services.push_back(request[0]);
     }
-    EXPECT_EQ(services, (Bytes{0x10, 0x27, 0x31, 0x34, 0x36, 0x37, 0x31}));
+    EXPECT_EQ(services, (Bytes{0x31, 0x34, 0x36, 0x37, 0x31}));
 }
 
 TEST_F(FlashDownloadTest, AnotherBlockThanTheOneThatWasSentIsAnError) {
@@ -120,6 +121,11 @@ TEST_F(FlashDownloadTest, TellsTheBytesOfTheBlocksThatTheControlUnitHas) {
         EXPECT_EQ(transferred[block - 1], 8 * block);
     }
     EXPECT_EQ(transferred.back(), 200U);
+}
+
+TEST_F(FlashDownloadTest, TellsThatTheEraseBegins) {
+    download();
+    EXPECT_EQ(erasing, std::vector<std::int64_t>{0});
 }
 
 TEST_F(FlashDownloadTest, AnEraseNeedNotTellAStatus) {

@@ -80,13 +80,45 @@ TEST_F(FlashFile, IsReadByItsOwnNameOnly) {
 TEST_F(FlashFile, MustHaveTheSizeAndTheChecksumThatTheProjectSays) {
     const Bytes content{'1', '2', '3', '4', '5', '6', '7', '8', '9'};
     FlashSessionDescription session;
-    EXPECT_NO_THROW(checkFlashFile(content, session));
     session.size = 9;
     session.checksum = 0xCBF43926;
     EXPECT_NO_THROW(checkFlashFile(content, session));
     EXPECT_THROW(checkFlashFile({'1', '2', '3'}, session), FlashError);
     EXPECT_THROW(checkFlashFile({'1', '2', '3', '4', '5', '6', '7', '8', '0'}, session),
                  FlashError);
+}
+
+TEST_F(FlashFile, MayHaveOneOfSizeAndChecksum) {
+    FlashSessionDescription session;
+    session.size = 3;
+    EXPECT_NO_THROW(checkFlashFile({'1', '2', '3'}, session));
+    EXPECT_THROW(checkFlashFile({'1', '2'}, session), FlashError);
+    session.size.reset();
+    session.checksum = Uds::crc32(reinterpret_cast<const std::uint8_t*>("123"), 3);
+    EXPECT_NO_THROW(checkFlashFile({'1', '2', '3'}, session));
+    EXPECT_THROW(checkFlashFile({'1', '2'}, session), FlashError);
+}
+
+TEST_F(FlashFile, ThatNobodyCanCheckIsTakenOnlyWhereTheProjectSaysSo) {
+    FlashSessionDescription session;
+    try {
+        checkFlashFile({'1'}, session);
+        ADD_FAILURE() << "taken";
+    } catch (const FlashError& error) {
+        EXPECT_EQ(
+            error.message(),
+            L"the project tells neither the size nor the checksum of the file, so that nobody "
+            L"knows whether it is whole; unchecked=\"true\" in the project lets it be flashed");
+    }
+    session.unchecked = true;
+    EXPECT_NO_THROW(checkFlashFile({'1'}, session));
+}
+
+TEST_F(FlashFile, ThatIsTakenUncheckedStillHasToBeWhatTheProjectSays) {
+    FlashSessionDescription session;
+    session.unchecked = true;
+    session.size = 2;
+    EXPECT_THROW(checkFlashFile({'1'}, session), FlashError);
 }
 
 TEST_F(FlashFile, ThatIsMissingDoesNotExist) {

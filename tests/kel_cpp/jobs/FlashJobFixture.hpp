@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tests/kel_cpp/RuntimeFixture.hpp"
@@ -11,11 +12,27 @@ namespace Quarlen::Kel_cpp::Tests {
 /// Flashes the example's engine with files of the test's own.
 class FlashJobTest : public RuntimeFixture {
 protected:
-    /// The tests write files of their own, of any size.
+    /// The tests write files of their own, of any size, and flash with the common steps.
     void SetUp() override {
-        folder.replaceIn(projectFile, "size=\"100000\"\n             checksum=\"0x13B199D7\"", "");
-        folder.replaceIn(projectFile, "size=\"12345\"\n             checksum=\"0xC2274205\"", "");
+        folder.replaceIn(projectFile, "size=\"100000\"\n             checksum=\"0x13B199D7\"",
+                         "unchecked=\"true\"");
+        folder.replaceIn(projectFile, "size=\"12345\"\n             checksum=\"0xC2274205\"",
+                         "unchecked=\"true\"");
+        useSteps("");
         RuntimeFixture::SetUp();
+    }
+
+    /// Instead of the steps that the project gives.
+    void useSteps(const std::string& steps) const {
+        std::string text = folder.read(projectFile);
+        const auto begin = text.find("<Sequence>");
+        const auto end = text.find("</Sequence>");
+        ASSERT_NE(end, std::string::npos);
+        text.replace(begin, end - begin, "<Sequence>" + steps);
+        if (steps.empty()) {
+            text.erase(begin, std::string_view("<Sequence></Sequence>").size());
+        }
+        folder.write(projectFile, text);
     }
 
     void writeFlashFile(const std::string& name, std::size_t size) const {

@@ -34,7 +34,8 @@ std::shared_ptr<const Project> project() {
                          L"",
                          1,
                          keyMask,
-                         {{L"APP", L"app.bin", memoryStart}, {L"DATA", L"data.bin", 0x3000}}}};
+                         {{L"APP", L"app.bin", memoryStart, {}, {}, true},
+                          {L"DATA", L"data.bin", 0x3000, {}, {}, true}}}};
     return made;
 }
 
@@ -45,7 +46,7 @@ protected:
         const auto selected = project();
         const auto access = std::make_shared<VehicleAccess>(L"Test", vehicle, clock);
         const FlashJob job({selected, &selected->vehicleInformations.front(), access}, L"ITEM",
-                           sessions, folder.path());
+                           sessions, folder.path(), {clock});
         Quarlen::Tests::FlashCollector reports;
         JobReport<FlashResult> report(reports, 1);
         job.run(report, {});

@@ -25,13 +25,18 @@ protected:
         vehicle->answer = agreeTo;
         project->vehicleInformations = {{L"V", {{1, L"UNIT", L"LINK"}}, {}}};
         project->flashItems = {
-            {L"ITEM", L"UNIT", L"", 1, 0, {{L"APP", L"app.bin", 0}, {L"DATA", L"data.bin", 64}}}};
+            {L"ITEM",
+             L"UNIT",
+             L"",
+             1,
+             0,
+             {{L"APP", L"app.bin", 0, {}, {}, true}, {L"DATA", L"data.bin", 64, {}, {}, true}}}};
     }
 
     void start() {
         job = std::jthread([this] {
             const FlashJob flash({project, &project->vehicleInformations.front(), access}, L"ITEM",
-                                 {L"APP", L"DATA"}, folder.path());
+                                 {L"APP", L"DATA"}, folder.path(), {clock});
             JobReport<FlashResult> report(reports, 1);
             flash.run(report, cancel.get_token());
         });

@@ -143,6 +143,7 @@ TEST_F(ReadingProjectXml, ReadsWhatASessionsFileMustBe) {
     const auto& session = project->findFlashItem(L"F")->sessions.at(0);
     EXPECT_EQ(session.size, 9U);
     EXPECT_EQ(session.checksum, 0xCBF43926U);
+    EXPECT_FALSE(session.unchecked);
 }
 
 struct WrongProject {
@@ -200,11 +201,12 @@ INSTANTIATE_TEST_SUITE_P(
         WrongProject{"AddressZero",
                      "<VehicleInformation name='V'><Target name='T' link='L' address='0'/>"
                      "</VehicleInformation>",
-                     "attribute 'address' is '0', expected a number from 1 to 65535"},
-        WrongProject{"AddressTooLarge",
-                     "<VehicleInformation name='V'><Target name='T' link='L' "
-                     "testerAddress='65536'/></VehicleInformation>",
-                     "attribute 'testerAddress' is '65536', expected a number from 1 to 65535"},
+                     "65: attribute \"address\" is \"0\", expected a number from 1 to 65535"},
+        WrongProject{
+            "AddressTooLarge",
+            "<VehicleInformation name='V'><Target name='T' link='L' "
+            "testerAddress='65536'/></VehicleInformation>",
+            "65: attribute \"testerAddress\" is \"65536\", expected a number from 1 to 65535"},
         WrongProject{"KindTooLarge",
                      "<VehicleInformation name='V'><Target kind='2147483648' name='T'/>"
                      "</VehicleInformation>",

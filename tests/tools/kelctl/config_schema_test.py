@@ -108,6 +108,8 @@ class Project:
                   ("Session", "name"): TEXTS, ("Session", "address"): number(0, 2**32 - 1),
                   ("Session", "file"): ["a", ".", "..", ".a", "..a", "...", "a/b", "a\\b", "a:", "", " ", " .", "a.b"],
                   ("Session", "size"): number(1, 2**32 - 1), ("Session", "checksum"): number(0, 2**32 - 1),
+                  ("Session", "unchecked"): FLAGS, ("Fingerprint", "tester"): BYTES,
+                  ("Reset", "bootMilliseconds"): number(0, 300000),
                   ("Target", "address"): number(1, 65535), ("Target", "functionalAddress"): number(1, 65535),
                   ("Target", "testerAddress"): number(1, 65535), ("Target", "interface"): TEXTS,
                   ("DtcText", "code"): dtc() + ["0x000000", "0xFFFFFF"], ("DtcText", "text"): TEXTS}
@@ -120,14 +122,16 @@ class Project:
         offer = [Element("Target", {"name": "ENGINE", "link": "L", "address": "1", "functionalAddress": "0xE400",
                                     "testerAddress": "0x0E80", "interface": "DoIP"}), Element("Target", {"kind": "0x2", "name": "#OTX"}),
                  Element("Procedure", {"name": "P"})]
-        session = {"name": "s", "file": "f", "address": "0", "size": "1", "checksum": "0"}
+        session = {"name": "s", "file": "f", "address": "0", "size": "1", "checksum": "0", "unchecked": "false"}
+        flash = [Element("Request", {"send": "1003"}), Element("Unlock"), Element("Fingerprint", {"tester": "01"}),
+                 Element("Sessions"), Element("CheckDependencies"), Element("Reset", {"bootMilliseconds": "1"})]
         return Element("Project", {"description": "d"}, [
             Element("VehicleInformation", {"name": "V"}, offer), Element("Procedure", {"name": "P"}, steps),
             Element("Identification", {}, [Element("DataIdentifier", {"id": "0xF190", "name": "VIN"})]),
             Element("Unlock", {"name": "U", "link": "L"},
                     [Element("Parameter", {"name": "p", "level": "1", "keyMask": "0"})]),
             Element("FlashItem", {"name": "F", "target": "ENGINE", "description": "d", "securityLevel": "1",
-                                  "keyMask": "1"}, [Element("Session", session)]),
+                                  "keyMask": "1"}, [Element("Sequence", {}, flash), Element("Session", session)]),
             Element("DtcText", {"code": "0x111111", "text": "t"})])
 
 
