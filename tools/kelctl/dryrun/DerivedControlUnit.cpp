@@ -219,6 +219,21 @@ void addFlashMemory(ControlUnitDescription& unit, const Kel_cpp::FlashItem& item
     }
 }
 
+void addFlashSteps(ControlUnitDescription& unit, const Kel_cpp::FlashItem& item) {
+    for (const auto& step : item.steps) {
+        const auto* const plain = std::get_if<Kel_cpp::FlashRequest>(&step);
+        // The simulation takes one without an answer as it is.
+        if (plain != nullptr && !Uds::suppressesPositiveResponse(plain->request)) {
+            addAnswer(unit, {{}, plain->request, {}});
+        }
+        if (std::holds_alternative<Kel_cpp::FlashFingerprint>(step)) {
+            Uds::Bytes write{static_cast<std::uint8_t>(Service::WriteDataByIdentifier)};
+            Uds::appendNumber(write, Uds::Did::fingerprint, 2);
+            addFixedAnswer(unit, write, plainAnswer(write));
+        }
+    }
+}
+
 void addAnswer(ControlUnitDescription& unit, const Kel_cpp::UdsStep& step) {
     if (step.request.empty() || isLeftToSimulation(unit, step.request)) {
         return;

@@ -17,6 +17,8 @@ void addSecurityLevel(Simulation::ControlUnitDescription& unit, std::uint8_t lev
 /// Memory for all sessions of the item. Sessions without a size take the size of their file.
 void addFlashMemory(Simulation::ControlUnitDescription& unit, const Kel_cpp::FlashItem& item,
                     const std::filesystem::path& flashData);
+/// What the steps of the flash item ask is answered positively.
+void addFlashSteps(Simulation::ControlUnitDescription& unit, const Kel_cpp::FlashItem& item);
 
 /// The answer that the step expects, with 00 for each byte that may be any. The services whose
 /// answers depend on a state (sessions, seeds, fault memory, flashing) are left to the simulation.

@@ -128,7 +128,10 @@ public:
             }
         }
         for (const auto& item : project.flashItems) {
-            addFlashItem(project, item);
+            forEachUnitOf(project, item, [&](ControlUnitDescription& unit) {
+                addSecurityLevel(unit, item.securityLevel, item.keyMask);
+                addFlashMemory(unit, item, flashData);
+            });
         }
     }
 
@@ -140,6 +143,10 @@ public:
                     addAnswer(unitOf(request->link, request->link), *request);
                 }
             }
+        }
+        for (const auto& item : project.flashItems) {
+            forEachUnitOf(project, item,
+                          [&](ControlUnitDescription& unit) { addFlashSteps(unit, item); });
         }
     }
 
@@ -172,16 +179,15 @@ private:
         }
     }
 
-    /// Each vehicle information may have the control unit on another link.
-    void addFlashItem(const Project& project, const Kel_cpp::FlashItem& item) {
+    /// Each vehicle information may have the flash item's control unit on another link.
+    template <class Use>
+    void forEachUnitOf(const Project& project, const Kel_cpp::FlashItem& item, Use use) {
         std::set<std::wstring> links;
         for (const auto& information : project.vehicleInformations) {
             for (const auto& target : information.targets) {
                 if (target.name == item.target && !target.link.empty() &&
                     links.insert(target.link).second) {
-                    auto& unit = unitOf(target.link, target.name);
-                    addSecurityLevel(unit, item.securityLevel, item.keyMask);
-                    addFlashMemory(unit, item, flashData);
+                    use(unitOf(target.link, target.name));
                 }
             }
         }

@@ -124,6 +124,23 @@ TEST_F(DerivedControlUnit, TakesTheSizeOfAFileWhereTheProjectGivesNone) {
     EXPECT_EQ(vehicle.controlUnits.at(0).flashMemories.at(0).size, 77U);
 }
 
+TEST_F(DerivedControlUnit, AnswersWhatTheStepsOfAFlashItemAsk) {
+    project.flashItems = {
+        {L"F",
+         L"ENGINE",
+         L"",
+         1,
+         0,
+         {},
+         {Kel_cpp::FlashRequest{{0x10, 0x03}}, Kel_cpp::FlashRequest{{0x85, 0x02}},
+          Kel_cpp::FlashRequest{{0x28, 0x81, 0x01}}, Kel_cpp::FlashFingerprint{{0x01}},
+          Kel_cpp::FlashMemories{}}}};
+    EXPECT_EQ(answer({"85 02"}), "C5 02");
+    EXPECT_EQ(answer({"2E F1 5A 26 11 23 01"}), "6E F1 5A");
+    EXPECT_EQ(answer({"10 03", "28 81 01"}), "silence");
+    EXPECT_EQ(answer({"10 03"}).substr(0, 5), "50 03");
+}
+
 struct Expectation {
     std::string request;
     std::string expected;
