@@ -48,8 +48,8 @@ private:
                                             const char* attribute) const;
     [[nodiscard]] std::uint8_t readByte(const pugi::xml_node& node, const char* attribute,
                                         std::uint8_t fallback) const {
-        constexpr std::uint64_t maxByte = std::numeric_limits<std::uint8_t>::max();
-        return static_cast<std::uint8_t>(file.number(node, attribute, 0, maxByte, fallback));
+        constexpr auto highest = std::numeric_limits<std::uint8_t>::max();
+        return static_cast<std::uint8_t>(file.number(node, attribute, 0, highest, fallback));
     }
     template <typename Number>
     [[nodiscard]] Number number(const pugi::xml_node& node, const char* attribute, Number min = 0,

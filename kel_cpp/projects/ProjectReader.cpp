@@ -143,11 +143,12 @@ FlashItem readFlashItem(const Xml::File& file, const pugi::xml_node& node) {
 }
 
 std::vector<ExtendedDataItem> readExtendedData(const Xml::File& file) {
-    constexpr std::uint64_t maxRecord = 0xEF;
+    constexpr std::uint64_t highestRecord = 0xEF;
     Uniqueness<std::uint16_t> numbers(file, "record");
     const auto readItem = [&](const Xml::File&, const pugi::xml_node& node) {
         file.allowNoContent(node, {"record", "name", "unit"});
-        const auto number = static_cast<std::uint8_t>(file.number(node, "record", 1, maxRecord));
+        const auto number =
+            static_cast<std::uint8_t>(file.number(node, "record", 1, highestRecord));
         numbers.add(node, number);
         ExtendedDataItem item{number, file.requiredText(node, "name")};
         if (node.attribute("unit")) {
