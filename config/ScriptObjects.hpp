@@ -57,6 +57,9 @@ public:
     [[nodiscard]] TypeId typeId() const noexcept override { return type; }
 
     std::wstring reportName;
+    bool freezeFrames = false;
+    bool extendedData = false;
+    bool mileage = false;
     std::vector<std::wstring> items;
     std::vector<TargetSetting> targets;
     std::vector<std::wstring> dtcStatus;

@@ -162,6 +162,9 @@ void ScriptReader::beginSelect(const Xml::Attributes& attributes) {
 void ScriptReader::beginQuicktest(const Xml::Attributes& attributes) {
     auto& action = addAction<CfxQuicktestAction>();
     action.reportName = attributeText(attributes, "reportName");
+    action.freezeFrames = attributeFlag(attributes, "freezeFrames", false);
+    action.extendedData = attributeFlag(attributes, "extendedData", false);
+    action.mileage = attributeFlag(attributes, "mileage", false);
     open = {&action.items, &action.targets, &action.dtcStatus, &action.vehicleReport,
             &action.unlock};
 }

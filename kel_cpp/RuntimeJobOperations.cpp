@@ -74,7 +74,7 @@ KelApi::JobId Runtime::performQuickTest(std::shared_ptr<QuicktestConfig> config,
         Launch<QuickTestResult> what{&required(callback), vehicle.access, JobKind::QuickTest,
                                      vehicle.information->name};
         QuickTest test(std::move(vehicle), config ? *config : QuicktestConfig(),
-                       dtcReadConfig ? dtcReadConfig->statusMask : 0);
+                       dtcReadConfig ? *dtcReadConfig : DtcReadConfig());
         what.units = test.unitCount();
         return launch(std::move(what),
                       [test = std::move(test), atOnce = environment.unitsAtOnce](

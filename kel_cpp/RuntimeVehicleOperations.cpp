@@ -11,6 +11,8 @@
 #include "kel_cpp/bus/BusCapture.hpp"
 #include "kel_cpp/bus/BusTrace.hpp"
 #include "kel_cpp/history/RunGuards.hpp"
+#include "kel_cpp/history/RunResults.hpp"
+#include "kel_cpp/report/ReportTexts.hpp"
 #include "kel_cpp/report/VehicleReport.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/TraceHelper.hpp"
@@ -96,6 +98,18 @@ VehicleReport reportOf(const SelectedVehicle& vehicle) {
         report.vin = vinOf(vehicle);
     }
     return report;
+}
+
+/// A report without a status that is to show faults leaves the reader without an answer.
+void pointOutMissingStatus(const VehicleReport& report) {
+    if ((report.serviceMask & reportServiceCurrentDtcs) != 0 &&
+        (report.dtcStatusMask & 0xFFU) == 0) {
+        StdUtil::TraceHelper::ErrorTrace(
+            L"kel_cpp/Runtime", __LINE__,
+            L"the report %s is to show faults (CurrentDtcs), but the script names no DtcStatus: no "
+            L"fault was asked for",
+            inQuotes(report.name).c_str());
+    }
 }
 
 void identify(const SelectedVehicle& vehicle, RecordList<IdentifiedTarget>& targets,
@@ -239,6 +253,8 @@ void Runtime::createVehicleReport(std::wstring& fileName, const std::wstring& re
         report.serviceMask = reportConfig->serviceMask;
         report.dtcStatusMask = dtcReadConfig ? dtcReadConfig->statusMask : 0;
         report.controlUnits = std::move(controlUnitResults);
+        report.runResults = runResults(latestRun());
+        pointOutMissingStatus(report);
         fileName = writeVehicleReport(report, reportsFolder());
         runs->reportWritten(Platform::fromPath(Platform::toPath(fileName).filename()));
     });

@@ -46,6 +46,11 @@ private:
                                                   std::uint8_t fallback) const;
     [[nodiscard]] milliseconds readDuration(const pugi::xml_node& node,
                                             const char* attribute) const;
+    [[nodiscard]] std::uint8_t readByte(const pugi::xml_node& node, const char* attribute,
+                                        std::uint8_t fallback) const {
+        constexpr auto highest = std::numeric_limits<std::uint8_t>::max();
+        return static_cast<std::uint8_t>(file.number(node, attribute, 0, highest, fallback));
+    }
     template <typename Number>
     [[nodiscard]] Number number(const pugi::xml_node& node, const char* attribute, Number min = 0,
                                 Number max = std::numeric_limits<Number>::max()) const {
@@ -75,13 +80,16 @@ private:
 ControlUnitDescription ControlUnitReader::read(const pugi::xml_node& node) {
     file.allowOnly(node,
                    {"DataIdentifier", "Dtc", "SecurityLevel", "Routine", "FlashMemory", "Fault"},
-                   {"name", "address", "link", "responseDelay", "bootTime", "programmingFrom"});
+                   {"name", "address", "link", "responseDelay", "bootTime", "programmingFrom",
+                    "dtcFormat", "statusAvailability"});
     unit.name = file.requiredText(node, "name");
     unit.address = number<std::uint16_t>(node, "address");
     unit.link = file.requiredText(node, "link");
     unit.responseDelay = readDuration(node, "responseDelay");
     unit.bootTime = readDuration(node, "bootTime");
     unit.programmingFrom = readProgrammingFrom(node);
+    unit.dtcFormat = readByte(node, "dtcFormat", unit.dtcFormat);
+    unit.statusAvailability = readByte(node, "statusAvailability", unit.statusAvailability);
     const auto each = [&](const char* element,
                           void (ControlUnitReader::*readOne)(const pugi::xml_node& child)) {
         for (const auto& child : node.children(element)) {

@@ -13,11 +13,6 @@ namespace ReportType = Uds::ReadDtcReportType;
 
 /// testNotCompletedSinceLastClear and testNotCompletedThisOperationCycle (annex D.2).
 constexpr std::uint8_t clearedStatus = 0x50;
-/// Every bit of the status byte is in use.
-constexpr std::uint8_t statusAvailabilityMask = 0xFF;
-/// ISO 14229-1 DTC format (annex D.4).
-constexpr std::uint8_t dtcFormat = 0x01;
-
 /// DTCSnapshotRecordNumberOfIdentifiers, then each identifier with its value.
 Uds::Bytes frameContent(const FreezeFrameDescription& frame) {
     Uds::Bytes content{static_cast<std::uint8_t>(frame.data.size())};
@@ -36,8 +31,11 @@ bool belongsTo(std::uint32_t dtc, std::uint64_t group) {
 
 } // namespace
 
-FaultMemory::FaultMemory(std::vector<DtcDescription> dtcs) : dtcs(std::move(dtcs)) {
-    for (const auto& dtc : this->dtcs) {
+FaultMemory::FaultMemory(std::vector<DtcDescription> dtcs, std::uint8_t dtcFormat,
+                         std::uint8_t statusAvailability)
+    : dtcs(std::move(dtcs)), dtcFormat(dtcFormat), statusAvailability(statusAvailability) {
+    for (auto& dtc : this->dtcs) {
+        dtc.status &= statusAvailability;
         for (const auto& frame : dtc.freezeFrames) {
             freezeFrames.add(dtc.code, frame.number, frameContent(frame));
         }
@@ -55,7 +53,7 @@ ServiceReply FaultMemory::clear(const Uds::Bytes& request) {
     bool known = group == Uds::allDtcs;
     for (auto& dtc : dtcs) {
         if (belongsTo(dtc.code, group)) {
-            dtc.status = clearedStatus;
+            dtc.status = clearedStatus & statusAvailability;
             freezeFrames.clear(dtc.code);
             extendedData.clear(dtc.code);
             known = true;
@@ -121,14 +119,14 @@ ServiceReply FaultMemory::countMatching(std::uint8_t mask) const {
     });
     auto response =
         positiveResponse(Uds::Service::ReadDtcInformation,
-                         {ReportType::numberOfDtcByStatusMask, statusAvailabilityMask, dtcFormat});
+                         {ReportType::numberOfDtcByStatusMask, statusAvailability, dtcFormat});
     Uds::appendNumber(response, static_cast<std::uint64_t>(count), 2);
     return response;
 }
 
 ServiceReply FaultMemory::list(std::uint8_t subFunction, std::uint8_t mask) const {
     auto response =
-        positiveResponse(Uds::Service::ReadDtcInformation, {subFunction, statusAvailabilityMask});
+        positiveResponse(Uds::Service::ReadDtcInformation, {subFunction, statusAvailability});
     for (const auto& dtc : dtcs) {
         if (subFunction == ReportType::supportedDtc || (dtc.status & mask) != 0) {
             Uds::appendNumber(response, dtc.code, 3);

@@ -14,7 +14,9 @@ namespace Quarlen::Simulation {
 /// thread-safe.
 class FaultMemory {
 public:
-    explicit FaultMemory(std::vector<DtcDescription> dtcs);
+    /// `dtcFormat` is the DTCFormatIdentifier, `statusAvailability` the status bits in use.
+    FaultMemory(std::vector<DtcDescription> dtcs, std::uint8_t dtcFormat,
+                std::uint8_t statusAvailability);
 
     /// ClearDiagnosticInformation: all (0xFFFFFF), one of `Uds::DtcGroup` or one DTC. A group of
     /// which the control unit has no DTC is refused. A cleared DTC stays supported; its status says
@@ -33,6 +35,8 @@ private:
     [[nodiscard]] ServiceReply list(std::uint8_t subFunction, std::uint8_t mask) const;
 
     std::vector<DtcDescription> dtcs;
+    std::uint8_t dtcFormat;
+    std::uint8_t statusAvailability;
     FaultRecords freezeFrames;
     FaultRecords extendedData;
 };

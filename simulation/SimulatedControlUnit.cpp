@@ -96,7 +96,7 @@ SimulatedControlUnit::SimulatedControlUnit(const ControlUnitDescription& descrip
     : description(description),
       clock(clock),
       data(description.dataIdentifiers),
-      faultMemory(description.dtcs),
+      faultMemory(description.dtcs, description.dtcFormat, description.statusAvailability),
       security(description.securityLevels, description.address),
       flash(description.flashMemories, data),
       routines(description.routines),

@@ -104,6 +104,10 @@ struct ControlUnitDescription {
     /// From the response to ECUReset until the control unit answers again.
     std::chrono::milliseconds bootTime{0};
     ProgrammingFrom programmingFrom = ProgrammingFrom::AnySession;
+    /// DTCFormatIdentifier (ISO 14229-1 annex D.4); 0x00 are codes of ISO 15031-6.
+    std::uint8_t dtcFormat = 0x00;
+    /// DTCStatusAvailabilityMask: the status bits in use.
+    std::uint8_t statusAvailability = 0xFF;
     std::vector<DataIdentifierDescription> dataIdentifiers;
     std::vector<DtcDescription> dtcs;
     std::vector<SecurityLevelDescription> securityLevels;

@@ -12,8 +12,19 @@ namespace {
 
 constexpr std::uint16_t wholeSession = 100;
 
-std::wstring faultsText(std::size_t count) {
+std::wstring faultsText(std::size_t count, bool isAskedFor) {
+    if (!isAskedFor) {
+        return L"faults not asked for";
+    }
     return std::to_wstring(count) + (count == 1 ? L" fault" : L" faults");
+}
+
+std::wstring unitText(const ControlUnitQuickTestResult& unit) {
+    if (!unit.errorText.empty()) {
+        return unit.errorText;
+    }
+    const std::wstring text = faultsText(unit.faults.size(), unit.faultsAskedFor);
+    return wasInterrupted(unit) ? L"software not valid, " + text : text;
 }
 
 bool isCancelled(const ServiceResult& result) {
@@ -57,8 +68,8 @@ void JobWatch::take(const RecordList<QuickTestResult>& results) {
         faults += unit->faults.size();
         const bool read = unit->errorText.empty();
         unitsRead += read ? 1 : 0;
-        log->jobFound(id,
-                      {unit->name, read, read ? faultsText(unit->faults.size()) : unit->errorText});
+        asksForFaults = unit->faultsAskedFor;
+        log->jobFound(id, {unit->name, read, unitText(*unit)});
         log->jobProgressed({id, kind, unit->name, L"units", unitsDone, units});
     }
 }
@@ -91,7 +102,7 @@ void JobWatch::take(const FlashResult& result) {
 void JobWatch::end() {
     if (kind == JobKind::QuickTest) {
         summary = std::to_wstring(unitsRead) + L" of " + std::to_wstring(units) +
-                  L" control units read, " + faultsText(faults);
+                  L" control units read, " + faultsText(faults, asksForFaults);
         if (unitsDone < units) {
             outcome = JobOutcome::Cancelled;
         } else if (unitsRead < units) {

@@ -35,6 +35,7 @@ private:
     std::uint64_t unitsDone = 0;
     std::uint64_t unitsRead = 0;
     std::size_t faults = 0;
+    bool asksForFaults = true;
     std::wstring passedSession;
     JobOutcome outcome = JobOutcome::Passed;
     std::wstring summary;

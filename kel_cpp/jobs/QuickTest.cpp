@@ -13,20 +13,15 @@
 #include <utility>
 
 #include "kel_cpp/base/ExceptionBoundary.hpp"
+#include "kel_cpp/jobs/FaultMemoryReader.hpp"
+#include "kel_cpp/jobs/FaultRecordsReader.hpp"
+#include "kel_cpp/jobs/KnownValues.hpp"
 #include "std_util/TraceHelper.hpp"
 #include "uds/Identifiers.hpp"
-#include "uds/Uds.hpp"
 
 namespace Quarlen::Kel_cpp {
 
 namespace {
-
-using Uds::Client;
-
-/// Sub-functions of ReadDTCInformation, ISO 14229-1 table 317.
-namespace ReportType = Uds::ReadDtcReportType;
-
-constexpr auto readDtcInformation = static_cast<std::uint8_t>(Uds::Service::ReadDtcInformation);
 
 std::vector<std::wstring> allNames(const VehicleInformation& information) {
     std::vector<std::wstring> names;
@@ -60,26 +55,30 @@ std::wstring readableValue(Uds::Bytes data) {
                                       : Uds::hexText(whole);
 }
 
-/// `minimumSize` keeps what follows readable.
-Uds::Bytes askFaultMemory(Client& client, const Uds::Bytes& request, std::size_t minimumSize) {
-    Uds::Bytes response = client.request(request);
-    if (response.size() < minimumSize) {
-        throw Uds::NoUsableResponse(L"unusable response to ReadDTCInformation: " +
-                                    Uds::hexText(response));
+/// Says why a value is not there. A control unit refuses its software version with
+/// conditionsNotCorrect as long as an erased memory was not checked.
+void explain(IdentificationValue& value, const Uds::NegativeResponse& refusal) {
+    using State = IdentificationValue::State;
+    const auto nrc = static_cast<Uds::Nrc>(refusal.nrc());
+    if (nrc == Uds::Nrc::RequestOutOfRange) {
+        value.state = State::NotSupported;
+        value.value = L"not supported";
+    } else if (nrc == Uds::Nrc::ConditionsNotCorrect &&
+               value.dataIdentifier == Uds::Did::softwareVersion) {
+        value.state = State::Interrupted;
+        value.value =
+            L"not valid: the programming was interrupted (" + Uds::nrcText(refusal.nrc()) + L")";
+    } else {
+        value.state = State::Refused;
+        value.value = refusal.message();
     }
-    return response;
-}
-
-std::uint16_t readFaultCount(Client& client, std::uint8_t mask) {
-    // 59 01 availabilityMask format countHigh countLow
-    const auto response =
-        askFaultMemory(client, {readDtcInformation, ReportType::numberOfDtcByStatusMask, mask}, 6);
-    return static_cast<std::uint16_t>(Uds::numberAt(response, 4, 2));
 }
 
 /// What one quick test comes to: for the trace, in one line.
 class Summary {
 public:
+    explicit Summary(bool countsFaults) : countsFaults(countsFaults) {}
+
     void add(const ControlUnitQuickTestResult& result) {
         faults += result.faults.size();
         if (result.errorText.empty()) {
@@ -93,7 +92,9 @@ public:
     void trace(const std::wstring& information, std::size_t units, const wchar_t* end) const {
         const std::wstring text = L"quick test of " + inQuotes(information) + L" " + end + L": " +
                                   std::to_wstring(readUnits) + L" of " + std::to_wstring(units) +
-                                  L" control units read, " + std::to_wstring(faults) + L" faults" +
+                                  L" control units read, " +
+                                  (countsFaults ? std::to_wstring(faults) + L" faults"
+                                                : std::wstring(L"faults not asked for")) +
                                   failures;
         const auto write =
             failures.empty() ? StdUtil::TraceHelper::InfoTrace : StdUtil::TraceHelper::ErrorTrace;
@@ -101,6 +102,7 @@ public:
     }
 
 private:
+    bool countsFaults;
     std::size_t readUnits = 0;
     std::size_t faults = 0;
     std::wstring failures;
@@ -108,11 +110,13 @@ private:
 
 } // namespace
 
-QuickTest::QuickTest(SelectedVehicle selected, const QuicktestConfig& config, std::uint32_t mask)
+QuickTest::QuickTest(SelectedVehicle selected, const QuicktestConfig& config,
+                     const DtcReadConfig& dtcConfig)
     : vehicle(std::move(selected)),
       targets(config.everyControlUnit ? allNames(*vehicle.information)
                                       : withoutRepetitions(config.targets)),
-      statusMask(static_cast<std::uint8_t>(mask & 0xFFU)) {}
+      dtcRead(dtcConfig),
+      mileage(config.mileage) {}
 
 /// Threads that take one control unit after the other. Their results come in the order of the
 /// targets, so that it does not depend on who is faster.
@@ -178,7 +182,7 @@ private:
 
 void QuickTest::run(JobReport<QuickTestResult>& report, const std::stop_token& cancel,
                     std::size_t unitsAtOnce) const {
-    Summary summary;
+    Summary summary(statusMask() != 0);
     const wchar_t* end = L"ended";
     try {
         const VehicleAccess::Turn turn = vehicle.access->takeTurn(cancel);
@@ -199,6 +203,8 @@ std::shared_ptr<QuickTest::Result> QuickTest::test(const std::wstring& name,
                                                    const std::stop_token& cancel) const {
     auto result = std::make_shared<Result>();
     result->name = name;
+    result->reply = Result::Reply::NotAsked;
+    result->faultsAskedFor = statusMask() != 0;
     const ProjectTarget* const unit = findControlUnit(*vehicle.information, name);
     if (unit == nullptr) {
         result->errorText = L"vehicle information " + inQuotes(vehicle.information->name) +
@@ -208,67 +214,76 @@ std::shared_ptr<QuickTest::Result> QuickTest::test(const std::wstring& name,
     result->link = unit->link;
     try {
         auto link = vehicle.access->openLink(unit->unitAddress());
-        Client client(link, cancel);
-        readAll(*result, client);
+        Uds::Client client(link, cancel);
+        UnitQuestions questions(client, *result);
+        readAll(questions);
     } catch (const Uds::LinkError& error) {
         result->errorText = error.message();
+        const bool isLost = dynamic_cast<const Uds::ConnectionLost*>(&error) != nullptr;
+        if (result->reply == Result::Reply::NotAsked && !isLost) {
+            result->reply = Result::Reply::Silent;
+        }
     }
     return result;
 }
 
-void QuickTest::readAll(Result& result, Client& client) const {
-    readIdentification(result, client);
+void QuickTest::readAll(UnitQuestions& questions) const {
+    readIdentification(questions);
+    if (mileage) {
+        readMileage(questions);
+    }
     try {
-        readFaultMemory(result, client);
+        readFaultMemory(questions);
     } catch (const Uds::NegativeResponse& refusal) {
-        result.errorText = L"fault memory: " + refusal.message();
+        questions.result().errorText = L"fault memory: " + refusal.message();
     }
 }
 
-void QuickTest::readIdentification(Result& result, Client& client) const {
+void QuickTest::readIdentification(UnitQuestions& questions) const {
     for (const auto& item : vehicle.project->identification) {
         IdentificationValue value{item.dataIdentifier, item.name, {}};
         try {
-            value.value = readableValue(client.readData(item.dataIdentifier));
+            value.value = readableValue(questions.readData(item.dataIdentifier));
         } catch (const Uds::NegativeResponse& refusal) {
-            value.value = refusal.message();
+            explain(value, refusal);
         }
-        result.identification.push_back(std::move(value));
+        questions.result().identification.push_back(std::move(value));
     }
 }
 
-/// The number of faults and the list of supported ones are optional (clause 12.3): a control unit
-/// without them is read completely.
-void QuickTest::readFaultMemory(Result& result, Client& client) const {
-    result.faults = readDtcs(client, {readDtcInformation, ReportType::dtcByStatusMask, statusMask});
-    result.faultCount = static_cast<std::uint16_t>(result.faults.size());
+/// Data identifiers that a control unit does not have are no failure: mostly one unit has it.
+void QuickTest::readMileage(UnitQuestions& questions) const {
+    const auto& item = vehicle.project->mileage;
+    questions.result().mileage.emplace();
     try {
-        result.faultCount = readFaultCount(client, statusMask);
+        const auto data =
+            questions.readData(item ? item->dataIdentifier : KnownIdentifier::odometer);
+        questions.result().mileage = item ? numberText(data, item->unit)
+                                          : knownText(*knownValue(KnownIdentifier::odometer), data);
     } catch (const Uds::NegativeResponse&) {
-        // The faults themselves have been counted.
-    }
-    try {
-        result.supported = readDtcs(client, {readDtcInformation, ReportType::supportedDtc});
-    } catch (const Uds::NegativeResponse&) {
-        // It does not tell what it could find.
+        // It does not tell it.
     }
 }
 
-std::vector<DtcReading> QuickTest::readDtcs(Client& client, const Uds::Bytes& request) const {
-    // 59 02 availabilityMask, then for each fault three bytes of code and one of status
-    constexpr std::size_t headerSize = 3;
-    constexpr std::size_t entrySize = 4;
-    const Uds::Bytes response = askFaultMemory(client, request, headerSize);
-    if ((response.size() - headerSize) % entrySize != 0) {
-        throw Uds::NoUsableResponse(L"unusable response to ReadDTCInformation: " +
-                                    Uds::hexText(response));
+void QuickTest::readFaultMemory(UnitQuestions& questions) const {
+    FaultMemoryReader memory(questions, *vehicle.project);
+    if (statusMask() != 0) {
+        memory.readFaults(statusMask());
     }
-    std::vector<DtcReading> dtcs;
-    for (std::size_t at = headerSize; at < response.size(); at += entrySize) {
-        const auto code = static_cast<std::uint32_t>(Uds::numberAt(response, at, 3));
-        dtcs.push_back({code, response[at + 3], vehicle.project->dtcText(code)});
+    memory.readSupported();
+    readFaultRecords(questions);
+}
+
+void QuickTest::readFaultRecords(UnitQuestions& questions) const {
+    FaultRecordsReader records(questions, *vehicle.project);
+    for (auto& fault : questions.result().faults) {
+        if (dtcRead.freezeFrames) {
+            records.readFreezeFrames(fault);
+        }
+        if (dtcRead.extendedData) {
+            records.readExtendedData(fault);
+        }
     }
-    return dtcs;
 }
 
 } // namespace Quarlen::Kel_cpp

@@ -9,6 +9,7 @@
 
 #include "kel_cpp/access/Selection.hpp"
 #include "kel_cpp/jobs/JobReport.hpp"
+#include "kel_cpp/jobs/UnitQuestions.hpp"
 #include "kel_cpp/report/QuickTestRecords.hpp"
 #include "kel_server_lib/runtime/JobRecords.hpp"
 #include "uds/Client.hpp"
@@ -16,15 +17,16 @@
 namespace Quarlen::Kel_cpp {
 
 /// Reads identification and fault memory of control units, of many at the same time: each has one
-/// request at a time.
+/// request at a time. Freeze frames, extended data and mileage are read where they are asked for.
 class QuickTest {
 public:
     /// Each of them takes a thread that mostly waits.
     static constexpr std::size_t defaultUnitsAtOnce = 128;
 
     /// Each control unit is tested once, however often `config` names it. Only the eight status
-    /// bits of ISO 14229-1 D.2 in `mask` are used.
-    QuickTest(SelectedVehicle selected, const QuicktestConfig& config, std::uint32_t mask);
+    /// bits of ISO 14229-1 D.2 are used; without any of them no fault is asked for.
+    QuickTest(SelectedVehicle selected, const QuicktestConfig& config,
+              const DtcReadConfig& dtcConfig);
 
     /// One report for each control unit, in the order of the targets and as soon as it and those
     /// before it are done, then an empty last one. A control unit that
@@ -43,15 +45,19 @@ private:
 
     [[nodiscard]] std::shared_ptr<Result> test(const std::wstring& name,
                                                const std::stop_token& cancel) const;
-    void readAll(Result& result, Uds::Client& client) const;
-    void readIdentification(Result& result, Uds::Client& client) const;
-    void readFaultMemory(Result& result, Uds::Client& client) const;
-    [[nodiscard]] std::vector<DtcReading> readDtcs(Uds::Client& client,
-                                                   const Uds::Bytes& request) const;
+    void readAll(UnitQuestions& questions) const;
+    void readIdentification(UnitQuestions& questions) const;
+    void readFaultMemory(UnitQuestions& questions) const;
+    void readFaultRecords(UnitQuestions& questions) const;
+    void readMileage(UnitQuestions& questions) const;
+    [[nodiscard]] std::uint8_t statusMask() const {
+        return static_cast<std::uint8_t>(dtcRead.statusMask & 0xFFU);
+    }
 
     SelectedVehicle vehicle;
     std::vector<std::wstring> targets;
-    std::uint8_t statusMask;
+    DtcReadConfig dtcRead;
+    bool mileage;
 };
 
 } // namespace Quarlen::Kel_cpp

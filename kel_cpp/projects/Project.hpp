@@ -76,6 +76,21 @@ struct IdentificationItem {
     std::wstring name;
 };
 
+/// One of the numbered records that control units store with a fault; their numbers are the
+/// manufacturer's choice (ISO 14229-1 clause 12.3, DTCExtDataRecordNumber).
+struct ExtendedDataItem {
+    std::uint8_t number = 0;
+    std::wstring name;
+    /// The record is a number in this unit, which may be empty; without a value it is bytes.
+    std::optional<std::wstring> unit{};
+};
+
+/// The data identifier with the vehicle's mileage, a number in this unit.
+struct MileageItem {
+    std::uint16_t dataIdentifier = 0;
+    std::wstring unit;
+};
+
 struct UnlockParameter {
     /// The text that a script gives, for example "level1".
     std::wstring name;
@@ -126,6 +141,9 @@ struct Project {
     std::vector<VehicleInformation> vehicleInformations;
     std::vector<OtxProcedure> procedures;
     std::vector<IdentificationItem> identification;
+    /// Empty: the project says nothing of them.
+    std::vector<ExtendedDataItem> extendedData;
+    std::optional<MileageItem> mileage;
     std::vector<UnlockProcedure> unlocks;
     std::vector<FlashItem> flashItems;
     std::vector<DtcText> dtcTexts;

@@ -98,6 +98,34 @@ UnlockProcedure readUnlock(const Xml::File& file, const pugi::xml_node& node) {
             readNamed<UnlockParameter>(file, node, "Parameter", readUnlockParameter)};
 }
 
+std::vector<ExtendedDataItem> readExtendedData(const Xml::File& file) {
+    constexpr std::uint64_t highestRecord = 0xEF;
+    Uniqueness<std::uint16_t> numbers(file, "record");
+    const auto readItem = [&](const Xml::File&, const pugi::xml_node& node) {
+        file.allowNoContent(node, {"record", "name", "unit"});
+        const auto number =
+            static_cast<std::uint8_t>(file.number(node, "record", 1, highestRecord));
+        numbers.add(node, number);
+        ExtendedDataItem item{number, file.requiredText(node, "name")};
+        if (node.attribute("unit")) {
+            item.unit = file.optionalText(node, "unit");
+        }
+        return item;
+    };
+    return readNamed<ExtendedDataItem>(file, file.root(), "ExtendedData", readItem);
+}
+
+std::optional<MileageItem> readMileage(const Xml::File& file) {
+    const auto node = file.singleChild(file.root(), "Mileage");
+    if (!node) {
+        return {};
+    }
+    file.allowNoContent(node, {"id", "unit"});
+    return MileageItem{static_cast<std::uint16_t>(
+                           file.number(node, "id", 0, std::numeric_limits<std::uint16_t>::max())),
+                       file.requiredText(node, "unit")};
+}
+
 std::vector<DtcText> readDtcTexts(const Xml::File& file) {
     std::vector<DtcText> result;
     Uniqueness<std::uint32_t> codes(file, "code");
@@ -148,10 +176,10 @@ void checkFlashTargets(const Xml::File& file, const Project& project) {
 
 std::shared_ptr<const Project> readChecked(const Xml::File& file, const std::wstring& name) {
     const auto root = file.root();
-    file.allowOnly(
-        root,
-        {"VehicleInformation", "Procedure", "Identification", "Unlock", "FlashItem", "DtcText"},
-        {"description"});
+    file.allowOnly(root,
+                   {"VehicleInformation", "Procedure", "Identification", "ExtendedData", "Mileage",
+                    "Unlock", "FlashItem", "DtcText"},
+                   {"description"});
     auto project = std::make_shared<Project>();
     project->name = name;
     project->description = file.optionalText(root, "description");
@@ -159,6 +187,8 @@ std::shared_ptr<const Project> readChecked(const Xml::File& file, const std::wst
         readNamed<VehicleInformation>(file, root, "VehicleInformation", readVehicleInformation);
     project->procedures = readNamed<OtxProcedure>(file, root, "Procedure", readProcedure);
     project->identification = readIdentification(file);
+    project->extendedData = readExtendedData(file);
+    project->mileage = readMileage(file);
     project->unlocks = readNamed<UnlockProcedure>(file, root, "Unlock", readUnlock);
     project->flashItems = readNamed<FlashItem>(file, root, "FlashItem", readFlashItem);
     project->dtcTexts = readDtcTexts(file);

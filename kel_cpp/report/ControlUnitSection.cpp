@@ -1,25 +1,40 @@
 #include "kel_cpp/report/ControlUnitSection.hpp"
 
+#include "kel_cpp/report/FaultCounts.hpp"
+#include "kel_cpp/report/FaultTable.hpp"
 #include "kel_cpp/report/ReportTexts.hpp"
 
 namespace Quarlen::Kel_cpp {
 namespace {
 
-void writeTableHead(HtmlWriter& html, std::initializer_list<std::string_view> columns) {
-    const auto head = html.open("thead");
-    const auto row = html.open("tr");
-    for (const std::string_view column : columns) {
-        html.element("th", "", column);
-    }
-}
+using Unit = ControlUnitQuickTestResult;
+using State = IdentificationValue::State;
 
-void writeHeading(HtmlWriter& html, const ControlUnitQuickTestResult& unit, const Badge& badge) {
+constexpr std::string_view good = "badge good";
+constexpr std::string_view bad = "badge bad";
+constexpr std::string_view note = "badge note";
+constexpr std::string_view quiet = "badge quiet";
+
+void writeHeading(HtmlWriter& html, const Unit& unit, const Badge& badge) {
     const auto head = html.open("div", "unit-head");
     html.element("h2", "", unit.name.empty() ? L"Unnamed control unit" : unit.name);
     html.element("span", badge.cssClass, badge.text);
     if (!unit.link.empty()) {
         html.element("span", "soft", unit.link);
     }
+}
+
+std::string_view valueClass(State state) {
+    switch (state) {
+    case State::Interrupted:
+        return "value interrupted";
+    case State::NotSupported:
+    case State::Refused:
+        return "value soft";
+    case State::Read:
+        break;
+    }
+    return "value";
 }
 
 void writeIdentificationRow(HtmlWriter& html, const IdentificationValue& value) {
@@ -29,10 +44,22 @@ void writeIdentificationRow(HtmlWriter& html, const IdentificationValue& value) 
         html.element("code", "", hexadecimal(value.dataIdentifier, 4));
     }
     html.element("td", "", value.name);
-    html.element("td", "value", value.value);
+    if (value.value.empty()) {
+        html.element("td", "value soft", "empty");
+    } else {
+        html.element("td", valueClass(value.state), value.value);
+    }
 }
 
-void writeIdentification(HtmlWriter& html, const ControlUnitQuickTestResult& unit) {
+void writeIdentificationHead(HtmlWriter& html) {
+    const auto head = html.open("thead");
+    const auto row = html.open("tr");
+    for (const std::string_view column : {"Identifier", "Name", "Value"}) {
+        html.element("th", "", column);
+    }
+}
+
+void writeIdentification(HtmlWriter& html, const Unit& unit) {
     html.element("h3", "", "Identification");
     if (unit.identification.empty()) {
         html.element("p", "soft", "No identification values.");
@@ -40,154 +67,102 @@ void writeIdentification(HtmlWriter& html, const ControlUnitQuickTestResult& uni
     }
     const auto wide = html.open("div", "wide");
     const auto table = html.open("table", "identification");
-    writeTableHead(html, {"Identifier", "Name", "Value"});
+    writeIdentificationHead(html);
     const auto body = html.open("tbody");
     for (const IdentificationValue& value : unit.identification) {
         writeIdentificationRow(html, value);
     }
 }
 
-void writeCodeCell(HtmlWriter& html, const DtcReading& dtc) {
-    const auto cell = html.open("td", "code");
-    html.element("strong", "", dtcNotation(dtc.code));
-    html.markup(" ");
-    const auto number = html.open("span");
-    html.element("code", "", hexadecimal(dtc.code & 0xFFFFFFU, 6));
-}
-
-void writeTextCell(HtmlWriter& html, const DtcReading& dtc) {
-    if (dtc.text.empty()) {
-        html.element("td", "soft", "No text for this code");
-    } else {
-        html.element("td", "", dtc.text);
+std::string_view errorWord(const Unit& unit) {
+    switch (unit.reply) {
+    case Unit::Reply::Silent:
+        return "No answer";
+    case Unit::Reply::NotAsked:
+        return "Not tested";
+    case Unit::Reply::Answered:
+        break;
     }
+    return "Incomplete";
 }
 
-void writeStatusBit(HtmlWriter& html, const DtcStatusBit& bit, std::uint8_t status) {
-    const bool isSet = (status & bit.mask) != 0;
-    const std::string_view cssClass = isSet && bit.fault ? "set fault" : isSet ? "set" : "unset";
-    const auto chip = html.openWith("li", "class=\"" + std::string(cssClass) + "\" title=\"" +
-                                              std::string(bit.scriptName) + "\"");
-    html.text(bit.words);
-    html.element("span", "unseen", isSet ? " set" : " not set");
-}
-
-void writeStatusCell(HtmlWriter& html, std::uint8_t status) {
-    const auto cell = html.open("td", "status");
-    html.element("code", "", hexadecimal(status, 2));
-    const auto bits = html.open("ul", "bits");
-    for (const DtcStatusBit& bit : dtcStatusBits) {
-        writeStatusBit(html, bit, status);
-    }
-}
-
-void writeFaultRow(HtmlWriter& html, const DtcReading& fault) {
-    const auto row = html.open("tr");
-    writeCodeCell(html, fault);
-    writeTextCell(html, fault);
-    writeStatusCell(html, fault.status);
-}
-
-/// Writes a notice when the control unit's own fault count differs from the length of its list.
-void writeCountNotice(HtmlWriter& html, const ControlUnitQuickTestResult& unit) {
-    if (unit.faultCount != 0 && unit.faultCount != unit.faults.size()) {
-        html.element("p", "notice",
-                     "The control unit counts " + counted(unit.faultCount, "fault") +
-                         ", but its list holds " + std::to_string(unit.faults.size()) + ".");
-    }
-}
-
-void writeFaults(HtmlWriter& html, const ControlUnitQuickTestResult& unit) {
-    html.element("h3", "", "Faults");
-    writeCountNotice(html, unit);
-    if (unit.faults.empty()) {
-        html.element("p", "none", "No faults with the requested status.");
-        return;
-    }
-    const auto wide = html.open("div", "wide");
-    const auto table = html.open("table", "faults");
-    writeTableHead(html, {"Code", "Fault", "Status"});
-    const auto body = html.open("tbody");
-    for (const DtcReading& fault : unit.faults) {
-        writeFaultRow(html, fault);
-    }
-}
-
-void writeSupportedRow(HtmlWriter& html, const DtcReading& dtc) {
-    const auto row = html.open("tr");
-    writeCodeCell(html, dtc);
-    writeTextCell(html, dtc);
-    const auto cell = html.open("td", "did");
-    html.element("code", "", hexadecimal(dtc.status, 2));
-}
-
-void writeSupported(HtmlWriter& html, const ControlUnitQuickTestResult& unit) {
-    if (unit.supported.empty()) {
-        html.element("h3", "", "Supported fault codes");
-        html.element("p", "soft", "The control unit lists no supported fault codes.");
-        return;
-    }
-    const auto fold = html.open("details");
-    html.element("summary", "", counted(unit.supported.size(), "supported fault code"));
-    const auto wide = html.open("div", "wide");
-    const auto table = html.open("table", "supported");
-    writeTableHead(html, {"Code", "Fault", "Status"});
-    const auto body = html.open("tbody");
-    for (const DtcReading& dtc : unit.supported) {
-        writeSupportedRow(html, dtc);
-    }
-}
-
-bool hasData(const ControlUnitQuickTestResult& unit) {
-    return !unit.identification.empty() || !unit.faults.empty() || !unit.supported.empty();
-}
-
-void writeError(HtmlWriter& html, const ControlUnitQuickTestResult& unit) {
+void writeError(HtmlWriter& html, const Unit& unit) {
     const auto paragraph = html.open("p", "error");
-    html.element("strong", "", hasData(unit) ? "Incomplete: " : "No answer: ");
+    html.element("strong", "", std::string(errorWord(unit)) + ": ");
     html.text(unit.errorText);
+}
+
+Badge faultBadge(const Unit& unit, const ReportParts& parts) {
+    if (!parts.asksForFaults() || !unit.faultsAskedFor) {
+        return {"Faults not asked for", quiet};
+    }
+    FaultCounts counts;
+    counts.add(unit);
+    if (counts.sum() != 0) {
+        return {faultCountsText(counts), counts.confirmed != 0 ? bad
+                                         : counts.pending != 0 ? note
+                                                               : quiet};
+    }
+    if (unit.faultCount != 0) {
+        return {counted(unit.faultCount, "fault") + " not listed", bad};
+    }
+    const bool isTold = (parts.askedStatus & unit.statusAvailability) != 0;
+    return isTold ? Badge{"No faults", good} : Badge{"Status not supported", quiet};
 }
 
 } // namespace
 
-ReportParts::ReportParts(std::uint32_t serviceMask)
+ReportParts::ReportParts(std::uint32_t serviceMask, std::uint32_t statusMask)
     : identification((serviceMask & reportServiceIdentValues) != 0),
       faults((serviceMask & reportServiceCurrentDtcs) != 0),
-      supported((serviceMask & reportServiceSupportedDtcs) != 0) {}
+      supported((serviceMask & reportServiceSupportedDtcs) != 0),
+      askedStatus(static_cast<std::uint8_t>(statusMask & 0xFFU)) {}
 
-Badge controlUnitBadge(const ControlUnitQuickTestResult& unit, const ReportParts& parts) {
-    if (!unit.errorText.empty()) {
-        return {hasData(unit) ? "Incomplete" : "No answer", "badge bad"};
+bool isComplete(const Unit& unit) {
+    return unit.reply == Unit::Reply::Answered && unit.errorText.empty();
+}
+
+bool tellsFaults(const Unit& unit, const ReportParts& parts) {
+    const unsigned unsupported = parts.askedStatus & ~unsigned{unit.statusAvailability};
+    return isComplete(unit) && unit.faultsAskedFor && unit.faultCount <= unit.faults.size() &&
+           unsupported != parts.askedStatus;
+}
+
+Badge controlUnitBadge(const Unit& unit, const ReportParts& parts) {
+    if (!isComplete(unit)) {
+        return {std::string(errorWord(unit)), bad};
     }
-    if (!parts.faults) {
-        return {"Answered", "badge good"};
+    if (wasInterrupted(unit)) {
+        return {"Software not valid", bad};
     }
-    if (unit.faults.empty()) {
-        return {"No faults", "badge good"};
-    }
-    return {counted(unit.faults.size(), "fault"), "badge bad"};
+    return parts.faults ? faultBadge(unit, parts) : Badge{"Answered", good};
 }
 
 std::string controlUnitAnchor(std::size_t number) {
     return "unit-" + std::to_string(number);
 }
 
-void writeControlUnitSection(HtmlWriter& html, const ControlUnitQuickTestResult& unit,
-                             const ReportParts& parts, std::size_t number) {
+void writeControlUnitSection(HtmlWriter& html, const Unit& unit, const ReportParts& parts,
+                             std::size_t number) {
     const auto section =
         html.openWith("section", "class=\"card unit\" id=\"" + controlUnitAnchor(number) + "\"");
     writeHeading(html, unit, controlUnitBadge(unit, parts));
-    const bool answered = unit.errorText.empty();
-    if (!answered) {
+    const bool complete = isComplete(unit);
+    if (!complete) {
         writeError(html, unit);
     }
-    if (parts.faults && (answered || !unit.faults.empty())) {
-        writeFaults(html, unit);
+    if (wasInterrupted(unit)) {
+        html.element("p", "error",
+                     "The software is not valid: the programming of this control unit was "
+                     "interrupted.");
     }
-    if (parts.identification && (answered || !unit.identification.empty())) {
+    if (parts.faults && (complete || !unit.faults.empty())) {
+        writeFaults(html, unit, parts.askedStatus);
+    }
+    if (parts.identification && (complete || !unit.identification.empty())) {
         writeIdentification(html, unit);
     }
-    if (parts.supported && (answered || !unit.supported.empty())) {
+    if (parts.supported && (complete || !unit.supported.empty())) {
         writeSupported(html, unit);
     }
 }

@@ -12,11 +12,16 @@ namespace Quarlen::Kel_cpp {
 
 /// Which parts of a control unit a report shows.
 struct ReportParts {
-    explicit ReportParts(std::uint32_t serviceMask);
+    ReportParts(std::uint32_t serviceMask, std::uint32_t statusMask);
+
+    /// Without any status a control unit has no fault to tell.
+    [[nodiscard]] bool asksForFaults() const { return askedStatus != 0; }
 
     bool identification;
     bool faults;
     bool supported;
+    /// The status bits of the request.
+    std::uint8_t askedStatus;
 };
 
 /// A short text and its colour.
@@ -25,8 +30,15 @@ struct Badge {
     std::string_view cssClass;
 };
 
-/// "No answer", "Incomplete" (an error, but some data), "No faults", "3 faults" or "Answered", the
-/// last one when faults are not shown.
+/// True when it answered and everything that was asked for could be read.
+bool isComplete(const ControlUnitQuickTestResult& unit);
+
+/// True when it has told all its faults with the status that was asked for.
+bool tellsFaults(const ControlUnitQuickTestResult& unit, const ReportParts& parts);
+
+/// What is worst: "No answer" or "Not tested", "Incomplete" (an error, but it answered), "Software
+/// not valid", "2 confirmed, 1 pending", then what keeps the faults from being known, and only then
+/// "No faults"; "Answered" when faults are not shown.
 Badge controlUnitBadge(const ControlUnitQuickTestResult& unit, const ReportParts& parts);
 
 /// Value of the section's `id`, for links; counted from 1.

@@ -1,16 +1,15 @@
 #include "kel_cpp/report/ReportPage.hpp"
 
 #include <algorithm>
-#include <numeric>
 
-#include "kel_cpp/report/ControlUnitSection.hpp"
+#include "kel_cpp/report/FaultCounts.hpp"
 #include "kel_cpp/report/HtmlWriter.hpp"
+#include "kel_cpp/report/ReportNotices.hpp"
 #include "kel_cpp/report/ReportStyle.hpp"
+#include "kel_cpp/report/RunSection.hpp"
 
 namespace Quarlen::Kel_cpp {
 namespace {
-
-using ControlUnits = std::vector<std::shared_ptr<ControlUnitQuickTestResult>>;
 
 /// The page loads nothing and runs nothing, whatever its texts contain.
 constexpr std::string_view headMarkup =
@@ -72,7 +71,14 @@ void writeTimeFact(HtmlWriter& html, const TimeTexts& time) {
     html.text(time.forReaders);
 }
 
-void writeFacts(HtmlWriter& html, const VehicleReport& report, const TimeTexts& time) {
+void writeMileageFact(HtmlWriter& html, const ControlUnits& units) {
+    if (const std::wstring text = mileageText(units); !text.empty()) {
+        writeFact(html, "Mileage", text);
+    }
+}
+
+void writeFacts(HtmlWriter& html, const VehicleReport& report, const ControlUnits& units,
+                const TimeTexts& time) {
     const auto facts = html.open("dl", "facts");
     writeTimeFact(html, time);
     writeFact(html, "Report type", reportTypesText(report));
@@ -80,9 +86,11 @@ void writeFacts(HtmlWriter& html, const VehicleReport& report, const TimeTexts& 
     writeFact(html, "Vehicle information", orDash(report.vehicleInformation));
     writeFact(html, "Requested fault status", dtcStatusMaskText(report.dtcStatusMask));
     writeFact(html, "Server version", orDash(report.serverVersion));
+    writeMileageFact(html, units);
 }
 
-void writeCover(HtmlWriter& html, const VehicleReport& report, const TimeTexts& time) {
+void writeCover(HtmlWriter& html, const VehicleReport& report, const ControlUnits& units,
+                const TimeTexts& time) {
     const auto header = html.open("header", "card cover");
     html.element("p", "eyebrow", "Vehicle report");
     html.element("h1", "", titleOf(report));
@@ -91,7 +99,7 @@ void writeCover(HtmlWriter& html, const VehicleReport& report, const TimeTexts& 
         html.element("span", "soft", "VIN ");
         html.element("span", "vin", report.vin.empty() ? L"not read" : report.vin);
     }
-    writeFacts(html, report, time);
+    writeFacts(html, report, units, time);
 }
 
 void writeTile(HtmlWriter& html, std::string_view cssClass, std::string_view label,
@@ -102,27 +110,45 @@ void writeTile(HtmlWriter& html, std::string_view cssClass, std::string_view lab
 }
 
 std::size_t answeredCount(const ControlUnits& units) {
-    return static_cast<std::size_t>(std::count_if(
-        units.begin(), units.end(), [](const auto& unit) { return unit->errorText.empty(); }));
+    return static_cast<std::size_t>(std::count_if(units.begin(), units.end(), [](const auto& unit) {
+        return unit->reply == ControlUnitQuickTestResult::Reply::Answered;
+    }));
 }
 
-std::size_t faultCount(const ControlUnits& units) {
-    return std::accumulate(
-        units.begin(), units.end(), std::size_t{0},
-        [](std::size_t sum, const auto& unit) { return sum + unit->faults.size(); });
+/// Green only where none is known not to be there: every control unit has told all of it.
+std::string_view tileClass(std::size_t count, std::string_view ifAny, bool isAllTold) {
+    if (count != 0) {
+        return ifAny;
+    }
+    return isAllTold ? "tile good" : "tile";
+}
+
+void writeFaultTiles(HtmlWriter& html, const ControlUnits& units, const ReportParts& parts) {
+    FaultCounts counts;
+    bool isAllTold = true;
+    for (const auto& unit : units) {
+        counts.add(*unit);
+        isAllTold = isAllTold && tellsFaults(*unit, parts);
+    }
+    writeTile(html, tileClass(counts.confirmed, "tile bad", isAllTold), "Confirmed faults",
+              std::to_string(counts.confirmed));
+    writeTile(html, tileClass(counts.pending, "tile note", isAllTold), "Pending faults",
+              std::to_string(counts.pending));
+    if (counts.other != 0) {
+        writeTile(html, "tile", "Other entries", std::to_string(counts.other));
+    }
 }
 
 void writeSummary(HtmlWriter& html, const ControlUnits& units, const ReportParts& parts) {
     const auto tiles = html.open("div", "tiles");
     const std::size_t answered = answeredCount(units);
-    const std::size_t faults = faultCount(units);
     writeTile(html, "tile", "Control units", std::to_string(units.size()));
     writeTile(html, answered == units.size() ? "tile good" : "tile bad", "Answered",
               std::to_string(answered) + " of " + std::to_string(units.size()));
-    if (parts.faults) {
-        writeTile(html, faults == 0 ? "tile good" : "tile bad", "Faults", std::to_string(faults));
+    if (parts.faults && parts.asksForFaults()) {
+        writeFaultTiles(html, units, parts);
     } else {
-        writeTile(html, "tile", "Faults", "not read");
+        writeTile(html, "tile", "Faults", parts.asksForFaults() ? "not shown" : "not asked for");
     }
 }
 
@@ -153,30 +179,15 @@ void writeOverview(HtmlWriter& html, const ControlUnits& units, const ReportPart
     }
 }
 
-void writeUnavailable(HtmlWriter& html, std::uint32_t serviceMask) {
-    const std::vector<std::string> services = unavailableReportServices(serviceMask);
-    if (services.empty()) {
-        return;
-    }
-    const auto notice = html.open("div", "notice unavailable");
-    html.element("strong", "", "Requested, but not available:");
-    const auto list = html.open("ul");
-    for (const std::string& service : services) {
-        html.element("li", "", service);
-    }
-}
-
 void writeMain(HtmlWriter& html, const VehicleReport& report, const TimeTexts& time) {
     const auto main = html.open("main");
     const ControlUnits units = presentUnits(report);
-    const ReportParts parts(report.serviceMask);
-    writeCover(html, report, time);
+    const ReportParts parts(report.serviceMask, report.dtcStatusMask);
+    writeCover(html, report, units, time);
     writeSummary(html, units, parts);
-    if (report.serviceMask == 0) {
-        html.element("p", "notice", "No report service was requested: only answers are shown.");
-    }
-    writeUnavailable(html, report.serviceMask);
+    writeNotices(html, report, units, parts);
     writeOverview(html, units, parts);
+    writeRunSection(html, report.runResults);
     for (std::size_t index = 0; index < units.size(); ++index) {
         writeControlUnitSection(html, *units[index], parts, index + 1);
     }

@@ -22,10 +22,11 @@ body {
   font: 15px/1.5 system-ui, "Segoe UI", Roboto, "DejaVu Sans", sans-serif;
 }
 main { max-width: 62rem; margin: 0 auto; padding: 1.5rem; }
-h1, h2, h3, p, dl, ul { margin: 0; }
+h1, h2, h3, h4, p, dl, ul { margin: 0; }
 h1 { font-size: 1.7rem; line-height: 1.2; }
 h2 { font-size: 1.2rem; }
 h3 { font-size: .95rem; margin: 1.25rem 0 .5rem; }
+h4 { font-size: .8rem; color: var(--soft); margin-top: .35rem; }
 h1, h2, td, dd { overflow-wrap: anywhere; unicode-bidi: isolate; }
 code, .vin { font-family: ui-monospace, "Cascadia Mono", "DejaVu Sans Mono", monospace; }
 .eyebrow { color: var(--soft); font-size: .9rem; margin-bottom: .25rem; }
@@ -44,11 +45,12 @@ code, .vin { font-family: ui-monospace, "Cascadia Mono", "DejaVu Sans Mono", mon
 .facts { display: grid; grid-template-columns: repeat(auto-fit, minmax(13rem, 1fr)); gap: .75rem 1.5rem; margin-top: 1.25rem; }
 .facts dt, .tile dt { color: var(--soft); font-size: .8rem; }
 .facts dd, .tile dd { margin: 0; }
-.tiles { display: grid; grid-template-columns: repeat(3, 1fr); gap: 1rem; margin-top: 1rem; }
+.tiles { display: grid; grid-template-columns: repeat(auto-fit, minmax(8rem, 1fr)); gap: 1rem; margin-top: 1rem; }
 .tile { background: var(--card); border: 1px solid var(--line); border-radius: .6rem; padding: .75rem 1.25rem; }
 .tile dd { font-size: 1.7rem; font-weight: 600; line-height: 1.2; }
 .tile.good dd { color: var(--good); }
 .tile.bad dd { color: var(--bad); }
+.tile.note dd { color: var(--note); }
 .unit-head { display: flex; flex-wrap: wrap; gap: .25rem .75rem; align-items: baseline; }
 .badge, .bits li {
   display: inline-block; border: 1px solid; border-radius: 1rem; padding: 0 .6rem;
@@ -57,6 +59,9 @@ code, .vin { font-family: ui-monospace, "Cascadia Mono", "DejaVu Sans Mono", mon
 .badge { font-weight: 600; }
 .good.badge { color: var(--good); background: var(--good-fill); }
 .bad.badge { color: var(--bad); background: var(--bad-fill); }
+.note.badge { color: var(--note); background: var(--note-fill); }
+.quiet.badge { color: var(--quiet); background: var(--quiet-fill); }
+.interrupted.value { color: var(--bad); font-weight: 600; }
 .notice, .error { border-radius: .4rem; padding: .6rem .9rem; margin-top: 1rem; overflow-wrap: anywhere; }
 .notice { color: var(--note); background: var(--note-fill); }
 .error { color: var(--bad); background: var(--bad-fill); }
@@ -75,6 +80,13 @@ td.value { white-space: pre-wrap; }
 .bits li.set { font-weight: 600; color: var(--quiet); background: var(--quiet-fill); border-color: currentColor; }
 .bits li.set::before { content: "\2713\00a0"; }
 .bits li.set.fault { color: var(--bad); background: var(--bad-fill); }
+.bits li.absent { border-style: dashed; text-decoration: line-through; opacity: .7; }
+.faults tr.records td { border-top: 0; padding-top: 0; }
+.faults tr.records td:first-child { min-width: 0; }
+.values { list-style: none; padding: 0; display: flex; flex-wrap: wrap; gap: .1rem 1.25rem; }
+.run td { overflow-wrap: anywhere; }
+.run td:first-child, .run td:last-child { width: 20%; }
+.run h2 { margin-bottom: .75rem; }
 .unseen { position: absolute; width: 1px; height: 1px; overflow: hidden; clip-path: inset(50%); }
 summary { cursor: pointer; font-weight: 600; font-size: .95rem; margin-top: 1.25rem; }
 details table { margin-top: .5rem; }

@@ -35,6 +35,31 @@ constexpr std::array<UnavailableService, 8> unavailableServices = {{
 constexpr std::uint32_t availableServiceMask =
     reportServiceIdentValues | reportServiceCurrentDtcs | reportServiceSupportedDtcs;
 
+/// DTCFormatIdentifier, ISO 14229-1 annex D.4.
+namespace DtcFormat {
+constexpr std::uint8_t iso15031 = 0x00;
+constexpr std::uint8_t iso14229 = 0x01;
+constexpr std::uint8_t j1939 = 0x02;
+constexpr std::uint8_t iso11992 = 0x03;
+constexpr std::uint8_t j2012 = 0x04;
+} // namespace DtcFormat
+
+bool isLetterFormat(std::optional<std::uint8_t> format) {
+    return !format || *format == DtcFormat::iso15031 || *format == DtcFormat::j2012;
+}
+
+std::string letterNotation(std::uint32_t code) {
+    constexpr std::string_view systems = "PCBU";
+    const std::string digits = hexadecimal(code & 0x3FFFFFU, 6).substr(2);
+    return systems[(code >> 22U) & 0x3U] + digits.substr(0, 4) + "-" + digits.substr(4);
+}
+
+/// The lower bytes of the SPN come first; its three highest bits stand above the FMI.
+std::string j1939Notation(std::uint32_t code) {
+    const std::uint32_t spn = ((code >> 16U) & 0xFFU) | (code & 0xFF00U) | ((code & 0xE0U) << 11U);
+    return "SPN " + std::to_string(spn) + " FMI " + std::to_string(code & 0x1FU);
+}
+
 std::string paddedDecimal(int value, std::size_t digits) {
     const std::string text = std::to_string(value);
     return std::string(digits - std::min(digits, text.size()), '0') + text;
@@ -96,10 +121,33 @@ std::string dtcStatusMaskText(std::uint32_t mask) {
     return hexadecimal(asked, 2) + " (" + (words.empty() ? "none" : words) + ")";
 }
 
-std::string dtcNotation(std::uint32_t code) {
-    constexpr std::string_view systems = "PCBU";
-    const std::string digits = hexadecimal(code & 0x3FFFFFU, 6).substr(2);
-    return systems[(code >> 22U) & 0x3U] + digits.substr(0, 4) + "-" + digits.substr(4);
+std::string dtcNotation(std::uint32_t code, std::optional<std::uint8_t> format) {
+    const std::uint32_t bytes = code & 0xFFFFFFU;
+    if (isLetterFormat(format)) {
+        return letterNotation(bytes);
+    }
+    return *format == DtcFormat::j1939 ? j1939Notation(bytes) : hexadecimal(bytes, 6);
+}
+
+std::string dtcFormatRemark(std::optional<std::uint8_t> format) {
+    if (!format) {
+        return "The control unit does not tell the format of its codes: they are shown as "
+               "ISO 15031-6 has them.";
+    }
+    switch (*format) {
+    case DtcFormat::iso15031:
+    case DtcFormat::j2012:
+        return {};
+    case DtcFormat::iso14229:
+        return "The codes are the three bytes of ISO 14229-1, with the manufacturer's meaning.";
+    case DtcFormat::j1939:
+        return "The codes are in the format of SAE J1939-73.";
+    case DtcFormat::iso11992:
+        return "The codes are in the format of ISO 11992-4.";
+    default:
+        return "The codes are in a format that is not known here (" + hexadecimal(*format, 2) +
+               ").";
+    }
 }
 
 std::string hexadecimal(std::uint32_t value, int digits) {
@@ -110,6 +158,14 @@ std::string hexadecimal(std::uint32_t value, int digits) {
     }
     std::string text = "0x";
     text.append(reversed.rbegin(), reversed.rend());
+    return text;
+}
+
+std::string spacedHexadecimal(const std::vector<std::uint8_t>& bytes) {
+    std::string text;
+    for (const std::uint8_t byte : bytes) {
+        text += (text.empty() ? "" : " ") + hexadecimal(byte, 2).substr(2);
+    }
     return text;
 }
 

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <ctime>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -38,12 +39,22 @@ extern const std::array<DtcStatusBit, 8> dtcStatusBits;
 /// The status mask of a request in words; only its lower eight bits exist in a control unit.
 std::string dtcStatusMaskText(std::uint32_t mask);
 
-/// Usual notation of a three-byte DTC: letter and four digits of SAE J2012-DA, failure type byte
-/// behind a hyphen, for example "P0301-11". Higher bits are dropped.
-std::string dtcNotation(std::uint32_t code);
+/// A three-byte DTC in the notation of its format (DTCFormatIdentifier, ISO 14229-1 annex D.4):
+/// - ISO 15031-6 / SAE J2012-DA, and a format that is not told: letter and four digits, failure
+///   type byte behind a hyphen, for example "P0301-11";
+/// - SAE J1939-73: "SPN 520 FMI 3", the bytes being those of a J1939 message (clause 5.7.1);
+/// - all others: six hexadecimal digits, for example "0x030111".
+/// Higher bits are dropped.
+std::string dtcNotation(std::uint32_t code, std::optional<std::uint8_t> format);
+
+/// A sentence for the reader where a format is not the usual one or not told; else empty.
+std::string dtcFormatRemark(std::optional<std::uint8_t> format);
 
 /// "0x" and at least `digits` upper-case digits.
 std::string hexadecimal(std::uint32_t value, int digits);
+
+/// "1A F8"
+std::string spacedHexadecimal(const std::vector<std::uint8_t>& bytes);
 
 /// A moment in local time, in two spellings.
 struct TimeTexts {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "kel_cpp/report/QuickTestRecords.hpp"
+#include "kel_cpp/report/RunSection.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -33,6 +34,8 @@ struct VehicleReport {
     std::uint32_t serviceMask = 0;
     std::uint32_t dtcStatusMask = 0;
     std::vector<std::shared_ptr<ControlUnitQuickTestResult>> controlUnits;
+    /// What else the run has done until now.
+    std::vector<RunResult> runResults;
 };
 
 /// The page as UTF-8: one self-contained HTML document, every text escaped.

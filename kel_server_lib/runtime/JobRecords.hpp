@@ -36,11 +36,17 @@ struct QuicktestConfig : Record {
     std::vector<std::wstring> targets;
     /// True means every control unit of the vehicle information, whatever `targets` says.
     bool everyControlUnit = true;
+    /// Asks the control units for the vehicle's mileage, too.
+    bool mileage = false;
 };
 
 struct DtcReadConfig : Record {
     /// DTC status mask, ISO 14229-1 D.2, bit 0 testFailed to bit 7 warningIndicatorRequested.
     std::uint32_t statusMask = 0;
+    /// Reads the freeze frames of each fault, too.
+    bool freezeFrames = false;
+    /// Reads the extended data of each fault, its counters for example, too.
+    bool extendedData = false;
 };
 
 struct VehicleReportConfig : Record {

@@ -112,6 +112,16 @@ TEST(ScriptReader, ReadsTheListsOfTheQuicktestAction) {
     EXPECT_FALSE(action->targets[1].enabled);
 }
 
+TEST(ScriptReader, ReadsWhatElseAQuicktestActionAsksFor) {
+    const ParsedAction<CfxQuicktestAction> frames("<QuicktestAction freezeFrames='true'/>");
+    const ParsedAction<CfxQuicktestAction> data("<QuicktestAction extendedData='1'/>");
+    const ParsedAction<CfxQuicktestAction> mileage("<QuicktestAction mileage=' true '/>");
+
+    EXPECT_TRUE(frames->freezeFrames && !frames->extendedData && !frames->mileage);
+    EXPECT_TRUE(!data->freezeFrames && data->extendedData && !data->mileage);
+    EXPECT_TRUE(!mileage->freezeFrames && !mileage->extendedData && mileage->mileage);
+}
+
 TEST(ScriptReader, ReadsTheVehicleReportAndTheUnlockOfTheQuicktestAction) {
     const ParsedAction<CfxQuicktestAction> action(
         "<QuicktestAction><VehicleReport type='SWT_Initial'><Service>IdentValues</Service>"
@@ -130,6 +140,7 @@ TEST(ScriptReader, LeavesOutWhatTheQuicktestActionDoesNotHave) {
     const ParsedAction<CfxQuicktestAction> action("<QuicktestAction/>");
 
     EXPECT_EQ(action->reportName, L"");
+    EXPECT_FALSE(action->freezeFrames || action->extendedData || action->mileage);
     EXPECT_THAT(action->items, IsEmpty());
     EXPECT_THAT(action->targets, IsEmpty());
     EXPECT_THAT(action->dtcStatus, IsEmpty());

@@ -268,6 +268,24 @@ TEST_F(RuntimeClients, FindTheSummaryOfAQuickTestAndItsReportInTheRun) {
               folder.read("reports/" + report));
 }
 
+TEST_F(RuntimeClients, FindWhatTheRunHasDoneInItsReport) {
+    const json::object run = runOf([this] {
+        connect();
+        ServiceCollector reports;
+        runtime->executeService(L"#OTX", inputsOf({L"Otx_ReadIdent"}), &reports);
+        ASSERT_TRUE(reports.waitForLast());
+        std::wstring file;
+        runtime->createVehicleReport(file, L"End", nullptr, {},
+                                     std::make_shared<VehicleReportConfig>());
+    });
+
+    const std::string page =
+        folder.read("reports/" + std::string(run.at("reports").at(0).as_string()));
+    EXPECT_NE(page.find("<strong>Otx_ReadIdent</strong><p>Identification read</p>"),
+              std::string::npos);
+    EXPECT_NE(page.find("<span class=\"badge good\">Passed</span>"), std::string::npos);
+}
+
 TEST_F(RuntimeClients, FindAControlUnitThatDidNotAnswerInTheQuickTest) {
     const json::object run = runOf([this] {
         connect();
@@ -281,7 +299,7 @@ TEST_F(RuntimeClients, FindAControlUnitThatDidNotAnswerInTheQuickTest) {
 
     const json::value& job = run.at("jobs").at(0);
     EXPECT_EQ(job.at("outcome"), json::value("failed"));
-    EXPECT_EQ(job.at("summary"), json::value("1 of 2 control units read, 0 faults"));
+    EXPECT_EQ(job.at("summary"), json::value("1 of 2 control units read, faults not asked for"));
     EXPECT_EQ(job.at("items").at(1).at("passed"), json::value(false));
     EXPECT_EQ(run.at("outcome"), json::value("clean"));
 }

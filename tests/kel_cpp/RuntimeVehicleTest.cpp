@@ -264,6 +264,27 @@ TEST_F(RuntimeVehicle, WritesAReportWithTheVehiclesNumberAndReturnsItsPath) {
     EXPECT_NE(contentOf(file).find("ENGINE"), std::string::npos);
 }
 
+TEST_F(RuntimeVehicle, TracesThatAReportIsToShowFaultsThatNobodyAskedFor) {
+    const auto lines = [this](std::uint32_t services, std::uint32_t mask) {
+        auto config = std::make_shared<VehicleReportConfig>();
+        config->serviceMask = services;
+        auto dtcs = std::make_shared<DtcReadConfig>();
+        dtcs->statusMask = mask;
+        const Quarlen::Tests::TraceCapture traces;
+        std::wstring file;
+        runtime->createVehicleReport(file, L"Late", dtcs, {}, config);
+        return traces.lines();
+    };
+    const auto traced = lines(0x2, 0x100);
+    ASSERT_EQ(traced.size(), 1U);
+    EXPECT_EQ(traced[0].level, StdUtil::TraceLevel::Error);
+    EXPECT_EQ(traced[0].text,
+              L"the report \"Late\" is to show faults (CurrentDtcs), but the script "
+              L"names no DtcStatus: no fault was asked for");
+    EXPECT_TRUE(lines(0x2, 0x08).empty());
+    EXPECT_TRUE(lines(0x5, 0).empty());
+}
+
 TEST_F(RuntimeVehicle, WritesAReportAlsoWhenTheVehicleIsClosedAlready) {
     std::wstring file;
     runtime->createVehicleReport(file, L"Late", nullptr, {},

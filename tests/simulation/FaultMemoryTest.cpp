@@ -56,6 +56,18 @@ INSTANTIATE_TEST_SUITE_P(Groups, FaultMemoryRequest,
                                          Exchange{"14 C0 00 00", "54"},
                                          Exchange{"14 FF FF 33", "7F 14 31"}));
 
+TEST_F(FaultMemoryRequest, TellsTheFormatOfItsCodesAndUsesOnlyTheStatusBitsThatItHas) {
+    auto description = unitWithRecords();
+    description.dtcFormat = 0x02;
+    description.statusAvailability = 0x19;
+    unit = std::make_unique<SimulatedControlUnit>(description, clock);
+    EXPECT_EQ(ask("19 01 04"), "59 01 19 02 00 00");
+    EXPECT_EQ(ask("19 02 01"), "59 02 19 03 01 00 09");
+    EXPECT_EQ(ask("19 0A"), "59 0A 19 03 01 00 09 40 35 00 08 C1 00 00 08");
+    ask("14 FF FF FF");
+    EXPECT_EQ(ask("19 02 FF"), "59 02 19 03 01 00 10 40 35 00 10 C1 00 00 10");
+}
+
 class FaultRecordsTest : public FaultMemoryRequest {};
 
 TEST_F(FaultRecordsTest, GoWithTheirFaultWhileTheirNumbersStaySupported) {

@@ -45,9 +45,9 @@ INSTANTIATE_TEST_SUITE_P(TesterPresent, DefaultSession,
 
 INSTANTIATE_TEST_SUITE_P(
     ReadDtcInformation, DefaultSession,
-    testing::Values(Exchange{"19 01 FF", "59 01 FF 01 00 03"},
-                    Exchange{"19 01 08", "59 01 FF 01 00 01"},
-                    Exchange{"19 01 80", "59 01 FF 01 00 00"},
+    testing::Values(Exchange{"19 01 FF", "59 01 FF 00 00 03"},
+                    Exchange{"19 01 08", "59 01 FF 00 00 01"},
+                    Exchange{"19 01 80", "59 01 FF 00 00 00"},
                     Exchange{"19 02 04", "59 02 FF 03 01 00 2F 01 71 00 24"},
                     Exchange{"19 02 40", "59 02 FF 04 20 00 50"}, Exchange{"19 02 00", "59 02 FF"},
                     Exchange{"19 82 FF", noResponse},

@@ -120,7 +120,7 @@ TEST_F(SimulatedVehicleTest, KeepsItsStateOverConnections) {
     connection->open({});
     const auto second = open(L"LINK");
     send(*second, "19 01 2F");
-    EXPECT_EQ(receive(*second, 100ms), "59 01 FF 01 00 00");
+    EXPECT_EQ(receive(*second, 100ms), "59 01 FF 00 00 00");
 }
 
 TEST_F(SimulatedVehicleTest, AnswersOnlyTheEndThatAsked) {

@@ -59,11 +59,16 @@ TEST_F(VehicleFileTest, ReadsAControlUnit) {
 TEST_F(VehicleFileTest, ReadsHowAControlUnitStarts) {
     const auto vehicle =
         read("<Vehicle vin='V'><ControlUnit name='A' address='1' link='L' bootTime='1500' "
-             "programmingFrom='extended'/><ControlUnit name='B' address='2' link='M' "
+             "programmingFrom='extended' dtcFormat='0x02' statusAvailability='0x0F'/><ControlUnit "
+             "name='B' address='2' link='M' "
              "programmingFrom='any'/><ControlUnit name='C' address='3' link='N'/></Vehicle>");
     EXPECT_EQ(vehicle.controlUnits.at(0).bootTime, 1500ms);
     EXPECT_EQ(vehicle.controlUnits.at(0).programmingFrom, ProgrammingFrom::Extended);
+    EXPECT_EQ(vehicle.controlUnits.at(0).dtcFormat, 0x02);
+    EXPECT_EQ(vehicle.controlUnits.at(0).statusAvailability, 0x0F);
     EXPECT_EQ(vehicle.controlUnits.at(1).programmingFrom, ProgrammingFrom::AnySession);
+    EXPECT_EQ(vehicle.controlUnits.at(1).dtcFormat, 0x00);
+    EXPECT_EQ(vehicle.controlUnits.at(1).statusAvailability, 0xFF);
     EXPECT_EQ(vehicle.controlUnits.at(2).bootTime, 0ms);
     EXPECT_EQ(vehicle.controlUnits.at(2).programmingFrom, ProgrammingFrom::AnySession);
 }

@@ -9,12 +9,13 @@ namespace Quarlen {
 
 namespace {
 
-std::shared_ptr<Kel_cpp::DtcReadConfig>
-dtcReadConfig(const std::vector<std::wstring>& statusTexts) {
+std::shared_ptr<Kel_cpp::DtcReadConfig> dtcReadConfig(const Config::CfxQuicktestAction& action) {
     auto config = std::make_shared<Kel_cpp::DtcReadConfig>();
-    for (const std::wstring& text : statusTexts) {
+    for (const std::wstring& text : action.dtcStatus) {
         config->statusMask |= dtcStatusFromText(text);
     }
+    config->freezeFrames = action.freezeFrames;
+    config->extendedData = action.extendedData;
     return config;
 }
 
@@ -39,7 +40,8 @@ QuicktestSettings quicktestSettings(Kel_cpp::KelApi& api,
     settings.quicktest->targets = targetList(api, action.items, action.targets);
     // A script that asks for targets none of which exists must not test the whole vehicle.
     settings.quicktest->everyControlUnit = action.items.empty() && action.targets.empty();
-    settings.dtcRead = dtcReadConfig(action.dtcStatus);
+    settings.quicktest->mileage = action.mileage;
+    settings.dtcRead = dtcReadConfig(action);
     if (action.vehicleReport) {
         settings.report = vehicleReportConfig(*action.vehicleReport);
     }

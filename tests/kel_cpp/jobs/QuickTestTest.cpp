@@ -5,6 +5,7 @@
 #include "tests/kel_cpp/RuntimeFixture.hpp"
 #include "tests/support/ReportCollector.hpp"
 #include "tests/support/TraceCapture.hpp"
+#include "uds/SeedKey.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
 
@@ -15,10 +16,8 @@ using Results = std::vector<std::shared_ptr<ControlUnitQuickTestResult>>;
 class QuickTestTest : public RuntimeFixture {
 protected:
     Results test(const std::vector<std::wstring>& targets, std::uint32_t mask) {
-        auto config = std::make_shared<QuicktestConfig>();
         config->targets = targets;
         config->everyControlUnit = targets.empty();
-        auto dtcConfig = std::make_shared<DtcReadConfig>();
         dtcConfig->statusMask = mask;
         Quarlen::Tests::QuickTestCollector reports;
         runtime->performQuickTest(config, dtcConfig, &reports);
@@ -42,6 +41,8 @@ protected:
         return found == values.end() ? L"" : found->value;
     }
 
+    std::shared_ptr<QuicktestConfig> config = std::make_shared<QuicktestConfig>();
+    std::shared_ptr<DtcReadConfig> dtcConfig = std::make_shared<DtcReadConfig>();
     std::size_t reportCount = 0;
     std::size_t matchingFaults = 0;
 };
@@ -60,7 +61,6 @@ TEST_F(QuickTestTest, TestsAllControlUnitsInOrderWhenNoneIsNamed) {
 
 TEST_F(QuickTestTest, TestsAllControlUnitsWhateverIsNamedWhenEveryOneIsAskedFor) {
     connect();
-    auto config = std::make_shared<QuicktestConfig>();
     config->targets = {L"ENGINE"};
     Quarlen::Tests::QuickTestCollector reports;
     runtime->performQuickTest(config, nullptr, &reports);
@@ -70,7 +70,6 @@ TEST_F(QuickTestTest, TestsAllControlUnitsWhateverIsNamedWhenEveryOneIsAskedFor)
 
 TEST_F(QuickTestTest, TestsNothingWhenNoneOfTheTargetsAskedForIsThere) {
     connect();
-    auto config = std::make_shared<QuicktestConfig>();
     config->everyControlUnit = false;
     Quarlen::Tests::QuickTestCollector reports;
     runtime->performQuickTest(config, nullptr, &reports);
@@ -99,13 +98,12 @@ TEST_F(QuickTestTest, OnlyTheEightStatusBitsOfTheMaskCount) {
     EXPECT_EQ(test({L"ENGINE"}, 0x100U).at(0)->faults.size(), 0U);
 }
 
-TEST_F(QuickTestTest, ReadsTheIdentificationAndSaysWhatIsRefused) {
+TEST_F(QuickTestTest, ReadsTheIdentificationAndSaysWhatIsNotSupported) {
     connect();
     const auto results = test({L"GATEWAY", L"BRAKES"}, 0xFF);
     EXPECT_EQ(identification(*results.at(0), 0xF190), L"WKLDEMO0000000042");
     EXPECT_EQ(identification(*results.at(1), 0xF187), L"BR-1234-100");
-    EXPECT_NE(identification(*results.at(1), 0xF190).find(L"requestOutOfRange"),
-              std::wstring::npos);
+    EXPECT_EQ(identification(*results.at(1), 0xF190), L"not supported");
     EXPECT_EQ(results.at(1)->errorText, L"");
 }
 
@@ -170,6 +168,40 @@ TEST_F(QuickTestTest, ReportsAControlUnitThatDoesNotAnswerAndGoesOn) {
     EXPECT_EQ(results[1]->errorText, L"");
 }
 
+TEST_F(QuickTestTest, ShowsThatAProgrammingWasInterrupted) {
+    connect();
+    const std::wstring engine = L"UDS_CAN_ENGINE";
+    hexService(engine, {0x10, 0x02});
+    const auto seed = hexService(engine, {0x27, 0x01})->responses.at(0)->data;
+    auto key = Uds::keyForSeed({seed.begin() + 2, seed.end()}, 0x1234ABCD);
+    key.insert(key.begin(), {0x27, 0x02});
+    EXPECT_EQ(hexService(engine, key)->error, 0);
+    EXPECT_EQ(hexService(engine, {0x31, 0x01, 0xFF, 0x00})->error, 0);
+    hexService(engine, {0x11, 0x01});
+
+    const auto results = test({L"ENGINE"}, 0x08);
+    EXPECT_TRUE(wasInterrupted(*results.at(0)));
+    EXPECT_EQ(identification(*results.at(0), 0xF195),
+              L"not valid: the programming was interrupted (conditionsNotCorrect (0x22))");
+    EXPECT_EQ(results.at(0)->errorText, L"");
+}
+
+TEST_F(QuickTestTest, ReadsRecordsOfFaultsAndTheMileageOnlyWhereTheyAreAskedFor) {
+    connect();
+    const auto plain = test({L"ENGINE"}, 0x08).at(0);
+    EXPECT_TRUE(plain->faults.at(0).freezeFrames.empty());
+    EXPECT_TRUE(plain->faults.at(0).extendedData.empty());
+    EXPECT_FALSE(plain->mileage.has_value());
+
+    dtcConfig->freezeFrames = dtcConfig->extendedData = config->mileage = true;
+    const auto whole = test({L"ENGINE"}, 0x08).at(0);
+    const auto& fault = whole->faults.at(0);
+    EXPECT_EQ(fault.freezeFrames.at(0).values.at(0).value, L"1726 1/min");
+    EXPECT_EQ(fault.extendedData.at(0).value, L"3");
+    EXPECT_EQ(fault.recordsText, L"");
+    EXPECT_EQ(whole->mileage, L"123456.0 km");
+}
+
 TEST_F(QuickTestTest, TheVehicleKeepsItsStateOverReconnects) {
     connect();
     EXPECT_EQ(hexService(L"UDS_CAN_ENGINE", {0x14, 0xFF, 0xFF, 0xFF})->error, 0);
@@ -195,7 +227,7 @@ TEST_F(QuickTestTest, ACancelEndsItWithTheLastReport) {
     }
     EXPECT_TRUE(isEmpty);
     EXPECT_EQ(traces.texts().back(), L"quick test of \"VIT_A\" cancelled: 0 of 3 "
-                                     L"control units read, 0 faults");
+                                     L"control units read, faults not asked for");
 }
 
 } // namespace Quarlen::Kel_cpp::Tests

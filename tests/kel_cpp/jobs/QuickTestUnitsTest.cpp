@@ -44,6 +44,7 @@ protected:
             project->vehicleInformations[0].targets.push_back({1, L"U" + name, L"L" + name});
         }
         vehicle->answer = [](const Uds::Bytes& request) { return answerTo(request); };
+        dtcConfig.statusMask = 0xFF;
     }
 
     static std::optional<Uds::Bytes> answerTo(const Uds::Bytes& request) {
@@ -55,7 +56,7 @@ protected:
 
     std::vector<ControlUnitQuickTestResult> test(std::size_t unitsAtOnce) {
         const QuickTest quickTest({project, &project->vehicleInformations.front(), access},
-                                  QuicktestConfig(), 0xFF);
+                                  quicktestConfig, dtcConfig);
         JobReport<QuickTestResult> report(reports, 1);
         quickTest.run(report, cancel.get_token(), unitsAtOnce);
         std::vector<ControlUnitQuickTestResult> results;
@@ -65,6 +66,8 @@ protected:
         return results;
     }
 
+    QuicktestConfig quicktestConfig;
+    DtcReadConfig dtcConfig;
     Quarlen::Tests::FakeClock clock;
     std::shared_ptr<FakeVehicle> vehicle = std::make_shared<FakeVehicle>(clock);
     std::shared_ptr<VehicleAccess> access =
@@ -116,7 +119,30 @@ TEST_F(QuickTestUnits, AreReadCompletelyWithoutWhatIsOptional) {
         EXPECT_EQ(result.faults.size(), 1U);
         EXPECT_EQ(result.faultCount, 1U);
         EXPECT_TRUE(result.supported.empty());
+        EXPECT_EQ(result.dtcFormat, std::nullopt);
     }
+}
+
+TEST_F(QuickTestUnits, TellTheFormatOfTheirCodesAndTheStatusThatTheySupport) {
+    vehicle->answer = [](const Uds::Bytes& request) {
+        return std::optional(request[1] == 0x01 ? Uds::Bytes{0x59, 0x01, 0x09, 0x02, 0x00, 0x00}
+                                                : Uds::Bytes{0x59, request[1], 0x09});
+    };
+    for (const auto& result : test(1)) {
+        EXPECT_EQ(result.dtcFormat, 0x02);
+        EXPECT_EQ(result.statusAvailability, 0x09);
+    }
+}
+
+TEST_F(QuickTestUnits, AreNotAskedForFaultsWithoutAStatus) {
+    dtcConfig.statusMask = 0xFFFFFF00;
+    const auto results = test(1);
+    for (const auto& result : results) {
+        EXPECT_FALSE(result.faultsAskedFor);
+        EXPECT_EQ(result.errorText, L"");
+        EXPECT_EQ(result.reply, ControlUnitQuickTestResult::Reply::Answered);
+    }
+    EXPECT_EQ(vehicle->requests(), std::vector<Uds::Bytes>(results.size(), Uds::Bytes{0x19, 0x0A}));
 }
 
 TEST_F(QuickTestUnits, AreNotReadWithoutTheirFaults) {
@@ -124,6 +150,7 @@ TEST_F(QuickTestUnits, AreNotReadWithoutTheirFaults) {
         return std::optional(Uds::Bytes{0x7F, request[0], 0x11});
     };
     for (const auto& result : test(1)) {
+        EXPECT_EQ(result.reply, ControlUnitQuickTestResult::Reply::Answered);
         EXPECT_EQ(result.errorText,
                   L"fault memory: ReadDTCInformation (0x19) refused: serviceNotSupported (0x11)");
     }
@@ -133,6 +160,7 @@ TEST_F(QuickTestUnits, AreOneByOneWithoutAnAnswer) {
     vehicle->answer = [](const Uds::Bytes&) { return std::nullopt; };
     const auto results = test(1);
     ASSERT_EQ(results.size(), unitCount);
+    EXPECT_EQ(results.back().reply, ControlUnitQuickTestResult::Reply::Silent);
     EXPECT_EQ(results.back().errorText, L"no response to ReadDTCInformation (0x19) within 1000 ms");
     EXPECT_EQ(vehicle->requests().size(), unitCount);
 }
@@ -150,6 +178,7 @@ TEST_F(QuickTestUnits, AreNotAskedOnceTheConnectionIsLost) {
     EXPECT_EQ(results[0].errorText, L"");
     for (std::size_t number = 1; number < unitCount; ++number) {
         EXPECT_EQ(results[number].errorText, L"cable is off") << number;
+        EXPECT_EQ(results[number].reply, ControlUnitQuickTestResult::Reply::NotAsked) << number;
     }
     EXPECT_EQ(vehicle->requests().size(), 4U);
 }

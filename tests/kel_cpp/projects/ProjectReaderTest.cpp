@@ -99,6 +99,34 @@ TEST_F(ReadingProjectXml, ReadsIdentificationAndDtcTexts) {
     EXPECT_EQ(project->dtcText(0xFFFFFF), L" all ");
 }
 
+TEST_F(ReadingProjectXml, ReadsTheExtendedDataOfFaultsAndTheMileage) {
+    const auto project =
+        read("<ExtendedData record='0x10' name='M' unit='km'/>"
+             "<ExtendedData record='1' name='C' unit=''/>"
+             "<ExtendedData record='2' name='B'/><Mileage id='0x1234' unit='mi'/>");
+
+    ASSERT_EQ(project->extendedData.size(), 3U);
+    EXPECT_EQ(project->extendedData[0].number, 0x10);
+    EXPECT_EQ(project->extendedData[0].name, L"M");
+    EXPECT_EQ(project->extendedData[0].unit, L"km");
+    EXPECT_EQ(project->extendedData[1].unit, L"");
+    EXPECT_EQ(project->extendedData[2].unit, std::nullopt);
+    ASSERT_TRUE(project->mileage.has_value());
+    EXPECT_EQ(project->mileage->dataIdentifier, 0x1234);
+    EXPECT_EQ(project->mileage->unit, L"mi");
+    EXPECT_FALSE(read("")->mileage.has_value());
+}
+
+TEST_F(ReadingProjectXml, RefusesExtendedDataThatStandsTwiceAndNumbersThatAreGroups) {
+    EXPECT_ANY_THROW((void)read("<ExtendedData record='1' name='A'/>"
+                                "<ExtendedData record='0x01' name='B'/>"));
+    EXPECT_ANY_THROW((void)read("<ExtendedData record='1' name='A'/>"
+                                "<ExtendedData record='2' name='A'/>"));
+    EXPECT_ANY_THROW((void)read("<ExtendedData record='0xF0' name='A'/>"));
+    EXPECT_ANY_THROW((void)read("<ExtendedData record='0' name='A'/>"));
+    EXPECT_ANY_THROW((void)read("<Mileage id='1' unit='km'/><Mileage id='2' unit='km'/>"));
+}
+
 TEST_F(ReadingProjectXml, ReadsUnlocks) {
     const auto project = read("<Unlock name='U' link='L'><Parameter name='p' keyMask='0xFFFFFFFF'/>"
                               "<Parameter name='q' level='0x7D' keyMask='1'/></Unlock>");

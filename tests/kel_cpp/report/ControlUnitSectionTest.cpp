@@ -17,15 +17,22 @@ protected:
     ControlUnitSection() {
         unit.name = L"ENGINE";
         unit.link = L"UDS_CAN_ENGINE";
+        unit.dtcFormat = 0x00;
     }
 
     [[nodiscard]] ParsedPage section(std::uint32_t serviceMask) const {
         HtmlWriter html;
-        writeControlUnitSection(html, unit, ReportParts(serviceMask), 1);
+        writeControlUnitSection(html, unit, ReportParts(serviceMask, askedStatus), 1);
         return ParsedPage(html.take());
+    }
+    [[nodiscard]] std::string badge() const {
+        const ParsedPage page = section(everyPart);
+        return page.text("//span[contains(@class,'badge')]") + ", " +
+               page.text("//span[contains(@class,'badge')]/@class");
     }
 
     ControlUnitQuickTestResult unit;
+    std::uint32_t askedStatus = 0xFF;
 };
 
 TEST_F(ControlUnitSection, ShowsCodeTextAndStatusOfAFault) {
@@ -36,7 +43,7 @@ TEST_F(ControlUnitSection, ShowsCodeTextAndStatusOfAFault) {
     EXPECT_EQ(page.text("//table[@class='faults']//td[@class='code']"), "P0101-11 0x010111");
     EXPECT_EQ(page.text("//table[@class='faults']//td[2]"), "Mass air flow sensor: short circuit");
     EXPECT_EQ(page.text("//td[@class='status']/code"), "0x8C");
-    EXPECT_EQ(page.text("//span[contains(@class,'badge')]"), "1 fault");
+    EXPECT_EQ(page.text("//span[contains(@class,'badge')]"), "1 confirmed");
 }
 
 TEST_F(ControlUnitSection, HighlightsTheStatusBitsThatAreSet) {
@@ -104,6 +111,7 @@ TEST_F(ControlUnitSection, ShowsOnlyThePartsThatAreWanted) {
 
 TEST_F(ControlUnitSection, ShowsTheErrorOfAControlUnitThatDidNotAnswer) {
     unit.errorText = L"no response within 1000 ms";
+    unit.reply = ControlUnitQuickTestResult::Reply::Silent;
 
     const ParsedPage page = section(everyPart);
 
@@ -121,6 +129,162 @@ TEST_F(ControlUnitSection, KeepsWhatWasReadBeforeAnError) {
     EXPECT_EQ(page.text("//p[@class='error']"), "Incomplete: link lost");
     EXPECT_THAT(page.texts("//table/@class"), ElementsAre("identification"));
     EXPECT_EQ(page.count("//p[@class='none']"), 0U);
+}
+
+TEST_F(ControlUnitSection, SaysThatAControlUnitWasNotTested) {
+    unit.errorText = L"no control unit of that name";
+    unit.reply = ControlUnitQuickTestResult::Reply::NotAsked;
+
+    EXPECT_EQ(section(everyPart).text("//p[@class='error']"),
+              "Not tested: no control unit of that name");
+    EXPECT_EQ(badge(), "Not tested, badge bad");
+}
+
+TEST_F(ControlUnitSection, CallsAControlUnitThatAnsweredARefusalIncomplete) {
+    unit.errorText = L"fault memory: refused";
+
+    EXPECT_EQ(badge(), "Incomplete, badge bad");
+}
+
+TEST_F(ControlUnitSection, NeverSaysNoFaultsWhenNoStatusWasAskedFor) {
+    askedStatus = 0x100;
+    const ParsedPage page = section(everyPart);
+
+    EXPECT_EQ(badge(), "Faults not asked for, badge quiet");
+    EXPECT_EQ(page.text("//h3[.='Faults']/following-sibling::p"),
+              "Not asked for: the script names no status.");
+    EXPECT_EQ(page.count("//*[@class='none']"), 0U);
+}
+
+TEST_F(ControlUnitSection, NeverSaysNoFaultsOfAQuickTestThatAskedForNoStatus) {
+    unit.faultsAskedFor = false;
+
+    EXPECT_EQ(badge(), "Faults not asked for, badge quiet");
+    EXPECT_EQ(section(everyPart).count("//*[@class='none']"), 0U);
+}
+
+TEST_F(ControlUnitSection, CountsConfirmedAndPendingFaultsApart) {
+    unit.faults = {{1, 0x2F, L"a"}, {2, 0x24, L"b"}, {3, 0x26, L"c"}, {4, 0x50, L"d"}};
+
+    EXPECT_EQ(badge(), "1 confirmed, 2 pending, 1 other, badge bad");
+}
+
+TEST_F(ControlUnitSection, IsNotRedForPendingFaultsAlone) {
+    unit.faults = {{2, 0x24, L"b"}};
+
+    EXPECT_EQ(badge(), "1 pending, badge note");
+}
+
+TEST_F(ControlUnitSection, IsGreyForEntriesThatTellOfNoFault) {
+    unit.faults = {{4, 0x50, L"d"}};
+
+    EXPECT_EQ(badge(), "1 other, badge quiet");
+}
+
+TEST_F(ControlUnitSection, CountsAFailedTestAsPendingWhereThereIsNoPendingBit) {
+    unit.statusAvailability = 0x01;
+    unit.faults = {{1, 0x09, L"a"}};
+
+    EXPECT_EQ(badge(), "1 pending, badge note");
+}
+
+TEST_F(ControlUnitSection, NeverSaysNoFaultsWhenFaultsAreCountedAndNotListed) {
+    unit.faultCount = 2;
+
+    EXPECT_EQ(badge(), "2 faults not listed, badge bad");
+    EXPECT_EQ(section(everyPart).count("//*[@class='none']"), 0U);
+}
+
+TEST_F(ControlUnitSection, ShowsStatusBitsThatTheControlUnitDoesNotSupport) {
+    unit.statusAvailability = 0x0D;
+    unit.faults = {{0x010111, 0xAF, L"fault"}};
+
+    const ParsedPage page = section(everyPart);
+
+    EXPECT_THAT(
+        page.texts("//li[@class='absent']"),
+        ElementsAre("Failed this cycle not supported", "Not completed since clear not supported",
+                    "Failed since clear not supported", "Not completed this cycle not supported",
+                    "Warning indicator not supported"));
+    EXPECT_THAT(page.texts("//li[@class='set fault']/@title"),
+                ElementsAre("TestFailed", "Pending", "Confirmed"));
+}
+
+TEST_F(ControlUnitSection, SaysWhichStatusThatWasAskedForIsNotSupported) {
+    unit.statusAvailability = 0x09;
+    askedStatus = 0x0C;
+
+    EXPECT_EQ(section(everyPart).text("//p[@class='notice']"),
+              "The control unit does not support this status that was asked for: 0x04 (Pending).");
+    EXPECT_EQ(badge(), "No faults, badge good");
+}
+
+TEST_F(ControlUnitSection, NeverSaysNoFaultsWhenNothingThatWasAskedForIsSupported) {
+    unit.statusAvailability = 0x09;
+    askedStatus = 0x04;
+
+    EXPECT_EQ(badge(), "Status not supported, badge quiet");
+    EXPECT_EQ(section(everyPart).count("//*[@class='none']"), 0U);
+}
+
+TEST_F(ControlUnitSection, ShowsCodesInTheirOwnNotation) {
+    unit.dtcFormat = 0x02;
+    unit.faults = {{0x640003, 0x08, L"fault"}};
+    const ParsedPage page = section(everyPart);
+
+    EXPECT_EQ(page.text("//table[@class='faults']//td[@class='code']"), "SPN 100 FMI 3 0x640003");
+    EXPECT_EQ(page.text("//h3[.='Faults']/following-sibling::p"),
+              "The codes are in the format of SAE J1939-73.");
+}
+
+TEST_F(ControlUnitSection, ShowsACodeThatHasNoOtherNotationOnce) {
+    unit.dtcFormat = 0x01;
+    unit.faults = {{0x030100, 0x08, L"fault"}};
+
+    EXPECT_EQ(section(everyPart).text("//table[@class='faults']//td[@class='code']"), "0x030100");
+}
+
+TEST_F(ControlUnitSection, ShowsFreezeFramesAndExtendedDataOfAFault) {
+    DtcReading fault{0x030100, 0x2F, L"fault"};
+    fault.freezeFrames = {{1, {{0xF40C, L"Engine speed", L"1726 1/min"}}, {0x01, 0x20, 0xAB}}};
+    fault.extendedData = {{1, L"Occurrences", L"3"}, {0x10, L"Mileage", L"123456 km"}};
+    unit.faults = {fault, {0x030200, 0x08, L"other"}};
+    const ParsedPage page = section(everyPart);
+
+    EXPECT_EQ(page.count("//tr[@class='records']"), 1U);
+    EXPECT_THAT(page.texts("//tr[@class='records']//h4"),
+                ElementsAre("Freeze frame 1", "Extended data"));
+    EXPECT_THAT(page.texts("//tr[@class='records']//li"),
+                ElementsAre("Engine speed 1726 1/min",
+                            "Bytes of identifiers that are not known here 01 20 AB",
+                            "Occurrences 3", "Mileage 123456 km"));
+}
+
+TEST_F(ControlUnitSection, SaysWhyThereAreNoRecords) {
+    unit.faults = {{0x030100, 0x2F, L"fault"}};
+    unit.faults[0].recordsText = L"no freeze frame is stored";
+
+    EXPECT_EQ(section(everyPart).text("//tr[@class='records']/td[2]"), "no freeze frame is stored");
+}
+
+TEST_F(ControlUnitSection, ShowsThatAProgrammingWasInterrupted) {
+    using State = IdentificationValue::State;
+    unit.identification = {{0xF195, L"Software version", L"not valid", State::Interrupted}};
+
+    EXPECT_EQ(badge(), "Software not valid, badge bad");
+    EXPECT_EQ(section(0x2).text("//p[@class='error']"),
+              "The software is not valid: the programming of this control unit was interrupted.");
+    EXPECT_EQ(section(everyPart).text("//td[@class='value interrupted']"), "not valid");
+}
+
+TEST_F(ControlUnitSection, SetsValuesApartThatWereNotRead) {
+    using State = IdentificationValue::State;
+    unit.identification = {{0xF190, L"VIN", L"not supported", State::NotSupported},
+                           {0xF187, L"Part", L"refused", State::Refused},
+                           {0xF18C, L"Serial", L""}};
+
+    EXPECT_THAT(section(everyPart).texts("//td[@class='value soft']"),
+                ElementsAre("not supported", "refused", "empty"));
 }
 
 TEST_F(ControlUnitSection, TakesMarkupInTextsAsText) {

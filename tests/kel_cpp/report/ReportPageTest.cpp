@@ -75,12 +75,13 @@ TEST_F(ReportPage, SummarisesUnitsAnswersAndFaults) {
     report.controlUnits = {controlUnit(L"ENGINE"), controlUnit(L"BRAKES"), controlUnit(L"GATEWAY")};
     report.controlUnits[0]->faults = {{1, 8, L"a"}, {2, 8, L"b"}};
     report.controlUnits[1]->errorText = L"silent";
+    report.controlUnits[1]->reply = ControlUnitQuickTestResult::Reply::Silent;
 
     const ParsedPage parsed = page();
 
-    EXPECT_THAT(parsed.texts("//div[@class='tiles']//dd"), ElementsAre("3", "2 of 3", "2"));
+    EXPECT_THAT(parsed.texts("//div[@class='tiles']//dd"), ElementsAre("3", "2 of 3", "2", "0"));
     EXPECT_THAT(parsed.texts("//section[contains(@class,'overview')]//td[3]"),
-                ElementsAre("2 faults", "No answer", "No faults"));
+                ElementsAre("2 confirmed", "No answer", "No faults"));
     EXPECT_THAT(parsed.texts("//section[@id]//h2"), ElementsAre("ENGINE", "BRAKES", "GATEWAY"));
 }
 
@@ -97,7 +98,139 @@ TEST_F(ReportPage, DoesNotCountFaultsThatWereNotWanted) {
     report.serviceMask = 0x1;
     report.controlUnits = {controlUnit(L"A")};
 
-    EXPECT_EQ(page().text("//dt[.='Faults']/../dd"), "not read");
+    EXPECT_EQ(page().text("//dt[.='Faults']/../dd"), "not shown");
+}
+
+TEST_F(ReportPage, NeverShowsThatThereAreNoFaultsWhenNoStatusWasAskedFor) {
+    report.dtcStatusMask = 0xFFFFFF00;
+    report.controlUnits = {controlUnit(L"A")};
+    const ParsedPage parsed = page();
+
+    EXPECT_EQ(parsed.text("//dt[.='Faults']/../dd"), "not asked for");
+    EXPECT_EQ(parsed.text("//dt[.='Faults']/../@class"), "tile");
+    EXPECT_THAT(parsed.texts("//span[contains(@class,'badge')]/@class"),
+                ElementsAre("badge quiet", "badge quiet"));
+    EXPECT_THAT(parsed.text("//p[@class='notice no-status']"),
+                HasSubstr("whether the vehicle has faults is not known"));
+    EXPECT_THAT(render(), Not(HasSubstr("No faults")));
+}
+
+TEST_F(ReportPage, HasNoNoticeOfAMissingStatusWhereFaultsAreNotWanted) {
+    report.dtcStatusMask = 0;
+    report.serviceMask = 0x1;
+    const ParsedPage parsed = page();
+
+    EXPECT_EQ(parsed.count("//p[@class='notice no-status']"), 0U);
+    EXPECT_EQ(parsed.text("//dt[.='Faults']/../dd"), "not asked for");
+}
+
+TEST_F(ReportPage, CountsConfirmedPendingAndOtherEntriesApart) {
+    report.dtcStatusMask = 0xFF;
+    report.controlUnits = {controlUnit(L"A"), controlUnit(L"B")};
+    report.controlUnits[0]->faults = {{1, 0x2F, L"a"}, {2, 0x24, L"b"}};
+    report.controlUnits[1]->faults = {{1, 0x28, L"a"}, {3, 0x50, L"c"}};
+    const ParsedPage parsed = page();
+
+    EXPECT_EQ(parsed.text("//dt[.='Confirmed faults']/../dd"), "2");
+    EXPECT_EQ(parsed.text("//dt[.='Confirmed faults']/../@class"), "tile bad");
+    EXPECT_EQ(parsed.text("//dt[.='Pending faults']/../dd"), "1");
+    EXPECT_EQ(parsed.text("//dt[.='Pending faults']/../@class"), "tile note");
+    EXPECT_EQ(parsed.text("//dt[.='Other entries']/../dd"), "1");
+}
+
+TEST_F(ReportPage, IsGreenWhenAllControlUnitsToldThatTheyHaveNoFault) {
+    report.controlUnits = {controlUnit(L"A")};
+
+    EXPECT_EQ(page().text("//dt[.='Confirmed faults']/../@class"), "tile good");
+}
+
+TEST_F(ReportPage, IsNotGreenWhenAControlUnitDidNotTellItsFaults) {
+    using Reply = ControlUnitQuickTestResult::Reply;
+    const auto tile = [this] { return page().text("//dt[.='Confirmed faults']/../@class"); };
+    report.controlUnits = {controlUnit(L"A"), controlUnit(L"B")};
+    ControlUnitQuickTestResult& unit = *report.controlUnits[1];
+
+    unit.reply = Reply::Silent;
+    EXPECT_EQ(tile(), "tile");
+    unit.reply = Reply::Answered;
+    unit.errorText = L"fault memory: refused";
+    EXPECT_EQ(tile(), "tile");
+    unit.errorText.clear();
+    unit.statusAvailability = 0x04;
+    EXPECT_EQ(tile(), "tile");
+    unit.statusAvailability = 0xFF;
+    unit.faultCount = 1;
+    EXPECT_EQ(tile(), "tile");
+}
+
+TEST_F(ReportPage, CountsAControlUnitThatRefusedAsAnswered) {
+    report.controlUnits = {controlUnit(L"A"), controlUnit(L"B")};
+    report.controlUnits[0]->errorText = L"fault memory: refused";
+    report.controlUnits[1]->errorText = L"unknown";
+    report.controlUnits[1]->reply = ControlUnitQuickTestResult::Reply::NotAsked;
+
+    EXPECT_EQ(page().text("//dt[.='Answered']/../dd"), "1 of 2");
+    EXPECT_EQ(page().text("//dt[.='Answered']/../@class"), "tile bad");
+}
+
+TEST_F(ReportPage, WarnsOfControlUnitsWithDifferentVins) {
+    report.controlUnits = {controlUnit(L"A"), controlUnit(L"B"), controlUnit(L"C")};
+    report.controlUnits[0]->identification = {{0xF190, L"VIN", L"WKL1"}};
+    report.controlUnits[1]->identification = {{0xF190, L"VIN", L"WKL2"}};
+    report.controlUnits[2]->identification = {{0xF190, L"VIN", L"WKL1"}};
+
+    EXPECT_EQ(page().text("//p[@class='notice vins']"),
+              "The control units do not have the same VIN: WKL1 (A, C), WKL2 (B).");
+}
+
+TEST_F(ReportPage, DoesNotWarnOfControlUnitsWithoutAVin) {
+    report.controlUnits = {controlUnit(L"A"), controlUnit(L"B")};
+    report.controlUnits[0]->identification = {{0xF190, L"VIN", L"WKL1"}, {0xF187, L"Part", L"1"}};
+    report.controlUnits[1]->identification = {
+        {0xF190, L"VIN", L"not supported", IdentificationValue::State::NotSupported},
+        {0xF187, L"Part", L"2"}};
+
+    EXPECT_EQ(page().count("//p[@class='notice vins']"), 0U);
+}
+
+TEST_F(ReportPage, SaysWhichControlUnitsWereLeftInAProgramming) {
+    report.controlUnits = {controlUnit(L"A"), controlUnit(L"B")};
+    report.controlUnits[1]->identification = {
+        {0xF195, L"Software", L"not valid", IdentificationValue::State::Interrupted}};
+
+    EXPECT_EQ(page().text("//p[@class='error interrupted']"),
+              "The programming was interrupted, and the software is not valid: B.");
+}
+
+TEST_F(ReportPage, ShowsTheMileageWhereItWasAskedFor) {
+    report.controlUnits = {controlUnit(L"A"), controlUnit(L"B"), controlUnit(L"C")};
+    EXPECT_EQ(page().count("//dt[.='Mileage']"), 0U);
+
+    report.controlUnits[0]->mileage = L"";
+    EXPECT_EQ(page().text("//dt[.='Mileage']/../dd"), "not supported");
+
+    report.controlUnits[1]->mileage = L"10 km";
+    report.controlUnits[2]->mileage = L"12 km";
+    EXPECT_EQ(page().text("//dt[.='Mileage']/../dd"), "10 km (B), 12 km (C)");
+}
+
+TEST_F(ReportPage, ShowsVerdictsAndFlashResultsOfTheRun) {
+    EXPECT_EQ(page().count("//section[contains(@class,'run')]"), 0U);
+    report.runResults = {
+        {"Procedure", L"Otx_ReadIdent", RunResult::Outcome::Passed, {L"Identification read"}},
+        {"Flash", L"ENGINE", RunResult::Outcome::Failed, {L"session \"A\": done", L"no answer"}},
+        {"Procedure", L"Otx_Slow", RunResult::Outcome::Cancelled, {}},
+        {"Service", L"HexService", RunResult::Outcome::Running, {}}};
+    const ParsedPage parsed = page();
+
+    EXPECT_THAT(parsed.texts("//section[contains(@class,'run')]//td[1]"),
+                ElementsAre("Procedure", "Flash", "Procedure", "Service"));
+    EXPECT_THAT(parsed.texts("//section[contains(@class,'run')]//strong"),
+                ElementsAre("Otx_ReadIdent", "ENGINE", "Otx_Slow", "HexService"));
+    EXPECT_THAT(parsed.texts("//section[contains(@class,'run')]//p"),
+                ElementsAre("Identification read", "session \"A\": done", "no answer"));
+    EXPECT_THAT(parsed.texts("//section[contains(@class,'run')]//span"),
+                ElementsAre("Passed", "Failed", "Cancelled", "Not ended"));
 }
 
 TEST_F(ReportPage, ListsWantedPartsThatAreNotAvailable) {

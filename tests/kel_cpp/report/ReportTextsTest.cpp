@@ -32,21 +32,55 @@ INSTANTIATE_TEST_SUITE_P(AllTypes, ReportTypeText,
 
 struct NotationCase {
     std::uint32_t code;
+    std::optional<std::uint8_t> format;
     std::string notation;
 };
 
 class DtcNotation : public testing::TestWithParam<NotationCase> {};
 
-TEST_P(DtcNotation, HasLetterDigitsAndFailureType) {
-    EXPECT_EQ(dtcNotation(GetParam().code), GetParam().notation);
+TEST_P(DtcNotation, IsThatOfItsFormat) {
+    EXPECT_EQ(dtcNotation(GetParam().code, GetParam().format), GetParam().notation);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    AllSystems, DtcNotation,
-    testing::Values(NotationCase{0x030100, "P0301-00"}, NotationCase{0x3FFFFF, "P3FFF-FF"},
-                    NotationCase{0x400012, "C0000-12"}, NotationCase{0x8A1B2C, "B0A1B-2C"},
-                    NotationCase{0xC10087, "U0100-87"}, NotationCase{0xFFFFFF, "U3FFF-FF"},
-                    NotationCase{0, "P0000-00"}, NotationCase{0xAB030100, "P0301-00"}));
+INSTANTIATE_TEST_SUITE_P(LetterDigitsAndFailureType, DtcNotation,
+                         testing::Values(NotationCase{0x030100, 0x00, "P0301-00"},
+                                         NotationCase{0x3FFFFF, 0x04, "P3FFF-FF"},
+                                         NotationCase{0x400012, 0x00, "C0000-12"},
+                                         NotationCase{0x8A1B2C, 0x00, "B0A1B-2C"},
+                                         NotationCase{0xC10087, 0x04, "U0100-87"},
+                                         NotationCase{0xFFFFFF, 0, "U3FFF-FF"},
+                                         NotationCase{0, 0, "P0000-00"},
+                                         NotationCase{0xAB030100, 0, "P0301-00"},
+                                         NotationCase{0x030100, std::nullopt, "P0301-00"}));
+
+INSTANTIATE_TEST_SUITE_P(ThreeBytes, DtcNotation,
+                         testing::Values(NotationCase{0x030100, 0x01, "0x030100"},
+                                         NotationCase{0xAB030100, 0x01, "0x030100"},
+                                         NotationCase{0x030100, 0x03, "0x030100"},
+                                         NotationCase{0x030100, 0x7F, "0x030100"}));
+
+INSTANTIATE_TEST_SUITE_P(SpnAndFmi, DtcNotation,
+                         testing::Values(NotationCase{0x640003, 0x02, "SPN 100 FMI 3"},
+                                         NotationCase{0x08021F, 0x02, "SPN 520 FMI 31"},
+                                         NotationCase{0xFFFFFF, 0x02, "SPN 524287 FMI 31"},
+                                         NotationCase{0x0000E0, 0x02, "SPN 458752 FMI 0"}));
+
+TEST(DtcFormatRemark, TellsOfAFormatThatIsNotTheUsualOne) {
+    EXPECT_EQ(dtcFormatRemark(0x00), "");
+    EXPECT_EQ(dtcFormatRemark(0x04), "");
+    EXPECT_EQ(dtcFormatRemark(0x01),
+              "The codes are the three bytes of ISO 14229-1, with the manufacturer's meaning.");
+    EXPECT_EQ(dtcFormatRemark(0x02), "The codes are in the format of SAE J1939-73.");
+    EXPECT_EQ(dtcFormatRemark(0x03), "The codes are in the format of ISO 11992-4.");
+    EXPECT_EQ(dtcFormatRemark(0x05), "The codes are in a format that is not known here (0x05).");
+}
+
+TEST(DtcFormatRemark, TellsOfAFormatThatIsNotTold) {
+    EXPECT_EQ(
+        dtcFormatRemark(std::nullopt),
+        "The control unit does not tell the format of its codes: they are shown as ISO 15031-6 "
+        "has them.");
+}
 
 TEST(UnavailableReportServices, AreNoneWhenOnlyAvailablePartsAreWanted) {
     EXPECT_THAT(unavailableReportServices(0x7), IsEmpty());

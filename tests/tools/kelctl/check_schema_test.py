@@ -26,6 +26,7 @@ FLAGS = ["true", "false", "1", "0", " true ", "\tfalse"]
 ELEMENTS = ["SelectAction", "QuicktestAction", "FlashingAction", "ExecuteAction", "UnlockAction", "Item",
             "Target", "DtcStatus", "VehicleReport", "Unlock", "Service", "KelServerScript", "item", "x"]
 ATTRIBUTES = {"project": "P", "vehicleInformation": "V", "autoConnect": "1", "reportName": "R", "name": "N",
+              "freezeFrames": "true", "extendedData": "0", "mileage": " 1 ",
               "enabled": "0", "parameter": "p", "type": "Tool", "resultLed": "true", "command": "C",
               "Name": "N", "xmlns": "", "xmlns:a": "urn:a"}
 
@@ -96,7 +97,9 @@ class Generator:
             inside = (self.many(self.item) + self.many(self.target) + self.many(self.status)
                       + self.once(self.report) + self.once(self.unlock))
             self.random.shuffle(inside)
-            return Element("QuicktestAction", self.some(("reportName", "R")), inside)
+            return Element("QuicktestAction",
+                           self.some(("reportName", "R"), ("freezeFrames", self.pick(FLAGS)),
+                                     ("extendedData", self.pick(FLAGS)), ("mileage", self.pick(FLAGS))), inside)
         if kind == 2:
             inside = self.many(self.item) + self.many(self.target) + self.once(self.unlock)
             self.random.shuffle(inside)

@@ -176,10 +176,16 @@ class Actions(InAConfiguration):
         self.expect_script(script(SELECT, quicktest(REPORT)), ("no-status", "warning", 3, 1),
                            saying="<DtcStatus>Confirmed</DtcStatus> reads confirmed ones")
         self.expect_script(script(SELECT, quicktest(REPORT, empty)), ("no-status", "warning", 3, 1))
+        supported = REPORT.replace("Current", "Supported")
+        for asked in (' freezeFrames="1"', ' extendedData="true"'):
+            self.expect_script(script(SELECT, quicktest(supported, name=asked)),
+                               ("no-status", "warning", 3, 1))
 
     def test_a_status_or_another_service_is_well(self):
         self.expect_script(script(SELECT, quicktest("<DtcStatus>Pending</DtcStatus>", REPORT)))
         self.expect_script(script(SELECT, quicktest(REPORT.replace("Current", "Supported"))))
+        self.expect_script(script(SELECT, quicktest(REPORT.replace("Current", "Supported"),
+                                                    name=' freezeFrames="false" mileage="true"')))
 
     def test_a_service_that_the_runtime_does_not_carry_out_is_found(self):
         report = "<VehicleReport><Service>IdentValues</Service><Service>ClearErrors</Service></VehicleReport>"

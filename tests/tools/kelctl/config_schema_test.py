@@ -27,7 +27,7 @@ TOGETHER = {("Target", "kind"), ("Target", "link"), ("FlashItem", "target"), ("D
             ("DataIdentifier", "bytes"), ("Data", "bytes"), ("DataIdentifier", "vin"), ("Fault", "response"), ("Fault", "linkLost"),
             ("FlashMemory", "address"), ("FlashMemory", "securityLevel")}
 # A second one needs another place in the file or in the control unit's memory, or a number of its own.
-ONCE = {"Identification", "FlashMemory", "FreezeFrame", "ExtendedData"}
+ONCE = {"Identification", "Mileage", "FlashMemory", "FreezeFrame", "ExtendedData"}
 
 
 def number(low, high):
@@ -97,7 +97,9 @@ class Settings:
 
 class Project:
     SCHEMA, FILE = "Project.xsd", "project.xml"
-    ATTRIBUTES = {("Project", "description"): TEXTS, ("Request", "link"): TEXTS, ("Request", "send"): BYTES,
+    ATTRIBUTES = {("Project", "description"): TEXTS, ("ExtendedData", "record"): number(1, 239),
+                  ("ExtendedData", "name"): TEXTS, ("ExtendedData", "unit"): TEXTS,
+                  ("Mileage", "id"): number(0, 65535), ("Mileage", "unit"): TEXTS, ("Request", "link"): TEXTS, ("Request", "send"): BYTES,
                   ("Request", "expect"): EXPECTED, ("Wait", "milliseconds"): number(0, 86400000),
                   ("Verdict", "result"): ["passed", "failed", " passed", "Passed", ""], ("Verdict", "text"): TEXTS,
                   ("DataIdentifier", "id"): number(0, 65535), ("DataIdentifier", "name"): TEXTS,
@@ -128,6 +130,8 @@ class Project:
         return Element("Project", {"description": "d"}, [
             Element("VehicleInformation", {"name": "V"}, offer), Element("Procedure", {"name": "P"}, steps),
             Element("Identification", {}, [Element("DataIdentifier", {"id": "0xF190", "name": "VIN"})]),
+            Element("ExtendedData", {"record": "16", "name": "E", "unit": "km"}),
+            Element("ExtendedData", {"record": "0x11", "name": "F"}), Element("Mileage", {"id": "0xF4A6", "unit": "km"}),
             Element("Unlock", {"name": "U", "link": "L"},
                     [Element("Parameter", {"name": "p", "level": "1", "keyMask": "0"})]),
             Element("FlashItem", {"name": "F", "target": "ENGINE", "description": "d", "securityLevel": "1",
@@ -144,6 +148,7 @@ class Vehicle:
                   ("ControlUnit", "address"): number(0, 65535), ("ControlUnit", "responseDelay"): MILLISECONDS,
                   ("ControlUnit", "bootTime"): MILLISECONDS,
                   ("ControlUnit", "programmingFrom"): ["any", "extended", " any", "Any", ""],
+                  ("ControlUnit", "dtcFormat"): number(0, 255), ("ControlUnit", "statusAvailability"): number(0, 255),
                   ("DataIdentifier", "controllable"): FLAGS, ("Dtc", "occurrences"): number(0, 255),
                   ("Dtc", "ageing"): number(0, 255), ("FreezeFrame", "record"): number(1, 239),
                   ("ExtendedData", "record"): number(1, 239), ("ExtendedData", "bytes"): BYTES,
@@ -167,7 +172,8 @@ class Vehicle:
                   "softwareVersion": "1"}
         fault = {"request": "22F190", "after": "0", "times": "1"}
         return Element("Vehicle", {"vin": "WVW"}, [Element("ControlUnit", {
-            "name": "U", "address": "1", "link": "L", "responseDelay": "0", "bootTime": "0", "programmingFrom": "any"}, [
+            "name": "U", "address": "1", "link": "L", "responseDelay": "0", "bootTime": "0", "programmingFrom": "any",
+            "dtcFormat": "1", "statusAvailability": "0x7F"}, [
                 Element("DataIdentifier", {"id": "2", "text": "t", "writable": "true", "controllable": "false", **access}),
                 Element("DataIdentifier", {"id": "3", "bytes": "0102"}),
                 Element("DataIdentifier", {"id": "4", "vin": "true"}), Element("Dtc", {"code": "0x111111", "status": "1"}, [

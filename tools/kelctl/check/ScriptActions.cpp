@@ -23,6 +23,15 @@ std::uint32_t statusMask(const ScriptAction& quicktest) {
     return mask & 0xFFU;
 }
 
+/// Whether it is to show faults, or to read what is stored with them.
+bool asksForFaults(const ScriptAction& quicktest) {
+    const auto& services = quicktest.services;
+    return quicktest.element->isOn("freezeFrames", false) ||
+           quicktest.element->isOn("extendedData", false) ||
+           std::any_of(services.begin(), services.end(),
+                       [](const auto* service) { return service->text == "CurrentDtcs"; });
+}
+
 /// A service that reports of the built-in runtime only list as not available.
 bool isUnavailable(const ScriptElement& service) {
     const std::uint32_t bit = reportServiceFromText(Platform::fromUtf8(service.text));
@@ -180,11 +189,7 @@ void ActionCheck::checkReport(const ScriptAction& quicktest) {
         return;
     }
     checkServices(quicktest);
-    const auto& services = quicktest.services;
-    const bool asksForFaults =
-        std::any_of(services.begin(), services.end(),
-                    [](const auto* service) { return service->text == "CurrentDtcs"; });
-    if (asksForFaults && statusMask(quicktest) == 0) {
+    if (asksForFaults(quicktest) && statusMask(quicktest) == 0) {
         findings.warning("no-status", quicktest.element->place,
                          L"the report asks for faults, but no status is given: none is read",
                          {L"DtcStatus", L"<DtcStatus>Confirmed</DtcStatus> reads confirmed ones"});

@@ -36,7 +36,7 @@ const std::map<std::string_view, ElementRule>& elementRules() {
           Content::Elements}},
         {"SelectAction", {{"project", "vehicleInformation", "autoConnect"}, {}}},
         {"QuicktestAction",
-         {{"reportName"},
+         {{"reportName", "freezeFrames", "extendedData", "mileage"},
           {"Item", "Target", "DtcStatus", "VehicleReport", "Unlock"},
           Content::Elements}},
         {"FlashingAction", {{}, {"Item", "Target", "Unlock"}, Content::Elements}},

@@ -74,13 +74,27 @@ std::string reportWords(const Config::CfxQuicktestAction& action) {
     return " Writes the report " + quoted(action.reportName) + type + services + ".";
 }
 
+/// What is read of each fault besides its status.
+std::string recordWords(const Config::CfxQuicktestAction& action) {
+    std::string words = action.freezeFrames ? " with freeze frames" : "";
+    if (action.extendedData) {
+        words += words.empty() ? " with extended data" : " and extended data";
+    }
+    return words;
+}
+
+std::string faultWords(const Config::CfxQuicktestAction& action) {
+    const std::string first = action.mileage ? "identification, mileage" : "identification";
+    if (action.dtcStatus.empty()) {
+        return first + ", but no faults (it names no status),";
+    }
+    return first + " and faults (" + list(action.dtcStatus) + ")" + recordWords(action);
+}
+
 std::string words(const Config::CfxQuicktestAction& action) {
     const std::string units = targetWords(action.items, action.targets);
-    const std::string faults = action.dtcStatus.empty()
-                                   ? "identification, but no faults (it names no status),"
-                                   : "identification and faults (" + list(action.dtcStatus) + ")";
-    return "Reads " + faults + " of " + (units.empty() ? "every control unit" : units) + "." +
-           unlockWords(action.unlock) + reportWords(action);
+    return "Reads " + faultWords(action) + " of " + (units.empty() ? "every control unit" : units) +
+           "." + unlockWords(action.unlock) + reportWords(action);
 }
 
 std::string words(const Config::CfxFlashingAction& action) {

@@ -53,6 +53,19 @@ TEST_F(QuicktestSettingsTest, MeanNoControlUnitWhenNoneOfTheTargetsIsThere) {
     EXPECT_THAT(quicktest->targets, IsEmpty());
 }
 
+TEST_F(QuicktestSettingsTest, AskForRecordsAndMileageWhereTheActionDoes) {
+    EXPECT_FALSE(quicktestSettings(api, action).dtcRead->freezeFrames);
+    EXPECT_FALSE(quicktestSettings(api, action).dtcRead->extendedData);
+    EXPECT_FALSE(quicktestSettings(api, action).quicktest->mileage);
+
+    action.freezeFrames = true;
+    EXPECT_TRUE(quicktestSettings(api, action).dtcRead->freezeFrames);
+    action.extendedData = true;
+    EXPECT_TRUE(quicktestSettings(api, action).dtcRead->extendedData);
+    action.mileage = true;
+    EXPECT_TRUE(quicktestSettings(api, action).quicktest->mileage);
+}
+
 TEST_F(QuicktestSettingsTest, JoinTheStatusBits) {
     EXPECT_EQ(statusMaskOf({L"Confirmed", L"TestFailed", L"Empty"}), 0x09U);
     EXPECT_EQ(statusMaskOf({}), 0U);

@@ -51,6 +51,23 @@ TEST(WordsOfAnAction, TellWhatAQuickTestReads) {
               "the unlock \"U\" with parameter \"p\" first. Writes the report \"R\".");
 }
 
+TEST(WordsOfAnAction, TellWhatElseAQuickTestAsksFor) {
+    Config::CfxQuicktestAction action;
+    action.mileage = true;
+    EXPECT_EQ(actionWords(action), "Reads identification, mileage, but no faults (it names no "
+                                   "status), of every control unit. Writes no report.");
+    action.dtcStatus = {L"Confirmed"};
+    action.freezeFrames = true;
+    EXPECT_EQ(actionWords(action),
+              "Reads identification, mileage and faults (Confirmed) with freeze "
+              "frames of every control unit. Writes no report.");
+    action.extendedData = true;
+    EXPECT_EQ(
+        actionWords(action),
+        "Reads identification, mileage and faults (Confirmed) with freeze frames and extended "
+        "data of every control unit. Writes no report.");
+}
+
 TEST(WordsOfAnAction, TellWhatIsFlashed) {
     Config::CfxFlashingAction action;
     EXPECT_EQ(actionName(action), "FlashingAction");
