@@ -50,13 +50,13 @@ Channel::Channel(UnitAddress unit, std::unique_ptr<Endpoint> endpoint, Platform:
       timing(timing),
       lastActivity(clock.now()) {}
 
-Bytes Channel::exchange(const Bytes& request, const std::stop_token& cancel) {
+Bytes Channel::exchange(const Bytes& request, const std::stop_token& cancel, Silence silence) {
     if (request.empty()) {
         throw LinkError(L"an empty request cannot be sent");
     }
     const Turn turn = takeTurn(cancel);
     prepare(cancel);
-    return exchangeInTurn(request, cancel);
+    return exchangeInTurn(request, cancel, silence);
 }
 
 Channel::Turn Channel::takeTurn(const std::stop_token& cancel) {
@@ -101,12 +101,15 @@ void Channel::prepare(const std::stop_token& cancel) {
     }
 }
 
-Bytes Channel::exchangeInTurn(const Bytes& request, const std::stop_token& cancel) {
+Bytes Channel::exchangeInTurn(const Bytes& request, const std::stop_token& cancel,
+                              Silence silence) {
     const auto begin = clock.now();
+    const bool silenceIsAnAnswer =
+        silence == Silence::IsAnAnswer || suppressesPositiveResponse(request);
     for (;;) {
         dropArrived();
         send(request, cancel, BusEvent::Kind::Request);
-        Bytes response = finalResponse(request, cancel, begin + timing.total);
+        Bytes response = finalResponse(request, cancel, begin + timing.total, silenceIsAnAnswer);
         if (!isRefusal(response, Nrc::BusyRepeatRequest) ||
             clock.now() + busyPause > begin + timing.busy) {
             noteOutcome(request, response);
@@ -168,9 +171,8 @@ void Channel::send(const Bytes& request, const std::stop_token& cancel, BusEvent
     }
 }
 
-Bytes Channel::finalResponse(const Bytes& request, const std::stop_token& cancel, TimePoint limit) {
-    // After response pending the control unit always sends a final response (clause 8.2.2).
-    bool silenceIsAnAnswer = suppressesPositiveResponse(request);
+Bytes Channel::finalResponse(const Bytes& request, const std::stop_token& cancel, TimePoint limit,
+                             bool silenceIsAnAnswer) {
     milliseconds window = timing.p2;
     unusable.clear();
     unfinished = Unfinished{request, clock.now() + window, limit};
@@ -187,6 +189,7 @@ Bytes Channel::finalResponse(const Bytes& request, const std::stop_token& cancel
         if (!matches(request, *response)) {
             unusable = isOfService(request, *response) ? *response : unusable;
         } else if (isRefusal(*response, Nrc::ResponsePending)) {
+            // A final response always comes then (clause 8.2.2).
             silenceIsAnAnswer = false;
             window = timing.p2Star;
             unfinished->until = clock.now() + window;

@@ -28,13 +28,20 @@ public:
 
     [[nodiscard]] const UnitAddress& unit() const noexcept { return address; }
 
+    /// What it means when no response comes within P2.
+    enum class Silence {
+        /// A failure, unless the request suppresses its positive response.
+        IsJudged,
+        IsAnAnswer
+    };
+
     /// Sends the request once nobody else has an exchange, and returns its final response, positive
     /// or negative: it waits out response pending (NRC 0x78), repeats the request while the control
-    /// unit is busy (NRC 0x21) and drops responses to other requests. Empty when the request
-    /// suppresses its positive response and no response came within P2. Throws `NoUsableResponse`
-    /// when none came in time; `ConnectionLost`, `MessageRefused`, `Cancelled`; `LinkError` for an
-    /// empty request.
-    Bytes exchange(const Bytes& request, const std::stop_token& cancel);
+    /// unit is busy (NRC 0x21) and drops responses to other requests. Empty when silence is an
+    /// answer and no response came within P2. Throws `NoUsableResponse` when none came in time;
+    /// `ConnectionLost`, `MessageRefused`, `Cancelled`; `LinkError` for an empty request.
+    Bytes exchange(const Bytes& request, const std::stop_token& cancel,
+                   Silence silence = Silence::IsJudged);
 
     class Question;
     /// Sends a request to which any response is good, and does not wait for it: that does the
@@ -71,14 +78,16 @@ private:
     [[nodiscard]] Turn turnToKeepSession();
     void endTurn() noexcept;
     void prepare(const std::stop_token& cancel);
-    Bytes exchangeInTurn(const Bytes& request, const std::stop_token& cancel);
+    Bytes exchangeInTurn(const Bytes& request, const std::stop_token& cancel,
+                         Silence silence = Silence::IsJudged);
     bool isAnswered(const std::stop_token& cancel);
     void awaitUnfinished(const std::stop_token& cancel);
     void lookForUnfinished();
     void takeForUnfinished(const std::optional<Bytes>& response);
     void dropArrived();
     void send(const Bytes& request, const std::stop_token& cancel, BusEvent::Kind kind);
-    Bytes finalResponse(const Bytes& request, const std::stop_token& cancel, TimePoint limit);
+    Bytes finalResponse(const Bytes& request, const std::stop_token& cancel, TimePoint limit,
+                        bool silenceIsAnAnswer);
     std::optional<Bytes> receive(const std::stop_token& cancel, TimePoint deadline);
     void pause(std::chrono::milliseconds duration, const std::stop_token& cancel);
     void forgetOldSession();

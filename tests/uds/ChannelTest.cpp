@@ -41,6 +41,14 @@ TEST_F(ChannelTest, GivesUpAfterP2WithoutAResponse) {
     EXPECT_EQ(script.requests.size(), 1U);
 }
 
+TEST_F(ChannelTest, TakesSilenceForAnAnswerWhereTheCallerSaysSo) {
+    const auto silence = Channel::Silence::IsAnAnswer;
+    EXPECT_TRUE(link.channel().exchange(hex("22 F1 90"), {}, silence).empty());
+    EXPECT_EQ(elapsed(), 1000ms);
+    script.answerNext({{0ms, hex("7F 22 78")}});
+    EXPECT_THROW(link.channel().exchange(hex("22 F1 90"), {}, silence), NoUsableResponse);
+}
+
 TEST_F(ChannelTest, TakesAResponseThatComesAtTheEndOfP2) {
     script.answerNext({{1000ms, hex("62 F1 90 41")}});
     EXPECT_EQ(exchange("22 F1 90"), "62 F1 90 41");

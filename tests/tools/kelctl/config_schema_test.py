@@ -21,7 +21,8 @@ FILES = 300
 FLAGS = ["true", "false", "1", "0", " true ", "\tfalse\n", "TRUE", "yes", ""]
 TEXTS = ["A", " A ", "A  B", "\u00fc", "\n", "", " ", "\u00a0", "a\nb"]
 BYTES = ["22F190", "22 F1 90", " 22\tF1  90\n", "2", "22 F", "2 2", "xx", "", " ", "-1", "0x22"]
-EXPECTED = ["62 F1 90", "62F190*", "62 ?? *", "*", "??", "??*", "* 62", "?", "6", "", "62**", "6 2"]
+EXPECTED = ["62 F1 90", "62F190*", "62 ?? *", "*", "??", "??*", "* 62", "?", "6", "", "62**", "6 2", "none",
+            " none\n", "None", "none *", "no ne"]
 # Elements and attributes of which the server knows more than one schema can say. They stay as they are made.
 TOGETHER = {("Target", "kind"), ("Target", "link"), ("FlashItem", "target"), ("DataIdentifier", "text"),
             ("DataIdentifier", "bytes"), ("Data", "bytes"), ("DataIdentifier", "vin"), ("Fault", "response"), ("Fault", "linkLost"),
@@ -98,7 +99,8 @@ class Settings:
 class Project:
     SCHEMA, FILE = "Project.xsd", "project.xml"
     ATTRIBUTES = {("Project", "description"): TEXTS, ("Request", "link"): TEXTS, ("Request", "send"): BYTES,
-                  ("Request", "expect"): EXPECTED, ("Wait", "milliseconds"): number(0, 86400000),
+                  ("Request", "expect"): EXPECTED,
+                  ("Request", "waitOutDelay"): number(1, 86400), ("Wait", "milliseconds"): number(0, 86400000),
                   ("Verdict", "result"): ["passed", "failed", " passed", "Passed", ""], ("Verdict", "text"): TEXTS,
                   ("DataIdentifier", "id"): number(0, 65535), ("DataIdentifier", "name"): TEXTS,
                   ("Unlock", "name"): TEXTS, ("Unlock", "link"): TEXTS, ("Parameter", "name"): TEXTS,
@@ -115,7 +117,7 @@ class Project:
 
     @staticmethod
     def make():
-        steps = [Element("Request", {"link": "L", "send": "22F190", "expect": "*"}),
+        steps = [Element("Request", {"link": "L", "send": "22F190", "expect": "*", "waitOutDelay": "1"}),
                  Element("Wait", {"milliseconds": "1"}), Element("Verdict", {"result": "passed", "text": "t"})]
         offer = [Element("Target", {"name": "ENGINE", "link": "L", "address": "1", "functionalAddress": "0xE400",
                                     "testerAddress": "0x0E80", "interface": "DoIP"}), Element("Target", {"kind": "0x2", "name": "#OTX"}),
