@@ -25,7 +25,7 @@ EXPECTED = ["62 F1 90", "62F190*", "62 ?? *", "*", "??", "??*", "* 62", "?", "6"
             " none\n", "None", "none *", "no ne"]
 # Elements and attributes of which the server knows more than one schema can say. They stay as they are made.
 TOGETHER = {("Target", "kind"), ("Target", "link"), ("FlashItem", "target"), ("DataIdentifier", "text"),
-            ("DataIdentifier", "bytes"), ("Data", "bytes"), ("DataIdentifier", "vin"), ("Fault", "response"), ("Fault", "linkLost"),
+            ("DataIdentifier", "bytes"), ("Data", "bytes"), ("DataIdentifier", "vin"), ("Fault", "response"), ("Fault", "linkLost"), ("Fault", "inputFull"),
             ("FlashMemory", "address"), ("FlashMemory", "securityLevel")}
 # A second one needs another place in the file or in the control unit's memory, or a number of its own.
 ONCE = {"Identification", "FlashMemory", "FreezeFrame", "ExtendedData"}
@@ -174,7 +174,8 @@ class Vehicle:
                 Element("Dtc", {"code": "0x222222", "status": "1", "occurrences": "1", "ageing": "0"}),
                 Element("SecurityLevel", {"level": "3", "keyMask": "0x1"}),
                 Element("Routine", {"id": "1", "result": "01", "duration": "0", **access}), Element("FlashMemory", memory),
-                Element("Fault", {"response": "7F2231", **fault}), Element("Fault", {"linkLost": "true", **fault})])])
+                Element("Fault", {"response": "7F2231", **fault}), Element("Fault", {"linkLost": "true", **fault}),
+                Element("Fault", {"inputFull": "true", **fault})])])
 
 
 class Generator:
