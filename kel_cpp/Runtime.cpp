@@ -31,7 +31,7 @@ std::shared_ptr<KelApi> makeRuntime() {
 Runtime::Runtime(RuntimeEnvironment where)
     : environment(std::move(where)),
       settings(environment.configFolder, environment.errorOutput),
-      interfaces(environment.clock, environment.openVehicle),
+      interfaces(environment.clock, environment.openVehicle, environment.connectTo),
       sovd(sovdModel()),
       server(serverSources()) {}
 

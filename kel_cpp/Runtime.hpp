@@ -46,6 +46,7 @@ struct RuntimeEnvironment {
     StatusLog::Listener onStatus = {};
     /// Hears of each job of a run that has ended, on the job's thread; may be empty.
     RunLog::OnJobEnd onJobEnd = {};
+    VehicleInterfaces::Connect connectTo = VehicleInterfaces::connectTo;
 };
 
 /// The built-in diagnostic runtime behind the facade `KelApi`. It owns one component for each
@@ -150,6 +151,10 @@ private:
     /// interface that is enabled now. `opening` serializes the callers, so that they share one
     /// access.
     OpenedVehicle openVehicle();
+    /// Throws `KelApiException` when the selection changes meanwhile, which ends it at once.
+    [[nodiscard]] std::shared_ptr<VehicleAccess> openAccess(const SelectedVehicle& vehicle,
+                                                            const std::wstring& interfaceName,
+                                                            const RuntimeSettings& inEffect);
     void giveUp(const OpenedVehicle& opened);
     [[nodiscard]] Uds::OnBusEvent busListener(const RuntimeSettings& inEffect) const;
     /// What is known of a job before it runs. `access` cancels the job when it is closed.
@@ -174,6 +179,8 @@ private:
 
     mutable std::mutex mutex;
     std::shared_ptr<ServerHandler> serverHandler;
+    /// The connection that is being opened, in words; empty when none is.
+    std::wstring underWay;
 
     StatusLog statuses{environment.now};
     /// A job that outlives the runtime still tells it how it goes.

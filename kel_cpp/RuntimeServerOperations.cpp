@@ -52,8 +52,12 @@ void Runtime::getActiveConnections(RecordList<ActiveConnection>& connections) {
         }
         const SelectedVehicle vehicle = selection.current();
         if (vehicle.access && vehicle.access->isOpen()) {
-            connections.push_back(connection(L"vehicle of project " + vehicle.project->name +
-                                             L" over " + vehicle.access->interfaceName()));
+            connections.push_back(
+                connection(connectionText(vehicle, vehicle.access->interfaceName())));
+        }
+        const std::lock_guard lock(mutex);
+        if (!underWay.empty()) {
+            connections.push_back(connection(underWay + L", being opened"));
         }
     });
 }

@@ -33,6 +33,27 @@ std::shared_ptr<BusCapture> openCapture(const std::filesystem::path& folder) {
     }
 }
 
+/// Who cancels or aborts asks for the active connections first, so one that is being opened counts
+/// as one.
+class Announced {
+public:
+    Announced(std::mutex& mutex, std::wstring& place, std::wstring text)
+        : mutex(mutex), place(place) {
+        const std::lock_guard lock(mutex);
+        place = std::move(text);
+    }
+    Announced(const Announced&) = delete;
+    Announced& operator=(const Announced&) = delete;
+    ~Announced() {
+        const std::lock_guard lock(mutex);
+        place.clear();
+    }
+
+private:
+    std::mutex& mutex;
+    std::wstring& place;
+};
+
 [[noreturn]] void failUnlock(const std::wstring& name, const std::wstring& parameter,
                              const std::wstring& cause) {
     throw runtimeError(ErrorCode::Unlock, L"unlock " + inQuotes(name) + L" with parameter " +
@@ -141,12 +162,26 @@ Runtime::OpenedVehicle Runtime::openVehicle() {
     if (vehicle.access && vehicle.access->isOpen() && vehicle.access->interfaceName() == name) {
         return {std::move(vehicle), false};
     }
-    auto access = std::make_shared<VehicleAccess>(
-        name, interfaces.make(inEffect.vehicleFile), environment.clock,
-        AccessOptions{environment.testerPresentInterval, {}, busListener(inEffect)});
+    auto access = openAccess(vehicle, name, inEffect);
     selection.attach(vehicle, access);
     vehicle.access = std::move(access);
     return {std::move(vehicle), true};
+}
+
+std::shared_ptr<VehicleAccess> Runtime::openAccess(const SelectedVehicle& vehicle,
+                                                   const std::wstring& interfaceName,
+                                                   const RuntimeSettings& inEffect) {
+    const Announced announced(mutex, underWay, connectionText(vehicle, interfaceName));
+    try {
+        return std::make_shared<VehicleAccess>(
+            interfaceName, interfaces.make(inEffect.vehicleFile), environment.clock,
+            AccessOptions{environment.testerPresentInterval, {}, busListener(inEffect)},
+            vehicle.changed);
+    } catch (const Uds::Cancelled&) {
+        throw runtimeError(ErrorCode::NotConnected, L"connecting to the vehicle of project " +
+                                                        inQuotes(vehicle.project->name) +
+                                                        L" was cancelled");
+    }
 }
 
 void Runtime::keepSessions() {

@@ -1,13 +1,13 @@
 #include "simulation/ControlUnitReader.hpp"
 
-#include <iterator>
 #include <limits>
-#include <map>
 #include <set>
 #include <utility>
 
 #include "platform/TextEncoding.hpp"
 #include "simulation/DtcReader.hpp"
+#include "simulation/FaultReader.hpp"
+#include "simulation/FlashRegions.hpp"
 #include "uds/Identifiers.hpp"
 
 namespace Quarlen::Simulation {
@@ -36,8 +36,7 @@ private:
     void readOneDtc(const pugi::xml_node& node);
     void readRoutine(const pugi::xml_node& node);
     void readFlashMemory(const pugi::xml_node& node);
-    void checkRegion(const pugi::xml_node& node, const FlashMemoryDescription& memory);
-    void readFault(const pugi::xml_node& node);
+    void readOneFault(const pugi::xml_node& node);
 
     [[nodiscard]] Uds::Bytes readValue(const pugi::xml_node& node) const;
     [[nodiscard]] ProgrammingFrom readProgrammingFrom(const pugi::xml_node& node) const;
@@ -72,8 +71,7 @@ private:
     std::set<std::uint16_t> identifiers;
     std::set<std::uint32_t> codes;
     std::set<std::uint16_t> routines;
-    /// End address of each memory by its first address.
-    std::map<std::uint32_t, std::uint64_t> memoryEnds;
+    FlashRegions regions{file};
 };
 
 /// Reads the security levels first, because elements before and after them refer to them.
@@ -101,7 +99,7 @@ ControlUnitDescription ControlUnitReader::read(const pugi::xml_node& node) {
     each("Dtc", &ControlUnitReader::readOneDtc);
     each("Routine", &ControlUnitReader::readRoutine);
     each("FlashMemory", &ControlUnitReader::readFlashMemory);
-    each("Fault", &ControlUnitReader::readFault);
+    each("Fault", &ControlUnitReader::readOneFault);
     return std::move(unit);
 }
 
@@ -171,7 +169,7 @@ void ControlUnitReader::readFlashMemory(const pugi::xml_node& node) {
     if (unit.flashMemories.size() > maxFlashMemories) {
         file.fail(node, L"more flash memories than expected, at most 64 in one control unit");
     }
-    checkRegion(node, memory);
+    regions.add(node, memory);
     if (node.attribute("softwareVersion")) {
         claim(identifiers, Uds::Did::softwareVersion, node, "softwareVersion");
         const auto version = Platform::toUtf8(file.requiredText(node, "softwareVersion"));
@@ -180,45 +178,8 @@ void ControlUnitReader::readFlashMemory(const pugi::xml_node& node) {
     }
 }
 
-void ControlUnitReader::checkRegion(const pugi::xml_node& node,
-                                    const FlashMemoryDescription& memory) {
-    if (memory.end() > std::uint64_t{1} << 32U) {
-        file.failAttribute(node, "size", L"the memory ends behind 0xFFFFFFFF, expected 32 bits");
-    }
-    // The memories read so far do not overlap, so only the two neighbours need a check.
-    const auto above = memoryEnds.lower_bound(memory.address);
-    const bool reachesAbove = above != memoryEnds.end() && above->first < memory.end();
-    const bool reachedFromBelow =
-        above != memoryEnds.begin() && std::prev(above)->second > memory.address;
-    if (reachesAbove || reachedFromBelow) {
-        file.failAttribute(node, "address",
-                           L"two flash memories overlap, expected separate regions");
-    }
-    memoryEnds.emplace_hint(above, memory.address, memory.end());
-    if (memory.securityLevel != unit.flashMemories.front().securityLevel) {
-        file.failAttribute(node, "securityLevel",
-                           L"expected the same security level for all flash memories of a "
-                           L"control unit");
-    }
-}
-
-void ControlUnitReader::readFault(const pugi::xml_node& node) {
-    file.allowNoContent(node, {"request", "response", "linkLost", "after", "times"});
-    FaultDescription fault;
-    fault.request = file.bytes(node, "request");
-    if (node.attribute("response")) {
-        fault.response = file.bytes(node, "response");
-    }
-    fault.linkLost = file.flag(node, "linkLost", false);
-    if (fault.linkLost && !fault.response.empty()) {
-        file.failAttribute(node, "linkLost", L"expected either \"response\" or \"linkLost\"");
-    }
-    constexpr std::uint64_t maxAfter = std::numeric_limits<std::uint32_t>::max();
-    fault.after = static_cast<std::uint32_t>(file.number(node, "after", 0, maxAfter, 0));
-    if (node.attribute("times")) {
-        fault.times = number<std::uint32_t>(node, "times", 1);
-    }
-    unit.faults.push_back(std::move(fault));
+void ControlUnitReader::readOneFault(const pugi::xml_node& node) {
+    unit.faults.push_back(readFault(file, node));
     if (unit.faults.size() > maxFaults) {
         file.fail(node, L"more faults than expected, at most 1000 in one control unit");
     }

@@ -1,9 +1,8 @@
 #include "simulation/SimulatedControlUnit.hpp"
 
-#include <algorithm>
-#include <array>
 #include <utility>
 
+#include "simulation/ServiceRule.hpp"
 #include "uds/Identifiers.hpp"
 #include "uds/LinkError.hpp"
 
@@ -29,67 +28,6 @@ Bytes withoutSuppressBit(const Bytes& request) {
 }
 
 } // namespace
-
-struct SimulatedControlUnit::ServiceRule {
-    using Unit = SimulatedControlUnit;
-    using Request = const Bytes&;
-
-    Service service;
-    /// The required session; the default session stands for any session.
-    Uds::Session session;
-    ServiceReply (*run)(Unit& unit, Request request);
-
-    /// The most frequent service comes first.
-    static const std::array<ServiceRule, 16> all;
-};
-
-constinit const std::array<SimulatedControlUnit::ServiceRule, 16>
-    SimulatedControlUnit::ServiceRule::all{{
-        {Service::TransferData, Uds::Session::Programming,
-         [](Unit& unit, Request request) { return unit.flash.transferData(request); }},
-        {Service::DiagnosticSessionControl, Uds::Session::Default,
-         [](Unit& unit, Request request) { return unit.controlSession(request); }},
-        {Service::EcuReset, Uds::Session::Default,
-         [](Unit& unit, Request request) { return unit.reset(request); }},
-        {Service::ClearDiagnosticInformation, Uds::Session::Default,
-         [](Unit& unit, Request request) { return unit.faultMemory.clear(request); }},
-        {Service::ReadDtcInformation, Uds::Session::Default,
-         [](Unit& unit, Request request) { return unit.faultMemory.read(request); }},
-        {Service::ReadDataByIdentifier, Uds::Session::Default,
-         [](Unit& unit, Request request) { return unit.data.read(request); }},
-        {Service::ReadMemoryByAddress, Uds::Session::Default,
-         [](Unit& unit, Request request) { return unit.flash.readMemory(request, unit.access()); }},
-        {Service::SecurityAccess, Uds::Session::Extended,
-         [](Unit& unit, Request request) {
-             return unit.security.handle(request, unit.clock.now());
-         }},
-        {Service::CommunicationControl, Uds::Session::Extended,
-         [](Unit& unit, Request request) { return unit.network.controlCommunication(request); }},
-        {Service::WriteDataByIdentifier, Uds::Session::Default,
-         [](Unit& unit, Request request) { return unit.data.write(request, unit.access()); }},
-        {Service::InputOutputControlByIdentifier, Uds::Session::Extended,
-         [](Unit& unit, Request request) { return unit.data.control(request, unit.access()); }},
-        {Service::RoutineControl, Uds::Session::Default,
-         [](Unit& unit, Request request) { return unit.controlRoutine(request); }},
-        {Service::RequestDownload, Uds::Session::Programming,
-         [](Unit& unit, Request request) {
-             return unit.flash.requestDownload(request, unit.access());
-         }},
-        {Service::RequestTransferExit, Uds::Session::Programming,
-         [](Unit& unit, Request request) { return unit.flash.transferExit(request); }},
-        {Service::TesterPresent, Uds::Session::Default,
-         [](Unit& unit, Request request) { return unit.stayPresent(request); }},
-        {Service::ControlDtcSetting, Uds::Session::Extended,
-         [](Unit& unit, Request request) { return unit.network.controlDtcSetting(request); }},
-    }};
-
-const SimulatedControlUnit::ServiceRule* SimulatedControlUnit::findRule(std::uint8_t serviceId) {
-    const auto& rules = ServiceRule::all;
-    const auto rule = std::find_if(rules.begin(), rules.end(), [&](const auto& candidate) {
-        return static_cast<std::uint8_t>(candidate.service) == serviceId;
-    });
-    return rule == rules.end() ? nullptr : &*rule;
-}
 
 SimulatedControlUnit::SimulatedControlUnit(const ControlUnitDescription& description,
                                            Platform::Clock& clock)
@@ -132,6 +70,9 @@ std::vector<TimedResponse> SimulatedControlUnit::fail(const FaultDescription& fa
     if (fault.linkLost) {
         throw Uds::ConnectionLost(L"the connection to " + description.name + L" on " +
                                   description.link + L" was lost");
+    }
+    if (fault.inputFull) {
+        throw InputFull();
     }
     if (fault.response.empty()) {
         return {};

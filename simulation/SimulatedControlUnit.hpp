@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <exception>
 #include <vector>
 
 #include "platform/Clock.hpp"
@@ -24,6 +25,9 @@ struct TimedResponse {
     Uds::Bytes bytes;
 };
 
+/// The control unit does not take the message: whoever sends it waits.
+class InputFull : public std::exception {};
+
 /// The UDS server of one control unit (ISO 14229-1): request bytes in, timed response bytes out. It
 /// never sleeps. Checks come in the order of clause 8.7: service, session, security, length,
 /// sub-function, then the service's own. Not thread-safe.
@@ -33,7 +37,7 @@ public:
     SimulatedControlUnit(const ControlUnitDescription& description, Platform::Clock& clock);
 
     /// Responses in the order of their times. Throws `Uds::LinkError` for a described fault that
-    /// breaks the link.
+    /// breaks the link, `InputFull` for one that keeps the message from being taken.
     std::vector<TimedResponse> handle(const Uds::Bytes& request);
 
     /// The content of a region of the flash memory. Empty when the region is not within one memory.

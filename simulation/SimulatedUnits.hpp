@@ -31,7 +31,7 @@ public:
     [[nodiscard]] Uds::UnitAddress resolve(const Uds::UnitAddress& unit) const;
 
     /// The responses of the control unit. Throws `Uds::ConnectionLost` for a described fault that
-    /// loses the connection.
+    /// loses the connection, `InputFull` for one that keeps the request from being taken.
     [[nodiscard]] std::vector<Arrival> ask(std::uint16_t address, const Uds::Bytes& request);
     /// The responses of all. A control unit that cannot do what was asked of everybody keeps quiet
     /// (ISO 14229-1:2020, table 5).

@@ -73,7 +73,9 @@ public:
 
 private:
     void check(const Uds::Patience& patience) const;
-    [[nodiscard]] std::vector<Arrival> ask(const Uds::Bytes& message);
+    [[nodiscard]] std::vector<Arrival> ask(const Uds::Bytes& message,
+                                           const Uds::Patience& patience);
+    [[noreturn]] void waitInVain(const Uds::Patience& patience);
 
     const std::shared_ptr<Wire> wire;
     /// Nothing: all control units.
@@ -90,18 +92,35 @@ void SimulatedEndpoint::check(const Uds::Patience& patience) const {
     }
 }
 
-std::vector<Arrival> SimulatedEndpoint::ask(const Uds::Bytes& message) {
+std::vector<Arrival> SimulatedEndpoint::ask(const Uds::Bytes& message,
+                                            const Uds::Patience& patience) {
     try {
         return address ? wire->units->ask(*address, message) : wire->units->askAll(message);
     } catch (const Uds::ConnectionLost& loss) {
         wire->lose(loss.message());
         throw;
+    } catch (const InputFull&) {
+        waitInVain(patience);
     }
+}
+
+/// Nobody takes the message, as on a network whose other side has stopped reading.
+void SimulatedEndpoint::waitInVain(const Uds::Patience& patience) {
+    {
+        std::unique_lock lock(wire->mutex);
+        wire->units->clock().waitUntil(
+            {lock, wire->changed, patience.cancel, patience.deadline},
+            [this] { return wire->state != Uds::VehicleInterface::State::Open; });
+    }
+    check(patience);
+    const std::wstring cause = L"the vehicle takes no messages any more";
+    wire->lose(cause);
+    throw Uds::ConnectionLost(cause);
 }
 
 void SimulatedEndpoint::send(const Uds::Bytes& message, const Uds::Patience& patience) {
     check(patience);
-    for (auto& arrival : ask(message)) {
+    for (auto& arrival : ask(message, patience)) {
         const auto place =
             std::upper_bound(arriving.begin(), arriving.end(), arrival.due,
                              [](const auto due, const Arrival& other) { return due < other.due; });

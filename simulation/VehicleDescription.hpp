@@ -90,6 +90,8 @@ struct FaultDescription {
     std::uint32_t after = 0;
     /// Number of failures before the fault ends; without a value it never ends.
     std::optional<std::uint32_t> times;
+    /// The message is not taken: whoever sends it waits.
+    bool inputFull = false;
 };
 
 /// The sessions from which the programming session may be entered.

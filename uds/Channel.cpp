@@ -51,13 +51,13 @@ Channel::Channel(UnitAddress unit, std::unique_ptr<Endpoint> endpoint, Platform:
       lastActivity(clock.now()) {}
 
 Bytes Channel::exchange(const Bytes& request, const std::stop_token& cancel,
-                        const OnPending& onPending) {
+                        const ExchangeManner& manner) {
     if (request.empty()) {
         throw LinkError(L"an empty request cannot be sent");
     }
     const Turn turn = takeTurn(cancel);
     prepare(cancel);
-    return exchangeInTurn(request, cancel, onPending);
+    return exchangeInTurn(request, cancel, manner);
 }
 
 Channel::Turn Channel::takeTurn(const std::stop_token& cancel) {
@@ -103,12 +103,12 @@ void Channel::prepare(const std::stop_token& cancel) {
 }
 
 Bytes Channel::exchangeInTurn(const Bytes& request, const std::stop_token& cancel,
-                              const OnPending& onPending) {
+                              const ExchangeManner& manner) {
     const auto begin = clock.now();
     for (;;) {
         dropArrived();
         send(request, cancel, BusEvent::Kind::Request);
-        Bytes response = finalResponse(request, cancel, begin + timing.total, onPending);
+        Bytes response = finalResponse(request, cancel, begin + timing.total, manner);
         if (!isRefusal(response, Nrc::BusyRepeatRequest) ||
             clock.now() + busyPause > begin + timing.busy) {
             noteOutcome(request, response);
@@ -171,9 +171,10 @@ void Channel::send(const Bytes& request, const std::stop_token& cancel, BusEvent
 }
 
 Bytes Channel::finalResponse(const Bytes& request, const std::stop_token& cancel, TimePoint limit,
-                             const OnPending& onPending) {
+                             const ExchangeManner& manner) {
     // After response pending the control unit always sends a final response (clause 8.2.2).
-    bool silenceIsAnAnswer = suppressesPositiveResponse(request);
+    bool silenceIsAnAnswer =
+        manner.silence == Silence::IsAnAnswer || suppressesPositiveResponse(request);
     milliseconds window = timing.p2;
     unusable.clear();
     unfinished = Unfinished{request, clock.now() + window, limit};
@@ -193,8 +194,8 @@ Bytes Channel::finalResponse(const Bytes& request, const std::stop_token& cancel
             silenceIsAnAnswer = false;
             window = timing.p2Star;
             unfinished->until = clock.now() + window;
-            if (onPending) {
-                onPending();
+            if (manner.onPending) {
+                manner.onPending();
             }
         } else {
             unfinished.reset();

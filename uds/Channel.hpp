@@ -18,6 +18,19 @@
 
 namespace Quarlen::Uds {
 
+/// What it means when no response comes within P2.
+enum class Silence {
+    /// A failure, unless the request suppresses its positive response.
+    IsJudged,
+    IsAnAnswer
+};
+
+struct ExchangeManner {
+    Silence silence = Silence::IsJudged;
+    /// Told of each response pending, on the thread of the exchange; may be empty.
+    std::function<void()> onPending{};
+};
+
 /// What belongs to one control unit, whoever talks to it: one request at a time, the response to
 /// each, late responses, the session and its times. All links to the control unit share it. Safe
 /// from any thread; it starts none, each wait runs on the thread of the caller.
@@ -31,14 +44,12 @@ public:
 
     /// Sends the request once nobody else has an exchange, and returns its final response, positive
     /// or negative: it waits out response pending (NRC 0x78), repeats the request while the control
-    /// unit is busy (NRC 0x21) and drops responses to other requests. Empty when the request
-    /// suppresses its positive response and no response came within P2. Each response pending is
-    /// told to `onPending`, on this thread. Throws `NoUsableResponse` when none came in time;
+    /// unit is busy (NRC 0x21) and drops responses to other requests. Empty when silence is an
+    /// answer and no response came within P2. Throws `NoUsableResponse` when none came in time;
     /// `ConnectionLost`, `MessageRefused`, `Cancelled`; `LinkError` for an empty request; what
-    /// `onPending` throws.
-    using OnPending = std::function<void()>;
+    /// `manner.onPending` throws.
     Bytes exchange(const Bytes& request, const std::stop_token& cancel,
-                   const OnPending& onPending = {});
+                   const ExchangeManner& manner = {});
 
     class Question;
     /// Sends a request to which any response is good, and does not wait for it: that does the
@@ -76,7 +87,7 @@ private:
     void endTurn() noexcept;
     void prepare(const std::stop_token& cancel);
     Bytes exchangeInTurn(const Bytes& request, const std::stop_token& cancel,
-                         const OnPending& onPending = {});
+                         const ExchangeManner& manner = {});
     bool isAnswered(const std::stop_token& cancel);
     void awaitUnfinished(const std::stop_token& cancel);
     void lookForUnfinished();
@@ -84,7 +95,7 @@ private:
     void dropArrived();
     void send(const Bytes& request, const std::stop_token& cancel, BusEvent::Kind kind);
     Bytes finalResponse(const Bytes& request, const std::stop_token& cancel, TimePoint limit,
-                        const OnPending& onPending);
+                        const ExchangeManner& manner);
     std::optional<Bytes> receive(const std::stop_token& cancel, TimePoint deadline);
     void pause(std::chrono::milliseconds duration, const std::stop_token& cancel);
     void forgetOldSession();

@@ -46,8 +46,8 @@ std::wstring refusalText(const Channel& channel, const Bytes& response) {
     return NegativeResponse(response[1], response[2], remarkOn(channel, response[2])).message();
 }
 
-Bytes Client::request(const Bytes& request, const Channel::OnPending& onPending) {
-    auto response = exchange(request, onPending);
+Bytes Client::request(const Bytes& request, const ExchangeManner& manner) {
+    auto response = exchange(request, manner);
     if (isNegative(response)) {
         throw NegativeResponse(response[1], response[2], remarkOn(link.channel(), response[2]));
     }

@@ -36,12 +36,12 @@ public:
     Client(VehicleLink& link, std::stop_token cancel) : link(link), cancel(std::move(cancel)) {}
 
     /// As `Channel::exchange`.
-    Bytes exchange(const Bytes& request, const Channel::OnPending& onPending = {}) {
-        return link.channel().exchange(request, cancel, onPending);
+    Bytes exchange(const Bytes& request, const ExchangeManner& manner = {}) {
+        return link.channel().exchange(request, cancel, manner);
     }
 
     /// The final positive response. Throws as `exchange` and `NegativeResponse`.
-    Bytes request(const Bytes& request, const Channel::OnPending& onPending = {});
+    Bytes request(const Bytes& request, const ExchangeManner& manner = {});
 
     /// SecurityAccess: seed and key of an odd level. An all-zero seed means already unlocked.
     void unlock(std::uint8_t level, std::uint32_t keyMask);

@@ -54,6 +54,10 @@ bool knowsLink(const Project& project, const std::wstring& logicalLink) {
             }));
 }
 
+std::wstring connectionText(const SelectedVehicle& vehicle, const std::wstring& interfaceName) {
+    return L"vehicle of project " + vehicle.project->name + L" over " + interfaceName;
+}
+
 SelectedVehicle Selection::current() const {
     const std::lock_guard lock(mutex);
     return selected;
@@ -98,16 +102,26 @@ void Selection::deselect() {
 
 void Selection::selectProject(std::shared_ptr<const Project> project) {
     SelectedVehicle former{std::move(project), nullptr, nullptr};
+    std::stop_source formerChange{std::nostopstate};
     {
         const std::lock_guard lock(mutex);
         std::swap(former, selected);
+        formerChange = beginChange();
         targetFilters.clear();
     }
+    formerChange.request_stop();
     closeAccess(former.access);
+}
+
+std::stop_source Selection::beginChange() {
+    std::stop_source former = std::exchange(change, std::stop_source());
+    selected.changed = change.get_token();
+    return former;
 }
 
 void Selection::selectInformation(const std::wstring& name) {
     std::shared_ptr<VehicleAccess> formerAccess;
+    std::stop_source formerChange{std::nostopstate};
     const SelectedVehicle vehicle = withProject();
     const VehicleInformation* const information = vehicle.project->findVehicleInformation(name);
     if (information == nullptr) {
@@ -123,8 +137,10 @@ void Selection::selectInformation(const std::wstring& name) {
         }
         if (std::exchange(selected.information, information) != information) {
             formerAccess = std::exchange(selected.access, nullptr);
+            formerChange = beginChange();
         }
     }
+    formerChange.request_stop();
     closeAccess(formerAccess);
 }
 

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <mutex>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,8 @@ struct SelectedVehicle {
     /// Points into `project`.
     const VehicleInformation* information = nullptr;
     std::shared_ptr<VehicleAccess> access;
+    /// Raised once another project or vehicle information is selected, or none.
+    std::stop_token changed{};
 };
 
 /// The control units (targets of kind 1) in the order of the project.
@@ -26,6 +29,9 @@ const ProjectTarget* findControlUnit(const VehicleInformation& information,
                                      const std::wstring& name);
 /// True when the project names the logical link anywhere.
 bool knowsLink(const Project& project, const std::wstring& logicalLink);
+
+/// What a list of connections calls the one to the vehicle.
+std::wstring connectionText(const SelectedVehicle& vehicle, const std::wstring& interfaceName);
 
 /// The runtime's one selection: project, vehicle information, target filters and vehicle access.
 /// Safe from any thread; a snapshot keeps its project and its access, even when the access has been
@@ -38,7 +44,8 @@ public:
     [[nodiscard]] SelectedVehicle withInformation() const;
     [[nodiscard]] SelectedVehicle withAccess() const;
 
-    /// Closes the access and forgets everything that belonged to the former project.
+    /// Closes the access, also one that is being opened, and forgets everything that belonged to
+    /// the former project.
     void deselect();
     void selectProject(std::shared_ptr<const Project> project);
     /// Closes the access when `name` is not the selected vehicle information. Throws
@@ -58,10 +65,13 @@ public:
     [[nodiscard]] std::vector<ProjectTarget> targets() const;
 
 private:
+    /// The mutex is held; the caller raises what it gets once it is not.
+    [[nodiscard]] std::stop_source beginChange();
     [[nodiscard]] bool passesFilters(const ProjectTarget& target) const;
 
     mutable std::mutex mutex;
     SelectedVehicle selected;
+    std::stop_source change;
     std::vector<TargetFilter> targetFilters;
 };
 

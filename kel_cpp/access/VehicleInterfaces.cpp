@@ -58,7 +58,7 @@ VehicleInterfaces::make(const std::filesystem::path& vehicleFile) {
     if (!simulatedVehicle) {
         simulatedVehicle = withFileErrors([&] { return openVehicle(vehicleFile, clock); });
     }
-    return simulatedVehicle->connect();
+    return connect(*simulatedVehicle);
 }
 
 } // namespace Quarlen::Kel_cpp

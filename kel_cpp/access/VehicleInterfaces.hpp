@@ -23,13 +23,22 @@ public:
     using OpenVehicle = std::function<Simulation::SimulatedVehicle(
         const std::filesystem::path& vehicleFile, Platform::Clock& clock)>;
 
+    /// Makes a connection to that vehicle.
+    using Connect =
+        std::function<std::shared_ptr<Uds::VehicleInterface>(const Simulation::SimulatedVehicle&)>;
+
     /// `clock` must outlive this object and every interface that it makes.
-    explicit VehicleInterfaces(Platform::Clock& clock, OpenVehicle openVehicle = openVehicleOfFile)
-        : clock(clock), openVehicle(std::move(openVehicle)) {}
+    explicit VehicleInterfaces(Platform::Clock& clock, OpenVehicle openVehicle = openVehicleOfFile,
+                               Connect connect = connectTo)
+        : clock(clock), openVehicle(std::move(openVehicle)), connect(std::move(connect)) {}
 
     /// The vehicle as the file describes it.
     static Simulation::SimulatedVehicle openVehicleOfFile(const std::filesystem::path& vehicleFile,
                                                           Platform::Clock& clock);
+    static std::shared_ptr<Uds::VehicleInterface>
+    connectTo(const Simulation::SimulatedVehicle& vehicle) {
+        return vehicle.connect();
+    }
 
     /// The first enabled interface. Throws `KelApiException`: NoInterfaceEnabled; UnknownInterface
     /// when any enabled interface is unknown (the message names the first of them).
@@ -43,6 +52,7 @@ public:
 private:
     Platform::Clock& clock;
     const OpenVehicle openVehicle;
+    const Connect connect;
     std::mutex mutex;
     /// Kept once made, so that the state of the vehicle outlives each access.
     std::optional<Simulation::SimulatedVehicle> simulatedVehicle;

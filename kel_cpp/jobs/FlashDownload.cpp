@@ -34,7 +34,8 @@ void FlashDownload::erase() {
     const auto begin = clock.now();
     seconds told{0};
     listener.onErasing(told);
-    const auto onPending = [&] {
+    Uds::ExchangeManner manner;
+    manner.onPending = [&] {
         const auto since = std::chrono::duration_cast<seconds>(clock.now() - begin);
         if (since > told) {
             told = since;
@@ -43,7 +44,7 @@ void FlashDownload::erase() {
     };
     Bytes request = routineRequest(Uds::Routine::eraseMemory);
     appendRegion(request);
-    if (!routineSucceeded(client.request(request, onPending), StatusByte::Optional)) {
+    if (!routineSucceeded(client.request(request, manner), StatusByte::Optional)) {
         throw FlashError(L"the control unit could not erase its memory");
     }
 }

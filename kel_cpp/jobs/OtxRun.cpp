@@ -13,6 +13,9 @@ namespace Quarlen::Kel_cpp {
 
 namespace {
 
+/// Before a control unit whose delay timer runs is asked again.
+constexpr std::chrono::milliseconds delayPause{1000};
+
 /// Response code 0 is invalid in a negative response and would look like a success, so it is
 /// mapped.
 std::int32_t refusalError(std::uint8_t responseCode) {
@@ -31,6 +34,9 @@ bool matches(const Uds::Bytes& response, const UdsStep& step) {
 
 /// The expectation as a project spells it, for example "62 F1 ?? *".
 std::wstring expectedText(const UdsStep& step) {
+    if (step.wantsNoAnswer) {
+        return L"no answer";
+    }
     std::wstring text;
     for (const ExpectedByte& byte : step.expected) {
         text += (text.empty() ? L"" : L" ") + (byte ? Uds::hexText({*byte}) : L"??");
@@ -49,13 +55,24 @@ std::wstring receivedText(const Uds::Bytes& response, const std::wstring& refusa
 
 /// A step without an expectation accepts any positive response.
 bool hasExpectation(const UdsStep& step) {
-    return !step.expected.empty() || step.openEnd;
+    return !step.expected.empty() || step.openEnd || step.wantsNoAnswer;
+}
+
+/// A positive response that nobody wants is dropped: after response pending it always comes
+/// (clause 8.2.2).
+bool isGood(const Uds::Bytes& response, const UdsStep& step) {
+    return step.wantsNoAnswer ? !Uds::isNegative(response) : matches(response, step);
+}
+
+bool asksForTime(const Uds::Bytes& response) {
+    return Uds::isNegative(response) &&
+           response[2] == static_cast<std::uint8_t>(Uds::Nrc::RequiredTimeDelayNotExpired);
 }
 
 /// Judges the result of an exchange by the step's expectation, not by whether it is positive.
 std::shared_ptr<ServiceResult> judged(std::shared_ptr<ServiceResult> result,
                                       const Uds::Bytes& response, const UdsStep& step) {
-    if (matches(response, step)) {
+    if (isGood(response, step)) {
         result->error = 0;
         result->errorText.clear();
         return result;
@@ -156,12 +173,27 @@ void OtxRun::runSteps(const OtxProcedure& procedure) {
 std::shared_ptr<ServiceResult> OtxRun::execute(const UdsStep& step) {
     try {
         Uds::Channel& channel = linkFor(step.link).channel();
-        const Uds::Bytes response = channel.exchange(step.request, cancel);
+        const Uds::Bytes response = answerTo(step, channel);
         auto result = resultOfResponse(channel, response);
         return hasExpectation(step) ? judged(std::move(result), response, step) : result;
     } catch (const Uds::LinkError& error) {
         return failedResult(ServiceError::Communication,
                             L"logical link " + inQuotes(step.link) + L": " + error.message());
+    }
+}
+
+/// The last question comes when the bound is reached.
+Uds::Bytes OtxRun::answerTo(const UdsStep& step, Uds::Channel& channel) {
+    const auto end = clock.now() + step.delayBound;
+    const Uds::ExchangeManner manner{
+        step.wantsNoAnswer ? Uds::Silence::IsAnAnswer : Uds::Silence::IsJudged};
+    for (;;) {
+        Uds::Bytes response = channel.exchange(step.request, cancel, manner);
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - clock.now());
+        if (!asksForTime(response) || left.count() <= 0) {
+            return response;
+        }
+        waitUnlessCancelled(clock, std::min(delayPause, left), cancel);
     }
 }
 

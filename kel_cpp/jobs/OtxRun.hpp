@@ -58,6 +58,7 @@ private:
     [[nodiscard]] std::shared_ptr<ServiceResult> execute(const UdsStep& step);
     [[nodiscard]] std::shared_ptr<ServiceResult> execute(const WaitStep& step);
     [[nodiscard]] std::shared_ptr<ServiceResult> execute(const VerdictStep& step);
+    [[nodiscard]] Uds::Bytes answerTo(const UdsStep& step, Uds::Channel& channel);
     Uds::VehicleLink& linkFor(const std::wstring& logicalLink);
 
     VehicleAccess& access;

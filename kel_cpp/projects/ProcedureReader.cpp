@@ -9,6 +9,17 @@ namespace Quarlen::Kel_cpp {
 namespace {
 
 constexpr std::uint64_t maxWait = std::uint64_t{24} * 60 * 60 * 1000;
+constexpr std::uint64_t maxDelayBound = std::uint64_t{24} * 60 * 60;
+
+constexpr std::string_view blanks = " \t\r\n";
+
+std::string_view withoutBlanksInFront(std::string_view text) {
+    return text.substr(std::min(text.find_first_not_of(blanks), text.size()));
+}
+
+std::string_view withoutBlanks(std::string_view text) {
+    return withoutBlanksInFront(text.substr(0, text.find_last_not_of(blanks) + 1));
+}
 
 std::optional<ExpectedByte> parseExpectedByte(std::string_view token) {
     if (token == "??") {
@@ -24,7 +35,7 @@ std::optional<ExpectedByte> parseExpectedByte(std::string_view token) {
 }
 
 UdsStep readRequest(const Xml::File& file, const pugi::xml_node& node) {
-    file.allowNoContent(node, {"link", "send", "expect"});
+    file.allowNoContent(node, {"link", "send", "expect", "waitOutDelay"});
     UdsStep step;
     step.link = file.requiredText(node, "link");
     step.request = file.bytes(node, "send");
@@ -33,10 +44,13 @@ UdsStep readRequest(const Xml::File& file, const pugi::xml_node& node) {
     if (!expectation) {
         file.failValue(
             node, "expect",
-            L"bytes such as \"62 F1 90\", \"\?\?\" for any byte, \"*\" at the end for any rest");
+            L"bytes such as \"62 F1 90\", \"\?\?\" for any byte, \"*\" at the end for any rest, or "
+            L"none");
     }
     step.expected = std::move(expectation->bytes);
     step.openEnd = expectation->openEnd;
+    step.wantsNoAnswer = expectation->noAnswer;
+    step.delayBound = std::chrono::seconds(file.number(node, "waitOutDelay", 1, maxDelayBound, 0));
     return step;
 }
 
@@ -69,8 +83,12 @@ OtxStep readStep(const Xml::File& file, const pugi::xml_node& node) {
 
 std::optional<Expectation> parseExpectation(std::string_view text) {
     Expectation expectation;
+    if (withoutBlanks(text) == "none") {
+        expectation.noAnswer = true;
+        return expectation;
+    }
     while (true) {
-        text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+        text = withoutBlanksInFront(text);
         if (text.empty() || expectation.openEnd) {
             break;
         }

@@ -13,10 +13,11 @@ namespace Quarlen::Kel_cpp {
 struct Expectation {
     std::vector<ExpectedByte> bytes;
     bool openEnd = false;
+    bool noAnswer = false;
 };
 
-/// Parses for example "62 F1 90 ?? *"; blanks between the bytes are optional. Returns nothing for
-/// any other text.
+/// Parses for example "62 F1 90 ?? *"; blanks between the bytes are optional. "none" stands for no
+/// answer at all. Returns nothing for any other text.
 std::optional<Expectation> parseExpectation(std::string_view text);
 
 /// One `Procedure` element below the project's root, its steps in order. Throws `Xml::FileError`.

@@ -52,6 +52,10 @@ struct UdsStep {
     std::vector<ExpectedByte> expected;
     /// True when the answer may be longer than `expected` (the text ends with "*").
     bool openEnd = false;
+    /// Silence is as good as a positive answer; a negative one fails the step all the same.
+    bool wantsNoAnswer = false;
+    /// For how long a control unit is asked again whose delay timer runs (NRC 0x37).
+    std::chrono::seconds delayBound{0};
 };
 
 struct WaitStep {

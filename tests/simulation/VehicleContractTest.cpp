@@ -24,8 +24,9 @@ using Quarlen::Tests::hex;
 /// A vehicle behind one way to it.
 struct VehicleUnderTest {
     std::string name;
-    /// The vehicle that the description says; each call of the result makes a connection to it that
-    /// is not open yet.
+    /// The vehicle that the description says, deliberate faults included: one that loses the link
+    /// cuts the connection, and one with a full input keeps the vehicle from taking any message.
+    /// Each call of the result makes a connection to it that is not open yet.
     std::function<std::function<std::shared_ptr<Uds::VehicleInterface>()>(
         const VehicleDescription& description, Quarlen::Tests::FakeClock& clock)>
         make;
@@ -56,7 +57,8 @@ protected:
     void SetUp() override { connect(); }
 
     void connect() {
-        const VehicleDescription description{L"VIN", {unitAt(1), lateUnit(), fragileUnit()}};
+        const VehicleDescription description{L"VIN",
+                                             {unitAt(1), lateUnit(), fragileUnit(), fullUnit()}};
         connections = GetParam().make(description, clock);
         vehicle = connections();
         vehicle->onLost([this](const std::wstring& cause) { losses.push_back(cause); });
@@ -72,6 +74,14 @@ protected:
     static ControlUnitDescription fragileUnit() {
         auto unit = unitAt(3);
         unit.faults = {{hex("11"), {}, true, 0, 1U}};
+        return unit;
+    }
+    static ControlUnitDescription fullUnit() {
+        auto unit = unitAt(4);
+        FaultDescription full;
+        full.request = hex("36");
+        full.inputFull = true;
+        unit.faults = {full};
         return unit;
     }
     std::string exchange(const wchar_t* link, const char* request, std::stop_token cancel = {}) {
@@ -141,6 +151,39 @@ TEST_P(VehicleContract, ACancelEndsAWaitWithoutClosingIt) {
     EXPECT_THROW(exchange(L"L2", "3E 00", cancel.get_token()), Uds::Cancelled);
     EXPECT_EQ(clock.now() - begin, 300ms);
     EXPECT_EQ(exchange(L"L1", "3E 00"), "7E 00");
+}
+
+TEST_P(VehicleContract, IsLostAlsoForWhoeverWaitsForAnAnswer) {
+    clock.callAfter(300ms, [this] { EXPECT_THROW(exchange(L"L3", "11 01"), Uds::ConnectionLost); });
+    const auto begin = clock.now();
+    EXPECT_THROW(exchange(L"L2", "3E 00"), Uds::ConnectionLost);
+    EXPECT_EQ(clock.now() - begin, 300ms);
+    EXPECT_EQ(losses.size(), 1U);
+}
+
+TEST_P(VehicleContract, ACancelEndsASendThatBlocks) {
+    std::stop_source cancel;
+    clock.callAfter(300ms, [&] { cancel.request_stop(); });
+    const auto begin = clock.now();
+    EXPECT_THROW(exchange(L"L4", "36 01", cancel.get_token()), Uds::Cancelled);
+    EXPECT_EQ(clock.now() - begin, 300ms);
+    EXPECT_TRUE(losses.empty());
+}
+
+TEST_P(VehicleContract, IsLostWhenNobodyTakesAMessageInItsTime) {
+    const auto begin = clock.now();
+    EXPECT_THROW(exchange(L"L4", "36 01"), Uds::ConnectionLost);
+    EXPECT_EQ(clock.now() - begin, Uds::Timing().p2);
+    EXPECT_EQ(vehicle->state(), Uds::VehicleInterface::State::Lost);
+    EXPECT_EQ(losses.size(), 1U);
+}
+
+TEST_P(VehicleContract, FreesWhoeverIsBlockedInASendWhenItIsClosed) {
+    clock.callAfter(300ms, [this] { vehicle->close(); });
+    const auto begin = clock.now();
+    EXPECT_THROW(exchange(L"L4", "36 01"), Uds::Cancelled);
+    EXPECT_EQ(clock.now() - begin, 300ms);
+    EXPECT_TRUE(losses.empty());
 }
 
 TEST_P(VehicleContract, GivesEachOfTwoUsersOfOneControlUnitHisAnswers) {

@@ -41,6 +41,25 @@ TEST_F(ChannelTest, GivesUpAfterP2WithoutAResponse) {
     EXPECT_EQ(script.requests.size(), 1U);
 }
 
+TEST_F(ChannelTest, TakesSilenceForAnAnswerWhereTheCallerSaysSo) {
+    const ExchangeManner quiet{Silence::IsAnAnswer};
+    EXPECT_TRUE(link.channel().exchange(hex("22 F1 90"), {}, quiet).empty());
+    EXPECT_EQ(elapsed(), 1000ms);
+    script.answerNext({{0ms, hex("7F 22 78")}});
+    EXPECT_THROW(link.channel().exchange(hex("22 F1 90"), {}, quiet), NoUsableResponse);
+}
+
+TEST_F(ChannelTest, TellsEachResponsePendingAndNothingElse) {
+    int pending = 0;
+    const ExchangeManner counting{Silence::IsJudged, [&] { ++pending; }};
+    script.answerNext({{100ms, hex("7F 22 78")},
+                       {200ms, hex("7F 31 78")},
+                       {300ms, hex("71 01 02 03")},
+                       {400ms, hex("7F 31 78")}});
+    EXPECT_EQ(link.channel().exchange(hex("31 01 02 03"), {}, counting).size(), 4U);
+    EXPECT_EQ(pending, 1);
+}
+
 TEST_F(ChannelTest, TakesAResponseThatComesAtTheEndOfP2) {
     script.answerNext({{1000ms, hex("62 F1 90 41")}});
     EXPECT_EQ(exchange("22 F1 90"), "62 F1 90 41");

@@ -9,7 +9,21 @@ RunState::RunState(SequenceEnvironment environment) : environment(std::move(envi
 bool RunState::raiseStop() {
     const bool wasRaised = stopRequested.exchange(true);
     ++stopCount;
+    std::stop_source waiting{std::nostopstate};
+    {
+        const std::lock_guard lock(nextStopMutex);
+        waiting.swap(nextStopSource);
+    }
+    waiting.request_stop();
     return wasRaised;
+}
+
+std::stop_token RunState::nextStop() {
+    const std::lock_guard lock(nextStopMutex);
+    if (!nextStopSource.stop_possible()) {
+        nextStopSource = std::stop_source();
+    }
+    return nextStopSource.get_token();
 }
 
 void RunState::lowerStop() {

@@ -3,6 +3,8 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
+#include <stop_token>
 
 #include "kel_server_lib/runtime/AsyncReporterCallback.hpp"
 #include "kel_server_lib/runtime/KelApi.hpp"
@@ -27,6 +29,9 @@ public:
     /// True when a stop is raised or was raised at any time since the current run began: a cancel
     /// may lower its stop again before a slow action has checked it.
     [[nodiscard]] bool stopRaised() const;
+    /// For a call that waits and cannot look for a stop itself: requested by the next stop that is
+    /// raised, on the thread that raises it.
+    [[nodiscard]] std::stop_token nextStop();
 
     // The order of construction matters. The semaphore is the run lock.
     StdUtil::Semaphore semaphore{nullptr, false, -1, false};
@@ -51,6 +56,10 @@ protected:
     /// The number of stops raised so far, and that number at the begin of the current run.
     std::atomic<std::uint64_t> stopCount{0};
     std::atomic<std::uint64_t> stopCountAtRunStart{0};
+
+private:
+    std::mutex nextStopMutex;
+    std::stop_source nextStopSource{std::nostopstate};
 };
 
 } // namespace Quarlen

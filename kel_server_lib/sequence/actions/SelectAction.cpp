@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <stop_token>
+#include <thread>
 
 #include "kel_server_lib/sequence/actions/ActionFrame.hpp"
 #include "kel_server_lib/sequence/actions/AutoSelect.hpp"
@@ -22,7 +24,25 @@ constexpr std::uint16_t vinIdentifier = 0xF190;
 /// Service identifier and data identifier of a positive response.
 constexpr std::size_t responseHeaderLength = 3;
 
-void openVehicle(Kel_cpp::KelApi& api, bool autoConnect) {
+/// Whoever stops the run waits for its end, so the stop itself has to end a connect that waits.
+void deselect(Kel_cpp::KelApi& api) noexcept {
+    try {
+        api.selectProject(L"");
+    } catch (const Kel_cpp::KelApiException&) {
+        // The connect then ends by itself.
+    }
+}
+
+void openVehicle(RunState& state, Kel_cpp::KelApi& api, bool autoConnect) {
+    const auto connecting = std::this_thread::get_id();
+    const std::stop_callback onStop(state.nextStop(), [&] {
+        if (std::this_thread::get_id() != connecting) {
+            deselect(api);
+        }
+    });
+    if (state.stopRaised()) {
+        return;
+    }
     if (autoConnect) {
         api.connectVehicle();
         return;
@@ -76,7 +96,7 @@ void selectProjectAndVehicle(RunState& state, Kel_cpp::KelApi& api, const std::w
     api.setServerStatus(L"Project " + name + L" selected.");
     api.selectVehicleInformation(vehicleInformation);
     if (!state.stopRaised()) {
-        openVehicle(api, autoConnect);
+        openVehicle(state, api, autoConnect);
     }
 }
 
@@ -118,7 +138,7 @@ std::string readVin(RunState& state, const RunState::Api& api, bool autoConnect)
     api->selectProject(AutoSelect::vinReader);
     api->selectVehicleInformation(AutoSelect::vinInformation);
     if (!state.stopRaised()) {
-        openVehicle(*api, autoConnect);
+        openVehicle(state, *api, autoConnect);
         vin = vinOf(requestVin(*api));
     }
     api->selectProject(L"");

@@ -19,6 +19,18 @@ std::int32_t number(ServiceError error) {
     return static_cast<std::int32_t>(error);
 }
 
+UdsStep noAnswerTo(const Bytes& request) {
+    UdsStep step{L"L", request, {}, false};
+    step.wantsNoAnswer = true;
+    return step;
+}
+
+UdsStep seedWithin(std::chrono::seconds delayBound) {
+    UdsStep step{L"L", {0x27, 0x01}, {0x67, 0x01}, true};
+    step.delayBound = delayBound;
+    return step;
+}
+
 struct Expectation {
     const char* label;
     std::vector<ExpectedByte> expected;
@@ -79,6 +91,71 @@ INSTANTIATE_TEST_SUITE_P(
         Expectation{"ExpectedCodeZero", {0x7F, 0x22, 0x00}, false, Bytes{0x7F, 0x22, 0x00}, 0},
         Expectation{"Silence", {}, true, std::nullopt, 0x100}),
     [](const auto& row) { return std::string(row.param.label); });
+
+TEST_F(OtxRunTest, AStepThatWantsNoAnswerPassesInSilence) {
+    const auto results =
+        run({noAnswerTo({0x31, 0x81, 0x01, 0x02}), noAnswerTo({0x22, 0xF1, 0x90})});
+    ASSERT_EQ(results.size(), 2U);
+    EXPECT_EQ(results[0]->error, 0);
+    EXPECT_EQ(results[1]->error, 0);
+    EXPECT_TRUE(results[1]->responses.empty());
+}
+
+TEST_F(OtxRunTest, AStepThatWantsNoAnswerDropsAPositiveOne) {
+    vehicle->answer = [](const Bytes&) { return Bytes{0x62, 0xF1, 0x90}; };
+    EXPECT_EQ(run({noAnswerTo({0x22, 0xF1, 0x90})}).at(0)->error, 0);
+}
+
+TEST_F(OtxRunTest, AStepThatWantsNoAnswerFailsWithANegativeOne) {
+    vehicle->answer = [](const Bytes&) { return Bytes{0x7F, 0x31, 0x22}; };
+    const auto results = run({noAnswerTo({0x31, 0x81, 0x01, 0x02})});
+    EXPECT_EQ(results.at(0)->error, 0x22);
+    EXPECT_NE(results[0]->errorText.find(L"expected no answer, received 7F 31 22 (RoutineControl"),
+              std::wstring::npos);
+}
+
+TEST_F(OtxRunTest, AsksAgainUntilTheDelayTimerHasExpired) {
+    vehicle->answer = [end = clock.now() + std::chrono::seconds(10), this](const Bytes&) {
+        return clock.now() < end ? Bytes{0x7F, 0x27, 0x37} : Bytes{0x67, 0x01, 0x12};
+    };
+    const auto before = clock.now();
+    EXPECT_EQ(run({seedWithin(std::chrono::seconds(60))}).at(0)->error, 0);
+    EXPECT_EQ(clock.now() - before, std::chrono::seconds(10));
+    EXPECT_EQ(vehicle->requests().size(), 11U);
+}
+
+TEST_F(OtxRunTest, TakesTheRefusalOfTheDelayTimerWhenItsTimeIsOver) {
+    vehicle->answer = [](const Bytes&) { return Bytes{0x7F, 0x27, 0x37}; };
+    const auto before = clock.now();
+    const auto results = run({seedWithin(std::chrono::seconds(3))});
+    EXPECT_EQ(clock.now() - before, std::chrono::seconds(3));
+    EXPECT_EQ(vehicle->requests().size(), 4U);
+    EXPECT_EQ(results.at(0)->error, 0x37);
+    EXPECT_NE(results[0]->errorText.find(L"requiredTimeDelayNotExpired (0x37)"),
+              std::wstring::npos);
+}
+
+TEST_F(OtxRunTest, AsksOnlyOnceWhereTheStepWaitsOutNoDelay) {
+    vehicle->answer = [](const Bytes&) { return Bytes{0x7F, 0x27, 0x37}; };
+    EXPECT_EQ(run({seedWithin(std::chrono::seconds(0))}).at(0)->error, 0x37);
+    EXPECT_EQ(vehicle->requests().size(), 1U);
+}
+
+TEST_F(OtxRunTest, WaitsOutNoOtherRefusal) {
+    vehicle->answer = [](const Bytes&) { return Bytes{0x7F, 0x27, 0x36}; };
+    EXPECT_EQ(run({seedWithin(std::chrono::seconds(60))}).at(0)->error, 0x36);
+    EXPECT_EQ(vehicle->requests().size(), 1U);
+}
+
+TEST_F(OtxRunTest, ACancelEndsTheWaitForADelayTimerAtOnce) {
+    vehicle->answer = [](const Bytes&) { return Bytes{0x7F, 0x27, 0x37}; };
+    std::stop_source cancel;
+    constexpr std::chrono::milliseconds soon{10};
+    clock.callAfter(soon, [&] { cancel.request_stop(); });
+    const auto before = clock.now();
+    EXPECT_THROW(run({seedWithin(std::chrono::seconds(60))}, cancel.get_token()), Uds::Cancelled);
+    EXPECT_EQ(clock.now() - before, soon);
+}
 
 TEST_F(OtxRunTest, EndsWithTheFirstStepThatFails) {
     vehicle->answer = [](const Bytes& request) {

@@ -85,8 +85,22 @@ TEST_F(ReadingProjectXml, ReadsTheStepsOfAProcedureInOrder) {
     EXPECT_THAT(request.request, ElementsAre(0x22, 0xF1, 0x90));
     EXPECT_THAT(request.expected, ElementsAre(Optional(0x62), Optional(0xF1), Optional(0x90)));
     EXPECT_TRUE(request.openEnd);
+    EXPECT_FALSE(request.wantsNoAnswer);
+    EXPECT_EQ(request.delayBound, std::chrono::seconds(0));
     EXPECT_FALSE(std::get<VerdictStep>(steps[2]).passed);
     EXPECT_EQ(std::get<VerdictStep>(steps[2]).text, L"no");
+}
+
+TEST_F(ReadingProjectXml, ReadsAStepThatWantsNoAnswerAndWaitsOutADelay) {
+    const auto project = read("<Procedure name='P'>"
+                              "<Request link='L' send='31 81 01 02' expect=' none ' "
+                              "waitOutDelay='30'/></Procedure>");
+
+    const auto& request = std::get<UdsStep>(project->findProcedure(L"P")->steps.at(0));
+    EXPECT_TRUE(request.wantsNoAnswer);
+    EXPECT_TRUE(request.expected.empty());
+    EXPECT_FALSE(request.openEnd);
+    EXPECT_EQ(request.delayBound, std::chrono::seconds(30));
 }
 
 TEST_F(ReadingProjectXml, ReadsIdentificationAndDtcTexts) {
@@ -249,7 +263,11 @@ INSTANTIATE_TEST_SUITE_P(
             "Expectation",
             "<Procedure name='P'><Request link='L' send='22' expect='62 * 00'/></Procedure>",
             "58: attribute \"expect\" is \"62 * 00\", expected bytes such as \"62 F1 90\", "
-            "\"\?\?\" for any byte, \"*\" at the end for any rest"},
+            "\"\?\?\" for any byte, \"*\" at the end for any rest, or none"},
+        WrongProject{"DelayOfZero",
+                     "<Procedure name='P'><Request link='L' send='22' expect='*' "
+                     "waitOutDelay='0'/></Procedure>",
+                     "69: attribute \"waitOutDelay\" is \"0\", expected a number from 1 to 86400"},
         WrongProject{"WaitTooLong",
                      "<Procedure name='P'><Wait milliseconds='86400001'/></Procedure>",
                      "36: attribute \"milliseconds\" is \"86400001\", expected a number from 0 to "
@@ -349,6 +367,7 @@ TEST_P(ExpectedAnswer, IsReadFromItsText) {
     ASSERT_TRUE(expectation);
     EXPECT_EQ(expectation->bytes, GetParam().bytes);
     EXPECT_EQ(expectation->openEnd, GetParam().openEnd);
+    EXPECT_FALSE(expectation->noAnswer);
 }
 
 const ExpectedByte anyByte;
@@ -368,7 +387,7 @@ TEST_P(WrongExpectedAnswer, IsRefused) {
 
 INSTANTIATE_TEST_SUITE_P(ProcedureReader, WrongExpectedAnswer,
                          testing::Values("6", "62 F", "6 2", "?", "2?", "**", "* 62", "0x62",
-                                         "62,F1", "+1", "-1"));
+                                         "62,F1", "+1", "-1", "none *", "None", "no ne"));
 
 } // namespace
 } // namespace Quarlen::Kel_cpp::Tests

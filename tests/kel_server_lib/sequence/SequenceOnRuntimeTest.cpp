@@ -230,7 +230,7 @@ TEST_F(SequenceOnRuntime, ATruncatedContainerDoesNotKeepTheGoodDataFromBeingFlas
     handler->runSequence(L"Flash.xml", runtime);
 
     EXPECT_EQ(ledColour(), green);
-    EXPECT_THAT(traces.texts(), Contains(HasSubstr(L"broken.zip: not a readable archive: ")));
+    EXPECT_THAT(traces.texts(), Contains(HasSubstr(L"broken.zip\": not a readable archive: ")));
     const auto version = hexService(L"UDS_CAN_ENGINE", {0x22, 0xF1, 0x95});
     const auto& answer = version->responses.at(0)->data;
     EXPECT_EQ(std::string(answer.begin() + 3, answer.end()), "EN_02.00.00");

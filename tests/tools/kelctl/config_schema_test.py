@@ -21,10 +21,11 @@ FILES = 300
 FLAGS = ["true", "false", "1", "0", " true ", "\tfalse\n", "TRUE", "yes", ""]
 TEXTS = ["A", " A ", "A  B", "\u00fc", "\n", "", " ", "\u00a0", "a\nb"]
 BYTES = ["22F190", "22 F1 90", " 22\tF1  90\n", "2", "22 F", "2 2", "xx", "", " ", "-1", "0x22"]
-EXPECTED = ["62 F1 90", "62F190*", "62 ?? *", "*", "??", "??*", "* 62", "?", "6", "", "62**", "6 2"]
+EXPECTED = ["62 F1 90", "62F190*", "62 ?? *", "*", "??", "??*", "* 62", "?", "6", "", "62**", "6 2", "none",
+            " none\n", "None", "none *", "no ne"]
 # Elements and attributes of which the server knows more than one schema can say. They stay as they are made.
 TOGETHER = {("Target", "kind"), ("Target", "link"), ("FlashItem", "target"), ("DataIdentifier", "text"),
-            ("DataIdentifier", "bytes"), ("Data", "bytes"), ("DataIdentifier", "vin"), ("Fault", "response"), ("Fault", "linkLost"),
+            ("DataIdentifier", "bytes"), ("Data", "bytes"), ("DataIdentifier", "vin"), ("Fault", "response"), ("Fault", "linkLost"), ("Fault", "inputFull"),
             ("FlashMemory", "address"), ("FlashMemory", "securityLevel")}
 # A second one needs another place in the file or in the control unit's memory, or a number of its own.
 ONCE = {"Identification", "Mileage", "FlashMemory", "FreezeFrame", "ExtendedData"}
@@ -100,7 +101,8 @@ class Project:
     ATTRIBUTES = {("Project", "description"): TEXTS, ("ExtendedData", "record"): number(1, 239),
                   ("ExtendedData", "name"): TEXTS, ("ExtendedData", "unit"): TEXTS,
                   ("Mileage", "id"): number(0, 65535), ("Mileage", "unit"): TEXTS, ("Request", "link"): TEXTS, ("Request", "send"): BYTES,
-                  ("Request", "expect"): EXPECTED, ("Wait", "milliseconds"): number(0, 86400000),
+                  ("Request", "expect"): EXPECTED, ("Request", "waitOutDelay"): number(1, 86400),
+                  ("Wait", "milliseconds"): number(0, 86400000),
                   ("Verdict", "result"): ["passed", "failed", " passed", "Passed", ""], ("Verdict", "text"): TEXTS,
                   ("DataIdentifier", "id"): number(0, 65535), ("DataIdentifier", "name"): TEXTS,
                   ("Unlock", "name"): TEXTS, ("Unlock", "link"): TEXTS, ("Parameter", "name"): TEXTS,
@@ -119,7 +121,7 @@ class Project:
 
     @staticmethod
     def make():
-        steps = [Element("Request", {"link": "L", "send": "22F190", "expect": "*"}),
+        steps = [Element("Request", {"link": "L", "send": "22F190", "expect": "*", "waitOutDelay": "1"}),
                  Element("Wait", {"milliseconds": "1"}), Element("Verdict", {"result": "passed", "text": "t"})]
         offer = [Element("Target", {"name": "ENGINE", "link": "L", "address": "1", "functionalAddress": "0xE400",
                                     "testerAddress": "0x0E80", "interface": "DoIP"}), Element("Target", {"kind": "0x2", "name": "#OTX"}),
@@ -182,7 +184,8 @@ class Vehicle:
                 Element("Dtc", {"code": "0x222222", "status": "1", "occurrences": "1", "ageing": "0"}),
                 Element("SecurityLevel", {"level": "3", "keyMask": "0x1"}),
                 Element("Routine", {"id": "1", "result": "01", "duration": "0", **access}), Element("FlashMemory", memory),
-                Element("Fault", {"response": "7F2231", **fault}), Element("Fault", {"linkLost": "true", **fault})])])
+                Element("Fault", {"response": "7F2231", **fault}), Element("Fault", {"linkLost": "true", **fault}),
+                Element("Fault", {"inputFull": "true", **fault})])])
 
 
 class Generator:

@@ -289,6 +289,16 @@ class Outcomes(DryRunTest):
                    "GATEWAY  < 6E F1 5A", "Outcome: clean")
         self.check(self.run_script("Locked.xml", "-v"), FINDINGS, "GATEWAY  < 7F 2E ", "Outcome: findings")
 
+    def test_a_step_waits_out_a_delay_and_another_wants_no_answer(self):
+        self.write_procedure("Otx_Patient", '<Request link="UDS_CAN_D" send="22 F1 90" expect="62 F1 90 *" waitOutDelay="9"/>'
+                             '<Request link="UDS_CAN_D" send="3E 80" expect="none"/>')
+        self.write_script("Patient.xml", SELECT, '<ExecuteAction command="Otx_Patient"/>')
+        delay = ("--fault", "GATEWAY:22 F1 90=7F 22 37 x")
+        for times, code, words in (("3", DONE, "Outcome: clean"), ("99", FINDINGS, "requiredTimeDelayNotExpired (0x37)")):
+            self.check(self.run_script("Patient.xml", "-v", delay[0], delay[1] + times), code, words)
+        self.check(self.run_script("Patient.xml", "-v", "--derive-vehicle", "--fault", "GATEWAY:3E 80=7F 3E 13"), FINDINGS,
+                   "expected no answer, received 7F 3E 13")
+
     def test_nothing_is_kept_alive_without_an_unlock(self):
         self.write_script("Auto.xml", SELECT.replace(CAR, "AUTO_SELECT"), '<ExecuteAction command="Otx_ReadIdent"/>')
         result = self.run_script("Auto.xml", "-v", "--fault", "GATEWAY:22=7F 22 78", "--fault", "GATEWAY:3E 80=7F 3E 11")

@@ -238,6 +238,10 @@ void addAnswer(ControlUnitDescription& unit, const Kel_cpp::UdsStep& step) {
     if (step.request.empty() || isLeftToSimulation(unit, step.request)) {
         return;
     }
+    if (step.wantsNoAnswer && Uds::suppressesPositiveResponse(step.request)) {
+        addFixedAnswer(unit, step.request, {});
+        return;
+    }
     Uds::Bytes answer = expectedAnswer(step);
     if (!addReadAnswer(unit, step, answer) && !addWriteAnswer(unit, step, answer)) {
         addFixedAnswer(unit, step.request, std::move(answer));

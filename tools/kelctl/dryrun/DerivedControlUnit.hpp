@@ -20,7 +20,8 @@ void addFlashMemory(Simulation::ControlUnitDescription& unit, const Kel_cpp::Fla
 /// What the steps of the flash item ask is answered positively.
 void addFlashSteps(Simulation::ControlUnitDescription& unit, const Kel_cpp::FlashItem& item);
 
-/// The answer that the step expects, with 00 for each byte that may be any. The services whose
+/// The answer that the step expects, with 00 for each byte that may be any; silence where it
+/// wants none and the request suppresses a positive one. The services whose
 /// answers depend on a state (sessions, seeds, fault memory, flashing) are left to the simulation.
 void addAnswer(Simulation::ControlUnitDescription& unit, const Kel_cpp::UdsStep& step);
 
