@@ -48,7 +48,8 @@ Channel::Channel(UnitAddress unit, std::unique_ptr<Endpoint> endpoint, Platform:
       configured(timing),
       onEvent(std::move(onEvent)),
       timing(timing),
-      lastActivity(clock.now()) {}
+      lastActivity(clock.now()),
+      told{BusEvent::Kind::Request, address, {}} {}
 
 Bytes Channel::exchange(const Bytes& request, const std::stop_token& cancel) {
     if (request.empty()) {
@@ -61,7 +62,11 @@ Bytes Channel::exchange(const Bytes& request, const std::stop_token& cancel) {
 
 Channel::Turn Channel::takeTurn(const std::stop_token& cancel) {
     std::unique_lock lock(mutex);
-    turnEnded.wait(lock, cancel, [this] { return !turnTaken; });
+    if (turnTaken) {
+        ++waiting;
+        turnEnded.wait(lock, cancel, [this] { return !turnTaken; });
+        --waiting;
+    }
     if (cancel.stop_requested()) {
         throw Cancelled();
     }
@@ -79,11 +84,15 @@ Channel::Turn Channel::turnToKeepSession() {
 }
 
 void Channel::endTurn() noexcept {
+    bool isAwaited = false;
     {
         const std::lock_guard lock(mutex);
         turnTaken = false;
+        isAwaited = waiting > 0;
     }
-    turnEnded.notify_all();
+    if (isAwaited) {
+        turnEnded.notify_all();
+    }
 }
 
 /// What the exchange before has left.
@@ -103,9 +112,9 @@ void Channel::prepare(const std::stop_token& cancel) {
 
 Bytes Channel::exchangeInTurn(const Bytes& request, const std::stop_token& cancel) {
     const auto begin = clock.now();
-    for (;;) {
-        dropArrived();
-        send(request, cancel, BusEvent::Kind::Request);
+    for (auto now = begin;; now = clock.now()) {
+        dropArrived(now);
+        send(request, cancel, BusEvent::Kind::Request, now);
         Bytes response = finalResponse(request, cancel, begin + timing.total);
         if (!isRefusal(response, Nrc::BusyRepeatRequest) ||
             clock.now() + busyPause > begin + timing.busy) {
@@ -149,19 +158,20 @@ void Channel::takeForUnfinished(const std::optional<Bytes>& response) {
     }
 }
 
-void Channel::dropArrived() {
-    for (int dropped = 0; dropped < maxDropped && receive({}, clock.now()); ++dropped) {
+void Channel::dropArrived(TimePoint now) {
+    for (int dropped = 0; dropped < maxDropped && receive({}, now); ++dropped) {
     }
 }
 
-void Channel::send(const Bytes& request, const std::stop_token& cancel, BusEvent::Kind kind) {
+void Channel::send(const Bytes& request, const std::stop_token& cancel, BusEvent::Kind kind,
+                   TimePoint now) {
     if (cancel.stop_requested()) {
         throw Cancelled();
     }
     tell(kind, request);
-    lastActivity = clock.now();
+    lastActivity = now;
     try {
-        endpoint->send(request, {cancel, clock.now() + timing.p2});
+        endpoint->send(request, {cancel, now + timing.p2});
     } catch (const LinkError& error) {
         tell(BusEvent::Kind::Lost, request, error.message());
         throw;
@@ -226,9 +236,9 @@ void Channel::pause(milliseconds duration, const std::stop_token& cancel) {
 Channel::Question Channel::ask(const Bytes& request, const std::stop_token& cancel) {
     Turn turn = takeTurn(cancel);
     prepare(cancel);
-    dropArrived();
-    send(request, cancel, BusEvent::Kind::Request);
     const auto now = clock.now();
+    dropArrived(now);
+    send(request, cancel, BusEvent::Kind::Request, now);
     unfinished = Unfinished{request, now + timing.p2, now + timing.total};
     return Question(std::move(turn));
 }
@@ -268,8 +278,9 @@ void Channel::keepSession() {
     }
     lookForUnfinished();
     if (!unfinished) {
-        dropArrived();
-        send(quietTesterPresent(), {}, BusEvent::Kind::KeepAlive);
+        const auto now = clock.now();
+        dropArrived(now);
+        send(quietTesterPresent(), {}, BusEvent::Kind::KeepAlive, now);
     }
 }
 
@@ -343,8 +354,11 @@ void Channel::noteLocked(const Bytes& cause, const wchar_t* how) {
     tell(BusEvent::Kind::Locked, cause, how);
 }
 
-void Channel::tell(BusEvent::Kind kind, const Bytes& bytes, std::wstring text) const {
-    onEvent({kind, address, bytes, std::move(text)});
+void Channel::tell(BusEvent::Kind kind, const Bytes& bytes, std::wstring text) {
+    told.kind = kind;
+    told.bytes = bytes;
+    told.text = std::move(text);
+    onEvent(told);
 }
 
 } // namespace Quarlen::Uds
