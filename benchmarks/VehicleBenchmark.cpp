@@ -81,8 +81,7 @@ void quickTest(benchmark::State& state) {
     config.everyControlUnit = state.range(0) == units;
     config.targets = {vehicle.controlUnits.back().name};
     const auto access = std::make_shared<VehicleAccess>(
-        L"Benchmark",
-        Simulation::SimulatedVehicle(vehicle, Platform::systemClock()).connect(),
+        L"Benchmark", Simulation::SimulatedVehicle(vehicle, Platform::systemClock()).connect(),
         Platform::systemClock());
     const QuickTest test({project, &project->vehicleInformations.front(), access}, config, 0xFF);
     for ([[maybe_unused]] const auto iteration : state) {

@@ -108,7 +108,8 @@ void readParameters(InterfaceEntry& entry, const Xml::File& file, const pugi::xm
     for (const auto& attribute : node.attributes()) {
         const std::string_view name = attribute.name();
         if (name == "xmlns") {
-            file.failAttribute(node, attribute.name(), L"unknown attribute \"xmlns\" of \"Interface\"");
+            file.failAttribute(node, attribute.name(),
+                               L"unknown attribute \"xmlns\" of \"Interface\"");
         }
         if (name != "name" && name != "enabled" && !name.starts_with("xmlns:")) {
             entry.parameters.emplace_back(Platform::fromUtf8(std::string(name)),

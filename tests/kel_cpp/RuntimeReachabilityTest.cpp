@@ -22,9 +22,8 @@ protected:
             const std::string text = std::to_string(number);
             targets += "<Target kind='1' name='U" + text + "' link='L" + text + "'/>";
         }
-        folder.write("projects/Large/project.xml",
-                     "<Project><VehicleInformation name='V'>" + targets +
-                         "</VehicleInformation></Project>");
+        folder.write("projects/Large/project.xml", "<Project><VehicleInformation name='V'>" +
+                                                       targets + "</VehicleInformation></Project>");
         RuntimeEnvironment environment{folder.config(), folder.base(), clock};
         environment.openVehicle = [](const std::filesystem::path& /*file*/, Platform::Clock& used) {
             return Simulation::SimulatedVehicle(vehicle(), used);
@@ -65,8 +64,7 @@ protected:
 TEST_F(RuntimeReachability, IsKnownAfterTheTimeOfOneSilentControlUnit) {
     RecordList<IdentifiedTarget> targets;
     std::shared_ptr<VehicleIdentification> identification;
-    const auto taken =
-        timeOf([&] { runtime->identifyVehicle(targets, 0, identification); });
+    const auto taken = timeOf([&] { runtime->identifyVehicle(targets, 0, identification); });
     EXPECT_LT(taken, seconds(3));
     ASSERT_EQ(targets.size(), known);
     for (std::size_t number = 0; number < known; ++number) {

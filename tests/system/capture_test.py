@@ -28,11 +28,13 @@ SCRIPT = """<KelServerScript>
   <ExecuteAction command='Otx_ReadIdent'/>
   <FlashingAction><Item>ENGINE</Item></FlashingAction>
 </KelServerScript>"""
-# One line of the trace: place, direction, and so much of the bytes as it shows.
-MESSAGE = re.compile(r" debug kel_cpp/bus/BusTrace:\d+ \S+ \(0x(?P<unit>[0-9A-F]{4})\) (?P<way>[<>]) "
-                     r"(?P<bytes>[0-9A-F]{2}(?: [0-9A-F]{2})*)(?: |$)", re.MULTILINE)
+# One line of the trace: link, addresses, direction, and so much of the bytes as it shows.
+MESSAGE = re.compile(r" debug kel_cpp/bus/BusTrace:\d+ \S+ 0x(?P<tester>[0-9A-F]{4}) (?P<way>[<>]) "
+                     r"0x(?P<unit>[0-9A-F]{4})  (?P<bytes>[0-9A-F]{2}(?: [0-9A-F]{2})*)(?: |$)",
+                     re.MULTILINE)
 SHOWN = 64
-TESTER = "0e80"
+# Of the diagnostic message that carries the bytes.
+HEADER = 12
 # Severity "warning" and worse, as Wireshark numbers them.
 COMPLAINTS = "_ws.malformed || _ws.unreassembled || _ws.expert.severity >= 0x600000"
 
@@ -86,15 +88,16 @@ class CaptureTest(unittest.TestCase):
     def test_has_every_message_of_the_bus_trace_with_both_addresses(self):
         traced = collections.Counter()
         for message in MESSAGE.finditer(self.trace):
-            unit = message["unit"].lower()
-            ends = (TESTER, unit) if message["way"] == ">" else (unit, TESTER)
-            traced[(*ends, message["bytes"].lower().replace(" ", ""))] += 1
+            ends = [message["tester"].lower(), message["unit"].lower()]
+            source, target = ends if message["way"] == ">" else reversed(ends)
+            traced[(source, target, message["bytes"].lower().replace(" ", ""))] += 1
 
         captured = collections.Counter()
-        for source, target, content in self.fields("doip.source_address", "doip.target_address",
-                                                   "doip.data"):
+        for source, target, whole in self.fields("doip.source_address", "doip.target_address",
+                                                 "exported_pdu.exported_pdu"):
+            content = whole.replace(":", "")[2 * HEADER:]
             captured[(source.removeprefix("0x"), target.removeprefix("0x"),
-                      content.replace(":", "")[:2 * SHOWN])] += 1
+                      content[:2 * SHOWN])] += 1
 
         self.assertGreater(sum(captured.values()), 100)
         self.assertEqual(captured, traced)
