@@ -183,9 +183,9 @@ Bytes Channel::finalResponse(const Bytes& request, const std::stop_token& cancel
     bool silenceIsAnAnswer = suppressesPositiveResponse(request);
     milliseconds window = timing.p2;
     unusable.clear();
-    unfinished = Unfinished{request, clock.now() + window, limit};
+    unfinished = Unfinished{{}, clock.now() + window, limit};
     for (;;) {
-        auto response = receive(cancel, std::min(unfinished->until, limit));
+        auto response = receiveFor(request, cancel);
         if (!response) {
             unfinished.reset();
             if (silenceIsAnAnswer) {
@@ -204,6 +204,16 @@ Bytes Channel::finalResponse(const Bytes& request, const std::stop_token& cancel
             unfinished.reset();
             return std::move(*response);
         }
+    }
+}
+
+/// The request is only copied for an exchange that ends before its time.
+std::optional<Bytes> Channel::receiveFor(const Bytes& request, const std::stop_token& cancel) {
+    try {
+        return receive(cancel, std::min(unfinished->until, unfinished->limit));
+    } catch (...) {
+        unfinished->request = request;
+        throw;
     }
 }
 

@@ -81,6 +81,7 @@ private:
               TimePoint now);
     Bytes finalResponse(const Bytes& request, const std::stop_token& cancel, TimePoint limit);
     std::optional<Bytes> receive(const std::stop_token& cancel, TimePoint deadline);
+    std::optional<Bytes> receiveFor(const Bytes& request, const std::stop_token& cancel);
     void pause(std::chrono::milliseconds duration, const std::stop_token& cancel);
     void forgetOldSession();
     void noteOutcome(const Bytes& request, const Bytes& response);
