@@ -57,8 +57,11 @@ std::vector<TimedResponse> SimulatedControlUnit::handle(const Bytes& request) {
     if (sessions.hasTimedOut(now)) {
         enterDefaultSession();
     }
-    const bool suppressed = Uds::suppressesPositiveResponse(request);
-    return schedule(request, serve(suppressed ? withoutSuppressBit(request) : request), now);
+    // A block of a download is not copied.
+    return schedule(request,
+                    Uds::suppressesPositiveResponse(request) ? serve(withoutSuppressBit(request))
+                                                             : serve(request),
+                    now);
 }
 
 Bytes SimulatedControlUnit::memoryContent(std::uint32_t address, std::uint32_t size) const {

@@ -59,12 +59,8 @@ std::vector<TimedResponse> SimulatedUnits::responsesOf(Unit& unit, const Uds::By
     return unit.server.handle(request);
 }
 
-std::vector<Arrival> SimulatedUnits::ask(std::uint16_t address, const Uds::Bytes& request) {
-    std::vector<Arrival> arrivals;
-    for (auto& response : responsesOf(*units.at(address), request)) {
-        arrivals.push_back({response.due, {address, std::move(response.bytes)}});
-    }
-    return arrivals;
+std::vector<TimedResponse> SimulatedUnits::ask(std::uint16_t address, const Uds::Bytes& request) {
+    return responsesOf(*units.at(address), request);
 }
 
 std::vector<Arrival> SimulatedUnits::askAll(const Uds::Bytes& request) {

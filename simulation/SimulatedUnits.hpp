@@ -32,7 +32,7 @@ public:
 
     /// The responses of the control unit. Throws `Uds::ConnectionLost` for a described fault that
     /// loses the connection, `InputFull` for one that keeps the request from being taken.
-    [[nodiscard]] std::vector<Arrival> ask(std::uint16_t address, const Uds::Bytes& request);
+    [[nodiscard]] std::vector<TimedResponse> ask(std::uint16_t address, const Uds::Bytes& request);
     /// The responses of all. A control unit that cannot do what was asked of everybody keeps quiet
     /// (ISO 14229-1:2020, table 5).
     [[nodiscard]] std::vector<Arrival> askAll(const Uds::Bytes& request);

@@ -1,8 +1,8 @@
 #include "simulation/SimulatedVehicle.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <condition_variable>
-#include <deque>
 #include <mutex>
 #include <utility>
 
@@ -44,20 +44,23 @@ public:
         }
         changed.notify_all();
     }
-    /// Throws where the connection is not open any more. The mutex is held.
+    /// Throws where the connection is not open any more.
     void check() const {
+        if (state == Uds::VehicleInterface::State::Open) {
+            return;
+        }
+        const std::lock_guard lock(mutex);
         if (state == Uds::VehicleInterface::State::Lost) {
             throw Uds::ConnectionLost(cause);
         }
-        if (state == Uds::VehicleInterface::State::Closed) {
-            throw Uds::Cancelled();
-        }
+        throw Uds::Cancelled();
     }
 
     const std::shared_ptr<SimulatedUnits> units;
     mutable std::mutex mutex;
     std::condition_variable_any changed;
-    Uds::VehicleInterface::State state = Uds::VehicleInterface::State::Closed;
+    /// Changed with the mutex held.
+    std::atomic<Uds::VehicleInterface::State> state = Uds::VehicleInterface::State::Closed;
     std::wstring cause;
     Uds::VehicleInterface::OnLost onLost;
 };
@@ -73,35 +76,41 @@ public:
 
 private:
     void check(const Uds::Patience& patience) const;
-    [[nodiscard]] std::vector<Arrival> ask(const Uds::Bytes& message,
-                                           const Uds::Patience& patience);
+    void ask(const Uds::Bytes& message);
+    void add(Arrival arrival);
     [[noreturn]] void waitInVain(const Uds::Patience& patience);
 
     const std::shared_ptr<Wire> wire;
     /// Nothing: all control units.
     const std::optional<std::uint16_t> address;
     /// In the order of their due times. Its user is one thread at a time.
-    std::deque<Arrival> arriving;
+    std::vector<Arrival> arriving;
 };
 
 void SimulatedEndpoint::check(const Uds::Patience& patience) const {
-    const std::lock_guard lock(wire->mutex);
     wire->check();
     if (patience.cancel.stop_requested()) {
         throw Uds::Cancelled();
     }
 }
 
-std::vector<Arrival> SimulatedEndpoint::ask(const Uds::Bytes& message,
-                                            const Uds::Patience& patience) {
-    try {
-        return address ? wire->units->ask(*address, message) : wire->units->askAll(message);
-    } catch (const Uds::ConnectionLost& loss) {
-        wire->lose(loss.message());
-        throw;
-    } catch (const InputFull&) {
-        waitInVain(patience);
+void SimulatedEndpoint::ask(const Uds::Bytes& message) {
+    if (!address) {
+        for (auto& arrival : wire->units->askAll(message)) {
+            add(std::move(arrival));
+        }
+        return;
     }
+    for (auto& response : wire->units->ask(*address, message)) {
+        add({response.due, {*address, std::move(response.bytes)}});
+    }
+}
+
+void SimulatedEndpoint::add(Arrival arrival) {
+    const auto place =
+        std::upper_bound(arriving.begin(), arriving.end(), arrival.due,
+                         [](const auto due, const Arrival& other) { return due < other.due; });
+    arriving.insert(place, std::move(arrival));
 }
 
 /// Nobody takes the message, as on a network whose other side has stopped reading.
@@ -120,11 +129,13 @@ void SimulatedEndpoint::waitInVain(const Uds::Patience& patience) {
 
 void SimulatedEndpoint::send(const Uds::Bytes& message, const Uds::Patience& patience) {
     check(patience);
-    for (auto& arrival : ask(message, patience)) {
-        const auto place =
-            std::upper_bound(arriving.begin(), arriving.end(), arrival.due,
-                             [](const auto due, const Arrival& other) { return due < other.due; });
-        arriving.insert(place, std::move(arrival));
+    try {
+        ask(message);
+    } catch (const Uds::ConnectionLost& loss) {
+        wire->lose(loss.message());
+        throw;
+    } catch (const InputFull&) {
+        waitInVain(patience);
     }
 }
 
@@ -134,7 +145,7 @@ std::optional<Uds::Received> SimulatedEndpoint::receive(const Uds::Patience& pat
     Platform::Clock& clock = wire->units->clock();
     const bool comes = !arriving.empty() && arriving.front().due <= patience.deadline;
     const auto end = comes ? arriving.front().due : patience.deadline;
-    {
+    if (clock.now() < end) {
         std::unique_lock lock(wire->mutex);
         clock.waitUntil({lock, wire->changed, patience.cancel, end},
                         [this] { return wire->state != Uds::VehicleInterface::State::Open; });
@@ -144,7 +155,7 @@ std::optional<Uds::Received> SimulatedEndpoint::receive(const Uds::Patience& pat
         return {};
     }
     auto message = std::move(arriving.front().message);
-    arriving.pop_front();
+    arriving.erase(arriving.begin());
     return message;
 }
 
@@ -155,10 +166,7 @@ public:
 
     void open(const std::stop_token& /*cancel*/) override { wire->open(); }
     void close() noexcept override { wire->close(); }
-    [[nodiscard]] State state() const override {
-        const std::lock_guard lock(wire->mutex);
-        return wire->state;
-    }
+    [[nodiscard]] State state() const override { return wire->state; }
     void onLost(OnLost listener) override { wire->onLost = std::move(listener); }
     [[nodiscard]] Uds::UnitAddress resolve(const Uds::UnitAddress& unit) const override {
         return wire->units->resolve(unit);

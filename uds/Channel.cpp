@@ -48,7 +48,8 @@ Channel::Channel(UnitAddress unit, std::unique_ptr<Endpoint> endpoint, Platform:
       configured(timing),
       onEvent(std::move(onEvent)),
       timing(timing),
-      lastActivity(clock.now()) {}
+      lastActivity(clock.now()),
+      told{BusEvent::Kind::Request, address, {}} {}
 
 Bytes Channel::exchange(const Bytes& request, const std::stop_token& cancel,
                         const ExchangeManner& manner) {
@@ -62,7 +63,11 @@ Bytes Channel::exchange(const Bytes& request, const std::stop_token& cancel,
 
 Channel::Turn Channel::takeTurn(const std::stop_token& cancel) {
     std::unique_lock lock(mutex);
-    turnEnded.wait(lock, cancel, [this] { return !turnTaken; });
+    if (turnTaken) {
+        ++waiting;
+        turnEnded.wait(lock, cancel, [this] { return !turnTaken; });
+        --waiting;
+    }
     if (cancel.stop_requested()) {
         throw Cancelled();
     }
@@ -80,11 +85,15 @@ Channel::Turn Channel::turnToKeepSession() {
 }
 
 void Channel::endTurn() noexcept {
+    bool isAwaited = false;
     {
         const std::lock_guard lock(mutex);
         turnTaken = false;
+        isAwaited = waiting > 0;
     }
-    turnEnded.notify_all();
+    if (isAwaited) {
+        turnEnded.notify_all();
+    }
 }
 
 /// What the exchange before has left.
@@ -105,9 +114,9 @@ void Channel::prepare(const std::stop_token& cancel) {
 Bytes Channel::exchangeInTurn(const Bytes& request, const std::stop_token& cancel,
                               const ExchangeManner& manner) {
     const auto begin = clock.now();
-    for (;;) {
-        dropArrived();
-        send(request, cancel, BusEvent::Kind::Request);
+    for (auto now = begin;; now = clock.now()) {
+        dropArrived(now);
+        send(request, cancel, BusEvent::Kind::Request, now);
         Bytes response = finalResponse(request, cancel, begin + timing.total, manner);
         if (!isRefusal(response, Nrc::BusyRepeatRequest) ||
             clock.now() + busyPause > begin + timing.busy) {
@@ -151,19 +160,20 @@ void Channel::takeForUnfinished(const std::optional<Bytes>& response) {
     }
 }
 
-void Channel::dropArrived() {
-    for (int dropped = 0; dropped < maxDropped && receive({}, clock.now()); ++dropped) {
+void Channel::dropArrived(TimePoint now) {
+    for (int dropped = 0; dropped < maxDropped && receive({}, now); ++dropped) {
     }
 }
 
-void Channel::send(const Bytes& request, const std::stop_token& cancel, BusEvent::Kind kind) {
+void Channel::send(const Bytes& request, const std::stop_token& cancel, BusEvent::Kind kind,
+                   TimePoint now) {
     if (cancel.stop_requested()) {
         throw Cancelled();
     }
     tell(kind, request);
-    lastActivity = clock.now();
+    lastActivity = now;
     try {
-        endpoint->send(request, {cancel, clock.now() + timing.p2});
+        endpoint->send(request, {cancel, now + timing.p2});
     } catch (const LinkError& error) {
         tell(BusEvent::Kind::Lost, request, error.message());
         throw;
@@ -177,9 +187,9 @@ Bytes Channel::finalResponse(const Bytes& request, const std::stop_token& cancel
         manner.silence == Silence::IsAnAnswer || suppressesPositiveResponse(request);
     milliseconds window = timing.p2;
     unusable.clear();
-    unfinished = Unfinished{request, clock.now() + window, limit};
+    unfinished = Unfinished{{}, clock.now() + window, limit};
     for (;;) {
-        auto response = receive(cancel, std::min(unfinished->until, limit));
+        auto response = receiveFor(request, cancel);
         if (!response) {
             unfinished.reset();
             if (silenceIsAnAnswer) {
@@ -195,12 +205,24 @@ Bytes Channel::finalResponse(const Bytes& request, const std::stop_token& cancel
             window = timing.p2Star;
             unfinished->until = clock.now() + window;
             if (manner.onPending) {
+                // It may end the exchange, whose response then still comes.
+                unfinished->request = request;
                 manner.onPending();
             }
         } else {
             unfinished.reset();
             return std::move(*response);
         }
+    }
+}
+
+/// The request is only copied for an exchange that ends before its time.
+std::optional<Bytes> Channel::receiveFor(const Bytes& request, const std::stop_token& cancel) {
+    try {
+        return receive(cancel, std::min(unfinished->until, unfinished->limit));
+    } catch (...) {
+        unfinished->request = request;
+        throw;
     }
 }
 
@@ -233,9 +255,9 @@ void Channel::pause(milliseconds duration, const std::stop_token& cancel) {
 Channel::Question Channel::ask(const Bytes& request, const std::stop_token& cancel) {
     Turn turn = takeTurn(cancel);
     prepare(cancel);
-    dropArrived();
-    send(request, cancel, BusEvent::Kind::Request);
     const auto now = clock.now();
+    dropArrived(now);
+    send(request, cancel, BusEvent::Kind::Request, now);
     unfinished = Unfinished{request, now + timing.p2, now + timing.total};
     return Question(std::move(turn));
 }
@@ -275,8 +297,9 @@ void Channel::keepSession() {
     }
     lookForUnfinished();
     if (!unfinished) {
-        dropArrived();
-        send(quietTesterPresent(), {}, BusEvent::Kind::KeepAlive);
+        const auto now = clock.now();
+        dropArrived(now);
+        send(quietTesterPresent(), {}, BusEvent::Kind::KeepAlive, now);
     }
 }
 
@@ -350,8 +373,11 @@ void Channel::noteLocked(const Bytes& cause, const wchar_t* how) {
     tell(BusEvent::Kind::Locked, cause, how);
 }
 
-void Channel::tell(BusEvent::Kind kind, const Bytes& bytes, std::wstring text) const {
-    onEvent({kind, address, bytes, std::move(text)});
+void Channel::tell(BusEvent::Kind kind, const Bytes& bytes, std::wstring text) {
+    told.kind = kind;
+    told.bytes = bytes;
+    told.text = std::move(text);
+    onEvent(told);
 }
 
 } // namespace Quarlen::Uds

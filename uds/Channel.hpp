@@ -92,18 +92,20 @@ private:
     void awaitUnfinished(const std::stop_token& cancel);
     void lookForUnfinished();
     void takeForUnfinished(const std::optional<Bytes>& response);
-    void dropArrived();
-    void send(const Bytes& request, const std::stop_token& cancel, BusEvent::Kind kind);
+    void dropArrived(TimePoint now);
+    void send(const Bytes& request, const std::stop_token& cancel, BusEvent::Kind kind,
+              TimePoint now);
     Bytes finalResponse(const Bytes& request, const std::stop_token& cancel, TimePoint limit,
                         const ExchangeManner& manner);
     std::optional<Bytes> receive(const std::stop_token& cancel, TimePoint deadline);
+    std::optional<Bytes> receiveFor(const Bytes& request, const std::stop_token& cancel);
     void pause(std::chrono::milliseconds duration, const std::stop_token& cancel);
     void forgetOldSession();
     void noteOutcome(const Bytes& request, const Bytes& response);
     void noteSession(const Bytes& response);
     void noteLocked(const Bytes& cause, const wchar_t* how);
     [[noreturn]] void giveUp(const Bytes& request, std::chrono::milliseconds waited);
-    void tell(BusEvent::Kind kind, const Bytes& bytes, std::wstring text = {}) const;
+    void tell(BusEvent::Kind kind, const Bytes& bytes, std::wstring text = {});
 
     /// An exchange whose final response is missing and may still come.
     struct Unfinished {
@@ -122,6 +124,7 @@ private:
     mutable std::mutex mutex;
     std::condition_variable_any turnEnded;
     bool turnTaken = false;
+    std::size_t waiting = 0;
     std::size_t holders = 0;
     bool mustLeave = false;
     std::wstring lockReason;
@@ -133,6 +136,8 @@ private:
     TimePoint lastActivity;
     std::optional<Unfinished> unfinished;
     Bytes unusable;
+    /// The last event; it keeps its memory for the next.
+    BusEvent told;
 };
 
 /// A request that is under way.

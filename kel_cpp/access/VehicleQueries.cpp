@@ -1,6 +1,7 @@
 #include "kel_cpp/access/VehicleQueries.hpp"
 
 #include <algorithm>
+#include <cstddef>
 
 #include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "kel_cpp/base/RuntimeError.hpp"
@@ -12,14 +13,25 @@ namespace Quarlen::Kel_cpp {
 
 using Uds::Client;
 
-std::vector<bool> checkThatVehicleAnswers(const SelectedVehicle& vehicle) {
+namespace {
+
+/// All at the same time: the silent ones take the time of one.
+std::vector<bool> whoAnswers(const SelectedVehicle& vehicle,
+                             const std::vector<ProjectTarget>& units) {
     std::vector<Uds::UnitAddress> addresses;
-    for (const auto& unit : controlUnits(*vehicle.information)) {
+    addresses.reserve(units.size());
+    for (const auto& unit : units) {
         addresses.push_back(unit.unitAddress());
     }
-    const std::vector<bool> answers = vehicle.access->connection().whoAnswers(
+    return vehicle.access->connection().whoAnswers(
         addresses, {static_cast<std::uint8_t>(Uds::Service::TesterPresent), 0x00},
         vehicle.access->closing());
+}
+
+} // namespace
+
+std::vector<bool> checkThatVehicleAnswers(const SelectedVehicle& vehicle) {
+    const std::vector<bool> answers = whoAnswers(vehicle, controlUnits(*vehicle.information));
     if (std::find(answers.begin(), answers.end(), true) == answers.end()) {
         throw runtimeError(ErrorCode::Communication, L"no control unit of vehicle information " +
                                                          inQuotes(vehicle.information->name) +
@@ -45,12 +57,13 @@ std::wstring readVin(const SelectedVehicle& vehicle, const ProjectTarget& contro
 }
 
 std::wstring readVin(const SelectedVehicle& vehicle) {
-    for (const auto& unit : controlUnits(*vehicle.information)) {
-        if (std::wstring vin = readVin(vehicle, unit); !vin.empty()) {
-            return vin;
-        }
+    const std::vector<ProjectTarget> units = controlUnits(*vehicle.information);
+    const std::vector<bool> answers = whoAnswers(vehicle, units);
+    std::wstring vin;
+    for (std::size_t index = 0; index < units.size() && vin.empty(); ++index) {
+        vin = answers[index] ? readVin(vehicle, units[index]) : std::wstring();
     }
-    return {};
+    return vin;
 }
 
 Uds::VehicleLink unlockControlUnit(VehicleAccess& access, const UnlockRequest& request) {

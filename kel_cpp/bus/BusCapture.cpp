@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "kel_cpp/base/ExceptionBoundary.hpp"
+#include "kel_cpp/bus/BusAddresses.hpp"
 #include "std_util/TraceHelper.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -20,9 +21,6 @@ constexpr std::size_t formerCaptures = 1;
 constexpr std::uint64_t growthBetweenAttempts = std::uint64_t{1024} * 1024;
 /// Longer messages are cut, as a capture of a network does it: a flash has blocks of megabytes.
 constexpr std::size_t maxCapturedBytes = 65'535;
-/// The tester's logical address where nothing says another one (ISO 13400-2, table 13: external
-/// test equipment).
-constexpr std::uint16_t usualTester = 0x0E80;
 
 std::string little(std::uint64_t value, std::size_t count) {
     std::string bytes;
@@ -104,9 +102,8 @@ void BusCapture::take(const Uds::BusEvent& event) {
 
 std::string BusCapture::packetOf(const Uds::BusEvent& event) const {
     constexpr std::uint32_t enhancedPacket = 6;
-    const std::uint16_t tester = event.unit.tester.value_or(usualTester);
-    const std::uint16_t unit =
-        event.unit.physical.value_or(event.unit.functional.value_or(std::uint16_t{0}));
+    const std::uint16_t tester = testerOf(event.unit);
+    const std::uint16_t unit = otherEndOf(event.unit).value_or(std::uint16_t{0});
     const bool comes = event.kind == Kind::Response;
     std::string whole =
         upperPduTags() +

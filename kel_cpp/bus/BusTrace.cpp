@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 
+#include "kel_cpp/bus/BusAddresses.hpp"
 #include "std_util/TraceHelper.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -20,10 +22,15 @@ std::wstring addressText(std::uint16_t address) {
     return text;
 }
 
-std::wstring placeText(const Uds::UnitAddress& unit) {
-    const auto address = unit.physical ? unit.physical : unit.functional;
-    const std::wstring name = unit.link.empty() ? std::wstring(L"all") : unit.link;
-    return address ? name + L" (" + addressText(*address) + L")" : name;
+std::wstring nameOf(const Uds::UnitAddress& unit) {
+    return unit.link.empty() ? std::wstring(L"all") : unit.link;
+}
+
+/// Both ends and the way between them.
+std::wstring wayText(const Uds::UnitAddress& unit, const wchar_t* way) {
+    const auto other = otherEndOf(unit);
+    return nameOf(unit) + L" " + addressText(testerOf(unit)) + way +
+           (other ? addressText(*other) : std::wstring(L"?")) + L"  ";
 }
 
 std::wstring bytesText(const Uds::Bytes& bytes) {
@@ -35,33 +42,41 @@ std::wstring bytesText(const Uds::Bytes& bytes) {
            L" ... (" + std::to_wstring(bytes.size()) + L" bytes)";
 }
 
+std::wstring requestText(const Uds::Bytes& request) {
+    return request.empty() ? std::wstring()
+                           : bytesText(request) + L"  " + Uds::serviceText(request[0]);
+}
+
 std::wstring responseText(const Uds::Bytes& response) {
-    if (!Uds::isNegative(response)) {
+    if (Uds::isNegative(response)) {
+        const bool isPending = response[2] == static_cast<std::uint8_t>(Uds::Nrc::ResponsePending);
+        return bytesText(response) + L"  " + Uds::serviceText(response[1]) +
+               (isPending ? L" pending: " : L" refused: ") + Uds::nrcText(response[2]);
+    }
+    if (response.empty() || response[0] < Uds::positiveResponseOffset) {
         return bytesText(response);
     }
-    return bytesText(response) + L"  " + Uds::serviceText(response[1]) + L" refused: " +
-           Uds::nrcText(response[2]);
+    const auto service = static_cast<std::uint8_t>(response[0] - Uds::positiveResponseOffset);
+    return bytesText(response) + L"  " + Uds::serviceText(service) + L" done";
 }
 
 } // namespace
 
 std::wstring busLine(const Uds::BusEvent& event) {
-    const std::wstring place = placeText(event.unit);
     switch (event.kind) {
     case Kind::Request:
     case Kind::KeepAlive:
-        return place + L" > " + bytesText(event.bytes) + L"  " +
-               (event.bytes.empty() ? L"" : Uds::serviceText(event.bytes[0]));
+        return wayText(event.unit, L" > ") + requestText(event.bytes);
     case Kind::Response:
-        return place + L" < " + responseText(event.bytes);
+        return wayText(event.unit, L" < ") + responseText(event.bytes);
     case Kind::Silence:
-        return place + L" < no response to " + bytesText(event.bytes);
+        return wayText(event.unit, L" < ") + L"no response to " + requestText(event.bytes);
     case Kind::Lost:
-        return place + L" ! " + event.text;
+        return nameOf(event.unit) + L" ! " + event.text;
     case Kind::Locked:
-        return place + L" ! locked again: " + event.text;
+        return nameOf(event.unit) + L" ! locked again: " + event.text;
     }
-    return place;
+    return nameOf(event.unit);
 }
 
 void traceBus(const Uds::BusEvent& event) {

@@ -185,8 +185,8 @@ std::shared_ptr<ServiceResult> OtxRun::execute(const UdsStep& step) {
 /// The last question comes when the bound is reached.
 Uds::Bytes OtxRun::answerTo(const UdsStep& step, Uds::Channel& channel) {
     const auto end = clock.now() + step.delayBound;
-    const Uds::ExchangeManner manner{
-        step.wantsNoAnswer ? Uds::Silence::IsAnAnswer : Uds::Silence::IsJudged};
+    const Uds::ExchangeManner manner{step.wantsNoAnswer ? Uds::Silence::IsAnAnswer
+                                                        : Uds::Silence::IsJudged};
     for (;;) {
         Uds::Bytes response = channel.exchange(step.request, cancel, manner);
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - clock.now());

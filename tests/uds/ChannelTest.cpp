@@ -60,6 +60,15 @@ TEST_F(ChannelTest, TellsEachResponsePendingAndNothingElse) {
     EXPECT_EQ(pending, 1);
 }
 
+TEST_F(ChannelTest, WaitsForTheResponseOfAnExchangeWhoseListenerHasEndedIt) {
+    const ExchangeManner ending{Silence::IsJudged, [] { throw Cancelled(); }};
+    script.answerNext({{100ms, hex("7F 31 78")}, {3000ms, hex("71 01 02 03")}});
+    EXPECT_THROW(link.channel().exchange(hex("31 01 02 03"), {}, ending), Cancelled);
+    script.answerNext({{100ms, hex("62 F1 90 41")}});
+    EXPECT_EQ(exchange("22 F1 90"), "62 F1 90 41");
+    EXPECT_EQ(elapsed(), 3100ms);
+}
+
 TEST_F(ChannelTest, TakesAResponseThatComesAtTheEndOfP2) {
     script.answerNext({{1000ms, hex("62 F1 90 41")}});
     EXPECT_EQ(exchange("22 F1 90"), "62 F1 90 41");

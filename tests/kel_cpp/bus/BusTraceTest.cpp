@@ -30,41 +30,58 @@ private:
 
 } // namespace
 
-TEST(BusLine, TellsPlaceDirectionAndMeaning) {
+TEST(BusLine, TellsAddressesDirectionAndMeaning) {
     EXPECT_EQ(busLine(event(Kind::Request, "22 F1 90")),
-              L"LINK (0x0A1F) > 22 F1 90  ReadDataByIdentifier (0x22)");
+              L"LINK 0x0E80 > 0x0A1F  22 F1 90  ReadDataByIdentifier (0x22)");
     EXPECT_EQ(busLine(event(Kind::KeepAlive, "3E 80")),
-              L"LINK (0x0A1F) > 3E 80  TesterPresent (0x3E)");
-    EXPECT_EQ(busLine(event(Kind::Response, "62 F1 90 41")), L"LINK (0x0A1F) < 62 F1 90 41");
-    EXPECT_EQ(busLine(event(Kind::Silence, "3E 00")), L"LINK (0x0A1F) < no response to 3E 00");
-    EXPECT_EQ(busLine(event(Kind::Lost, "3E 00", L"cut")), L"LINK (0x0A1F) ! cut");
+              L"LINK 0x0E80 > 0x0A1F  3E 80  TesterPresent (0x3E)");
+    EXPECT_EQ(busLine(event(Kind::Response, "62 F1 90 41")),
+              L"LINK 0x0E80 < 0x0A1F  62 F1 90 41  ReadDataByIdentifier (0x22) done");
+    EXPECT_EQ(busLine(event(Kind::Silence, "3E 00")),
+              L"LINK 0x0E80 < 0x0A1F  no response to 3E 00  TesterPresent (0x3E)");
+    EXPECT_EQ(busLine(event(Kind::Lost, "3E 00", L"cut")), L"LINK ! cut");
     EXPECT_EQ(busLine(event(Kind::Locked, "11 01", L"it was reset")),
-              L"LINK (0x0A1F) ! locked again: it was reset");
+              L"LINK ! locked again: it was reset");
 }
 
-TEST(BusLine, MarksARefusalAndAResponsePending) {
+TEST(BusLine, MarksARefusal) {
+    EXPECT_EQ(busLine(event(Kind::Response, "7F 31 31")),
+              L"LINK 0x0E80 < 0x0A1F  7F 31 31  RoutineControl (0x31) refused: "
+              L"requestOutOfRange (0x31)");
+}
+
+TEST(BusLine, MarksAResponsePending) {
     EXPECT_EQ(busLine(event(Kind::Response, "7F 31 78")),
-              L"LINK (0x0A1F) < 7F 31 78  RoutineControl (0x31) refused: "
+              L"LINK 0x0E80 < 0x0A1F  7F 31 78  RoutineControl (0x31) pending: "
               L"requestCorrectlyReceivedResponsePending (0x78)");
 }
 
 TEST(BusLine, CutsALongMessageAndTellsItsLength) {
-    Uds::BusEvent longOne = event(Kind::Response, "");
-    longOne.bytes = Uds::Bytes(65, 0x41);
-    std::wstring shown = L"41";
+    Uds::BusEvent longOne = event(Kind::Request, "");
+    longOne.bytes = Uds::Bytes(65, 0x36);
+    std::wstring shown = L"36";
     for (int count = 1; count < 64; ++count) {
-        shown += L" 41";
+        shown += L" 36";
     }
-    EXPECT_EQ(busLine(longOne), L"LINK (0x0A1F) < " + shown + L" ... (65 bytes)");
+    const std::wstring service = L"  TransferData (0x36)";
+    EXPECT_EQ(busLine(longOne), L"LINK 0x0E80 > 0x0A1F  " + shown + L" ... (65 bytes)" + service);
     longOne.bytes.pop_back();
-    EXPECT_EQ(busLine(longOne), L"LINK (0x0A1F) < " + shown);
+    EXPECT_EQ(busLine(longOne), L"LINK 0x0E80 > 0x0A1F  " + shown + service);
 }
 
-TEST(BusLine, NamesAFunctionalAddressAndALinkWithoutAddress) {
-    EXPECT_EQ(busLine({Kind::Response, {L"", std::nullopt, std::uint16_t{0xE400}}, hex("7E 00")}),
-              L"all (0xE400) < 7E 00");
-    EXPECT_EQ(busLine({Kind::Response, {L"LINK"}, hex("7E 00")}), L"LINK < 7E 00");
-    EXPECT_EQ(busLine({Kind::Request, {L"LINK"}, {}}), L"LINK >   ");
+TEST(BusLine, HasTheAddressesThatTheProjectSays) {
+    EXPECT_EQ(busLine({Kind::Request,
+                       {L"LINK", std::uint16_t{0x1001}, {}, std::uint16_t{0x0EF0}},
+                       hex("3E 00")}),
+              L"LINK 0x0EF0 > 0x1001  3E 00  TesterPresent (0x3E)");
+    EXPECT_EQ(busLine({Kind::Request, {L"", std::nullopt, std::uint16_t{0xE400}}, hex("3E 00")}),
+              L"all 0x0E80 > 0xE400  3E 00  TesterPresent (0x3E)");
+    EXPECT_EQ(busLine({Kind::Request, {L"LINK"}, {}}), L"LINK 0x0E80 > ?  ");
+}
+
+TEST(BusLine, ShowsTheBytesOfWhatIsNoResponse) {
+    EXPECT_EQ(busLine(event(Kind::Response, "3E 00")), L"LINK 0x0E80 < 0x0A1F  3E 00");
+    EXPECT_EQ(busLine(event(Kind::Response, "")), L"LINK 0x0E80 < 0x0A1F  ");
 }
 
 TEST(BusTrace, IsWrittenFromLevelFourOn) {
@@ -78,7 +95,7 @@ TEST(BusTrace, IsWrittenFromLevelFourOn) {
     traceBus(event(Kind::Request, "3E 00"));
     ASSERT_EQ(traces.lines().size(), 1U);
     EXPECT_EQ(traces.lines()[0].level, StdUtil::TraceLevel::Debug);
-    EXPECT_EQ(traces.lines()[0].text, L"LINK (0x0A1F) > 3E 00  TesterPresent (0x3E)");
+    EXPECT_EQ(traces.lines()[0].text, L"LINK 0x0E80 > 0x0A1F  3E 00  TesterPresent (0x3E)");
 }
 
 } // namespace Quarlen::Kel_cpp::Tests
