@@ -85,7 +85,7 @@ VehicleState Runtime::vehicleState() const {
     if (vehicle.information != nullptr) {
         state.vehicleInformation = vehicle.information->name;
     }
-    if (vehicle.access) {
+    if (vehicle.access && vehicle.access->isOpen()) {
         state.interfaceName = vehicle.access->interfaceName();
     }
     return state;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "uds/Identifiers.hpp"
+
 namespace Quarlen::Uds {
 
 namespace {
@@ -49,6 +51,17 @@ bool repeatsRoutine(const Bytes& request, const Bytes& response) noexcept {
                 numberAt(request, routineAt, identifierSize));
 }
 
+/// Behind the sub-function stands the DTC whose records were asked for (clause 12.3).
+bool repeatsDtc(const Bytes& request, const Bytes& response) noexcept {
+    constexpr std::size_t dtcAt = 2;
+    constexpr std::size_t dtcSize = 3;
+    const bool asksForOne =
+        request.size() >= dtcAt + dtcSize && (request[1] == ReadDtcReportType::freezeFrameByDtc ||
+                                              request[1] == ReadDtcReportType::extendedDataByDtc);
+    return !asksForOne || (response.size() >= dtcAt + dtcSize &&
+                           numberAt(response, dtcAt, dtcSize) == numberAt(request, dtcAt, dtcSize));
+}
+
 } // namespace
 
 bool isOfService(const Bytes& request, const Bytes& response) noexcept {
@@ -66,10 +79,14 @@ bool matches(const Bytes& request, const Bytes& response) noexcept {
     switch (static_cast<Service>(request[0])) {
     case Service::ReadDataByIdentifier:
         return beginsWithOneOf(request, response);
+    case Service::ReadDtcInformation:
+        return repeatsSubFunction(request, response) && repeatsDtc(request, response);
+    case Service::ReadScalingDataByIdentifier:
     case Service::WriteDataByIdentifier:
     case Service::InputOutputControlByIdentifier:
         return repeats(request, response, identifierSize);
     case Service::TransferData:
+    case Service::RequestFileTransfer:
         return repeats(request, response, 1);
     case Service::RoutineControl:
         return repeatsSubFunction(request, response) && repeatsRoutine(request, response);

@@ -21,6 +21,7 @@ bool hasSubFunction(std::uint8_t serviceId) noexcept {
     case Service::SecurityAccess:
     case Service::CommunicationControl:
     case Service::Authentication:
+    case Service::DynamicallyDefineDataIdentifier:
     case Service::RoutineControl:
     case Service::TesterPresent:
     case Service::AccessTimingParameter:

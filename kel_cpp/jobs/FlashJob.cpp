@@ -98,6 +98,9 @@ void FlashJob::run(JobReport<FlashResult>& report, const std::stop_token& cancel
     } catch (...) {
         current->jobError = currentJobError(placeText(*current));
     }
+    if (current->jobError && current->step > 0) {
+        current->sessionName.clear();
+    }
     traceEnd(current->jobError.get());
     report.finish(sessions.empty() && !current->jobError ? RecordList<FlashResult>{}
                                                          : RecordList<FlashResult>{current});
@@ -124,6 +127,9 @@ void FlashJob::flashAll(JobReport<FlashResult>& report, ControlUnitFlashResult& 
     const std::vector<Uds::Bytes> contents = readFiles(current, cancel);
     // A failure before the turn is taken belongs to no session.
     current.sessionName.clear();
+    if (sessions.empty()) {
+        return;
+    }
     const VehicleAccess::Turn turn = vehicle.access->takeTurn(cancel);
     const std::span<const Uds::Bytes> all(contents);
     if (!item->steps.empty()) {
@@ -166,11 +172,9 @@ void FlashJob::reprogram(const std::vector<FlashStep>& steps, const Run& run,
     }
 }
 
-/// What fails outside of a session belongs to the step, where the project gives steps.
 void FlashJob::beginStep(std::size_t number, ControlUnitFlashResult& current) const {
     if (!item->steps.empty()) {
         current.step = number;
-        current.sessionName.clear();
     }
 }
 
@@ -178,6 +182,7 @@ void FlashJob::download(Uds::VehicleLink& link, const FlashSessionDescription& s
                         const Uds::Bytes& content, const Run& run) const {
     ControlUnitFlashResult& current = run.current;
     current.sessionName = session.name;
+    current.step = 0;
     current.progress = 0;
     current.bytesDone = 0;
     current.bytesTotal = content.size();
@@ -220,11 +225,11 @@ void FlashJob::traceEnd(const FlashJobError* error) const {
 
 std::wstring FlashJob::placeText(const ControlUnitFlashResult& current) const {
     std::wstring text = L"flash item " + inQuotes(item->name);
-    if (!current.sessionName.empty()) {
+    if (current.step > 0) {
+        text += L", step " + std::to_wstring(current.step);
+    } else if (!current.sessionName.empty()) {
         text += L", session " + inQuotes(current.sessionName) + L", file " +
                 inQuotes(findSession(current.sessionName).file);
-    } else if (current.step > 0) {
-        text += L", step " + std::to_wstring(current.step);
     }
     return text + L": ";
 }

@@ -15,7 +15,8 @@ namespace {
 using Uds::Bytes;
 using Uds::Service;
 
-/// Before a control unit that its gateway does not reach yet is asked again.
+/// A control unit answers before it resets (clause 10.3), so it is left alone first; and one that
+/// its gateway does not reach yet is asked again after this time.
 constexpr std::chrono::milliseconds bootPause{100};
 
 std::uint8_t bcd(int number) {
@@ -66,6 +67,7 @@ void FlashSequence::execute(const FlashDependencies& /*step*/) {
 
 void FlashSequence::execute(const FlashReset& step) {
     client.request(serviceRequest(Service::EcuReset, {Uds::ResetType::hardReset}));
+    waitUnlessCancelled(times.clock, bootPause, cancel);
     awaitAnswer(step.bootTime);
 }
 

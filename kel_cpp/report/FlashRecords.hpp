@@ -14,7 +14,8 @@ struct ControlUnitFlashResult : FlashResult {
     /// Of the session's file.
     std::uint64_t bytesDone = 0;
     std::uint64_t bytesTotal = 0;
-    /// Of the steps that the project gives, from 1; 0 before the first and where it gives none.
+    /// Of the steps that the project gives, from 1; 0 before the first, in a session and where the
+    /// project gives none. A step that fails belongs to no session.
     std::size_t step = 0;
     bool cancelled = false;
 };

@@ -50,7 +50,7 @@ protected:
         JobReport<FlashResult> report(reports, 1);
         job.run(report, cancel.get_token());
         results = reports.results();
-        const auto& error = results.back()->jobError;
+        const auto error = results.empty() ? nullptr : results.back()->jobError;
         return error ? error->message : std::wstring();
     }
 
@@ -117,6 +117,15 @@ TEST_F(FlashSequenceTest, DoesEachStepOnceInItsOrderAndTheSessionsOneAfterTheOth
                                                      L"3E 00",
                                                      L"10 01"}));
     EXPECT_EQ(results.back()->progress, 100);
+    EXPECT_TRUE(std::all_of(results.begin(), results.end(), [](const auto& result) {
+        return result->sessionName == L"DATA" || result->sessionName == L"APP";
+    }));
+    EXPECT_EQ(results.back()->sessionName, L"APP");
+}
+
+TEST_F(FlashSequenceTest, DoesNothingWithoutASession) {
+    EXPECT_EQ(flash(wholeSequence(), {}), L"");
+    EXPECT_TRUE(requests().empty());
 }
 
 TEST_F(FlashSequenceTest, WithoutStepsOfTheProjectIsDoneForEachSession) {
@@ -169,6 +178,9 @@ TEST_P(FailingFlashStep, EndsTheJobWithItsNumberAndLeavesTheSession) {
     const Bytes& failed = sent[sent.size() - 2];
     EXPECT_TRUE(std::equal(GetParam().request.begin(), GetParam().request.end(), failed.begin()));
     EXPECT_EQ(requests().back(), defaultSession);
+    // Outside of a session the step alone is told.
+    const bool isInSession = GetParam().message[1] == L'e' && GetParam().message[2] == L's';
+    EXPECT_EQ(results.back()->sessionName, isInSession ? L"APP" : L"");
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -233,6 +245,20 @@ TEST_F(BootingControlUnit, IsAwaitedBeforeTheNextStep) {
     EXPECT_GE(clock.now(), ready);
 }
 
+TEST_F(BootingControlUnit, IsNotAskedRightBehindItsAnswerToTheReset) {
+    std::optional<Platform::Clock::TimePoint> reset;
+    vehicle->answer = [&](const Bytes& request) -> std::optional<Bytes> {
+        if (request[0] == 0x11) {
+            reset = clock.now();
+        } else if (reset && request[0] == 0x3E) {
+            EXPECT_GE(clock.now() - *reset, 100ms);
+        }
+        return agreeTo(request);
+    };
+    EXPECT_EQ(flash({FlashMemories{}, FlashReset{}}), L"");
+    EXPECT_TRUE(reset.has_value());
+}
+
 TEST_F(BootingControlUnit, IsThereAlsoWhenItRefusesTesterPresent) {
     firstAnswer = {0x7F, 0x3E, 0x11};
     EXPECT_EQ(flash({FlashMemories{}, FlashReset{}}), L"");
@@ -260,7 +286,7 @@ TEST_F(BootingControlUnit, ThatAGatewayDoesNotReachYetIsAskedAgainAfterAPause) {
     const auto begin = clock.now();
     EXPECT_EQ(flash({FlashMemories{}, FlashReset{}}), L"");
     EXPECT_EQ(refused, 3);
-    EXPECT_EQ(clock.now() - begin, 300ms);
+    EXPECT_EQ(clock.now() - begin, 400ms);
 }
 
 TEST_F(BootingControlUnit, IsNotAwaitedByACancelledJob) {
