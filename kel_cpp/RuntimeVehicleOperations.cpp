@@ -145,6 +145,9 @@ Runtime::OpenedVehicle Runtime::openVehicle() {
     SelectedVehicle vehicle = selection.withInformation();
     const RuntimeSettings inEffect = settings.inEffect();
     const std::wstring name = VehicleInterfaces::enabledName(inEffect.interfaces);
+    if (!environment.replacesInterfaces) {
+        VehicleInterfaces::checkTargets(*vehicle.information, name);
+    }
     if (vehicle.access && vehicle.access->isOpen() && vehicle.access->interfaceName() == name) {
         return {std::move(vehicle), false};
     }

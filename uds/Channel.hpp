@@ -43,6 +43,14 @@ public:
     Bytes exchange(const Bytes& request, const std::stop_token& cancel,
                    Silence silence = Silence::IsJudged);
 
+    struct EndTurn {
+        void operator()(Channel* channel) const noexcept { channel->endTurn(); }
+    };
+    /// One request at a time: its destructor lets the next one go. Must not outlive the channel.
+    using Turn = std::unique_ptr<Channel, EndTurn>;
+    /// Waits until nobody has an exchange, and keeps everybody from one. Throws `Cancelled`.
+    [[nodiscard]] Turn takeTurn(const std::stop_token& cancel);
+
     class Question;
     /// Sends a request to which any response is good, and does not wait for it: that does the
     /// question, and nobody else has an exchange meanwhile. Throws as `exchange`.
@@ -67,13 +75,6 @@ public:
 
 private:
     using TimePoint = Platform::Clock::TimePoint;
-    struct EndTurn {
-        void operator()(Channel* channel) const noexcept { channel->endTurn(); }
-    };
-    /// One request at a time: its destructor lets the next one go.
-    using Turn = std::unique_ptr<Channel, EndTurn>;
-
-    [[nodiscard]] Turn takeTurn(const std::stop_token& cancel);
     /// Null when somebody else has it, or nobody holds a session.
     [[nodiscard]] Turn turnToKeepSession();
     void endTurn() noexcept;
