@@ -13,6 +13,7 @@
 #include "platform/Clock.hpp"
 #include "uds/BusEvent.hpp"
 #include "uds/Timing.hpp"
+#include "uds/UnitSession.hpp"
 #include "uds/VehicleInterface.hpp"
 
 namespace Quarlen::Uds {
@@ -91,10 +92,9 @@ private:
                         bool silenceIsAnAnswer);
     std::optional<Bytes> receive(const std::stop_token& cancel, TimePoint deadline);
     void pause(std::chrono::milliseconds duration, const std::stop_token& cancel);
-    void forgetOldSession();
     void noteOutcome(const Bytes& request, const Bytes& response);
-    void noteSession(const Bytes& response);
-    void noteLocked(const Bytes& cause, const wchar_t* how);
+    /// `how` is empty when nothing was locked.
+    void noteLocked(const Bytes& cause, const std::wstring& how);
     [[noreturn]] void giveUp(const Bytes& request, std::chrono::milliseconds waited);
     void tell(BusEvent::Kind kind, const Bytes& bytes, std::wstring text = {}) const;
 
@@ -108,7 +108,6 @@ private:
     const UnitAddress address;
     const std::unique_ptr<Endpoint> endpoint;
     Platform::Clock& clock;
-    const Timing configured;
     const OnBusEvent onEvent;
 
     /// For the turn, the holders and what is asked from outside a turn.
@@ -120,10 +119,7 @@ private:
     std::wstring lockReason;
 
     // Only the owner of the turn uses what follows.
-    Timing timing;
-    Session session = Session::Default;
-    bool unlocked = false;
-    TimePoint lastActivity;
+    UnitSession session;
     std::optional<Unfinished> unfinished;
     Bytes unusable;
 };

@@ -9,8 +9,7 @@ namespace {
 
 /// A project of a hundred control units, and a vehicle that has them all, but most of them are
 /// silent.
-class RuntimeReachability : public RuntimeFixture,
-                            public testing::WithParamInterface<std::string> {
+class RuntimeReachability : public RuntimeFixture, public testing::WithParamInterface<std::string> {
 protected:
     static constexpr int known = 100;
     static constexpr int fitted = 20;
