@@ -47,6 +47,8 @@ struct RuntimeEnvironment {
     /// Hears of each job of a run that has ended, on the job's thread; may be empty.
     RunLog::OnJobEnd onJobEnd = {};
     VehicleInterfaces::Connect connectTo = VehicleInterfaces::connectTo;
+    /// The vehicle is reached over the enabled interface, whatever its project says.
+    bool replacesInterfaces = false;
 };
 
 /// The built-in diagnostic runtime behind the facade `KelApi`. It owns one component for each

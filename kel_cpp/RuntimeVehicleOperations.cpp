@@ -101,7 +101,9 @@ ownResults(const RecordList<QuickTestResult>& results) {
 std::wstring vinOf(const SelectedVehicle& vehicle) {
     try {
         return vehicle.access ? readVin(vehicle) : std::wstring();
-    } catch (const Uds::ConnectionLost&) {
+    } catch (const Uds::LinkError&) {
+        return {};
+    } catch (const Uds::Cancelled&) {
         return {};
     }
 }
@@ -159,6 +161,9 @@ Runtime::OpenedVehicle Runtime::openVehicle() {
     SelectedVehicle vehicle = selection.withInformation();
     const RuntimeSettings inEffect = settings.inEffect();
     const std::wstring name = VehicleInterfaces::enabledName(inEffect.interfaces);
+    if (!environment.replacesInterfaces) {
+        VehicleInterfaces::checkTargets(*vehicle.information, name);
+    }
     if (vehicle.access && vehicle.access->isOpen() && vehicle.access->interfaceName() == name) {
         return {std::move(vehicle), false};
     }

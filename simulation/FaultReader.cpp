@@ -5,7 +5,7 @@
 namespace Quarlen::Simulation {
 
 FaultDescription readFault(const Xml::File& file, const pugi::xml_node& node) {
-    constexpr std::uint64_t maxCount = std::numeric_limits<std::uint32_t>::max();
+    constexpr std::uint64_t anyWord = std::numeric_limits<std::uint32_t>::max();
     file.allowNoContent(node, {"request", "response", "linkLost", "inputFull", "after", "times"});
     FaultDescription fault;
     fault.request = file.bytes(node, "request");
@@ -18,9 +18,9 @@ FaultDescription readFault(const Xml::File& file, const pugi::xml_node& node) {
         file.failAttribute(node, fault.linkLost ? "linkLost" : "inputFull",
                            L"expected one of \"response\", \"linkLost\" and \"inputFull\"");
     }
-    fault.after = static_cast<std::uint32_t>(file.number(node, "after", 0, maxCount, 0));
+    fault.after = static_cast<std::uint32_t>(file.number(node, "after", 0, anyWord, 0));
     if (node.attribute("times")) {
-        fault.times = static_cast<std::uint32_t>(file.number(node, "times", 1, maxCount));
+        fault.times = static_cast<std::uint32_t>(file.number(node, "times", 1, anyWord));
     }
     return fault;
 }

@@ -7,10 +7,6 @@ namespace Quarlen::Simulation {
 
 namespace {
 
-bool isRefusal(const Uds::Bytes& response, Uds::Nrc code) {
-    return Uds::isNegative(response) && response[2] == static_cast<std::uint8_t>(code);
-}
-
 bool keepsQuietAbout(const Uds::Bytes& response) {
     using enum Uds::Nrc;
     for (const auto code :

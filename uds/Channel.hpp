@@ -14,6 +14,7 @@
 #include "platform/Clock.hpp"
 #include "uds/BusEvent.hpp"
 #include "uds/Timing.hpp"
+#include "uds/UnitSession.hpp"
 #include "uds/VehicleInterface.hpp"
 
 namespace Quarlen::Uds {
@@ -51,10 +52,21 @@ public:
     Bytes exchange(const Bytes& request, const std::stop_token& cancel,
                    const ExchangeManner& manner = {});
 
+    struct EndTurn {
+        void operator()(Channel* channel) const noexcept { channel->endTurn(); }
+    };
+    /// One request at a time: its destructor lets the next one go. Must not outlive the channel.
+    using Turn = std::unique_ptr<Channel, EndTurn>;
+    /// Waits until nobody has an exchange, and keeps everybody from one. Throws `Cancelled`.
+    [[nodiscard]] Turn takeTurn(const std::stop_token& cancel);
+    /// The same without a wait: null when somebody has an exchange or the last one is not over yet.
+    [[nodiscard]] Turn turnIfIdle();
+
     class Question;
     /// Sends a request to which any response is good, and does not wait for it: that does the
-    /// question, and nobody else has an exchange meanwhile. Throws as `exchange`.
-    [[nodiscard]] Question ask(const Bytes& request, const std::stop_token& cancel);
+    /// question, and nobody else has an exchange meanwhile. A control unit that has asked for time
+    /// and is still at work is not asked: it is there. Throws as `exchange`.
+    [[nodiscard]] Question ask(Turn turn, const Bytes& request, const std::stop_token& cancel);
 
     /// While anybody holds it, `keepSession` keeps a session that is not the default one.
     void holdSession();
@@ -75,13 +87,6 @@ public:
 
 private:
     using TimePoint = Platform::Clock::TimePoint;
-    struct EndTurn {
-        void operator()(Channel* channel) const noexcept { channel->endTurn(); }
-    };
-    /// One request at a time: its destructor lets the next one go.
-    using Turn = std::unique_ptr<Channel, EndTurn>;
-
-    [[nodiscard]] Turn takeTurn(const std::stop_token& cancel);
     /// Null when somebody else has it, or nobody holds a session.
     [[nodiscard]] Turn turnToKeepSession();
     void endTurn() noexcept;
@@ -99,25 +104,34 @@ private:
                         const ExchangeManner& manner);
     std::optional<Bytes> receive(const std::stop_token& cancel, TimePoint deadline);
     std::optional<Bytes> receiveFor(const Bytes& request, const std::stop_token& cancel);
+    std::optional<Bytes> receiveLate(const std::stop_token& cancel, TimePoint deadline);
+    [[nodiscard]] bool mayBeLate(const Bytes& response) const;
+    [[nodiscard]] bool hasToLeave() const;
     void pause(std::chrono::milliseconds duration, const std::stop_token& cancel);
-    void forgetOldSession();
     void noteOutcome(const Bytes& request, const Bytes& response);
-    void noteSession(const Bytes& response);
-    void noteLocked(const Bytes& cause, const wchar_t* how);
+    void noteSilence(const Bytes& request);
+    /// `how` is empty when nothing was locked.
+    void noteLocked(const Bytes& cause, const std::wstring& how);
     [[noreturn]] void giveUp(const Bytes& request, std::chrono::milliseconds waited);
     void tell(BusEvent::Kind kind, const Bytes& bytes, std::wstring text = {});
+
+    /// A request without a response in its time, whose response may still come.
+    struct Missed {
+        std::uint8_t service;
+        TimePoint until;
+    };
 
     /// An exchange whose final response is missing and may still come.
     struct Unfinished {
         Bytes request;
         TimePoint until;
         TimePoint limit;
+        bool hasAskedForTime = false;
     };
 
     const UnitAddress address;
     const std::unique_ptr<Endpoint> endpoint;
     Platform::Clock& clock;
-    const Timing configured;
     const OnBusEvent onEvent;
 
     /// For the turn, the holders and what is asked from outside a turn.
@@ -130,11 +144,9 @@ private:
     std::wstring lockReason;
 
     // Only the owner of the turn uses what follows.
-    Timing timing;
-    Session session = Session::Default;
-    bool unlocked = false;
-    TimePoint lastActivity;
+    UnitSession session;
     std::optional<Unfinished> unfinished;
+    std::optional<Missed> missed;
     Bytes unusable;
     /// The last event; it keeps its memory for the next.
     BusEvent told;
@@ -146,13 +158,14 @@ public:
     /// True when a response comes within P2. Throws as `exchange`. Only once.
     [[nodiscard]] bool isAnswered(const std::stop_token& cancel) {
         const Turn own = std::move(turn);
-        return own->isAnswered(cancel);
+        return !own || own->isAnswered(cancel);
     }
 
 private:
     friend class Channel;
     explicit Question(Turn turn) : turn(std::move(turn)) {}
 
+    /// Null when the answer is known.
     Turn turn;
 };
 

@@ -1,8 +1,25 @@
 #include "uds/Connection.hpp"
 
+#include <set>
 #include <utility>
 
+#include "uds/Matching.hpp"
+
 namespace Quarlen::Uds {
+
+namespace {
+
+/// A control unit that does not get the message does not answer it, either.
+template <class Question>
+void unlessRefused(Question ask) {
+    try {
+        ask();
+    } catch (const MessageRefused&) {
+        return;
+    }
+}
+
+} // namespace
 
 Connection::Connection(std::shared_ptr<VehicleInterface> openInterface, Platform::Clock& clock,
                        const Timing& timing, OnBusEvent onEvent)
@@ -44,27 +61,85 @@ std::vector<bool> Connection::whoAnswers(const std::vector<UnitAddress>& units,
     for (const UnitAddress& unit : units) {
         asked.push_back(channelIfThere(unit));
     }
-    // In the order of the addresses, as everybody does it: nobody waits for another one's turn who
-    // waits for his. One control unit is asked once.
-    std::map<std::uint16_t, std::optional<Channel::Question>> questions;
+    Units silent;
     for (const auto& channel : asked) {
         if (channel) {
-            questions.try_emplace(*channel->unit().physical);
+            silent.emplace(*channel->unit().physical, channel);
         }
     }
-    for (auto& [address, question] : questions) {
-        question = channelAt(address)->ask(request, cancel);
-    }
-    std::map<std::uint16_t, bool> answered;
-    for (auto& [address, question] : questions) {
-        answered[address] = question->isAnswered(cancel);
-    }
+    askTogether(silent, request, cancel);
+    askEach(silent, request, cancel);
     std::vector<bool> result;
     result.reserve(units.size());
     for (const auto& channel : asked) {
-        result.push_back(channel && answered[*channel->unit().physical]);
+        result.push_back(channel && !silent.contains(*channel->unit().physical));
     }
     return result;
+}
+
+/// Takes those that answer out of the list.
+void Connection::askTogether(Units& silent, const Bytes& request, const std::stop_token& cancel) {
+    std::set<std::uint16_t> groups;
+    for (const auto& [address, channel] : silent) {
+        if (channel->unit().functional) {
+            groups.insert(*channel->unit().functional);
+        }
+    }
+    for (const std::uint16_t group : groups) {
+        askGroup(group, silent, request, cancel);
+    }
+}
+
+void Connection::askGroup(std::uint16_t functionalAddress, Units& silent, const Bytes& request,
+                          const std::stop_token& cancel) {
+    // A control unit gets one request at a time, whoever else it is for.
+    std::map<std::uint16_t, Channel::Turn> turns;
+    for (const auto& [address, channel] : silent) {
+        if (channel->unit().functional == functionalAddress) {
+            if (auto turn = channel->turnIfIdle()) {
+                turns.emplace(address, std::move(turn));
+            }
+        }
+    }
+    try {
+        collect(functionalAddress, request, cancel, [&](const Received& response) {
+            if (matches(request, response.bytes) && turns.erase(response.source) != 0) {
+                silent.erase(response.source);
+            }
+            return turns.empty();
+        });
+    } catch (const MessageRefused&) {
+        // Each is asked for itself then.
+    }
+}
+
+/// First those that are idle, at the same time; then those that somebody uses, one after the other,
+/// so that nobody is kept from a control unit because another one is busy.
+void Connection::askEach(Units& silent, const Bytes& request, const std::stop_token& cancel) {
+    const Units all = silent;
+    Units busy;
+    std::map<std::uint16_t, Channel::Question> questions;
+    for (const auto& [address, channel] : all) {
+        if (auto turn = channel->turnIfIdle()) {
+            unlessRefused([&] {
+                questions.emplace(address, channel->ask(std::move(turn), request, cancel));
+            });
+        } else {
+            busy.emplace(address, channel);
+        }
+    }
+    for (auto& [address, question] : questions) {
+        if (question.isAnswered(cancel)) {
+            silent.erase(address);
+        }
+    }
+    for (const auto& [address, channel] : busy) {
+        unlessRefused([&] {
+            if (channel->ask(channel->takeTurn(cancel), request, cancel).isAnswered(cancel)) {
+                silent.erase(address);
+            }
+        });
+    }
 }
 
 /// Null for a unit that the vehicle does not have.
@@ -79,14 +154,14 @@ std::shared_ptr<Channel> Connection::channelIfThere(const UnitAddress& unit) {
     }
 }
 
-std::shared_ptr<Channel> Connection::channelAt(std::uint16_t address) {
-    const std::lock_guard lock(mutex);
-    return channels.at(address);
-}
-
 std::vector<Received> Connection::requestFromAll(std::uint16_t functionalAddress,
                                                  const Bytes& request,
                                                  const std::stop_token& cancel) {
+    return collect(functionalAddress, request, cancel, [](const Received&) { return false; });
+}
+
+std::vector<Received> Connection::collect(std::uint16_t functionalAddress, const Bytes& request,
+                                          const std::stop_token& cancel, const Until& isLast) {
     const auto endpoint = vehicleInterface->openFunctional(functionalAddress);
     const UnitAddress all{L"", std::nullopt, functionalAddress};
     onEvent({BusEvent::Kind::Request, all, request});
@@ -98,6 +173,9 @@ std::vector<Received> Connection::requestFromAll(std::uint16_t functionalAddress
         sender.physical = received->source;
         onEvent({BusEvent::Kind::Response, sender, received->bytes});
         responses.push_back(std::move(*received));
+        if (isLast(responses.back())) {
+            break;
+        }
     }
     return responses;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -31,13 +32,16 @@ public:
     /// Throws `LinkError` when the vehicle has no such logical link.
     [[nodiscard]] VehicleLink openLink(const UnitAddress& unit);
 
-    /// Asks all of them at the same time and says for each whether it answers within P2, positively
-    /// or negatively. A unit without a link does not answer. Throws `ConnectionLost`, `Cancelled`.
+    /// Says for each whether it answers, positively or negatively. Units with a functional address
+    /// get one request together, and P2 to answer it. Those that have not, and all others, are then
+    /// asked each for itself at the same time, which takes another P2 at the most; one that
+    /// somebody uses is asked when its exchange is over. A unit without a link, or whose gateway
+    /// refuses the message, does not answer. Throws `ConnectionLost`, `Cancelled`.
     [[nodiscard]] std::vector<bool> whoAnswers(const std::vector<UnitAddress>& units,
                                                const Bytes& request, const std::stop_token& cancel);
 
     /// Sends one request to all control units that listen to the functional address, and collects
-    /// what comes until P2 has passed. Throws `ConnectionLost`, `Cancelled`.
+    /// what comes until P2 has passed. Throws `ConnectionLost`, `MessageRefused`, `Cancelled`.
     [[nodiscard]] std::vector<Received> requestFromAll(std::uint16_t functionalAddress,
                                                        const Bytes& request,
                                                        const std::stop_token& cancel);
@@ -54,7 +58,16 @@ public:
 private:
     [[nodiscard]] std::shared_ptr<Channel> channelOf(const UnitAddress& unit);
     [[nodiscard]] std::shared_ptr<Channel> channelIfThere(const UnitAddress& unit);
-    [[nodiscard]] std::shared_ptr<Channel> channelAt(std::uint16_t address);
+    /// By physical address, so that all who wait for several turns do it in the same order: nobody
+    /// waits for another one's turn who waits for his.
+    using Units = std::map<std::uint16_t, std::shared_ptr<Channel>>;
+    using Until = std::function<bool(const Received&)>;
+    std::vector<Received> collect(std::uint16_t functionalAddress, const Bytes& request,
+                                  const std::stop_token& cancel, const Until& isLast);
+    void askTogether(Units& silent, const Bytes& request, const std::stop_token& cancel);
+    void askGroup(std::uint16_t functionalAddress, Units& silent, const Bytes& request,
+                  const std::stop_token& cancel);
+    void askEach(Units& silent, const Bytes& request, const std::stop_token& cancel);
     [[nodiscard]] std::vector<std::shared_ptr<Channel>> heldChannels();
 
     const std::shared_ptr<VehicleInterface> vehicleInterface;

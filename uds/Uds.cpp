@@ -43,6 +43,10 @@ bool isNegative(const Bytes& response) noexcept {
     return response.size() >= 3 && response[0] == negativeResponseId;
 }
 
+bool isRefusal(const Bytes& response, Nrc code) noexcept {
+    return isNegative(response) && response[2] == static_cast<std::uint8_t>(code);
+}
+
 void appendNumber(Bytes& message, std::uint64_t value, std::size_t count) {
     for (std::size_t rest = count; rest > 0; --rest) {
         message.push_back(static_cast<std::uint8_t>(value >> (8U * (rest - 1))));

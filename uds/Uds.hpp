@@ -122,6 +122,7 @@ enum class Session : std::uint8_t { Default = 0x01, Programming = 0x02, Extended
 [[nodiscard]] bool suppressesPositiveResponse(const Bytes& request) noexcept;
 /// True for a whole negative response: 0x7F, the service that is refused, the response code.
 [[nodiscard]] bool isNegative(const Bytes& response) noexcept;
+[[nodiscard]] bool isRefusal(const Bytes& response, Nrc code) noexcept;
 
 /// Appends a number with its most significant byte first. `count` is 1 to 8.
 void appendNumber(Bytes& message, std::uint64_t value, std::size_t count);

@@ -52,6 +52,19 @@ std::wstring VehicleInterfaces::enabledName(const InterfaceSettings& settings) {
     return names.front();
 }
 
+void VehicleInterfaces::checkTargets(const VehicleInformation& information,
+                                     const std::wstring& enabled) {
+    for (const ProjectTarget& target : information.targets) {
+        if (!target.interfaceName.empty() && target.interfaceName != enabled) {
+            throw runtimeError(ErrorCode::UnknownInterface,
+                               L"target " + inQuotes(target.name) + L" is reached over interface " +
+                                   inQuotes(target.interfaceName) +
+                                   L", which is not enabled: the enabled one is " +
+                                   inQuotes(enabled));
+        }
+    }
+}
+
 std::shared_ptr<Uds::VehicleInterface>
 VehicleInterfaces::make(const std::filesystem::path& vehicleFile) {
     const std::lock_guard lock(mutex);

@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#include "kel_cpp/projects/Project.hpp"
 #include "kel_server_lib/runtime/SettingsRecords.hpp"
 #include "platform/Clock.hpp"
 #include "simulation/SimulatedVehicle.hpp"
@@ -43,6 +44,10 @@ public:
     /// The first enabled interface. Throws `KelApiException`: NoInterfaceEnabled; UnknownInterface
     /// when any enabled interface is unknown (the message names the first of them).
     [[nodiscard]] static std::wstring enabledName(const InterfaceSettings& settings);
+
+    /// Throws `KelApiException` (code UnknownInterface) for a control unit that another interface
+    /// than `enabled` leads to.
+    static void checkTargets(const VehicleInformation& information, const std::wstring& enabled);
 
     /// A connection that is not open yet. Throws `KelApiException` (code Configuration) when the
     /// vehicle file is wrong.

@@ -64,11 +64,6 @@ bool isGood(const Uds::Bytes& response, const UdsStep& step) {
     return step.wantsNoAnswer ? !Uds::isNegative(response) : matches(response, step);
 }
 
-bool asksForTime(const Uds::Bytes& response) {
-    return Uds::isNegative(response) &&
-           response[2] == static_cast<std::uint8_t>(Uds::Nrc::RequiredTimeDelayNotExpired);
-}
-
 /// Judges the result of an exchange by the step's expectation, not by whether it is positive.
 std::shared_ptr<ServiceResult> judged(std::shared_ptr<ServiceResult> result,
                                       const Uds::Bytes& response, const UdsStep& step) {
@@ -190,7 +185,7 @@ Uds::Bytes OtxRun::answerTo(const UdsStep& step, Uds::Channel& channel) {
     for (;;) {
         Uds::Bytes response = channel.exchange(step.request, cancel, manner);
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - clock.now());
-        if (!asksForTime(response) || left.count() <= 0) {
+        if (!Uds::isRefusal(response, Uds::Nrc::RequiredTimeDelayNotExpired) || left.count() <= 0) {
             return response;
         }
         waitUnlessCancelled(clock, std::min(delayPause, left), cancel);

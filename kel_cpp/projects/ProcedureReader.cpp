@@ -9,7 +9,6 @@ namespace Quarlen::Kel_cpp {
 namespace {
 
 constexpr std::uint64_t maxWait = std::uint64_t{24} * 60 * 60 * 1000;
-constexpr std::uint64_t maxDelayBound = std::uint64_t{24} * 60 * 60;
 
 constexpr std::string_view blanks = " \t\r\n";
 
@@ -50,7 +49,7 @@ UdsStep readRequest(const Xml::File& file, const pugi::xml_node& node) {
     step.expected = std::move(expectation->bytes);
     step.openEnd = expectation->openEnd;
     step.wantsNoAnswer = expectation->noAnswer;
-    step.delayBound = std::chrono::seconds(file.number(node, "waitOutDelay", 1, maxDelayBound, 0));
+    step.delayBound = std::chrono::seconds(file.number(node, "waitOutDelay", 1, maxWait / 1000, 0));
     return step;
 }
 

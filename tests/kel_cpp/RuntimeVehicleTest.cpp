@@ -82,6 +82,17 @@ TEST_F(RuntimeVehicle, IdentifyingNamesAnUnknownInterfaceToo) {
     EXPECT_NE(error.find(L"\"CarBox\""), std::wstring::npos);
 }
 
+TEST_F(RuntimeVehicle, ATargetThatAnotherInterfaceLeadsToIsNamedWithIt) {
+    const char* const project = "projects/Car_DEMO0000000042/project.xml";
+    const std::string brakes = "name=\"BRAKES\" link=\"UDS_CAN_BRAKES\"";
+    folder.replaceIn(project, brakes, brakes + " interface=\"DoIP\"");
+    EXPECT_EQ(connectError(), L"target \"BRAKES\" is reached over interface \"DoIP\", which is not "
+                              L"enabled: the enabled one is \"Simulation\"");
+    EXPECT_EQ(connectionCount(*runtime), 0U);
+    folder.replaceIn(project, "interface=\"DoIP\"", "interface=\"Simulation\"");
+    EXPECT_EQ(connectError(), L"");
+}
+
 TEST_F(RuntimeVehicle, ConnectingFailsWhenNoControlUnitAnswers) {
     folder.write("vehicle.xml", "<Vehicle vin=\"WKLDEMO0000000042\">"
                                 "<ControlUnit name=\"X\" address=\"1\" link=\"X\"/>"

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <mutex>
@@ -21,6 +22,7 @@ struct EndpointScript {
     struct Response {
         Milliseconds delay;
         Uds::Bytes bytes;
+        std::uint16_t source = 0;
     };
 
     /// The first request is answered with the first list of responses, the second with the second
@@ -49,7 +51,8 @@ public:
             return;
         }
         for (auto& response : script.answers.front()) {
-            arriving.emplace_back(clock.now() + response.delay, std::move(response.bytes));
+            arriving.emplace_back(clock.now() + response.delay,
+                                  Uds::Received{response.source, std::move(response.bytes)});
         }
         script.answers.pop_front();
     }
@@ -68,15 +71,15 @@ public:
         if (!comes) {
             return {};
         }
-        auto bytes = std::move(arriving.front().second);
+        auto message = std::move(arriving.front().second);
         arriving.pop_front();
-        return Uds::Received{0, std::move(bytes)};
+        return message;
     }
 
 private:
     EndpointScript& script;
     FakeClock& clock;
-    std::deque<std::pair<Platform::Clock::TimePoint, Uds::Bytes>> arriving;
+    std::deque<std::pair<Platform::Clock::TimePoint, Uds::Received>> arriving;
 };
 
 } // namespace Quarlen::Tests

@@ -54,6 +54,18 @@ protected:
         }
         return connection.whoAnswers(units, hex("3E 00"), cancel.get_token());
     }
+    /// Those of one functional address.
+    std::vector<bool> whoOfAllAnswers(const std::vector<const wchar_t*>& links) {
+        std::vector<UnitAddress> units;
+        for (const auto* const link : links) {
+            units.push_back({link, std::nullopt, std::uint16_t{0xE400}});
+        }
+        return connection.whoAnswers(units, hex("3E 00"), cancel.get_token());
+    }
+    /// To the functional request; the control units have the addresses 1, 2 and so on.
+    void answerToAll(std::vector<EndpointScript::Response> responses) {
+        vehicle->scripts[L""].answerNext(std::move(responses));
+    }
     VehicleLink heldInSession(const wchar_t* name) {
         VehicleLink link = connection.openLink({name});
         answer(name, 0ms, "50 03 00 32 01 F4");
@@ -115,6 +127,31 @@ TEST_F(ConnectionTest, AsksAControlUnitOnceHoweverOftenItIsNamed) {
 TEST_F(ConnectionTest, GetsNoAnswerFromALinkThatTheVehicleDoesNotHave) {
     answer(L"A", 1ms, "7E 00");
     EXPECT_EQ(whoAnswers({L"X", L"A"}), (std::vector<bool>{false, true}));
+}
+
+TEST_F(ConnectionTest, AsksAllOfAFunctionalAddressByOneRequest) {
+    answerToAll({{10ms, hex("7E 00"), 2}, {20ms, hex("7F 3E 21"), 1}});
+    EXPECT_EQ(whoOfAllAnswers({L"A", L"B"}), (std::vector<bool>{true, true}));
+    EXPECT_EQ(clock.now() - begin, 20ms);
+    EXPECT_EQ(vehicle->scripts[L""].requests.size(), 1U);
+    EXPECT_TRUE(vehicle->scripts[L"A"].requests.empty());
+}
+
+TEST_F(ConnectionTest, AsksThoseAgainThatHaveNotAnsweredTheFunctionalRequest) {
+    answerToAll({{10ms, hex("7E 00"), 2}, {20ms, hex("62 F1 90"), 3}, {30ms, hex("7E 00"), 9}});
+    answer(L"A", 5ms, "7E 00");
+    EXPECT_EQ(whoOfAllAnswers({L"A", L"B", L"C"}), (std::vector<bool>{true, true, false}));
+    EXPECT_EQ(clock.now() - begin, 2000ms);
+    EXPECT_EQ(vehicle->scripts[L"A"].requests.size(), 1U);
+    EXPECT_TRUE(vehicle->scripts[L"B"].requests.empty());
+}
+
+TEST_F(ConnectionTest, LetsOthersInAfterAFunctionalRequest) {
+    answerToAll({{10ms, hex("7E 00"), 1}});
+    EXPECT_EQ(whoOfAllAnswers({L"A"}), std::vector<bool>{true});
+    answer(L"A", 1ms, "62 F1 90 41");
+    const VehicleLink link = connection.openLink({L"A"});
+    EXPECT_EQ(hex(link.channel().exchange(hex("22 F1 90"), {})), "62 F1 90 41");
 }
 
 TEST_F(ConnectionTest, LetsOthersInAfterAQuestionThatFailed) {

@@ -299,6 +299,11 @@ class Outcomes(DryRunTest):
         self.check(self.run_script("Patient.xml", "-v", "--derive-vehicle", "--fault", "GATEWAY:3E 80=7F 3E 13"), FINDINGS,
                    "expected no answer, received 7F 3E 13")
 
+    def test_the_simulated_car_stands_in_for_any_interface(self):
+        self.replace(f"projects/{CAR}/project.xml", 'link="UDS_CAN_BRAKES"', 'link="UDS_CAN_BRAKES" interface="DoIP"')
+        self.write_script("Other.xml", SELECT, '<ExecuteAction command="Otx_ReadIdent"/>')
+        self.check(self.run_script("Other.xml"), DONE, "Outcome: clean")
+
     def test_nothing_is_kept_alive_without_an_unlock(self):
         self.write_script("Auto.xml", SELECT.replace(CAR, "AUTO_SELECT"), '<ExecuteAction command="Otx_ReadIdent"/>')
         result = self.run_script("Auto.xml", "-v", "--fault", "GATEWAY:22=7F 22 78", "--fault", "GATEWAY:3E 80=7F 3E 11")

@@ -5,6 +5,7 @@
 
 #include "platform/FileFacts.hpp"
 #include "platform/TextEncoding.hpp"
+#include "simulation/FlashServices.hpp"
 #include "uds/Identifiers.hpp"
 
 namespace Quarlen::Ctl {
@@ -33,7 +34,7 @@ bool isLockedInto(const ControlUnitDescription& unit, std::uint8_t level) {
 bool isFlashRequest(const Uds::Bytes& request) {
     if (isService(request, Service::RoutineControl) && request.size() >= routineHeader) {
         const auto routine = Uds::numberAt(request, 2, 2);
-        return routine == Uds::Routine::eraseMemory || routine == Uds::Routine::checkMemory;
+        return Simulation::FlashServices::owns(routine);
     }
     return isService(request, Service::RequestDownload) ||
            isService(request, Service::TransferData) ||

@@ -99,7 +99,8 @@ Kel_cpp::RuntimeEnvironment DryRun::runtimeEnvironment() {
             [this](const Kel_cpp::JobEntry& job) {
                 const std::lock_guard lock(jobsMutex);
                 endedJobs.push_back(job);
-            }};
+            },
+            Kel_cpp::VehicleInterfaces::connectTo, true};
 }
 
 SequenceEnvironment DryRun::sequenceEnvironment() {

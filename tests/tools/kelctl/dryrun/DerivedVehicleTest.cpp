@@ -209,6 +209,7 @@ TEST_F(DerivedControlUnit, LeavesWhatDependsOnAStateToTheSimulation) {
     project.flashItems = {{L"F", L"ENGINE", L"", 1, 7, {{L"A", L"a", 0x1000, 0x100, {}}}}};
     expects(stepOf("27 01", "67 01 11 22 33 44"));
     expects(stepOf("31 01 FF 00", "71 01 FF 00"));
+    expects(stepOf("31 01 FF 01", "71 01 FF 01 00"));
     expects(stepOf("34 00 44", "74"));
     EXPECT_TRUE(derive().controlUnits.at(0).faults.empty());
 }
