@@ -9,13 +9,13 @@ namespace Quarlen::Uds {
 
 namespace {
 
-/// A control unit that does not get the message does not answer it, either.
-template <class Question>
-void unlessRefused(Question ask) {
+/// Nothing for a control unit that does not get the message, and so does not answer it.
+std::optional<Channel::Question> questionTo(Channel& channel, Channel::Turn turn,
+                                            const Bytes& request, const std::stop_token& cancel) {
     try {
-        ask();
+        return channel.ask(std::move(turn), request, cancel);
     } catch (const MessageRefused&) {
-        return;
+        return {};
     }
 }
 
@@ -116,16 +116,14 @@ void Connection::askGroup(std::uint16_t functionalAddress, Units& silent, const 
 /// First those that are idle, at the same time; then those that somebody uses, one after the other,
 /// so that nobody is kept from a control unit because another one is busy.
 void Connection::askEach(Units& silent, const Bytes& request, const std::stop_token& cancel) {
-    const Units all = silent;
     Units busy;
     std::map<std::uint16_t, Channel::Question> questions;
-    for (const auto& [address, channel] : all) {
-        if (auto turn = channel->turnIfIdle()) {
-            unlessRefused([&] {
-                questions.emplace(address, channel->ask(std::move(turn), request, cancel));
-            });
-        } else {
+    for (const auto& [address, channel] : silent) {
+        auto turn = channel->turnIfIdle();
+        if (!turn) {
             busy.emplace(address, channel);
+        } else if (auto question = questionTo(*channel, std::move(turn), request, cancel)) {
+            questions.emplace(address, std::move(*question));
         }
     }
     for (auto& [address, question] : questions) {
@@ -134,11 +132,10 @@ void Connection::askEach(Units& silent, const Bytes& request, const std::stop_to
         }
     }
     for (const auto& [address, channel] : busy) {
-        unlessRefused([&] {
-            if (channel->ask(channel->takeTurn(cancel), request, cancel).isAnswered(cancel)) {
-                silent.erase(address);
-            }
-        });
+        auto question = questionTo(*channel, channel->takeTurn(cancel), request, cancel);
+        if (question && question->isAnswered(cancel)) {
+            silent.erase(address);
+        }
     }
 }
 

@@ -49,7 +49,7 @@ std::wstring UnitSession::enter(const Bytes& request, const Bytes& response) {
     constexpr std::size_t size = 6;
     leave();
     session = static_cast<Session>(request[1] & ~suppressPositiveResponseBit);
-    if (response.size() >= size) {
+    if (response.size() >= size && !isDefault()) {
         valid.p2 = milliseconds{numberAt(response, 2, 2)} + configured.delta;
         valid.p2Star = 10 * milliseconds{numberAt(response, 4, 2)} + configured.delta;
     }
