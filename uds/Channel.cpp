@@ -83,8 +83,7 @@ void Channel::prepare(const std::stop_token& cancel) {
             {static_cast<std::uint8_t>(Service::DiagnosticSessionControl), defaultSession}, cancel);
     }
     if (session.isDefault()) {
-        const std::lock_guard lock(mutex);
-        mustLeave = false;
+        stayInSession();
     }
 }
 
@@ -107,6 +106,9 @@ Bytes Channel::exchangeInTurn(const Bytes& request, const std::stop_token& cance
         if (!isRefusal(response, Nrc::BusyRepeatRequest) ||
             clock.now() + busyPause > begin + session.timing().busy) {
             noteOutcome(request, response);
+            if (entersSession(request) && !isNegative(response)) {
+                stayInSession();
+            }
             return response;
         }
         pause(busyPause, cancel);
@@ -212,11 +214,12 @@ std::wstring Channel::reasonOfLock() const {
 
 void Channel::noteOutcome(const Bytes& request, const Bytes& response) {
     noteLocked(request, session.note(request, response));
-    if (entersSession(request) && !isNegative(response)) {
-        // Somebody has a new session, which the wish to leave the former one does not mean.
-        const std::lock_guard lock(mutex);
-        mustLeave = false;
-    }
+}
+
+/// Somebody has a new session, which the wish to leave the former one does not mean.
+void Channel::stayInSession() {
+    const std::lock_guard lock(mutex);
+    mustLeave = false;
 }
 
 void Channel::noteLocked(const Bytes& cause, const std::wstring& how) {

@@ -107,6 +107,7 @@ private:
     std::optional<Bytes> receiveLate(const std::stop_token& cancel, TimePoint deadline);
     [[nodiscard]] bool mayBeLate(const Bytes& response) const;
     [[nodiscard]] bool hasToLeave() const;
+    void stayInSession();
     void pause(std::chrono::milliseconds duration, const std::stop_token& cancel);
     void noteOutcome(const Bytes& request, const Bytes& response);
     void noteSilence(const Bytes& request);

@@ -140,10 +140,12 @@ void VehicleAccess::settle(const std::stop_token& stop) {
         lock.unlock();
         try {
             channel->settle(stop);
-        } catch (const Uds::LinkError&) {
-            // The session then ends with the session timeout S3.
         } catch (const Uds::Cancelled&) {
-            // So it does when the connection is closed.
+            // The session then ends with the session timeout S3.
+        } catch (...) {
+            StdUtil::TraceHelper::ErrorTrace(source, __LINE__, L"%s keeps its session until S3: %s",
+                                             inQuotes(channel->unit().link).c_str(),
+                                             currentExceptionText().c_str());
         }
         lock.lock();
     }

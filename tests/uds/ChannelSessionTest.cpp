@@ -166,6 +166,87 @@ TEST_F(ChannelSession, IsLeftOnceWhatACancelledRequestHasBegunIsOver) {
     EXPECT_EQ(lastRequest(), "10 01");
 }
 
+TEST_F(ChannelSession, IsThereAlsoWhenItsResponseWasSuppressed) {
+    EXPECT_EQ(exchange("10 83"), "");
+    link.holdSession();
+    EXPECT_TRUE(isKept());
+    link.channel().leaveSession();
+    answerNext("50 01");
+    link.channel().settle({});
+    EXPECT_EQ(lastRequest(), "10 01");
+    EXPECT_FALSE(isKept());
+}
+
+TEST_F(ChannelSession, MayBeThereWhenNobodyHasAnsweredTheRequestForIt) {
+    EXPECT_THROW(exchange("10 02"), NoUsableResponse);
+    link.channel().leaveSession();
+    answerNext("50 01");
+    link.channel().settle({});
+    EXPECT_EQ(lastRequest(), "10 01");
+}
+
+TEST_F(ChannelSession, IsThereWhenTheRequestWasCancelledBeforeItsSilenceWasAnAnswer) {
+    clock.callAfter(100ms, [&] { cancel.request_stop(); });
+    EXPECT_THROW(exchange("10 82"), Cancelled);
+    link.channel().leaveSession();
+    answerNext("50 01");
+    link.channel().settle({});
+    EXPECT_EQ(lastRequest(), "10 01");
+}
+
+TEST_F(ChannelSession, ThatWasNotLeftIsLeftBeforeTheRequestAfterTheNext) {
+    enterExtended();
+    link.channel().leaveSession();
+    std::stop_source stopped;
+    stopped.request_stop();
+    EXPECT_THROW(link.channel().settle(stopped.get_token()), Cancelled);
+    answerNext("7F 10 22");
+    EXPECT_THROW(link.channel().settle({}), NoUsableResponse);
+    answerNext("50 01");
+    link.channel().settle({});
+    EXPECT_EQ(script.requests, (std::vector<Bytes>{hex("10 03"), hex("10 01"), hex("10 01")}));
+}
+
+TEST_F(ChannelSession, IsNotKeptOnceItIsToBeLeft) {
+    enterExtended();
+    link.holdSession();
+    link.channel().leaveSession();
+    EXPECT_FALSE(isKept());
+}
+
+TEST_F(ChannelSession, ThatIsEnteredAfterTheWishToLeaveTheFormerOneStays) {
+    enterExtended();
+    link.channel().leaveSession();
+    answerNext("7F 10 22");
+    answerNext("50 03 00 32 01 F4");
+    exchange("10 03");
+    answerNext("7E 00");
+    exchange("3E 00");
+    EXPECT_EQ(script.requests,
+              (std::vector<Bytes>{hex("10 03"), hex("10 01"), hex("10 03"), hex("3E 00")}));
+}
+
+TEST_F(ChannelSession, ThatHasRunOutIsNotKeptAliveAndItsUnlockIsTold) {
+    enterExtended();
+    unlock();
+    link.holdSession();
+    clock.advance(Timing{}.session + 1ms);
+    EXPECT_FALSE(isKept());
+    EXPECT_EQ(events.back().kind, BusEvent::Kind::Locked);
+    EXPECT_EQ(link.channel().reasonOfLock(), L"its session ran out");
+}
+
+TEST_F(ChannelSession, IsNotKeptByASendThatFails) {
+    enterExtended();
+    link.holdSession();
+    clock.advance(3000ms);
+    script.onSend = [] { throw MessageRefused(6, L"unreachable"); };
+    EXPECT_THROW(link.channel().keepSession(), MessageRefused);
+    script.onSend = {};
+    clock.advance(2001ms);
+    EXPECT_FALSE(isKept());
+}
+
 TEST_F(ChannelSession, OfDefaultIsNotLeft) {
     link.channel().leaveSession();
     link.channel().settle({});

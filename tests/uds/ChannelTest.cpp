@@ -49,6 +49,60 @@ TEST_F(ChannelTest, TakesSilenceForAnAnswerWhereTheCallerSaysSo) {
     EXPECT_THROW(link.channel().exchange(hex("22 F1 90"), {}, quiet), NoUsableResponse);
 }
 
+TEST_F(ChannelTest, AsksAgainWhereARefusalMayBelongToTheRequestBefore) {
+    EXPECT_THROW(exchange("22 F1 90"), NoUsableResponse);
+    script.answerNext({{10ms, hex("7F 22 31")}});
+    script.answerNext({{10ms, hex("62 F1 95 41")}});
+    EXPECT_EQ(exchange("22 F1 95"), "62 F1 95 41");
+    EXPECT_EQ(script.requests,
+              (std::vector<Bytes>{hex("22 F1 90"), hex("22 F1 95"), hex("22 F1 95")}));
+}
+
+TEST_F(ChannelTest, BelievesARefusalThatComesTwice) {
+    EXPECT_THROW(exchange("22 F1 90"), NoUsableResponse);
+    answerNext("7F 22 31");
+    answerNext("7F 22 31");
+    EXPECT_EQ(exchange("22 F1 95"), "7F 22 31");
+    answerNext("7F 22 31");
+    EXPECT_EQ(exchange("22 F1 96"), "7F 22 31");
+    EXPECT_EQ(script.requests.size(), 4U);
+}
+
+TEST_F(ChannelTest, BelievesARefusalOfAnotherServiceOrALaterOne) {
+    EXPECT_THROW(exchange("22 F1 90"), NoUsableResponse);
+    answerNext("7F 19 12");
+    EXPECT_EQ(exchange("19 02 FF"), "7F 19 12");
+    clock.advance(Timing{}.p2Star);
+    answerNext("7F 22 31");
+    EXPECT_EQ(exchange("22 F1 95"), "7F 22 31");
+    EXPECT_EQ(script.requests.size(), 3U);
+}
+
+TEST_F(ChannelTest, DoesNotRepeatWhatDoesMoreThanRead) {
+    EXPECT_THROW(exchange("2E F1 5A 01"), NoUsableResponse);
+    answerNext("7F 2E 31");
+    EXPECT_EQ(exchange("2E F1 5B 01"), "7F 2E 31");
+    EXPECT_EQ(script.requests.size(), 2U);
+}
+
+TEST_F(ChannelTest, IsIdleWhenNobodyHasAnExchangeAndTheLastOneIsOver) {
+    EXPECT_TRUE(link.channel().turnIfIdle());
+    const auto turn = link.channel().takeTurn({});
+    EXPECT_FALSE(link.channel().turnIfIdle());
+}
+
+TEST_F(ChannelTest, IsNotIdleWhileTheControlUnitIsAtWork) {
+    script.answerNext({{0ms, hex("7F 31 78")}, {3000ms, hex("71 01 02 03")}});
+    clock.callAfter(100ms, [&] { cancel.request_stop(); });
+    EXPECT_THROW(exchange("31 01 02 03"), Cancelled);
+    EXPECT_FALSE(link.channel().turnIfIdle());
+    auto question = link.channel().ask(link.channel().takeTurn({}), hex("3E 00"), {});
+    EXPECT_TRUE(question.isAnswered({}));
+    EXPECT_EQ(script.requests.size(), 1U);
+    clock.advance(3000ms);
+    EXPECT_TRUE(link.channel().turnIfIdle());
+}
+
 TEST_F(ChannelTest, TellsEachResponsePendingAndNothingElse) {
     int pending = 0;
     const ExchangeManner counting{Silence::IsJudged, [&] { ++pending; }};

@@ -129,6 +129,49 @@ TEST_F(ConnectionTest, GetsNoAnswerFromALinkThatTheVehicleDoesNotHave) {
     EXPECT_EQ(whoAnswers({L"X", L"A"}), (std::vector<bool>{false, true}));
 }
 
+TEST_F(ConnectionTest, GetsNoAnswerFromAControlUnitThatItsGatewayDoesNotReach) {
+    vehicle->scripts[L"A"].onSend = [] { throw MessageRefused(6, L"unreachable"); };
+    answer(L"B", 1ms, "7E 00");
+    EXPECT_EQ(whoAnswers({L"A", L"B"}), (std::vector<bool>{false, true}));
+}
+
+TEST_F(ConnectionTest, AsksEachForItselfWhereTheFunctionalRequestIsRefused) {
+    vehicle->scripts[L""].onSend = [] { throw MessageRefused(6, L"unreachable"); };
+    answer(L"A", 1ms, "7E 00");
+    EXPECT_EQ(whoOfAllAnswers({L"A", L"B"}), (std::vector<bool>{true, false}));
+}
+
+TEST_F(ConnectionTest, LosesAllAnswersWithTheConnection) {
+    vehicle->scripts[L"A"].onSend = [] { throw ConnectionLost(L"gone"); };
+    answer(L"B", 1ms, "7E 00");
+    EXPECT_THROW(whoAnswers({L"B", L"A"}), ConnectionLost);
+}
+
+TEST_F(ConnectionTest, AsksAControlUnitInUseLastAndKeepsNobodyFromTheOthers) {
+    VehicleLink used = connection.openLink({L"A"});
+    const VehicleLink other = connection.openLink({L"B"});
+    auto turn = used.channel().takeTurn({});
+    answer(L"B", 500ms, "7E 00");
+    answer(L"A", 1ms, "7E 00");
+    bool isFree = false;
+    clock.callAfter(500ms, [&] {
+        isFree = vehicle->scripts[L"A"].requests.empty();
+        turn.reset();
+    });
+    EXPECT_EQ(whoAnswers({L"A", L"B"}), (std::vector<bool>{true, true}));
+    EXPECT_TRUE(isFree);
+}
+
+TEST_F(ConnectionTest, TakesAControlUnitThatIsAtWorkForOneThatAnswers) {
+    VehicleLink used = connection.openLink({L"A"});
+    vehicle->scripts[L"A"].answerNext({{0ms, hex("7F 31 78")}, {60s, hex("71 01 02 03")}});
+    std::stop_source stopped;
+    clock.callAfter(1ms, [&] { stopped.request_stop(); });
+    EXPECT_THROW(used.channel().exchange(hex("31 01 02 03"), stopped.get_token()), Cancelled);
+    EXPECT_EQ(whoAnswers({L"A"}), std::vector<bool>{true});
+    EXPECT_LT(clock.now() - begin, 1s);
+}
+
 TEST_F(ConnectionTest, AsksAllOfAFunctionalAddressByOneRequest) {
     answerToAll({{10ms, hex("7E 00"), 2}, {20ms, hex("7F 3E 21"), 1}});
     EXPECT_EQ(whoOfAllAnswers({L"A", L"B"}), (std::vector<bool>{true, true}));

@@ -45,6 +45,7 @@ TEST_P(SuppressPositiveResponse, IsTheHighestBitOfASubFunctionOnly) {
 INSTANTIATE_TEST_SUITE_P(Requests, SuppressPositiveResponse,
                          testing::Values(Suppression{"3E 80", true}, Suppression{"3E 00", false},
                                          Suppression{"10 83", true}, Suppression{"31 81 02", true},
+                                         Suppression{"2C 81 F3 00", true},
                                          Suppression{"22 F1 90", false},
                                          Suppression{"36 80", false}, Suppression{"3E", false},
                                          Suppression{"", false}));
