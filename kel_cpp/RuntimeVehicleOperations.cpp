@@ -180,7 +180,8 @@ std::shared_ptr<VehicleAccess> Runtime::openAccess(const SelectedVehicle& vehicl
     try {
         return std::make_shared<VehicleAccess>(
             interfaceName, interfaces.make(inEffect.vehicleFile), environment.clock,
-            AccessOptions{environment.testerPresentInterval, {}, busListener(inEffect)},
+            AccessOptions{environment.testerPresentInterval,
+                          VehicleInterfaces::timing(inEffect.interfaces), busListener(inEffect)},
             vehicle.changed);
     } catch (const Uds::Cancelled&) {
         throw runtimeError(ErrorCode::NotConnected, L"connecting to the vehicle of project " +

@@ -43,15 +43,19 @@ VehicleLink Connection::openLink(const UnitAddress& unit) {
 
 std::shared_ptr<Channel> Connection::channelOf(const UnitAddress& unit) {
     const UnitAddress resolved = vehicleInterface->resolve(unit);
-    const std::lock_guard lock(mutex);
-    const auto known = channels.find(resolved.physical.value());
-    if (known != channels.end()) {
-        return known->second;
+    {
+        const std::lock_guard lock(mutex);
+        const auto known = channels.find(resolved.physical.value());
+        if (known != channels.end()) {
+            return known->second;
+        }
     }
+    // Without the lock: an interface that loses its connection meanwhile tells it, and whoever
+    // hears of it may ask for the sessions that are held.
     auto channel = std::make_shared<Channel>(resolved, vehicleInterface->openEndpoint(resolved),
                                              clock, timing, onEvent);
-    channels.emplace(*resolved.physical, channel);
-    return channel;
+    const std::lock_guard lock(mutex);
+    return channels.try_emplace(*resolved.physical, std::move(channel)).first->second;
 }
 
 std::vector<bool> Connection::whoAnswers(const std::vector<UnitAddress>& units,

@@ -54,12 +54,6 @@ std::optional<std::uint64_t> parseNumber(std::string_view text) {
     return value;
 }
 
-std::optional<std::uint64_t> parseNumber(std::string_view text, std::uint64_t min,
-                                         std::uint64_t max) {
-    const auto value = parseNumber(trimmed(text));
-    return value && *value >= min && *value <= max ? value : std::nullopt;
-}
-
 std::wstring numberText(std::uint64_t min, std::uint64_t max) {
     return L"a number from " + std::to_wstring(min) + L" to " + std::to_wstring(max);
 }
@@ -98,6 +92,11 @@ std::string rawContent(const pugi::xml_node& node) {
 }
 
 } // namespace
+
+std::optional<std::uint64_t> numberIn(std::string_view text, std::uint64_t min, std::uint64_t max) {
+    const auto value = parseNumber(trimmed(text));
+    return value && *value >= min && *value <= max ? value : std::nullopt;
+}
 
 File::File(const std::filesystem::path& file, std::string_view rootElement, const Limits& limits)
     : File(file, Source::load(file, limits), rootElement, limits) {}
@@ -236,7 +235,7 @@ std::uint64_t File::number(const pugi::xml_node& node, const char* attribute, st
     if (!found) {
         failMissing(node, attribute);
     }
-    const auto value = parseNumber(found.value(), min, max);
+    const auto value = numberIn(found.value(), min, max);
     if (!value) {
         failValue(node, attribute, numberText(min, max));
     }
@@ -278,7 +277,7 @@ std::uint64_t File::contentNumber(const pugi::xml_node& node, std::uint64_t min,
                                   std::uint64_t max) const {
     (void)content(node);
     const auto text = rawContent(node);
-    const auto value = parseNumber(text, min, max);
+    const auto value = numberIn(text, min, max);
     if (!value) {
         fail(node, inQuotes(node.name()) + L" is " + inQuotes(text) + L", expected " +
                        numberText(min, max));

@@ -15,6 +15,11 @@
 
 namespace Xml {
 
+/// What `File::number` takes: decimal, or hexadecimal with "0x", with blanks around. Nothing for
+/// any other text and outside `min` to `max`.
+[[nodiscard]] std::optional<std::uint64_t> numberIn(std::string_view text, std::uint64_t min,
+                                                    std::uint64_t max);
+
 /// Checked access to the elements and attributes of one XML file. The readers of the runtime's
 /// files and of the vehicle file get their values through it. It owns the `Source` (text and tree),
 /// so that every failure throws `FileError` with "file:line:column: message". A file is not changed

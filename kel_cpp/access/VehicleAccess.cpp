@@ -109,13 +109,22 @@ void VehicleAccess::keepSessions(const std::stop_token& stop) {
             return;
         }
         lock.unlock();
-        const std::wstring former = std::exchange(failure, vehicle.keepSessions());
+        const std::wstring former = std::exchange(failure, failureToKeepSessions());
         // Once, not at every interval.
         if (!failure.empty() && former.empty()) {
             StdUtil::TraceHelper::ErrorTrace(source, __LINE__, L"tester present failed: %s",
                                              failure.c_str());
         }
         lock.lock();
+    }
+}
+
+/// Empty when all could be kept. A failure of a listener must not end the thread.
+std::wstring VehicleAccess::failureToKeepSessions() {
+    try {
+        return vehicle.keepSessions();
+    } catch (...) {
+        return currentExceptionText();
     }
 }
 

@@ -82,6 +82,7 @@ private:
     void onLost(const std::wstring& cause);
     void onEvent(const Uds::BusEvent& event) const;
     void keepSessions(const std::stop_token& stop);
+    std::wstring failureToKeepSessions();
     void settle(const std::stop_token& stop);
     [[nodiscard]] bool holdsUnlockOn(const std::wstring& link) const;
 

@@ -12,6 +12,7 @@
 #include "kel_server_lib/runtime/SettingsRecords.hpp"
 #include "platform/Clock.hpp"
 #include "simulation/SimulatedVehicle.hpp"
+#include "uds/Timing.hpp"
 #include "uds/VehicleInterface.hpp"
 
 namespace Quarlen::Kel_cpp {
@@ -48,6 +49,11 @@ public:
     /// Throws `KelApiException` (code UnknownInterface) for a control unit that another interface
     /// than `enabled` leads to.
     static void checkTargets(const VehicleInformation& information, const std::wstring& enabled);
+
+    /// For how long the control units behind the enabled interface may be silent, where its
+    /// parameters "p2" and "p2Star" say so. Throws `KelApiException` (code Configuration) for a
+    /// value that is no such time.
+    [[nodiscard]] static Uds::Timing timing(const InterfaceSettings& settings);
 
     /// A connection that is not open yet. Throws `KelApiException` (code Configuration) when the
     /// vehicle file is wrong.

@@ -6,6 +6,7 @@
 #include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "kel_cpp/base/RuntimeError.hpp"
 #include "platform/TextEncoding.hpp"
+#include "std_util/TraceHelper.hpp"
 #include "uds/Client.hpp"
 #include "uds/Identifiers.hpp"
 
@@ -32,6 +33,9 @@ std::vector<bool> whoAnswers(const SelectedVehicle& vehicle,
 
 std::vector<bool> checkThatVehicleAnswers(const SelectedVehicle& vehicle) {
     const std::vector<bool> answers = whoAnswers(vehicle, controlUnits(*vehicle.information));
+    StdUtil::TraceHelper::InfoTrace(
+        L"kel_cpp/access/VehicleQueries", __LINE__, L"%td of %zu control units answer",
+        std::count(answers.begin(), answers.end(), true), answers.size());
     if (std::find(answers.begin(), answers.end(), true) == answers.end()) {
         throw runtimeError(ErrorCode::Communication, L"no control unit of vehicle information " +
                                                          inQuotes(vehicle.information->name) +

@@ -1,6 +1,9 @@
+#include <array>
 #include <limits>
+#include <map>
 #include <set>
 
+#include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "kel_cpp/base/RuntimeError.hpp"
 #include "kel_cpp/projects/FlashItemReader.hpp"
 #include "kel_cpp/projects/ProcedureReader.hpp"
@@ -174,6 +177,24 @@ void checkFlashTargets(const Xml::File& file, const Project& project) {
     }
 }
 
+/// Who talks over a link means one control unit.
+void checkAddresses(const Xml::File& file) {
+    std::map<std::wstring, std::array<std::optional<std::uint16_t>, 3>> known;
+    for (const auto information : file.root().children("VehicleInformation")) {
+        for (const auto node : information.children("Target")) {
+            const std::wstring link = file.optionalText(node, "link");
+            const std::array<std::optional<std::uint16_t>, 3> addresses{
+                readAddress(file, node, "address"), readAddress(file, node, "functionalAddress"),
+                readAddress(file, node, "testerAddress")};
+            if (known.try_emplace(link, addresses).first->second != addresses) {
+                file.failAttribute(node, "link",
+                                   L"link " + inQuotes(link) +
+                                       L" has other addresses in another target");
+            }
+        }
+    }
+}
+
 std::shared_ptr<const Project> readChecked(const Xml::File& file, const std::wstring& name) {
     const auto root = file.root();
     file.allowOnly(root,
@@ -194,6 +215,7 @@ std::shared_ptr<const Project> readChecked(const Xml::File& file, const std::wst
     project->dtcTexts = readDtcTexts(file);
     checkProcedureNames(file, *project);
     checkFlashTargets(file, *project);
+    checkAddresses(file);
     return project;
 }
 

@@ -2,6 +2,7 @@
 
 #include <limits>
 
+#include "kel_cpp/settings/InterfaceTimes.hpp"
 #include "platform/Paths.hpp"
 #include "platform/TextEncoding.hpp"
 
@@ -118,6 +119,15 @@ void readParameters(InterfaceEntry& entry, const Xml::File& file, const pugi::xm
     }
 }
 
+/// The parameters that every interface has.
+void checkTimes(const Xml::File& file, const pugi::xml_node& node) {
+    for (const auto& [name, max] : interfaceTimes) {
+        if (node.attribute(name)) {
+            static_cast<void>(file.number(node, name, 1, max));
+        }
+    }
+}
+
 std::shared_ptr<InterfaceGroup> readGroup(const Xml::File& file, const pugi::xml_node& node) {
     file.allowOnly(node, {"Interface"}, {"name"});
     auto group = std::make_shared<InterfaceGroup>();
@@ -127,6 +137,7 @@ std::shared_ptr<InterfaceGroup> readGroup(const Xml::File& file, const pugi::xml
         entry->name = file.requiredText(child, "name");
         entry->enabled = file.flag(child, "enabled", false);
         readParameters(*entry, file, child);
+        checkTimes(file, child);
         group->interfaces.push_back(std::move(entry));
     }
     return group;

@@ -76,6 +76,7 @@ class Settings:
     LEAVES = ["BrokerUrl", "BrokerUrlFile", "StartSequence", "F1Sequence", "F2Sequence", "Vehicle"]
     ATTRIBUTES = {("Tracing", "enabled"): FLAGS, ("Tracing", "level"): number(0, 4), ("Tracing", "bus"): FLAGS, ("Group", "name"): TEXTS,
                   ("Interface", "name"): TEXTS, ("Interface", "enabled"): FLAGS,
+                  ("Interface", "p2"): number(1, 60000), ("Interface", "p2Star"): number(1, 600000),
                   ("SovdServer", "port"): number(1, 65535), ("Clients", "max"): number(1, 10000),
                   ("Clients", "messageBytes"): number(1024, 1 << 24), ("Access", "tokenFile"): TEXTS,
                   ("Clients", "idleSeconds"): number(1, 86400), ("Clients", "unsentTexts"): number(10, 100000)}
@@ -85,7 +86,7 @@ class Settings:
     @staticmethod
     def make():
         address = Element("ServerAddress", {}, [Element("IpAddress", text="127.0.0.1"), Element("Port", text="1")])
-        group = Element("Group", {"name": "g"}, [Element("Interface", {"name": "Simulation", "enabled": "true"}),
+        group = Element("Group", {"name": "g"}, [Element("Interface", {"name": "Simulation", "enabled": "true", "p2": "1", "p2Star": "1"}),
                                                 Element("Interface", {"name": "DoIP", "host": "127.0.0.1"})])
         folders = [Element(name, text=name) for name in ("Projects", "Traces", "Reports", "Data")]
         return Element("KelServer", {}, [

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <utility>
+
+namespace Quarlen::Kel_cpp {
+
+/// The parameters of an interface that say for how long its control units may be silent, in
+/// milliseconds, and their highest values: P2client and P2*client of ISO 14229-2:2021 (clause 7.2).
+inline constexpr std::array<std::pair<const char*, std::uint64_t>, 2> interfaceTimes{
+    {{"p2", 60'000}, {"p2Star", 600'000}}};
+
+} // namespace Quarlen::Kel_cpp
