@@ -33,12 +33,10 @@ RunResult::Outcome outcomeOf(const JobEntry& job) {
     return RunResult::Outcome::Running;
 }
 
-/// A flash session is named; of a procedure the verdict alone tells what there is to say.
+/// A flash session that is done has no text; verdicts and causes of failures speak for themselves.
 std::wstring lineOf(const JobEntry& job, const JobItem& item) {
-    if (job.kind != JobKind::Flash) {
-        return item.text;
-    }
-    return L"session " + inQuotes(item.name) + L": " + (item.passed ? L"done" : item.text);
+    const bool isDone = job.kind == JobKind::Flash && item.passed;
+    return isDone ? L"session " + inQuotes(item.name) + L": done" : item.text;
 }
 
 } // namespace

@@ -28,8 +28,9 @@ bool isNoRecord(const Uds::NegativeResponse& refusal) {
     return refusal.nrc() == static_cast<std::uint8_t>(Uds::Nrc::RequestOutOfRange);
 }
 
+/// Adds a sentence.
 void addText(DtcReading& fault, const std::wstring& text) {
-    fault.recordsText += (fault.recordsText.empty() ? L"" : L"; ") + text;
+    fault.recordsText.append(fault.recordsText.empty() ? L"" : L" ").append(text).append(L".");
 }
 
 /// The numbers of the two counters are the manufacturer's choice; these are the usual ones.
@@ -61,18 +62,18 @@ Uds::Bytes FaultRecordsReader::ask(std::uint8_t reportType, const DtcReading& fa
 
 void FaultRecordsReader::readFreezeFrames(DtcReading& fault) {
     if (!hasFreezeFrames) {
-        return addText(fault, L"freeze frames are not supported");
+        return addText(fault, L"Freeze frames are not supported");
     }
     try {
         takeFrames(fault, ask(ReportType::freezeFrameByDtc, fault, Uds::allRecords));
         if (fault.freezeFrames.empty()) {
-            addText(fault, L"no freeze frame is stored");
+            addText(fault, L"No freeze frame is stored");
         }
     } catch (const Uds::NegativeResponse& refusal) {
         hasFreezeFrames = !isMissing(refusal);
-        addText(fault, !hasFreezeFrames      ? L"freeze frames are not supported"
-                       : isNoRecord(refusal) ? L"no freeze frame is stored"
-                                             : L"freeze frames: " + refusal.message());
+        addText(fault, !hasFreezeFrames      ? L"Freeze frames are not supported"
+                       : isNoRecord(refusal) ? L"No freeze frame is stored"
+                                             : L"Freeze frames: " + refusal.message());
     }
 }
 
@@ -84,9 +85,9 @@ void FaultRecordsReader::readExtendedData(DtcReading& fault) {
         }
     }
     if (!hasExtendedData) {
-        addText(fault, L"extended data is not supported");
+        addText(fault, L"Extended data is not supported");
     } else if (fault.extendedData.empty()) {
-        addText(fault, L"no extended data is stored");
+        addText(fault, L"No extended data is stored");
     }
 }
 

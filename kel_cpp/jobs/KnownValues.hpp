@@ -11,10 +11,10 @@ namespace Quarlen::Kel_cpp {
 /// A data identifier whose length and scaling a standard lays down: 0xF400 to 0xF4FF hold the
 /// parameters of SAE J1979-DA under their numbers (ISO 14229-1 annex C.1).
 struct KnownValue {
-    std::uint16_t dataIdentifier;
-    const wchar_t* name;
-    std::size_t length;
-    const wchar_t* unit;
+    std::uint16_t dataIdentifier = 0;
+    const wchar_t* name = L"";
+    std::size_t length = 0;
+    const wchar_t* unit = L"";
     /// value = raw * multiplier / divisor + offset, counted in 10^-decimals units.
     std::int64_t multiplier = 1;
     std::int64_t divisor = 1;

@@ -111,7 +111,7 @@ void writeRecords(HtmlWriter& html, const DtcReading& fault) {
     }
 }
 
-void writeRemark(HtmlWriter& html, const std::string& remark) {
+void writeRemark(HtmlWriter& html, std::string_view remark) {
     if (!remark.empty()) {
         html.element("p", "soft", remark);
     }
@@ -174,6 +174,9 @@ void writeFaults(HtmlWriter& html, const ControlUnitQuickTestResult& unit,
     writeCountNotice(html, unit);
     if (!unit.faults.empty()) {
         writeRemark(html, dtcFormatRemark(unit.dtcFormat));
+        writeRemark(html, unit.statusAvailability == 0xFF
+                              ? ""
+                              : "Struck through: what the control unit does not support.");
         writeFaultTable(html, unit);
     } else if (unit.faultCount == 0 && (askedStatus & unit.statusAvailability) != 0) {
         html.element("p", "none", "No faults with the requested status.");

@@ -54,7 +54,8 @@ struct DtcReading {
     std::wstring text;
     std::vector<FreezeFrame> freezeFrames{};
     std::vector<ExtendedRecord> extendedData{};
-    /// Why freeze frames or extended data that were asked for are not there; may be empty.
+    /// Sentences on freeze frames or extended data that were asked for and are not there; may be
+    /// empty.
     std::wstring recordsText{};
 };
 

@@ -29,7 +29,8 @@ public:
     [[nodiscard]] std::wstring text() const {
         std::wstring whole;
         for (const auto& [value, names] : groups) {
-            whole += (whole.empty() ? L"" : L", ") + value + L" (" + names + L")";
+            whole.append(whole.empty() ? L"" : L", ").append(value);
+            whole.append(L" (").append(names).append(L")");
         }
         return whole;
     }

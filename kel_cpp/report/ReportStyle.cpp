@@ -60,7 +60,7 @@ code, .vin { font-family: ui-monospace, "Cascadia Mono", "DejaVu Sans Mono", mon
 .good.badge { color: var(--good); background: var(--good-fill); }
 .bad.badge { color: var(--bad); background: var(--bad-fill); }
 .note.badge { color: var(--note); background: var(--note-fill); }
-.quiet.badge { color: var(--quiet); background: var(--quiet-fill); }
+.quiet.badge { color: var(--soft); background: var(--page); }
 .interrupted.value { color: var(--bad); font-weight: 600; }
 .notice, .error { border-radius: .4rem; padding: .6rem .9rem; margin-top: 1rem; overflow-wrap: anywhere; }
 .notice { color: var(--note); background: var(--note-fill); }

@@ -41,8 +41,7 @@ TEST(RunResults, AreTheProceduresServicesAndFlashItemsOfTheRun) {
     EXPECT_EQ(results[2].kind, "Flash");
     EXPECT_EQ(results[2].name, L"J");
     EXPECT_EQ(results[2].outcome, RunResult::Outcome::Failed);
-    EXPECT_THAT(results[2].lines,
-                ElementsAre(L"session \"APP\": done", L"session \"DATA\": no response"));
+    EXPECT_THAT(results[2].lines, ElementsAre(L"session \"APP\": done", L"no response"));
     EXPECT_EQ(results[3].outcome, RunResult::Outcome::Cancelled);
 }
 

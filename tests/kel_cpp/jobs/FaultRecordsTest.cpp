@@ -120,11 +120,11 @@ TEST_F(FaultRecords, AreBytesWhereAFrameIsCutOffOrDoesNotCountItsValues) {
 }
 
 TEST_F(FaultRecords, SayThatThereIsNoFreezeFrame) {
-    EXPECT_EQ(frames({}).recordsText, L"no freeze frame is stored");
+    EXPECT_EQ(frames({}).recordsText, L"No freeze frame is stored.");
     responses.clear();
     DtcReading fault{0x030100, 0x2F, L""};
     read(fault, true, false);
-    EXPECT_EQ(fault.recordsText, L"no freeze frame is stored");
+    EXPECT_EQ(fault.recordsText, L"No freeze frame is stored.");
 }
 
 TEST_F(FaultRecords, AreTheTwoCountersWhereTheProjectSaysNothing) {
@@ -149,7 +149,7 @@ TEST_F(FaultRecords, LeaveOutExtendedDataThatTheFaultDoesNotHave) {
 }
 
 TEST_F(FaultRecords, SayThatThereIsNoExtendedData) {
-    EXPECT_EQ(extended().recordsText, L"no extended data is stored");
+    EXPECT_EQ(extended().recordsText, L"No extended data is stored.");
 }
 
 TEST_F(FaultRecords, AreNotAskedForAgainWhereTheControlUnitDoesNotHaveThem) {
@@ -158,7 +158,7 @@ TEST_F(FaultRecords, AreNotAskedForAgainWhereTheControlUnitDoesNotHaveThem) {
         DtcReading fault{0x030100, 0x2F, L""};
         read(fault, true, true);
         EXPECT_EQ(fault.recordsText,
-                  L"freeze frames are not supported; extended data is not supported");
+                  L"Freeze frames are not supported. Extended data is not supported.");
     }
     EXPECT_EQ(vehicle->requests().size(), 2U);
 }
@@ -167,8 +167,8 @@ TEST_F(FaultRecords, SayWhyTheyWereRefused) {
     refusal = 0x22;
     DtcReading fault{0x030100, 0x2F, L""};
     read(fault, true, false);
-    EXPECT_EQ(fault.recordsText, L"freeze frames: ReadDTCInformation (0x19) refused: "
-                                 L"conditionsNotCorrect (0x22)");
+    EXPECT_EQ(fault.recordsText, L"Freeze frames: ReadDTCInformation (0x19) refused: "
+                                 L"conditionsNotCorrect (0x22).");
 }
 
 } // namespace Quarlen::Kel_cpp::Tests

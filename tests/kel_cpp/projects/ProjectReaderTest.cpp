@@ -208,9 +208,10 @@ TEST_P(WrongProjectXml, IsRefusedWithFilePlaceAndExpectation) {
 INSTANTIATE_TEST_SUITE_P(
     Structure, WrongProjectXml,
     testing::Values(
-        WrongProject{"UnknownElement", "<Foo/>",
-                     "10: unknown element \"Foo\" in \"Project\", expected: VehicleInformation, "
-                     "Procedure, Identification, Unlock, FlashItem, DtcText"},
+        WrongProject{
+            "UnknownElement", "<Foo/>",
+            "10: unknown element \"Foo\" in \"Project\", expected: VehicleInformation, "
+            "Procedure, Identification, ExtendedData, Mileage, Unlock, FlashItem, DtcText"},
         WrongProject{"Text", " x ", "11: text \"x\" in \"Project\", expected no text"},
         WrongProject{"NamelessVehicleInformation", "<VehicleInformation/>",
                      "10: \"VehicleInformation\" needs the attribute \"name\""},

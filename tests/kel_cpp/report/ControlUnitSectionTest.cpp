@@ -208,6 +208,14 @@ TEST_F(ControlUnitSection, ShowsStatusBitsThatTheControlUnitDoesNotSupport) {
                     "Warning indicator not supported"));
     EXPECT_THAT(page.texts("//li[@class='set fault']/@title"),
                 ElementsAre("TestFailed", "Pending", "Confirmed"));
+    EXPECT_EQ(section(0x2).text("//p[@class='soft']"),
+              "Struck through: what the control unit does not support.");
+}
+
+TEST_F(ControlUnitSection, HasNothingToRemarkOnUsualCodesWithEveryStatusBit) {
+    unit.faults = {{0x010111, 0xAF, L"fault"}};
+
+    EXPECT_EQ(section(0x2).count("//p"), 0U);
 }
 
 TEST_F(ControlUnitSection, SaysWhichStatusThatWasAskedForIsNotSupported) {

@@ -59,6 +59,11 @@ class InAConfiguration(unittest.TestCase):
         file.write_text(text, encoding="utf-8", newline="\n")
         return name
 
+    def line_of(self, name, text):
+        """The line of a file of the configuration in which the text stands first."""
+        before = (self.config / name).read_text(encoding="utf-8").split(text)[0]
+        return before.count("\n") + 1
+
     def lines_of(self, *arguments):
         """What people read, alike on all systems; the folder is HERE."""
         text = kelctl(*arguments, cwd=self.folder).out.replace("\\", "/")

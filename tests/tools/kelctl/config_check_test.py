@@ -208,8 +208,10 @@ class Configuration(InAConfiguration):
         flash = self.config / "data" / "flashdata"
         (flash / "engine_app.bin").unlink()
         (flash / "engine_data.bin").write_bytes(b"short")
-        self.expect_config(("missing-flash-file", "error", self.PROJECT, 62),
-                           ("wrong-flash-file", "error", self.PROJECT, 64), saying="5 of 12345 bytes")
+        lines = [self.line_of("projects/Car_DEMO0000000042/project.xml", f'<Session name="{name}"')
+                 for name in ("ENGINE_APP", "ENGINE_DATA")]
+        self.expect_config(("missing-flash-file", "error", self.PROJECT, lines[0]),
+                           ("wrong-flash-file", "error", self.PROJECT, lines[1]), saying="5 of 12345 bytes")
 
 
 class Words(InAConfiguration):
@@ -245,10 +247,11 @@ class Words(InAConfiguration):
     def test_of_findings_in_a_project(self):
         self.edit("vehicle.xml", 'link="UDS_CAN_BRAKES"', 'link="X"')
         (self.config / "data" / "flashdata" / "engine_app.bin").unlink()
+        line = self.line_of("projects/Car_DEMO0000000042/project.xml", '<Session name="ENGINE_APP"')
         self.assertEqual(self.lines_of("config", "check", Configuration.PROJECT), [
             f"{Configuration.PROJECT}:6:5: warning: the simulated vehicle has no logical link \"UDS_CAN_BRAKES\"; "
             "it has UDS_CAN_D, UDS_CAN_ENGINE, X [missing-link]",
-            f"{Configuration.PROJECT}:62:5: error: \"engine_app.bin\": the file does not exist in "
+            f"{Configuration.PROJECT}:{line}:5: error: \"engine_app.bin\": the file does not exist in "
             "HERE/config/data/flashdata [missing-flash-file]",
             "1 error and 1 warning in 1 file"])
 
