@@ -360,8 +360,8 @@ class Faults(DryRunTest):
 
     def test_a_lost_link_is_shown_and_ends_the_connection(self):
         self.check(self.run_script("Demo.xml", "-v", "--fault", "UDS_CAN_ENGINE:19=lost"),
-                   REFUSED, "ENGINE   ! the connection to ENGINE", "BRAKES: the connection to ENGINE",
-                   "quick test VIT_A failed: 0 of 3 control units read", "is lost: the connection to ENGINE")
+                   REFUSED, "ENGINE   ! the connection to ENGINE",
+                   "quick test VIT_A failed: 0 of 3 control units read", "BRAKES: the connection to ENGINE", "is lost: the connection to ENGINE")
 
     def test_a_fault_ends_after_its_times_and_begins_after_normal_answers(self):
         result = self.run_script("Flash.xml", "-v", "--fault", "ENGINE:36=7F 36 72 x1 @5")
