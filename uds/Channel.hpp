@@ -95,6 +95,7 @@ private:
     void noteOutcome(const Bytes& request, const Bytes& response);
     /// `how` is empty when nothing was locked.
     void noteLocked(const Bytes& cause, const std::wstring& how);
+    void noteUnusable(const Bytes& request, const Bytes& response);
     [[noreturn]] void giveUp(const Bytes& request, std::chrono::milliseconds waited);
     void tell(BusEvent::Kind kind, const Bytes& bytes, std::wstring text = {}) const;
 
