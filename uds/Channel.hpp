@@ -113,6 +113,7 @@ private:
     void noteSilence(const Bytes& request);
     /// `how` is empty when nothing was locked.
     void noteLocked(const Bytes& cause, const std::wstring& how);
+    void noteUnusable(const Bytes& request, const Bytes& response);
     [[noreturn]] void giveUp(const Bytes& request, std::chrono::milliseconds waited);
     void tell(BusEvent::Kind kind, const Bytes& bytes, std::wstring text = {});
 

@@ -114,13 +114,10 @@ Bytes Channel::finalResponse(const Bytes& request, const std::stop_token& cancel
             if (silenceIsAnAnswer) {
                 return {};
             }
-            missed = Missed{request[0], clock.now() + session.timing().p2Star};
-            noteSilence(request);
-            tell(BusEvent::Kind::Silence, request);
             giveUp(request, clock.now() >= limit ? session.timing().total : window);
         }
         if (!matches(request, *response)) {
-            unusable = isOfService(request, *response) ? *response : unusable;
+            noteUnusable(request, *response);
         } else if (isRefusal(*response, Nrc::ResponsePending)) {
             silenceIsAnAnswer = false;
             window = session.timing().p2Star;
@@ -158,7 +155,16 @@ std::optional<Bytes> Channel::receive(const std::stop_token& cancel, TimePoint d
     return std::move(received->bytes);
 }
 
+void Channel::noteUnusable(const Bytes& request, const Bytes& response) {
+    if (isOfService(request, response)) {
+        unusable = response;
+    }
+}
+
 void Channel::giveUp(const Bytes& request, milliseconds waited) {
+    tell(BusEvent::Kind::Silence, request);
+    missed = Missed{request[0], clock.now() + session.timing().p2Star};
+    noteSilence(request);
     const std::wstring service = serviceText(request[0]);
     throw NoUsableResponse(unusable.empty()
                                ? L"no response to " + service + L" within " +

@@ -1,5 +1,7 @@
 #include "kel_server_lib/sequence/actions/SelectAction.hpp"
 
+#include <thread>
+
 #include "tests/kel_server_lib/sequence/actions/ActionFixture.hpp"
 
 namespace Quarlen::Tests {
@@ -153,6 +155,24 @@ TEST_F(SelectAction, HoldsTheFacadeWhileItRunsAndReleasesIt) {
 
     EXPECT_EQ(holders, 2);
     EXPECT_EQ(api.use_count(), 1);
+}
+
+TEST_F(SelectAction, DeselectsWhereAStopFromElsewhereComesWhileItConnects) {
+    api->during("connectVehicle()",
+                [this] { std::jthread([this] { handler.raiseStop(); }).join(); });
+    api->throwIn("selectProject()", L"refused", 1);
+
+    EXPECT_TRUE(run(L"P1"));
+
+    EXPECT_EQ(api->count("selectProject()"), 1U);
+}
+
+TEST_F(SelectAction, DeselectsNothingForAStopThatTheConnectRaisesItself) {
+    stopDuring("connectVehicle()");
+
+    EXPECT_TRUE(run(L"P1"));
+
+    EXPECT_EQ(api->count("selectProject()"), 0U);
 }
 
 class SelectActionFailure : public FailingActionCall {
