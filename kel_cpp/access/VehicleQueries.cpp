@@ -31,7 +31,7 @@ std::vector<bool> whoAnswers(const SelectedVehicle& vehicle,
 } // namespace
 
 std::vector<bool> checkThatVehicleAnswers(const SelectedVehicle& vehicle) {
-    const std::vector<bool> answers = whoAnswers(vehicle, controlUnits(*vehicle.information));
+    std::vector<bool> answers = whoAnswers(vehicle, controlUnits(*vehicle.information));
     if (std::find(answers.begin(), answers.end(), true) == answers.end()) {
         throw runtimeError(ErrorCode::Communication, L"no control unit of vehicle information " +
                                                          inQuotes(vehicle.information->name) +
