@@ -186,12 +186,11 @@ Bytes Channel::finalResponse(const Bytes& request, const std::stop_token& cancel
     unfinished = Unfinished{{}, clock.now() + window, limit};
     for (;;) {
         auto response = receiveFor(request, cancel);
-        if (!response) {
+        if (!response && silenceIsAnAnswer) {
             unfinished.reset();
-            if (silenceIsAnAnswer) {
-                return {};
-            }
-            tell(BusEvent::Kind::Silence, request);
+            return {};
+        }
+        if (!response) {
             giveUp(request, clock.now() >= limit ? timing.total : window);
         }
         if (!matches(request, *response)) {
@@ -228,6 +227,8 @@ std::optional<Bytes> Channel::receive(const std::stop_token& cancel, TimePoint d
 }
 
 void Channel::giveUp(const Bytes& request, milliseconds waited) {
+    unfinished.reset();
+    tell(BusEvent::Kind::Silence, request);
     const std::wstring service = serviceText(request[0]);
     throw NoUsableResponse(unusable.empty()
                                ? L"no response to " + service + L" within " +
