@@ -191,7 +191,7 @@ Bytes Channel::finalResponse(const Bytes& request, const std::stop_token& cancel
             return {};
         }
         if (!response) {
-            giveUp(request, clock.now() >= limit ? timing.total : window);
+            giveUp(request, window);
         }
         if (!matches(request, *response)) {
             unusable = isOfService(request, *response) ? *response : unusable;
@@ -226,7 +226,8 @@ std::optional<Bytes> Channel::receive(const std::stop_token& cancel, TimePoint d
     return std::move(received->bytes);
 }
 
-void Channel::giveUp(const Bytes& request, milliseconds waited) {
+void Channel::giveUp(const Bytes& request, milliseconds window) {
+    const milliseconds waited = clock.now() >= unfinished->limit ? timing.total : window;
     unfinished.reset();
     tell(BusEvent::Kind::Silence, request);
     const std::wstring service = serviceText(request[0]);

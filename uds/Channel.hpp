@@ -87,7 +87,7 @@ private:
     void noteOutcome(const Bytes& request, const Bytes& response);
     void noteSession(const Bytes& response);
     void noteLocked(const Bytes& cause, const wchar_t* how);
-    [[noreturn]] void giveUp(const Bytes& request, std::chrono::milliseconds waited);
+    [[noreturn]] void giveUp(const Bytes& request, std::chrono::milliseconds window);
     void tell(BusEvent::Kind kind, const Bytes& bytes, std::wstring text = {});
 
     /// An exchange whose final response is missing and may still come.
