@@ -114,7 +114,8 @@ private:
     /// `how` is empty when nothing was locked.
     void noteLocked(const Bytes& cause, const std::wstring& how);
     void noteUnusable(const Bytes& request, const Bytes& response);
-    [[noreturn]] void giveUp(const Bytes& request, std::chrono::milliseconds waited);
+    std::chrono::milliseconds takePending(const Bytes& request, const ExchangeManner& manner);
+    [[noreturn]] void giveUp(const Bytes& request, std::chrono::milliseconds window);
     void tell(BusEvent::Kind kind, const Bytes& bytes, std::wstring text = {});
 
     /// A request without a response in its time, whose response may still come.

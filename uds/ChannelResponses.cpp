@@ -109,30 +109,36 @@ Bytes Channel::finalResponse(const Bytes& request, const std::stop_token& cancel
     unfinished = Unfinished{{}, clock.now() + window, limit};
     for (;;) {
         auto response = receiveFor(request, cancel);
-        if (!response) {
+        if (!response && silenceIsAnAnswer) {
             unfinished.reset();
-            if (silenceIsAnAnswer) {
-                return {};
-            }
-            giveUp(request, clock.now() >= limit ? session.timing().total : window);
+            return {};
+        }
+        if (!response) {
+            giveUp(request, window);
         }
         if (!matches(request, *response)) {
             noteUnusable(request, *response);
         } else if (isRefusal(*response, Nrc::ResponsePending)) {
             silenceIsAnAnswer = false;
-            window = session.timing().p2Star;
-            unfinished->until = clock.now() + window;
-            unfinished->hasAskedForTime = true;
-            if (manner.onPending) {
-                // It may end the exchange, whose response then still comes.
-                unfinished->request = request;
-                manner.onPending();
-            }
+            window = takePending(request, manner);
         } else {
             unfinished.reset();
             return std::move(*response);
         }
     }
+}
+
+/// Returns for how long the control unit may be silent now.
+milliseconds Channel::takePending(const Bytes& request, const ExchangeManner& manner) {
+    const milliseconds window = session.timing().p2Star;
+    unfinished->until = clock.now() + window;
+    unfinished->hasAskedForTime = true;
+    if (manner.onPending) {
+        // It may end the exchange, whose response then still comes.
+        unfinished->request = request;
+        manner.onPending();
+    }
+    return window;
 }
 
 /// The request is only copied for an exchange that ends before its time.
@@ -161,7 +167,9 @@ void Channel::noteUnusable(const Bytes& request, const Bytes& response) {
     }
 }
 
-void Channel::giveUp(const Bytes& request, milliseconds waited) {
+void Channel::giveUp(const Bytes& request, milliseconds window) {
+    const milliseconds waited = clock.now() >= unfinished->limit ? session.timing().total : window;
+    unfinished.reset();
     tell(BusEvent::Kind::Silence, request);
     missed = Missed{request[0], clock.now() + session.timing().p2Star};
     noteSilence(request);

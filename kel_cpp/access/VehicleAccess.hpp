@@ -79,7 +79,7 @@ public:
 
 private:
     void endTurn() noexcept;
-    void onLost(const std::wstring& cause);
+    void onLost(const std::wstring& text);
     void onEvent(const Uds::BusEvent& event) const;
     void keepSessions(const std::stop_token& stop);
     std::wstring failureToKeepSessions();

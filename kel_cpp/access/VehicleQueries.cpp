@@ -32,7 +32,7 @@ std::vector<bool> whoAnswers(const SelectedVehicle& vehicle,
 } // namespace
 
 std::vector<bool> checkThatVehicleAnswers(const SelectedVehicle& vehicle) {
-    const std::vector<bool> answers = whoAnswers(vehicle, controlUnits(*vehicle.information));
+    std::vector<bool> answers = whoAnswers(vehicle, controlUnits(*vehicle.information));
     StdUtil::TraceHelper::InfoTrace(
         L"kel_cpp/access/VehicleQueries", __LINE__, L"%td of %zu control units answer",
         std::count(answers.begin(), answers.end(), true), answers.size());

@@ -37,13 +37,17 @@ protected:
     /// Those that answer are the last ones.
     static Simulation::VehicleDescription vehicle() {
         Simulation::VehicleDescription vehicle;
-        for (std::size_t number = 1; number < known; number += number < known - fitted ? 2 : 1) {
+        for (std::size_t number = 0; number < known; ++number) {
+            const bool answers = number >= known - fitted;
+            if (!answers && number % 2 == 0) {
+                continue;
+            }
             Simulation::ControlUnitDescription unit;
             unit.name = L"U" + std::to_wstring(number);
             unit.link = L"L" + std::to_wstring(number);
             unit.address = static_cast<std::uint16_t>(number);
             unit.dataIdentifiers = {{0xF190, {'V', 'I', 'N'}, false, {}}};
-            if (number < known - fitted) {
+            if (!answers) {
                 unit.faults = {{{}, {}, false, 0, {}}};
             }
             vehicle.controlUnits.push_back(std::move(unit));
