@@ -300,6 +300,19 @@ TEST_F(RuntimeSettingsOperations, PathsThatCannotBeSavedAreNotInEffect) {
     EXPECT_EQ(errorOf([&] { runtime->selectProject(L"VIN_Reader"); }), L"");
 }
 
+TEST_F(RuntimeSettingsOperations, PathsThatCannotBeSavedDoNotSwitchTracing) {
+    folder.write("KelServer.xml", "<KelServer>");
+    const auto listeners = StdUtil::ErrorHandler::listenerCount();
+    auto paths = runtime->getProjectPath();
+    paths->tracing = true;
+    runtime->setProjectPath(paths);
+
+    EXPECT_NE(errorOf([&] { runtime->commitProjectPath(); }), L"");
+
+    EXPECT_EQ(StdUtil::ErrorHandler::listenerCount(), listeners);
+    EXPECT_FALSE(runtime->getServerSettings()->optionTracing);
+}
+
 TEST_F(RuntimeSettingsOperations, MissingRecordsAndEmptyPathsAreRefused) {
     EXPECT_NE(errorOf([&] { runtime->setServerSettings(nullptr); }), L"");
     EXPECT_NE(errorOf([&] { runtime->setInterfaceSettings(nullptr); }), L"");

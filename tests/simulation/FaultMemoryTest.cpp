@@ -68,6 +68,14 @@ TEST_F(FaultMemoryRequest, TellsTheFormatOfItsCodesAndUsesOnlyTheStatusBitsThatI
     EXPECT_EQ(ask("19 02 FF"), "59 02 19 03 01 00 10 40 35 00 10 C1 00 00 10");
 }
 
+TEST_F(FaultMemoryRequest, ClearsAllOfAMemoryWithoutFaults) {
+    auto description = smallControlUnit();
+    description.dtcs.clear();
+    unit = std::make_unique<SimulatedControlUnit>(description, clock);
+    EXPECT_EQ(ask("14 FF FF FF"), "54");
+    EXPECT_EQ(ask("14 00 00 00"), "7F 14 31");
+}
+
 class FaultRecordsTest : public FaultMemoryRequest {};
 
 TEST_F(FaultRecordsTest, GoWithTheirFaultWhileTheirNumbersStaySupported) {

@@ -68,6 +68,24 @@ TEST_F(NetworkControlTest, LastsUntilItIsTakenBack) {
     EXPECT_TRUE(isAsBefore());
 }
 
+TEST_F(NetworkControlTest, IsNoCommunicationWhereOneDirectionIsSwitchedOff) {
+    for (const char* const oneDirection : {"28 01 01", "28 02 01"}) {
+        ask(oneDirection);
+        EXPECT_FALSE(unit->networkControl().communicates()) << oneDirection;
+        ask("28 00 01");
+        EXPECT_TRUE(unit->networkControl().communicates()) << oneDirection;
+    }
+}
+
+TEST_F(NetworkControlTest, AddsOneKindOfMessagesToTheOther) {
+    ask("28 03 01");
+    ask("28 03 02");
+    ask("28 00 02");
+    EXPECT_FALSE(unit->networkControl().communicates());
+    ask("28 00 01");
+    EXPECT_TRUE(unit->networkControl().communicates());
+}
+
 TEST_F(NetworkControlTest, LastsOverAChangeToTheProgrammingSession) {
     switchOff();
     ask("10 02");

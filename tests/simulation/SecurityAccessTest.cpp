@@ -87,6 +87,17 @@ TEST_F(SecurityAccessTest, BlocksForTenSecondsAfterTheThirdWrongKey) {
     EXPECT_EQ(ask("27 01").substr(0, 5), "67 01");
 }
 
+TEST_F(SecurityAccessTest, CountsAnewAfterTheBlock) {
+    for (int count = 0; count < 3; ++count) {
+        askWithWrongKey();
+    }
+    clock.advance(10'000ms);
+    ask("10 03");
+    EXPECT_EQ(askWithWrongKey(), "7F 27 35");
+    EXPECT_EQ(askWithWrongKey(), "7F 27 35");
+    EXPECT_EQ(askWithWrongKey(), "7F 27 36");
+}
+
 TEST_F(SecurityAccessTest, KeepsTheBlockOverAReset) {
     for (int count = 0; count < 3; ++count) {
         askWithWrongKey();

@@ -203,6 +203,17 @@ TEST_F(AllControlUnits, KeepQuietAboutWhatTheyCannotDo) {
     EXPECT_EQ(responsesTo("27 01"), Responses{});
 }
 
+TEST_F(AllControlUnits, KeepQuietAboutWhatTheirSessionDoesNotAllow) {
+    auto description = smallVehicle();
+    for (auto& controlUnit : description.controlUnits) {
+        controlUnit.programmingFrom = ProgrammingFrom::Extended;
+    }
+    SimulatedVehicle strict(description, clock);
+    connection = strict.connect();
+    connection->open({});
+    EXPECT_EQ(responsesTo("10 02"), Responses{});
+}
+
 TEST_F(AllControlUnits, TellOtherRefusals) {
     EXPECT_EQ(responsesTo("3E 00 00"), (Responses{{0x11, "7F 3E 13"}, {0x10, "7F 3E 13"}}));
 }

@@ -69,11 +69,22 @@ TEST(BusLine, CutsALongMessageAndTellsItsLength) {
     EXPECT_EQ(busLine(longOne), L"LINK 0x0E80 > 0x0A1F  " + shown + service);
 }
 
+TEST(BusLine, CutsALongResponseToo) {
+    Uds::BusEvent longOne = event(Kind::Response, "");
+    longOne.bytes = Uds::Bytes(65, 0x63);
+    const std::wstring line = busLine(longOne);
+    EXPECT_TRUE(line.ends_with(L" 63 ... (65 bytes)  ReadMemoryByAddress (0x23) done")) << line;
+}
+
 TEST(BusLine, HasTheAddressesThatTheProjectSays) {
     EXPECT_EQ(busLine({Kind::Request,
                        {L"LINK", std::uint16_t{0x1001}, {}, std::uint16_t{0x0EF0}},
                        hex("3E 00")}),
               L"LINK 0x0EF0 > 0x1001  3E 00  TesterPresent (0x3E)");
+    EXPECT_EQ(
+        busLine(
+            {Kind::Request, {L"LINK", std::uint16_t{0x1001}, std::uint16_t{0xE400}}, hex("3E 00")}),
+        L"LINK 0x0E80 > 0x1001  3E 00  TesterPresent (0x3E)");
     EXPECT_EQ(busLine({Kind::Request, {L"", std::nullopt, std::uint16_t{0xE400}}, hex("3E 00")}),
               L"all 0x0E80 > 0xE400  3E 00  TesterPresent (0x3E)");
     EXPECT_EQ(busLine({Kind::Request, {L"LINK"}, {}}), L"LINK 0x0E80 > ?  ");

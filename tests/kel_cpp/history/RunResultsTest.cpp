@@ -81,5 +81,20 @@ TEST(JobWatch, TellsOfAnInterruptedProgramming) {
     EXPECT_EQ(watched(unit).items.at(0).text, L"software not valid, 0 faults");
 }
 
+TEST(JobWatch, TellsTheCauseBehindAFailedFlash) {
+    auto log = std::make_shared<RunLog>();
+    log->statusSet({L"Running sequence: A", {}, 1});
+    auto result = std::make_shared<FlashResult>();
+    result->jobError = std::make_shared<FlashJobError>();
+    result->jobError->message = L"the block was not sent";
+    result->jobError->vciServerError = std::make_shared<VciServerError>();
+    result->jobError->vciServerError->message = L"cable is off";
+    JobWatch watch(log, 7, JobKind::Flash, L"F", 1);
+    watch.take(RecordList<FlashResult>{result});
+    watch.end();
+
+    EXPECT_EQ(log->find(1)->jobs.at(0).summary, L"the block was not sent: cable is off");
+}
+
 } // namespace
 } // namespace Quarlen::Kel_cpp::Tests

@@ -148,19 +148,37 @@ TEST_F(FaultRecords, LeaveOutExtendedDataThatTheFaultDoesNotHave) {
     EXPECT_EQ(fault.recordsText, L"");
 }
 
+TEST_F(FaultRecords, LeaveOutARecordThatWasNotAskedFor) {
+    respond({0x19, 0x06, 0x03, 0x01, 0x00, 0x01}, {0x03, 0x05});
+    respond({0x19, 0x06, 0x03, 0x01, 0x00, 0x02}, {0x02, 0x28});
+    EXPECT_THAT(texts(extended()), ElementsAre(L"Ageing counter: 40"));
+}
+
 TEST_F(FaultRecords, SayThatThereIsNoExtendedData) {
     EXPECT_EQ(extended().recordsText, L"No extended data is stored.");
 }
 
 TEST_F(FaultRecords, AreNotAskedForAgainWhereTheControlUnitDoesNotHaveThem) {
-    refusal = 0x12;
-    for (int count = 0; count < 2; ++count) {
-        DtcReading fault{0x030100, 0x2F, L""};
-        read(fault, true, true);
-        EXPECT_EQ(fault.recordsText,
-                  L"Freeze frames are not supported. Extended data is not supported.");
+    for (const std::uint8_t missing : Uds::Bytes{0x11, 0x12, 0x7E}) {
+        refusal = missing;
+        const std::size_t before = vehicle->requests().size();
+        FaultRecordsReader ofOneUnit(questions, project);
+        for (int count = 0; count < 2; ++count) {
+            DtcReading fault{0x030100, 0x2F, L""};
+            ofOneUnit.readFreezeFrames(fault);
+            ofOneUnit.readExtendedData(fault);
+            EXPECT_EQ(fault.recordsText,
+                      L"Freeze frames are not supported. Extended data is not supported.");
+        }
+        EXPECT_EQ(vehicle->requests().size() - before, 2U);
     }
-    EXPECT_EQ(vehicle->requests().size(), 2U);
+}
+
+TEST_F(FaultRecords, SayWhyExtendedDataWasRefused) {
+    project.extendedData = {{0x10, L"Mileage", L"km"}};
+    refusal = 0x22;
+    EXPECT_TRUE(extended().recordsText.starts_with(
+        L"Mileage: ReadDTCInformation (0x19) refused: conditionsNotCorrect (0x22)."));
 }
 
 TEST_F(FaultRecords, SayWhyTheyWereRefused) {

@@ -200,6 +200,7 @@ TEST_F(QuickTestTest, ReadsRecordsOfFaultsAndTheMileageOnlyWhereTheyAreAskedFor)
     EXPECT_EQ(fault.extendedData.at(0).value, L"3");
     EXPECT_EQ(fault.recordsText, L"");
     EXPECT_EQ(whole->mileage, L"123456.0 km");
+    EXPECT_EQ(test({L"BRAKES"}, 0x08).at(0)->mileage, L"");
 }
 
 TEST_F(QuickTestTest, TheVehicleKeepsItsStateOverReconnects) {

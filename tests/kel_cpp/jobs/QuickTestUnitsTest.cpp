@@ -134,6 +134,41 @@ TEST_F(QuickTestUnits, TellTheFormatOfTheirCodesAndTheStatusThatTheySupport) {
     }
 }
 
+TEST_F(QuickTestUnits, SayWhyAnIdentificationValueIsMissing) {
+    using State = IdentificationValue::State;
+    project->identification = {{0xF190, L"VIN"}, {0xF187, L"Part"}, {0xF195, L"Software"}};
+    vehicle->answer = [](const Uds::Bytes& request) {
+        const std::uint8_t refusal = request.back() == 0x90 ? 0x31 : 0x22;
+        return std::optional(Uds::Bytes{0x7F, request[0], refusal});
+    };
+    const auto values = test(1).front().identification;
+    ASSERT_EQ(values.size(), 3U);
+    EXPECT_EQ(values[0].state, State::NotSupported);
+    EXPECT_EQ(values[1].state, State::Refused);
+    EXPECT_EQ(values[2].state, State::Interrupted);
+}
+
+TEST_F(QuickTestUnits, AreAskedForTheMileageThatTheProjectNames) {
+    quicktestConfig.mileage = true;
+    project->mileage = MileageItem{0x0203, L"mi"};
+    vehicle->answer = [](const Uds::Bytes& request) {
+        return request == Uds::Bytes{0x22, 0x02, 0x03}
+                   ? std::optional(Uds::Bytes{0x62, 0x02, 0x03, 0x00, 0x64})
+                   : answerTo(request);
+    };
+    EXPECT_EQ(test(1).front().mileage, L"100 mi");
+}
+
+TEST_F(QuickTestUnits, AreIncompleteWhenTheirListIsCutOff) {
+    vehicle->answer = [](const Uds::Bytes& request) {
+        return std::optional(Uds::Bytes{0x59, request[1], 0xFF, 0x03, 0x01, 0x00});
+    };
+    for (const auto& result : test(1)) {
+        EXPECT_TRUE(result.faults.empty());
+        EXPECT_EQ(result.errorText, L"unusable response to ReadDTCInformation: 59 02 FF 03 01 00");
+    }
+}
+
 TEST_F(QuickTestUnits, AreNotAskedForFaultsWithoutAStatus) {
     dtcConfig.statusMask = 0xFFFFFF00;
     const auto results = test(1);

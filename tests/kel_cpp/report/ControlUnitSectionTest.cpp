@@ -80,6 +80,14 @@ TEST_F(ControlUnitSection, PointsOutThatTheControlUnitCountsMoreFaultsThanItList
               "The control unit counts 3 faults, but its list holds 1.");
 }
 
+TEST_F(ControlUnitSection, PointsOutThatTheControlUnitCountsFewerFaultsThanItLists) {
+    unit.faults = {{0x010111, 0x08, L"fault"}, {0x020222, 0x08, L"other"}};
+    unit.faultCount = 1;
+
+    EXPECT_EQ(section(everyPart).text("//p[@class='notice']"),
+              "The control unit counts 1 fault, but its list holds 2.");
+}
+
 TEST_F(ControlUnitSection, ShowsIdentificationValues) {
     unit.identification = {{0xF190, L"VIN", L"WKLDEMO0000000042"}, {0x0102, L"Part", L"8 & 9"}};
 
@@ -129,6 +137,14 @@ TEST_F(ControlUnitSection, KeepsWhatWasReadBeforeAnError) {
     EXPECT_EQ(page.text("//p[@class='error']"), "Incomplete: link lost");
     EXPECT_THAT(page.texts("//table/@class"), ElementsAre("identification"));
     EXPECT_EQ(page.count("//p[@class='none']"), 0U);
+}
+
+TEST_F(ControlUnitSection, KeepsTheFaultsAndCodesThatWereReadBeforeAnError) {
+    unit.errorText = L"link lost";
+    unit.faults = {{0x010111, 0x08, L"fault"}};
+    unit.supported = {{0x010111, 0x08, L"fault"}};
+
+    EXPECT_THAT(section(everyPart).texts("//table/@class"), ElementsAre("faults", "supported"));
 }
 
 TEST_F(ControlUnitSection, SaysThatAControlUnitWasNotTested) {
@@ -184,6 +200,13 @@ TEST_F(ControlUnitSection, IsGreyForEntriesThatTellOfNoFault) {
 TEST_F(ControlUnitSection, CountsAFailedTestAsPendingWhereThereIsNoPendingBit) {
     unit.statusAvailability = 0x01;
     unit.faults = {{1, 0x09, L"a"}};
+
+    EXPECT_EQ(badge(), "1 pending, badge note");
+}
+
+TEST_F(ControlUnitSection, CountsAFailureOfThisCycleAsPendingWhereThereIsNoPendingBit) {
+    unit.statusAvailability = 0x02;
+    unit.faults = {{1, 0x02, L"a"}};
 
     EXPECT_EQ(badge(), "1 pending, badge note");
 }

@@ -146,7 +146,11 @@ TEST_F(ReportPage, IsGreenWhenAllControlUnitsToldThatTheyHaveNoFault) {
 
 TEST_F(ReportPage, IsNotGreenWhenAControlUnitDidNotTellItsFaults) {
     using Reply = ControlUnitQuickTestResult::Reply;
-    const auto tile = [this] { return page().text("//dt[.='Confirmed faults']/../@class"); };
+    const auto tile = [this] {
+        const std::string confirmed = page().text("//dt[.='Confirmed faults']/../@class");
+        EXPECT_EQ(page().text("//dt[.='Pending faults']/../@class"), confirmed);
+        return confirmed;
+    };
     report.controlUnits = {controlUnit(L"A"), controlUnit(L"B")};
     ControlUnitQuickTestResult& unit = *report.controlUnits[1];
 
@@ -160,6 +164,9 @@ TEST_F(ReportPage, IsNotGreenWhenAControlUnitDidNotTellItsFaults) {
     EXPECT_EQ(tile(), "tile");
     unit.statusAvailability = 0xFF;
     unit.faultCount = 1;
+    EXPECT_EQ(tile(), "tile");
+    unit.faultCount = 0;
+    unit.faultsAskedFor = false;
     EXPECT_EQ(tile(), "tile");
 }
 
@@ -194,12 +201,14 @@ TEST_F(ReportPage, DoesNotWarnOfControlUnitsWithoutAVin) {
 }
 
 TEST_F(ReportPage, SaysWhichControlUnitsWereLeftInAProgramming) {
-    report.controlUnits = {controlUnit(L"A"), controlUnit(L"B")};
-    report.controlUnits[1]->identification = {
-        {0xF195, L"Software", L"not valid", IdentificationValue::State::Interrupted}};
+    report.controlUnits = {controlUnit(L"A"), controlUnit(L"B"), controlUnit(L"C")};
+    for (const std::size_t interrupted : {1U, 2U}) {
+        report.controlUnits[interrupted]->identification = {
+            {0xF195, L"Software", L"not valid", IdentificationValue::State::Interrupted}};
+    }
 
     EXPECT_EQ(page().text("//p[@class='error interrupted']"),
-              "The programming was interrupted, and the software is not valid: B.");
+              "The programming was interrupted, and the software is not valid: B, C.");
 }
 
 TEST_F(ReportPage, ShowsTheMileageWhereItWasAskedFor) {
@@ -231,6 +240,8 @@ TEST_F(ReportPage, ShowsVerdictsAndFlashResultsOfTheRun) {
                 ElementsAre("Identification read", "session \"A\": done", "no answer"));
     EXPECT_THAT(parsed.texts("//section[contains(@class,'run')]//span"),
                 ElementsAre("Passed", "Failed", "Cancelled", "Not ended"));
+    EXPECT_THAT(parsed.texts("//section[contains(@class,'run')]//span/@class"),
+                ElementsAre("badge good", "badge bad", "badge note", "badge quiet"));
 }
 
 TEST_F(ReportPage, ListsWantedPartsThatAreNotAvailable) {

@@ -104,8 +104,13 @@ TEST(DtcStatusBits, AreTheEightBitsInOrder) {
         EXPECT_EQ(dtcStatusBits.at(bit).mask, 1U << bit);
     }
     EXPECT_EQ(dtcStatusBits[3].scriptName, "Confirmed");
-    EXPECT_FALSE(dtcStatusBits[4].fault);
-    EXPECT_FALSE(dtcStatusBits[6].fault);
+}
+
+/// The two bits that tell of a test that has not been completed are no fault.
+TEST(DtcStatusBits, TellOfAFaultExceptThoseOfTestsThatAreNotCompleted) {
+    for (const DtcStatusBit& bit : dtcStatusBits) {
+        EXPECT_EQ(bit.fault, bit.mask != 0x10 && bit.mask != 0x40) << bit.scriptName;
+    }
 }
 
 TEST(DtcStatusMaskText, NamesTheBitsThatAreAskedFor) {

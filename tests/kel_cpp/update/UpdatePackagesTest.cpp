@@ -285,6 +285,17 @@ TEST_F(UpdatePackages, LeaveNothingBehindWhenStagingFails) {
     EXPECT_THAT(stagedNames(), ElementsAre("b.zip"));
 }
 
+TEST_F(UpdatePackages, ThatReplacedEarlierOnesStayWhenStagingFails) {
+    writeZip(updates / "a.zip", {"a"});
+    writeZip(updates / "b.zip", {"b"});
+    stage({package(L"a.zip")});
+    fs::create_directories(staging / "b.zip" / "inside");
+
+    EXPECT_THROW(stage({package(L"a.zip"), package(L"b.zip")}), KelApiException);
+
+    EXPECT_THAT(stagedNames(), UnorderedElementsAre("a.zip", "b.zip"));
+}
+
 TEST_F(UpdatePackages, ThatAreDamagedAreNotStaged) {
     writeZip(updates / "a.zip", {"a"});
     writeZip(updates / "b.zip", {"content"});

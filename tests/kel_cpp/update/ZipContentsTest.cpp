@@ -127,6 +127,18 @@ TEST_F(ZipContents, DoesNotUnpackMoreThanItsLimit) {
     EXPECT_THAT(messageForContents(file, 1000), EndsWith(L"more than 1000 bytes in all"));
 }
 
+/// The second entry may only have what the first has left.
+TEST_F(ZipContents, DoesNotUnpackMoreThanItsLimitOfAllEntriesTogether) {
+    const auto file = writeDeflatedZip(folder.path() / "a.zip", std::string(150'000, 'x'), 2);
+    std::string bytes = folder.read("a.zip");
+    constexpr std::size_t checksum = 16;
+    bytes[bytes.rfind("PK\x01\x02") + checksum] ^= 1;
+    folder.write("a.zip", bytes);
+    ASSERT_THAT(messageForContents(file, 300'000), EndsWith(L"CRC error"));
+
+    EXPECT_THAT(messageForContents(file, 200'000), EndsWith(L"more than 200000 bytes in all"));
+}
+
 TEST_F(ZipContents, ReportsWithTheCodeOfUpdates) {
     try {
         zipEntryNames(folder.path(), L"p.zip");

@@ -30,12 +30,14 @@ inline std::filesystem::path writeZip(const std::filesystem::path& file,
     return file;
 }
 
-/// Writes an archive with one entry, "a", packed as small as can be.
+/// Writes an archive whose entries, "a", "aa" and so on, are packed as small as can be.
 inline std::filesystem::path writeDeflatedZip(const std::filesystem::path& file,
-                                              const std::string& content) {
+                                              const std::string& content, std::size_t entries = 1) {
     zip_t* archive = zip_open(file.string().c_str(), ZIP_CREATE | ZIP_TRUNCATE, nullptr);
-    zip_source_t* source = zip_source_buffer(archive, content.data(), content.size(), 0);
-    zip_file_add(archive, "a", source, ZIP_FL_ENC_UTF_8);
+    for (std::size_t length = 1; length <= entries; ++length) {
+        zip_source_t* source = zip_source_buffer(archive, content.data(), content.size(), 0);
+        zip_file_add(archive, std::string(length, 'a').c_str(), source, ZIP_FL_ENC_UTF_8);
+    }
     if (zip_close(archive) != 0) {
         throw std::runtime_error("cannot write " + file.string());
     }
