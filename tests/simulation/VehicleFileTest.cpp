@@ -171,6 +171,7 @@ TEST_F(VehicleFileTest, ReadsDeliberateFaults) {
     EXPECT_EQ(unit.faults[0].after, 3U);
     EXPECT_EQ(unit.faults[0].times, 1U);
     EXPECT_TRUE(unit.faults[1].linkLost);
+    EXPECT_EQ(unit.faults[1].after, 0U);
     EXPECT_FALSE(unit.faults[1].times.has_value());
     EXPECT_FALSE(unit.faults[1].inputFull);
     EXPECT_TRUE(unit.faults[2].inputFull);

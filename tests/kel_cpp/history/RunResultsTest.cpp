@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "kel_cpp/history/WatchedReports.hpp"
+#include "kel_cpp/report/FlashRecords.hpp"
 #include "kel_cpp/report/QuickTestRecords.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
@@ -81,19 +82,48 @@ TEST(JobWatch, TellsOfAnInterruptedProgramming) {
     EXPECT_EQ(watched(unit).items.at(0).text, L"software not valid, 0 faults");
 }
 
-TEST(JobWatch, TellsTheCauseBehindAFailedFlash) {
+/// What a log keeps of a flash with these reports.
+JobEntry watched(const RecordList<FlashResult>& results) {
     auto log = std::make_shared<RunLog>();
     log->statusSet({L"Running sequence: A", {}, 1});
+    JobWatch watch(log, 7, JobKind::Flash, L"F", 1);
+    watch.take(results);
+    watch.end();
+    return log->find(1)->jobs.at(0);
+}
+
+TEST(JobWatch, KeepsASessionOnceThoughTheLastReportRepeatsItsEnd) {
+    auto half = std::make_shared<FlashResult>();
+    half->sessionName = L"APP";
+    half->progress = 50;
+    auto whole = std::make_shared<FlashResult>(*half);
+    whole->progress = 100;
+    const JobEntry entry = watched(RecordList<FlashResult>{half, whole, whole});
+
+    ASSERT_EQ(entry.items.size(), 1U);
+    EXPECT_EQ(entry.items[0].name, L"APP");
+    EXPECT_TRUE(entry.items[0].passed);
+    EXPECT_EQ(entry.outcome, JobOutcome::Passed);
+}
+
+TEST(JobWatch, TellsACancelledFlashFromAFailedOne) {
+    auto result = std::make_shared<ControlUnitFlashResult>();
+    result->jobError = std::make_shared<FlashJobError>();
+    EXPECT_EQ(watched(RecordList<FlashResult>{result}).outcome, JobOutcome::Failed);
+
+    result->cancelled = true;
+    EXPECT_EQ(watched(RecordList<FlashResult>{result}).outcome, JobOutcome::Cancelled);
+}
+
+TEST(JobWatch, TellsTheCauseBehindAFailedFlash) {
     auto result = std::make_shared<FlashResult>();
     result->jobError = std::make_shared<FlashJobError>();
     result->jobError->message = L"the block was not sent";
     result->jobError->vciServerError = std::make_shared<VciServerError>();
     result->jobError->vciServerError->message = L"cable is off";
-    JobWatch watch(log, 7, JobKind::Flash, L"F", 1);
-    watch.take(RecordList<FlashResult>{result});
-    watch.end();
 
-    EXPECT_EQ(log->find(1)->jobs.at(0).summary, L"the block was not sent: cable is off");
+    EXPECT_EQ(watched(RecordList<FlashResult>{result}).summary,
+              L"the block was not sent: cable is off");
 }
 
 } // namespace
