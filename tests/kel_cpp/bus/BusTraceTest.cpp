@@ -48,13 +48,13 @@ TEST(BusLine, TellsAddressesDirectionAndMeaning) {
 TEST(BusLine, MarksARefusal) {
     EXPECT_EQ(busLine(event(Kind::Response, "7F 31 31")),
               L"LINK 0x0E80 < 0x0A1F  7F 31 31  RoutineControl (0x31) refused: "
-              L"requestOutOfRange (0x31)");
+              L"request out of range (0x31)");
 }
 
 TEST(BusLine, MarksAResponsePending) {
     EXPECT_EQ(busLine(event(Kind::Response, "7F 31 78")),
               L"LINK 0x0E80 < 0x0A1F  7F 31 78  RoutineControl (0x31) pending: "
-              L"requestCorrectlyReceivedResponsePending (0x78)");
+              L"request correctly received, response pending (0x78)");
 }
 
 TEST(BusLine, CutsALongMessageAndTellsItsLength) {
