@@ -7,7 +7,10 @@
 
 namespace Quarlen::Uds {
 
-/// One thing that happened between tester and control unit.
+inline const std::wstring noBusText;
+
+/// One thing that happened between tester and control unit. It refers to what it tells, which holds
+/// for the call that tells it: a block of a download is not copied for listeners that do not look.
 struct BusEvent {
     enum class Kind {
         Request,
@@ -23,9 +26,9 @@ struct BusEvent {
     };
 
     Kind kind;
-    UnitAddress unit;
-    Bytes bytes;
-    std::wstring text{};
+    const UnitAddress& unit;
+    const Bytes& bytes;
+    const std::wstring& text = noBusText;
 };
 
 /// Called by the thread that sends or receives, on several threads at a time.

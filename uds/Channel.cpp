@@ -26,8 +26,7 @@ Channel::Channel(UnitAddress unit, std::unique_ptr<Endpoint> endpoint, Platform:
       endpoint(std::move(endpoint)),
       clock(clock),
       onEvent(std::move(onEvent)),
-      session(timing, clock.now()),
-      told{BusEvent::Kind::Request, address, {}} {}
+      session(timing, clock.now()) {}
 
 Bytes Channel::exchange(const Bytes& request, const std::stop_token& cancel,
                         const ExchangeManner& manner) {
@@ -236,11 +235,8 @@ void Channel::noteLocked(const Bytes& cause, const std::wstring& how) {
     }
 }
 
-void Channel::tell(BusEvent::Kind kind, const Bytes& bytes, std::wstring text) {
-    told.kind = kind;
-    told.bytes = bytes;
-    told.text = std::move(text);
-    onEvent(told);
+void Channel::tell(BusEvent::Kind kind, const Bytes& bytes, const std::wstring& text) const {
+    onEvent({kind, address, bytes, text});
 }
 
 } // namespace Quarlen::Uds

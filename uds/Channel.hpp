@@ -116,7 +116,7 @@ private:
     void noteUnusable(const Bytes& request, const Bytes& response);
     std::chrono::milliseconds takePending(const Bytes& request, const ExchangeManner& manner);
     [[noreturn]] void giveUp(const Bytes& request, std::chrono::milliseconds window);
-    void tell(BusEvent::Kind kind, const Bytes& bytes, std::wstring text = {});
+    void tell(BusEvent::Kind kind, const Bytes& bytes, const std::wstring& text = noBusText) const;
 
     /// A request without a response in its time, whose response may still come.
     struct Missed {
@@ -151,8 +151,6 @@ private:
     std::optional<Unfinished> unfinished;
     std::optional<Missed> missed;
     Bytes unusable;
-    /// The last event; it keeps its memory for the next.
-    BusEvent told;
 };
 
 /// A request that is under way.

@@ -19,7 +19,7 @@ public:
     NegativeResponse(std::uint8_t service, std::uint8_t code, std::wstring remark = {});
     [[nodiscard]] std::uint8_t service() const noexcept { return serviceId; }
     [[nodiscard]] std::uint8_t nrc() const noexcept { return code; }
-    /// "ReadDataByIdentifier (0x22) refused: requestOutOfRange (0x31)"
+    /// "ReadDataByIdentifier (0x22) refused: request out of range (0x31)"
     [[nodiscard]] std::wstring message() const;
 
 private:

@@ -135,8 +135,8 @@ constexpr std::uint8_t nextBlockCounter(std::uint8_t counter) {
     return static_cast<std::uint8_t>((counter + 1U) & 0xFFU);
 }
 
-/// Text for messages, for example "requestOutOfRange (0x31)". Every number has a name; those that
-/// the standard keeps for later are "ISO SAE reserved".
+/// Text for messages, for example "request out of range (0x31)". Every number has a name; those
+/// that the standard keeps for later are "ISO SAE reserved".
 std::wstring nrcText(std::uint8_t nrc);
 /// For example "ECUReset (0x11)"; "unknown (0x40)" for a number that is no request.
 std::wstring serviceText(std::uint8_t serviceId);

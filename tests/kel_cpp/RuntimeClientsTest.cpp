@@ -320,7 +320,12 @@ TEST_F(RuntimeClients, FindTheSessionsOfAFlashInTheRunAndHowFarTheyWere) {
     EXPECT_EQ(json::serialize(job.at("items")),
               R"([{"name":"ENGINE_APP","passed":true,"text":""},)"
               R"({"name":"ENGINE_DATA","passed":true,"text":""}])");
-    const json::object progress = client->notification("job.progress");
+    // While the memory is erased nothing is done yet.
+    json::object progress = client->notification("job.progress");
+    EXPECT_EQ(progress.at("done"), json::value(0));
+    while (progress.at("done") == json::value(0)) {
+        progress = client->notification("job.progress");
+    }
     EXPECT_EQ(progress.at("controlUnit"), json::value("ENGINE"));
     EXPECT_EQ(progress.at("unit"), json::value("bytes"));
     EXPECT_EQ(progress.at("total"), json::value(100000));

@@ -70,7 +70,7 @@ TEST_F(RuntimeUnlock, AWrongKeyIsTheCause) {
     folder.replaceIn("projects/Car_DEMO0000000042/project.xml", "keyMask=\"0x5A3C96E1\"",
                      "keyMask=\"0x00000001\"");
     connect();
-    EXPECT_NE(unlockError(L"UnlockGateway", {L"level1"}).find(L"invalidKey"), std::wstring::npos);
+    EXPECT_NE(unlockError(L"UnlockGateway", {L"level1"}).find(L"invalid key"), std::wstring::npos);
     EXPECT_FALSE(mayWrite());
 }
 

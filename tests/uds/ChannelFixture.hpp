@@ -9,6 +9,7 @@
 
 #include "tests/support/FakeClock.hpp"
 #include "tests/support/HexBytes.hpp"
+#include "tests/support/KeptBusEvent.hpp"
 #include "tests/support/ScriptedEndpoint.hpp"
 #include "uds/VehicleLink.hpp"
 
@@ -35,7 +36,7 @@ protected:
     Platform::Clock::TimePoint begin = clock.now();
     Quarlen::Tests::EndpointScript script;
     std::stop_source cancel;
-    std::vector<BusEvent> events;
+    std::vector<Quarlen::Tests::KeptBusEvent> events;
     VehicleLink link{std::make_shared<Channel>(
         UnitAddress{L"LINK", std::uint16_t{0x10}},
         std::make_unique<Quarlen::Tests::ScriptedEndpoint>(script, clock), clock, Timing{},

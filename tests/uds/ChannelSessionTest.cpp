@@ -264,10 +264,11 @@ TEST_F(ChannelSession, EndsAnUnlockWhereverItChanges) {
         answerNext(response);
         exchange(request);
         EXPECT_EQ(events.back().kind, BusEvent::Kind::Locked);
-        EXPECT_EQ(refusalOf("2E F1 5A 01", "7F 2E 33"),
-                  std::string("WriteDataByIdentifier (0x2E) refused: securityAccessDenied (0x33); "
-                              "the control unit was unlocked before ") +
-                      reason);
+        EXPECT_EQ(
+            refusalOf("2E F1 5A 01", "7F 2E 33"),
+            std::string("WriteDataByIdentifier (0x2E) refused: security access denied (0x33); "
+                        "the control unit was unlocked before ") +
+                reason);
     }
 }
 
@@ -283,7 +284,7 @@ TEST_F(ChannelSession, SaysNothingOfALockWhereNoneWasOpen) {
     enterExtended();
     enterExtended();
     EXPECT_EQ(refusalOf("2E F1 5A 01", "7F 2E 33"),
-              "WriteDataByIdentifier (0x2E) refused: securityAccessDenied (0x33)");
+              "WriteDataByIdentifier (0x2E) refused: security access denied (0x33)");
 }
 
 TEST_F(ChannelSession, SaysNothingOfALockInAnotherRefusal) {
@@ -291,7 +292,7 @@ TEST_F(ChannelSession, SaysNothingOfALockInAnotherRefusal) {
     unlock();
     enterExtended();
     EXPECT_EQ(refusalOf("2E F1 5A 01", "7F 2E 31"),
-              "WriteDataByIdentifier (0x2E) refused: requestOutOfRange (0x31)");
+              "WriteDataByIdentifier (0x2E) refused: request out of range (0x31)");
 }
 
 TEST_F(ChannelSession, ForgetsTheReasonOfALockOnceItIsUnlockedAgain) {

@@ -309,7 +309,7 @@ TEST_F(ChannelTest, TellsWhatGoesAndWhatComes) {
     exchange("22 F1 90");
     EXPECT_THROW(exchange("3E 00"), NoUsableResponse);
     std::vector<std::pair<BusEvent::Kind, std::string>> told;
-    for (const BusEvent& event : events) {
+    for (const auto& event : events) {
         EXPECT_EQ(event.unit.link, L"LINK");
         told.emplace_back(event.kind, hex(event.bytes));
     }

@@ -27,7 +27,7 @@ TEST_F(UdsClientTest, ThrowsANegativeResponseFromRequest) {
         EXPECT_EQ(error.service(), 0x22);
         EXPECT_EQ(error.nrc(), 0x31);
         EXPECT_EQ(error.message(),
-                  L"ReadDataByIdentifier (0x22) refused: requestOutOfRange (0x31)");
+                  L"ReadDataByIdentifier (0x22) refused: request out of range (0x31)");
     }
 }
 

@@ -7,6 +7,7 @@
 
 #include "tests/support/FakeClock.hpp"
 #include "tests/support/HexBytes.hpp"
+#include "tests/support/KeptBusEvent.hpp"
 #include "tests/support/ScriptedEndpoint.hpp"
 #include "tests/support/TestInterface.hpp"
 
@@ -78,7 +79,7 @@ protected:
     const Platform::Clock::TimePoint begin = clock.now();
     std::shared_ptr<ScriptedInterface> vehicle = std::make_shared<ScriptedInterface>(clock);
     std::stop_source cancel;
-    std::vector<BusEvent> events;
+    std::vector<Quarlen::Tests::KeptBusEvent> events;
     Connection connection{vehicle, clock, Timing{},
                           [this](const BusEvent& event) { events.push_back(event); }};
 };

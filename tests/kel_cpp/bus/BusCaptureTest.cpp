@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/HexBytes.hpp"
+#include "tests/support/KeptBusEvent.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
@@ -32,7 +33,7 @@ std::uint32_t littleAt(const Uds::Bytes& bytes, std::size_t at, std::size_t coun
 /// A file of packets, of which a test reads the blocks.
 class BusCaptureTest : public testing::Test {
 protected:
-    void capture(const std::vector<Uds::BusEvent>& events) const {
+    void capture(const std::vector<Quarlen::Tests::KeptBusEvent>& events) const {
         BusCapture written(folder.path(), [] {
             return std::chrono::system_clock::time_point(
                 std::chrono::microseconds(0x0001'2345'6789'ABCD));
@@ -41,7 +42,7 @@ protected:
             written.take(event);
         }
     }
-    static Uds::BusEvent event(Kind kind, const char* bytes) {
+    static Quarlen::Tests::KeptBusEvent event(Kind kind, const char* bytes) {
         return {kind, {L"LINK", std::uint16_t{0x0010}}, hex(bytes)};
     }
     /// Each has its length in front and behind.
@@ -112,7 +113,7 @@ TEST_F(BusCaptureTest, HasNothingOfWhatIsNoMessage) {
 }
 
 TEST_F(BusCaptureTest, CutsALongMessageAndTellsItsLength) {
-    Uds::BusEvent longOne = event(Kind::Request, "");
+    Quarlen::Tests::KeptBusEvent longOne = event(Kind::Request, "");
     longOne.bytes = Uds::Bytes(70'000, 0x36);
     capture({longOne});
     const auto found = blocks();

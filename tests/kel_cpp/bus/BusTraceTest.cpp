@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/HexBytes.hpp"
+#include "tests/support/KeptBusEvent.hpp"
 #include "tests/support/TraceCapture.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
@@ -12,7 +13,7 @@ namespace {
 using Kind = Uds::BusEvent::Kind;
 using Quarlen::Tests::hex;
 
-Uds::BusEvent event(Kind kind, const char* bytes, std::wstring text = {}) {
+Quarlen::Tests::KeptBusEvent event(Kind kind, const char* bytes, std::wstring text = {}) {
     return {kind, {L"LINK", std::uint16_t{0x0A1F}}, hex(bytes), std::move(text)};
 }
 
@@ -47,17 +48,17 @@ TEST(BusLine, TellsAddressesDirectionAndMeaning) {
 TEST(BusLine, MarksARefusal) {
     EXPECT_EQ(busLine(event(Kind::Response, "7F 31 31")),
               L"LINK 0x0E80 < 0x0A1F  7F 31 31  RoutineControl (0x31) refused: "
-              L"requestOutOfRange (0x31)");
+              L"request out of range (0x31)");
 }
 
 TEST(BusLine, MarksAResponsePending) {
     EXPECT_EQ(busLine(event(Kind::Response, "7F 31 78")),
               L"LINK 0x0E80 < 0x0A1F  7F 31 78  RoutineControl (0x31) pending: "
-              L"requestCorrectlyReceivedResponsePending (0x78)");
+              L"request correctly received, response pending (0x78)");
 }
 
 TEST(BusLine, CutsALongMessageAndTellsItsLength) {
-    Uds::BusEvent longOne = event(Kind::Request, "");
+    Quarlen::Tests::KeptBusEvent longOne = event(Kind::Request, "");
     longOne.bytes = Uds::Bytes(65, 0x36);
     std::wstring shown = L"36";
     for (int count = 1; count < 64; ++count) {

@@ -186,7 +186,7 @@ TEST_F(FaultRecords, SayWhyTheyWereRefused) {
     DtcReading fault{0x030100, 0x2F, L""};
     read(fault, true, false);
     EXPECT_EQ(fault.recordsText, L"Freeze frames: ReadDTCInformation (0x19) refused: "
-                                 L"conditionsNotCorrect (0x22).");
+                                 L"conditions not correct (0x22).");
 }
 
 } // namespace Quarlen::Kel_cpp::Tests

@@ -140,7 +140,7 @@ TEST_F(FlashJobTest, AWrongKeyIsAJobError) {
     folder.replaceIn(projectFile, "keyMask=\"0x1234ABCD\"", "keyMask=\"0x00000001\"");
     writeFlashFile("engine_app.bin", 5000);
     connect();
-    EXPECT_NE(errorOfApp().find(L"invalidKey"), std::wstring::npos);
+    EXPECT_NE(errorOfApp().find(L"invalid key"), std::wstring::npos);
 }
 
 TEST_F(FlashJobTest, AnInterfaceThatFailsIsAVciServerError) {

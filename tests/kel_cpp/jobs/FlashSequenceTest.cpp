@@ -189,20 +189,21 @@ INSTANTIATE_TEST_SUITE_P(
         FailingStep{"Request",
                     {0x85, 0x02},
                     {0x7F, 0x85, 0x22},
-                    L"step 2: ControlDTCSetting (0x85) refused: conditionsNotCorrect (0x22)"},
-        FailingStep{"Unlock",
-                    {0x27, 0x03},
-                    {0x7F, 0x27, 0x37},
-                    L"step 5: SecurityAccess (0x27) refused: requiredTimeDelayNotExpired (0x37)"},
+                    L"step 2: ControlDTCSetting (0x85) refused: conditions not correct (0x22)"},
+        FailingStep{
+            "Unlock",
+            {0x27, 0x03},
+            {0x7F, 0x27, 0x37},
+            L"step 5: SecurityAccess (0x27) refused: required time delay not expired (0x37)"},
         FailingStep{"Fingerprint",
                     {0x2E, 0xF1, 0x5A},
                     {0x7F, 0x2E, 0x31},
-                    L"step 6: WriteDataByIdentifier (0x2E) refused: requestOutOfRange (0x31)"},
+                    L"step 6: WriteDataByIdentifier (0x2E) refused: request out of range (0x31)"},
         FailingStep{"Sessions",
                     {0x34},
                     {0x7F, 0x34, 0x70},
                     L"session \"APP\", file \"app.bin\": RequestDownload (0x34) refused: "
-                    L"uploadDownloadNotAccepted (0x70)"},
+                    L"upload/download not accepted (0x70)"},
         FailingStep{"Dependencies",
                     {0x31, 0x01, 0xFF, 0x01},
                     {0x71, 0x01, 0xFF, 0x01, 0x01},
@@ -214,7 +215,7 @@ INSTANTIATE_TEST_SUITE_P(
         FailingStep{"Reset",
                     {0x11, 0x01},
                     {0x7F, 0x11, 0x22},
-                    L"step 9: ECUReset (0x11) refused: conditionsNotCorrect (0x22)"}),
+                    L"step 9: ECUReset (0x11) refused: conditions not correct (0x22)"}),
     [](const auto& test) { return std::string(test.param.name); });
 
 namespace {

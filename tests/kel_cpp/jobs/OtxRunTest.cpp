@@ -131,7 +131,7 @@ TEST_F(OtxRunTest, TakesTheRefusalOfTheDelayTimerWhenItsTimeIsOver) {
     EXPECT_EQ(clock.now() - before, std::chrono::seconds(3));
     EXPECT_EQ(vehicle->requests().size(), 4U);
     EXPECT_EQ(results.at(0)->error, 0x37);
-    EXPECT_NE(results[0]->errorText.find(L"requiredTimeDelayNotExpired (0x37)"),
+    EXPECT_NE(results[0]->errorText.find(L"required time delay not expired (0x37)"),
               std::wstring::npos);
 }
 

@@ -182,7 +182,7 @@ TEST_F(QuickTestTest, ShowsThatAProgrammingWasInterrupted) {
     const auto results = test({L"ENGINE"}, 0x08);
     EXPECT_TRUE(wasInterrupted(*results.at(0)));
     EXPECT_EQ(identification(*results.at(0), 0xF195),
-              L"not valid: the programming was interrupted (conditionsNotCorrect (0x22))");
+              L"not valid: the programming was interrupted (conditions not correct (0x22))");
     EXPECT_EQ(results.at(0)->errorText, L"");
 }
 

@@ -187,7 +187,7 @@ TEST_F(QuickTestUnits, AreNotReadWithoutTheirFaults) {
     for (const auto& result : test(1)) {
         EXPECT_EQ(result.reply, ControlUnitQuickTestResult::Reply::Answered);
         EXPECT_EQ(result.errorText,
-                  L"fault memory: ReadDTCInformation (0x19) refused: serviceNotSupported (0x11)");
+                  L"fault memory: ReadDTCInformation (0x19) refused: service not supported (0x11)");
     }
 }
 

@@ -118,10 +118,10 @@ class Examples(DryRunTest):
         self.check(self.run_script("Flash.xml", "-v"), DONE,
                    "GATEWAY  > 22 F1 90  ReadDataByIdentifier (0x22)\n", "GATEWAY  < 62 F1 90 57 4B 4C 44",
                    "ENGINE   > 31 01 FF 00 44 00 01 00 00 00 01 86 A0  RoutineControl (0x31)\n",
-                   "ENGINE   < 7F 31 78  requestCorrectlyReceivedResponsePending (0x78)\n",
+                   "ENGINE   < 7F 31 78  request correctly received, response pending (0x78)\n",
                    "ENGINE   < 71 01 FF 00 00\n",
                    "ENGINE   > 36 ...  TransferData (0x36), 25 blocks with 100000 bytes, each accepted\n",
-                   "ENGINE   > 37  RequestTransferExit (0x37)\n", "BRAKES   < 7F 22 31  requestOutOfRange (0x31)\n")
+                   "ENGINE   > 37  RequestTransferExit (0x37)\n", "BRAKES   < 7F 22 31  request out of range (0x31)\n")
 
     def test_a_wait_is_not_waited_for(self):
         self.write_procedure("Otx_Hour", '<Wait milliseconds="3600000"/>')
@@ -294,7 +294,7 @@ class Outcomes(DryRunTest):
                              '<Request link="UDS_CAN_D" send="3E 80" expect="none"/>')
         self.write_script("Patient.xml", SELECT, '<ExecuteAction command="Otx_Patient"/>')
         delay = ("--fault", "GATEWAY:22 F1 90=7F 22 37 x")
-        for times, code, words in (("3", DONE, "Outcome: clean"), ("99", FINDINGS, "requiredTimeDelayNotExpired (0x37)")):
+        for times, code, words in (("3", DONE, "Outcome: clean"), ("99", FINDINGS, "required time delay not expired (0x37)")):
             self.check(self.run_script("Patient.xml", "-v", delay[0], delay[1] + times), code, words)
         self.check(self.run_script("Patient.xml", "-v", "--derive-vehicle", "--fault", "GATEWAY:3E 80=7F 3E 13"), FINDINGS,
                    "expected no answer, received 7F 3E 13")
@@ -351,7 +351,7 @@ class Faults(DryRunTest):
         self.check(self.run_script("Demo.xml", "-v", "--fault", "ENGINE:22 F1 90=7F 22 31"), FINDINGS,
                    "planned fault  ENGINE:22 F1 90=7F 22 31\n",
                    "ENGINE   > 22 F1 90  ReadDataByIdentifier (0x22)\n",
-                   "ENGINE   < 7F 22 31  requestOutOfRange (0x31)\n",
+                   "ENGINE   < 7F 22 31  request out of range (0x31)\n",
                    "procedure Otx_ReadIdent failed: ", "Outcome: findings")
 
     def test_a_silent_unit_is_shown(self):
@@ -366,7 +366,7 @@ class Faults(DryRunTest):
     def test_a_fault_ends_after_its_times_and_begins_after_normal_answers(self):
         result = self.run_script("Flash.xml", "-v", "--fault", "ENGINE:36=7F 36 72 x1 @5")
         self.check(result, FINDINGS, "5 blocks with 20470 bytes, each accepted", "> 36 06 ", "... (4096 bytes)",
-                   "< 7F 36 72  generalProgrammingFailure (0x72)", "flash item ENGINE failed")
+                   "< 7F 36 72  general programming failure (0x72)", "flash item ENGINE failed")
         self.assertNotIn("never happened", result.out)
 
     def test_a_fault_that_never_happens_is_told_of(self):
@@ -471,7 +471,7 @@ class Json(DryRunTest):
                          ("GATEWAY", "UDS_CAN_D", 3, "ReadDataByIdentifier (0x22)"))
         refusal = next(event for event in of_kind("response") if "negative" in event)
         self.assertEqual((refusal["unit"], refusal["bytes"], refusal["negative"]),
-                         ("BRAKES", "7F 22 31", "requestOutOfRange (0x31)"))
+                         ("BRAKES", "7F 22 31", "request out of range (0x31)"))
         self.assertIn("BRAKES:99=", of_kind("note")[0]["text"])
 
     def test_what_goes_wrong_is_a_value_too(self):

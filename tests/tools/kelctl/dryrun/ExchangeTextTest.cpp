@@ -19,7 +19,7 @@ TEST(ExchangeText, ShowsLongMessagesByTheirBegin) {
 TEST(ExchangeText, NamesTheServiceAndTheReasonOfARefusal) {
     EXPECT_EQ(requestText(hex("22 F1 90")), "ReadDataByIdentifier (0x22)");
     EXPECT_EQ(requestText({}), "");
-    EXPECT_EQ(responseText(hex("7F 22 31")), "requestOutOfRange (0x31)");
+    EXPECT_EQ(responseText(hex("7F 22 31")), "request out of range (0x31)");
     EXPECT_EQ(responseText(hex("7F 22")), "");
     EXPECT_EQ(responseText(hex("62 F1 90")), "");
 }
