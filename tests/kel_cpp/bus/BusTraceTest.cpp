@@ -71,7 +71,7 @@ TEST(BusLine, CutsALongMessageAndTellsItsLength) {
 }
 
 TEST(BusLine, CutsALongResponseToo) {
-    Uds::BusEvent longOne = event(Kind::Response, "");
+    Quarlen::Tests::KeptBusEvent longOne = event(Kind::Response, "");
     longOne.bytes = Uds::Bytes(65, 0x63);
     const std::wstring line = busLine(longOne);
     EXPECT_TRUE(line.ends_with(L" 63 ... (65 bytes)  ReadMemoryByAddress (0x23) done")) << line;

@@ -178,7 +178,7 @@ TEST_F(FaultRecords, SayWhyExtendedDataWasRefused) {
     project.extendedData = {{0x10, L"Mileage", L"km"}};
     refusal = 0x22;
     EXPECT_TRUE(extended().recordsText.starts_with(
-        L"Mileage: ReadDTCInformation (0x19) refused: conditionsNotCorrect (0x22)."));
+        L"Mileage: ReadDTCInformation (0x19) refused: conditions not correct (0x22)."));
 }
 
 TEST_F(FaultRecords, SayWhyTheyWereRefused) {

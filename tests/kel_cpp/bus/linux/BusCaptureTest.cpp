@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/support/HexBytes.hpp"
+#include "tests/support/KeptBusEvent.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/support/TraceCapture.hpp"
 
@@ -39,8 +40,8 @@ private:
 TEST(BusCaptureOnAFullDisk, EndsWithOneTraceAndDoesNotGoOnLater) {
     const Quarlen::Tests::TemporaryFolder folder;
     BusCapture capture(folder.path());
-    const Uds::BusEvent event{
-        Uds::BusEvent::Kind::Request, {L"LINK"}, Quarlen::Tests::hex("3E 00")};
+    const Quarlen::Tests::KeptBusEvent event(Uds::BusEvent::Kind::Request, {L"LINK"},
+                                             Quarlen::Tests::hex("3E 00"));
     const std::size_t size = folder.read("bus.pcapng").size();
     const Quarlen::Tests::TraceCapture traces;
     {
