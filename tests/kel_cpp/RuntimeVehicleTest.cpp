@@ -297,8 +297,8 @@ TEST_F(RuntimeVehicle, WritesAReportWithTheVehiclesNumberAndReturnsItsPath) {
                                  std::make_shared<VehicleReportConfig>());
     const auto reports = folder.config() / "reports";
     EXPECT_EQ(Platform::toPath(file).parent_path(), reports);
-    for (const std::string text : {std::string("WKLDEMO0000000042"), std::string("ENGINE"),
-                                   std::string("VIT_A"), Platform::toUtf8(runtimeVersion())}) {
+    for (const std::string& text : {std::string("WKLDEMO0000000042"), std::string("ENGINE"),
+                                    std::string("VIT_A"), Platform::toUtf8(runtimeVersion())}) {
         EXPECT_NE(contentOf(file).find(text), std::string::npos) << text;
     }
 }
