@@ -2,6 +2,7 @@
 
 #include "simulation/SimulatedVehicle.hpp"
 #include "tests/kel_cpp/RuntimeFixture.hpp"
+#include "tests/support/TraceCapture.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
 
@@ -80,6 +81,12 @@ TEST_F(RuntimeReachability, IsKnownAfterTheTimeOfOneSilentControlUnit) {
 TEST_F(RuntimeReachability, TakesNoLongerForAConnection) {
     EXPECT_LT(timeOf([&] { runtime->connectVehicle(); }), seconds(3));
     EXPECT_EQ(connectionCount(*runtime), 1U);
+}
+
+TEST_F(RuntimeReachability, IsToldInTheTraceWithTheNumberOfThoseThatAnswer) {
+    const Quarlen::Tests::TraceCapture traces;
+    runtime->connectVehicle();
+    EXPECT_EQ(traces.count(L"20 of 100 control units answer"), 1);
 }
 
 TEST_F(RuntimeReachability, TakesNoLongerForTheNumberOfTheVehicleInAReport) {

@@ -39,6 +39,25 @@ TEST_F(RuntimeUnlock, TheControlUnitLocksAgainSomeTimeAfterTheRelease) {
     EXPECT_FALSE(mayWrite());
 }
 
+TEST_F(RuntimeUnlock, IsKeptOnlyUntilItsRelease) {
+    const RuntimeEnvironment environment{folder.config(), folder.base(), clock,
+                                         std::chrono::hours(1)};
+    runtime = std::make_shared<Runtime>(environment);
+    runtime->initialize();
+    connect();
+    const auto session = runtime->openUnlockSession(L"UnlockGateway", {L"level1"});
+    const auto passTime = [this] {
+        clock.advance(std::chrono::seconds(4));
+        runtime->keepSessions();
+        clock.advance(std::chrono::seconds(4));
+    };
+    passTime();
+    EXPECT_TRUE(mayWrite());
+    runtime->releaseJob(session->handle);
+    passTime();
+    EXPECT_FALSE(mayWrite());
+}
+
 TEST_F(RuntimeUnlock, IsKeptAliveAtLeastTwiceWithinTheSessionTimeout) {
     const RuntimeEnvironment usual{folder.config(), folder.base(), clock};
     EXPECT_LT(usual.testerPresentInterval * 2, std::chrono::seconds(5));

@@ -3,7 +3,9 @@
 #include <fstream>
 #include <future>
 #include <iterator>
+#include <utility>
 
+#include "kel_cpp/ComponentVersions.hpp"
 #include "kel_cpp/report/QuickTestRecords.hpp"
 #include "platform/TextEncoding.hpp"
 #include "simulation/SimulatedVehicle.hpp"
@@ -90,6 +92,30 @@ TEST_F(RuntimeVehicle, ATargetThatAnotherInterfaceLeadsToIsNamedWithIt) {
                               L"enabled: the enabled one is \"Simulation\"");
     EXPECT_EQ(connectionCount(*runtime), 0U);
     folder.replaceIn(project, "interface=\"DoIP\"", "interface=\"Simulation\"");
+    EXPECT_EQ(connectError(), L"");
+}
+
+TEST_F(RuntimeVehicle, IsGivenTheTimesThatItsInterfaceSays) {
+    folder.replaceIn("vehicle.xml", "<FlashMemory",
+                     "<Fault request=\"22 00 00\"/>"
+                     "<Fault request=\"22 00 01\" response=\"7F 22 78\"/><FlashMemory");
+    useInterfaces("<Interface name=\"Simulation\" enabled=\"true\" p2=\"1234\" p2Star=\"2345\"/>");
+    connect();
+    const auto unit = L"UDS_CAN_ENGINE";
+    const std::wstring first = hexService(unit, {0x22, 0x00, 0x00})->errorText;
+    EXPECT_NE(first.find(L"within 1234 ms"), std::wstring::npos) << Platform::toUtf8(first);
+    const std::wstring next = hexService(unit, {0x22, 0x00, 0x01})->errorText;
+    EXPECT_NE(next.find(L"within 2345 ms"), std::wstring::npos) << Platform::toUtf8(next);
+}
+
+TEST_F(RuntimeVehicle, KeepsTheTimesOfItsInterfaceWhereWrongOnesAreApplied) {
+    const auto interfaces = runtime->getInterfaceSettings();
+    interfaces->groups.at(0)->interfaces.at(0)->parameters = {{L"p2", L"soon"}};
+    runtime->setInterfaceSettings(interfaces);
+    const std::wstring refusal = errorOf([&] { runtime->applyInterfaceSettings(); });
+    EXPECT_NE(refusal.find(L"\"p2\" is \"soon\", expected a number from 1 to 60000"),
+              std::wstring::npos)
+        << Platform::toUtf8(refusal);
     EXPECT_EQ(connectError(), L"");
 }
 
@@ -271,8 +297,22 @@ TEST_F(RuntimeVehicle, WritesAReportWithTheVehiclesNumberAndReturnsItsPath) {
                                  std::make_shared<VehicleReportConfig>());
     const auto reports = folder.config() / "reports";
     EXPECT_EQ(Platform::toPath(file).parent_path(), reports);
-    EXPECT_NE(contentOf(file).find("WKLDEMO0000000042"), std::string::npos);
-    EXPECT_NE(contentOf(file).find("ENGINE"), std::string::npos);
+    for (const std::string& text : {std::string("WKLDEMO0000000042"), std::string("ENGINE"),
+                                    std::string("VIT_A"), Platform::toUtf8(runtimeVersion())}) {
+        EXPECT_NE(contentOf(file).find(text), std::string::npos) << text;
+    }
+}
+
+TEST_F(RuntimeVehicle, WritesAReportThatSaysItsType) {
+    const auto textOf = [this](std::vector<std::uint32_t> types) {
+        auto config = std::make_shared<VehicleReportConfig>();
+        config->reportTypes = std::move(types);
+        std::wstring file;
+        runtime->createVehicleReport(file, L"Typed", nullptr, {}, config);
+        return contentOf(file);
+    };
+    EXPECT_NE(textOf({}).find("Type not given"), std::string::npos);
+    EXPECT_EQ(textOf({1}).find("Type not given"), std::string::npos);
 }
 
 TEST_F(RuntimeVehicle, TracesThatAReportIsToShowFaultsThatNobodyAskedFor) {
@@ -300,6 +340,25 @@ TEST_F(RuntimeVehicle, WritesAReportAlsoWhenTheVehicleIsClosedAlready) {
     std::wstring file;
     runtime->createVehicleReport(file, L"Late", nullptr, {},
                                  std::make_shared<VehicleReportConfig>());
+    EXPECT_TRUE(std::filesystem::exists(Platform::toPath(file)));
+}
+
+TEST_F(RuntimeVehicle, WritesAReportAlsoWhenTheVehicleIsClosedMeanwhile) {
+    bool closes = false;
+    RuntimeEnvironment environment{folder.config(), folder.base(), clock};
+    environment.onBusEvent = [&](const Uds::BusEvent&) {
+        if (std::exchange(closes, false)) {
+            runtime->selectProject(L"");
+        }
+    };
+    runtime = std::make_shared<Runtime>(environment);
+    runtime->initialize();
+    connect();
+    closes = true;
+    std::wstring file;
+    runtime->createVehicleReport(file, L"Late", nullptr, {},
+                                 std::make_shared<VehicleReportConfig>());
+    EXPECT_FALSE(closes);
     EXPECT_TRUE(std::filesystem::exists(Platform::toPath(file)));
 }
 

@@ -30,9 +30,13 @@ struct EndpointScript {
     void answerNext(std::vector<Response> responses) { answers.push_back(std::move(responses)); }
     /// Each send throws it; empty for none.
     std::function<void()> onSend;
+    /// Each receive throws it; empty for none.
+    std::function<void()> onReceive;
 
     std::deque<std::vector<Response>> answers;
     std::vector<Uds::Bytes> requests;
+    /// Until when the last send may last.
+    Platform::Clock::TimePoint sendDeadline;
 };
 
 class ScriptedEndpoint : public Uds::Endpoint {
@@ -44,6 +48,7 @@ public:
             throw Uds::Cancelled();
         }
         script.requests.push_back(message);
+        script.sendDeadline = patience.deadline;
         if (script.onSend) {
             script.onSend();
         }
@@ -58,6 +63,9 @@ public:
     }
 
     std::optional<Uds::Received> receive(const Uds::Patience& patience) override {
+        if (script.onReceive) {
+            script.onReceive();
+        }
         const bool comes = !arriving.empty() && arriving.front().first <= patience.deadline;
         std::mutex mutex;
         std::condition_variable_any never;

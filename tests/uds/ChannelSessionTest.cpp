@@ -236,6 +236,40 @@ TEST_F(ChannelSession, ThatHasRunOutIsNotKeptAliveAndItsUnlockIsTold) {
     EXPECT_EQ(link.channel().reasonOfLock(), L"its session ran out");
 }
 
+TEST_F(ChannelSession, IsKeptUntilItsWholeTimeIsOver) {
+    enterExtended();
+    link.holdSession();
+    clock.advance(Timing{}.session);
+    EXPECT_TRUE(isKept());
+}
+
+TEST_F(ChannelSession, IsKeptByTheResponsesOfALongExchange) {
+    enterExtended();
+    link.holdSession();
+    script.answerNext(
+        {{0ms, hex("7F 31 78")}, {4000ms, hex("7F 31 78")}, {8000ms, hex("71 01 02 03")}});
+    exchange("31 01 02 03");
+    clock.advance(Timing{}.session);
+    EXPECT_TRUE(isKept());
+}
+
+TEST_F(ChannelSession, DropsWhatHasComeMeanwhileBeforeItIsKept) {
+    script.answerNext({{0ms, hex("50 03")}, {100ms, hex("62 F1 90 41")}});
+    exchange("10 03");
+    link.holdSession();
+    clock.advance(200ms);
+    EXPECT_TRUE(isKept());
+    ASSERT_EQ(events.size(), 4U);
+    EXPECT_EQ(hex(events[2].bytes), "62 F1 90 41");
+}
+
+TEST_F(ChannelSession, OfDefaultThatIsEnteredWithoutAResponseNeedsNoKeeping) {
+    enterExtended();
+    link.holdSession();
+    EXPECT_EQ(exchange("10 81"), "");
+    EXPECT_FALSE(isKept());
+}
+
 TEST_F(ChannelSession, IsNotKeptByASendThatFails) {
     enterExtended();
     link.holdSession();
@@ -278,6 +312,28 @@ TEST_F(ChannelSession, EndsAnUnlockWhenItRunsOut) {
     clock.advance(Timing{}.session + 1ms);
     EXPECT_THAT(refusalOf("2E F1 5A 01", "7F 2E 7F"),
                 testing::EndsWith("; the control unit was unlocked before its session ran out"));
+}
+
+TEST_F(ChannelSession, EndsAnUnlockAlsoByAResetThatWantsNoResponseAndWasCancelled) {
+    enterExtended();
+    unlock();
+    clock.callAfter(100ms, [&] { cancel.request_stop(); });
+    EXPECT_THROW(exchange("11 81"), Cancelled);
+    cancel = {};
+    clock.advance(1000ms);
+    answerNext("7E 00");
+    exchange("3E 00");
+    EXPECT_EQ(link.channel().reasonOfLock(), L"it was reset");
+}
+
+TEST_F(ChannelSession, StaysUnlockedWhereTheSeedOfAnotherLevelIsAskedFor) {
+    enterExtended();
+    unlock();
+    answerNext("67 03 12 34");
+    exchange("27 03");
+    answerNext("51 01");
+    exchange("11 01");
+    EXPECT_EQ(link.channel().reasonOfLock(), L"it was reset");
 }
 
 TEST_F(ChannelSession, SaysNothingOfALockWhereNoneWasOpen) {

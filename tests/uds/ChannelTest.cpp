@@ -78,6 +78,14 @@ TEST_F(ChannelTest, BelievesARefusalOfAnotherServiceOrALaterOne) {
     EXPECT_EQ(script.requests.size(), 3U);
 }
 
+TEST_F(ChannelTest, DoubtsARefusalUntilP2StarHasPassed) {
+    EXPECT_THROW(exchange("22 F1 90"), NoUsableResponse);
+    clock.advance(Timing{}.p2Star - 1ms);
+    answerNext("7F 22 31");
+    answerNext("62 F1 95 41");
+    EXPECT_EQ(exchange("22 F1 95"), "62 F1 95 41");
+}
+
 TEST_F(ChannelTest, DoesNotRepeatWhatDoesMoreThanRead) {
     EXPECT_THROW(exchange("2E F1 5A 01"), NoUsableResponse);
     answerNext("7F 2E 31");
@@ -91,6 +99,18 @@ TEST_F(ChannelTest, IsIdleWhenNobodyHasAnExchangeAndTheLastOneIsOver) {
     EXPECT_FALSE(link.channel().turnIfIdle());
 }
 
+TEST_F(ChannelTest, GivesNoTurnToOneThatIsCancelledWhileAnotherHasIt) {
+    const auto turn = link.channel().takeTurn({});
+    cancel.request_stop();
+    EXPECT_THROW(static_cast<void>(link.channel().takeTurn(cancel.get_token())), Cancelled);
+}
+
+TEST_F(ChannelTest, GivesASendNoLongerThanP2) {
+    answerNext("7E 00");
+    exchange("3E 00");
+    EXPECT_EQ(script.sendDeadline - begin, Timing{}.p2);
+}
+
 TEST_F(ChannelTest, IsNotIdleWhileTheControlUnitIsAtWork) {
     script.answerNext({{0ms, hex("7F 31 78")}, {3000ms, hex("71 01 02 03")}});
     clock.callAfter(100ms, [&] { cancel.request_stop(); });
@@ -101,6 +121,23 @@ TEST_F(ChannelTest, IsNotIdleWhileTheControlUnitIsAtWork) {
     EXPECT_EQ(script.requests.size(), 1U);
     clock.advance(3000ms);
     EXPECT_TRUE(link.channel().turnIfIdle());
+}
+
+TEST_F(ChannelTest, IsNotIdleAfterAQuestionThatIsAnsweredByResponsePending) {
+    script.answerNext({{1ms, hex("7F 3E 78")}, {3000ms, hex("7E 00")}});
+    auto question = link.channel().ask(link.channel().takeTurn({}), hex("3E 00"), {});
+    EXPECT_TRUE(question.isAnswered({}));
+    EXPECT_FALSE(link.channel().turnIfIdle());
+    clock.advance(3000ms);
+    EXPECT_TRUE(link.channel().turnIfIdle());
+}
+
+TEST_F(ChannelTest, IsAskedWhereACancelledRequestHasHadNoResponse) {
+    clock.callAfter(100ms, [&] { cancel.request_stop(); });
+    EXPECT_THROW(exchange("22 F1 90"), Cancelled);
+    auto question = link.channel().ask(link.channel().takeTurn({}), hex("3E 00"), {});
+    EXPECT_FALSE(question.isAnswered({}));
+    EXPECT_EQ(lastRequest(), "3E 00");
 }
 
 TEST_F(ChannelTest, TellsEachResponsePendingAndNothingElse) {
@@ -251,6 +288,31 @@ TEST_F(ChannelTest, WaitsForTheResponseToACancelledRequestBeforeTheNext) {
     EXPECT_EQ(elapsed(), 301ms);
 }
 
+TEST_F(ChannelTest, SendsItsRequestAlsoWhereTheCancelledOneBeforeWasRefusedByAGateway) {
+    clock.callAfter(100ms, [&] { cancel.request_stop(); });
+    EXPECT_THROW(exchange("22 F1 90"), Cancelled);
+    cancel = {};
+    script.onReceive = [this] {
+        script.onReceive = nullptr;
+        throw MessageRefused(6, L"unreachable");
+    };
+    answerNext("7E 00");
+    EXPECT_EQ(exchange("3E 00"), "7E 00");
+}
+
+TEST_F(ChannelTest, SendsItsRequestAlsoToAControlUnitThatFloods) {
+    std::vector<Quarlen::Tests::EndpointScript::Response> flood(
+        5001, {0ms, hex("62 F1 90 41"), std::uint16_t{0}});
+    script.answerNext(std::move(flood));
+    exchange("22 F1 90");
+    answerNext("7E 00");
+    EXPECT_EQ(exchange("3E 00"), "7E 00");
+    const auto second = std::find_if(events.begin() + 1, events.end(), [](const auto& event) {
+        return event.kind == BusEvent::Kind::Request;
+    });
+    EXPECT_LT(second - events.begin(), 4200);
+}
+
 TEST_F(ChannelTest, WaitsNoLongerThanP2ForTheResponseToACancelledRequest) {
     clock.callAfter(100ms, [&] { cancel.request_stop(); });
     EXPECT_THROW(exchange("22 F1 90"), Cancelled);
@@ -270,6 +332,23 @@ TEST_F(ChannelTest, LetsAControlUnitEndWhatACancelledRequestHasBegun) {
     answerNext("7E 00");
     exchange("3E 00");
     EXPECT_EQ(elapsed(), 8000ms);
+}
+
+TEST_F(ChannelTest, WaitsNoLongerThanTenMinutesForTheEndOfACancelledRequest) {
+    std::vector<Quarlen::Tests::EndpointScript::Response> responses;
+    for (int number = 0; number <= 150; ++number) {
+        responses.push_back({1000ms + number * 4000ms, hex("7F 31 78")});
+    }
+    responses.front().delay = 0ms;
+    script.answerNext(std::move(responses));
+    clock.callAfter(100ms, [&] { cancel.request_stop(); });
+    EXPECT_THROW(exchange("31 01 02 03"), Cancelled);
+    cancel = {};
+    std::chrono::milliseconds sent{0};
+    script.onSend = [&] { sent = elapsed(); };
+    answerNext("7E 00");
+    EXPECT_EQ(exchange("3E 00"), "7E 00");
+    EXPECT_EQ(sent, 600'000ms);
 }
 
 TEST_F(ChannelTest, TakesSilenceForAnAnswerWhenThePositiveResponseIsSuppressed) {

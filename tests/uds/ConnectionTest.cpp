@@ -1,5 +1,6 @@
 #include "uds/Connection.hpp"
 
+#include <functional>
 #include <map>
 #include <memory>
 
@@ -30,12 +31,17 @@ public:
         return TestInterface::resolve(unit);
     }
     std::unique_ptr<Endpoint> openEndpoint(const UnitAddress& unit) override {
+        if (onOpen) {
+            onOpen();
+        }
         ++opened[unit.link];
         return std::make_unique<Quarlen::Tests::ScriptedEndpoint>(scripts[unit.link], clock);
     }
 
     std::map<std::wstring, EndpointScript> scripts;
     std::map<std::wstring, int> opened;
+    /// Each opening of an end throws it; empty for none.
+    std::function<void()> onOpen;
 
 private:
     Quarlen::Tests::FakeClock& clock;
@@ -148,6 +154,11 @@ TEST_F(ConnectionTest, LosesAllAnswersWithTheConnection) {
     EXPECT_THROW(whoAnswers({L"B", L"A"}), ConnectionLost);
 }
 
+TEST_F(ConnectionTest, LosesAllAnswersAlsoWithAConnectionThatIsLostWhileALinkIsOpened) {
+    vehicle->onOpen = [] { throw ConnectionLost(L"gone"); };
+    EXPECT_THROW(whoAnswers({L"A"}), ConnectionLost);
+}
+
 TEST_F(ConnectionTest, AsksAControlUnitInUseLastAndKeepsNobodyFromTheOthers) {
     VehicleLink used = connection.openLink({L"A"});
     const VehicleLink other = connection.openLink({L"B"});
@@ -223,6 +234,14 @@ TEST_F(ConnectionTest, CollectsTheAnswersOfAllUntilP2HasPassed) {
     EXPECT_EQ(events[1].kind, BusEvent::Kind::Response);
 }
 
+TEST_F(ConnectionTest, TellsWhichControlUnitHasAnsweredAFunctionalRequest) {
+    answerToAll({{1ms, hex("7E 00"), 0x1A}});
+    EXPECT_EQ(connection.requestFromAll(0xE400, hex("3E 00"), {}).at(0).source, 0x1A);
+    ASSERT_EQ(events.size(), 2U);
+    EXPECT_EQ(events[0].unit.physical, std::nullopt);
+    EXPECT_EQ(events[1].unit.physical, 0x1A);
+}
+
 TEST_F(ConnectionTest, KeepsTheSessionsThatAreHeld) {
     EXPECT_FALSE(connection.holdsSessions());
     const VehicleLink held = heldInSession(L"A");
@@ -239,6 +258,14 @@ TEST_F(ConnectionTest, KeepsTheOtherSessionsWhereOneCannotBeKept) {
     vehicle->scripts[L"A"].onSend = [] { throw MessageRefused(3, L"refused"); };
     EXPECT_EQ(connection.keepSessions(), L"refused");
     EXPECT_EQ(hex(vehicle->scripts[L"B"].requests.back()), "3E 80");
+}
+
+TEST_F(ConnectionTest, TellsTheFirstOfTheFailuresToKeepSessions) {
+    const VehicleLink first = heldInSession(L"A");
+    const VehicleLink second = heldInSession(L"B");
+    vehicle->scripts[L"A"].onSend = [] { throw MessageRefused(3, L"refused"); };
+    vehicle->scripts[L"B"].onSend = [] { throw MessageRefused(6, L"unreachable"); };
+    EXPECT_EQ(connection.keepSessions(), L"refused");
 }
 
 TEST_F(ConnectionTest, ClosesItsInterfaceAtItsEnd) {

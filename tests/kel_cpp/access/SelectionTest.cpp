@@ -114,6 +114,15 @@ TEST_F(SelectionTest, TakesNoAccessForWhatIsNotSelectedAnyMore) {
     EXPECT_EQ(selection.current().access, nullptr);
 }
 
+TEST_F(SelectionTest, TakesNoAccessForAnotherVehicleInformationOfTheProject) {
+    connectA();
+    const SelectedVehicle before = selection.current();
+    selection.selectInformation(L"B");
+    const auto access = newAccess();
+    EXPECT_EQ(codeOf([&] { selection.attach(before, access); }), ErrorCode::NotConnected);
+    EXPECT_EQ(selection.current().access, nullptr);
+}
+
 TEST_F(SelectionTest, DetachingAFormerAccessKeepsTheCurrentOne) {
     const auto former = connectA();
     const auto access = newAccess();

@@ -1,7 +1,9 @@
 #include "kel_cpp/access/VehicleAccess.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <future>
+#include <stdexcept>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -143,6 +145,17 @@ TEST_F(VehicleAccessTest, EndsItsUnlocksWithItsConnection) {
     EXPECT_THROW(access.holdUnlock(2, std::move(other)), Uds::ConnectionLost);
 }
 
+TEST_F(VehicleAccessTest, TellsThatItsConnectionIsLostAndWhetherUnlocksHaveEndedWithIt) {
+    const Quarlen::Tests::TraceCapture traces;
+    access.holdUnlock(1, unlocked(L"L"));
+    vehicle->lose(L"cable is off");
+    EXPECT_EQ(traces.count(L"the connection over \"Fake\" is lost: cable is off; the unlocks have "
+                           L"ended with it"),
+              1);
+    vehicle->lose(L"battery is off");
+    EXPECT_EQ(traces.count(L"the connection over \"Fake\" is lost: battery is off"), 1);
+}
+
 TEST_F(VehicleAccessTest, AFailureDoesNotEndTheTesterPresentAndIsToldOnce) {
     const Quarlen::Tests::TraceCapture traces;
     Uds::VehicleLink link = unlocked(L"L");
@@ -168,6 +181,62 @@ TEST_F(VehicleAccessTest, TellsAnUnlockThatAnotherRequestHasEnded) {
     access.holdUnlock(1, std::move(link));
     channel->exchange({0x11, 0x01}, {});
     EXPECT_EQ(traces.count(L"the unlock of logical link \"L\" is lost: it was reset"), 1);
+}
+
+TEST_F(VehicleAccessTest, SaysNothingOfAnUnlockThatNobodyHolds) {
+    const Quarlen::Tests::TraceCapture traces;
+    vehicle->answer = [](const Uds::Bytes& request) -> std::optional<Uds::Bytes> {
+        Uds::Bytes response = request;
+        response[0] = static_cast<std::uint8_t>(request[0] + 0x40);
+        return response;
+    };
+    const Uds::VehicleLink link = unlocked(L"L");
+    link.channel().exchange({0x27, 0x02}, {});
+    link.channel().exchange({0x11, 0x01}, {});
+    EXPECT_TRUE(traces.texts().empty());
+}
+
+TEST_F(VehicleAccessTest, AListenerThatFailsEndsNeitherTheTesterPresentNorTheProcess) {
+    const Quarlen::Tests::TraceCapture traces;
+    std::atomic<int> heard{0};
+    const auto fail = [&](const Uds::BusEvent& event) {
+        if (event.kind == Uds::BusEvent::Kind::KeepAlive && ++heard < 3) {
+            throw std::runtime_error("disk full");
+        }
+    };
+    VehicleAccess failing(L"Fake", vehicle, clock,
+                          {.testerPresentInterval = milliseconds(1), .onBusEvent = fail});
+    Uds::VehicleLink link = failing.openLink({L"L"});
+    link.channel().exchange({0x10, 0x03}, {});
+    failing.holdSession(link);
+    waitForRequests(2);
+    EXPECT_EQ(vehicle->requests().at(1), (Uds::Bytes{0x3E, 0x80}));
+    EXPECT_GE(heard, 3);
+    failing.close();
+    EXPECT_EQ(traces.count(L"tester present failed: disk full"), 1);
+}
+
+TEST_F(VehicleAccessTest, AListenerThatFailsDoesNotKeepItFromLeavingOtherSessions) {
+    const Quarlen::Tests::TraceCapture traces;
+    std::atomic<int> left{0};
+    const auto fail = [&](const Uds::BusEvent& event) {
+        if (event.kind == Uds::BusEvent::Kind::Request && event.bytes == Uds::Bytes{0x10, 0x01} &&
+            ++left == 1) {
+            throw std::runtime_error("disk full");
+        }
+    };
+    VehicleAccess failing(L"Fake", vehicle, clock, {.onBusEvent = fail});
+    for (const auto* const name : {L"L", L"M"}) {
+        Uds::VehicleLink link = failing.openLink({name});
+        link.channel().exchange({0x10, 0x03}, {});
+        failing.leaveSession(link);
+    }
+    waitForRequests(3);
+    EXPECT_EQ(vehicle->requests().back(), (Uds::Bytes{0x10, 0x01}));
+    // Of the one that it has tried first.
+    EXPECT_EQ(traces.count(L"\"L\" keeps its session until S3: disk full") +
+                  traces.count(L"\"M\" keeps its session until S3: disk full"),
+              1);
 }
 
 TEST_F(VehicleAccessTest, LeavesASessionWithoutWaitingForIt) {

@@ -76,6 +76,12 @@ TEST_F(FlashDownloadTest, SendsTheFilesBytesInBlocksThatTheControlUnitCanTake) {
     }
 }
 
+TEST_F(FlashDownloadTest, SaysNoMoreThanOnceASecondThatAnEraseGoesOn) {
+    ownAnswers[{0x31, 0x01, 0xFF, 0x00}] = {0x7F, 0x31, 0x78};
+    EXPECT_THROW(download(), Uds::NoUsableResponse);
+    EXPECT_EQ(erasing, std::vector<std::int64_t>{0});
+}
+
 TEST_F(FlashDownloadTest, CountsTheBlocksFromOneAndWrapsToZero) {
     download();
     std::vector<std::uint8_t> counters;

@@ -93,6 +93,7 @@ TEST_F(FlashFile, MayHaveOneOfSizeAndChecksum) {
     session.size = 3;
     EXPECT_NO_THROW(checkFlashFile({'1', '2', '3'}, session));
     EXPECT_THROW(checkFlashFile({'1', '2'}, session), FlashError);
+    EXPECT_THROW(checkFlashFile({'1', '2', '3', '4'}, session), FlashError);
     session.size.reset();
     session.checksum = Uds::crc32(reinterpret_cast<const std::uint8_t*>("123"), 3);
     EXPECT_NO_THROW(checkFlashFile({'1', '2', '3'}, session));

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include "kel_cpp/jobs/FlashJob.hpp"
+#include "kel_cpp/report/FlashRecords.hpp"
 #include "tests/kel_cpp/AgreeingControlUnit.hpp"
 #include "tests/kel_cpp/FakeVehicle.hpp"
 #include "tests/support/ReportCollector.hpp"
@@ -121,6 +122,30 @@ TEST_F(FlashSequenceTest, DoesEachStepOnceInItsOrderAndTheSessionsOneAfterTheOth
         return result->sessionName == L"DATA" || result->sessionName == L"APP";
     }));
     EXPECT_EQ(results.back()->sessionName, L"APP");
+}
+
+TEST_F(FlashSequenceTest, BeginsEachSessionWithoutTheBytesOfTheOneBefore) {
+    EXPECT_EQ(flash(wholeSequence(), {L"DATA", L"APP"}), L"");
+    const auto first = std::find_if(results.begin(), results.end(), [](const auto& result) {
+        return result->sessionName == L"APP";
+    });
+    ASSERT_NE(first, results.end());
+    const auto begun = std::dynamic_pointer_cast<ControlUnitFlashResult>(*first);
+    ASSERT_NE(begun, nullptr);
+    EXPECT_EQ(begun->bytesDone, 0U);
+    EXPECT_EQ(begun->bytesTotal, 8U);
+    EXPECT_EQ(begun->progress, 0);
+}
+
+TEST_F(FlashSequenceTest, HoldsItsSessionUntilItsEnd) {
+    bool isHeld = false;
+    vehicle->answer = [&](const Bytes& request) {
+        isHeld = isHeld || (request[0] == 0x31 && access->connection().holdsSessions());
+        return agreeTo(request);
+    };
+    EXPECT_EQ(flash(wholeSequence()), L"");
+    EXPECT_TRUE(isHeld);
+    EXPECT_FALSE(access->connection().holdsSessions());
 }
 
 TEST_F(FlashSequenceTest, DoesNothingWithoutASession) {
@@ -273,6 +298,11 @@ TEST_F(BootingControlUnit, ThatDoesNotComeBackIsAJobError) {
               L"its reset");
     EXPECT_GE(clock.now() - begin, 5s);
     EXPECT_LE(clock.now() - begin, 7s);
+}
+
+TEST_F(BootingControlUnit, IsAskedOnceMoreWhenItsTimeIsOver) {
+    bootTime = 5050ms;
+    EXPECT_EQ(flash({FlashMemories{}, FlashReset{5s}}), L"");
 }
 
 TEST_F(BootingControlUnit, ThatAGatewayDoesNotReachYetIsAskedAgainAfterAPause) {

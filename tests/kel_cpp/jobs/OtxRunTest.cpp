@@ -135,6 +135,16 @@ TEST_F(OtxRunTest, TakesTheRefusalOfTheDelayTimerWhenItsTimeIsOver) {
               std::wstring::npos);
 }
 
+TEST_F(OtxRunTest, AsksTheLastTimeWhenTheBoundIsReached) {
+    vehicle->answer = [this](const Bytes&) {
+        clock.advance(std::chrono::milliseconds(300));
+        return Bytes{0x7F, 0x27, 0x37};
+    };
+    const auto before = clock.now();
+    EXPECT_EQ(run({seedWithin(std::chrono::seconds(2))}).at(0)->error, 0x37);
+    EXPECT_EQ(clock.now() - before, std::chrono::milliseconds(2300));
+}
+
 TEST_F(OtxRunTest, AsksOnlyOnceWhereTheStepWaitsOutNoDelay) {
     vehicle->answer = [](const Bytes&) { return Bytes{0x7F, 0x27, 0x37}; };
     EXPECT_EQ(run({seedWithin(std::chrono::seconds(0))}).at(0)->error, 0x37);
@@ -175,6 +185,22 @@ TEST_F(OtxRunTest, TellsWhatItExpectedAndWhatCame) {
     const auto results = run({UdsStep{L"L", {0x22, 0xF1, 0x90}, {0x62, {}, 0x91}, true}});
     EXPECT_NE(results.at(0)->errorText.find(L"expected 62 ?? 91 *, received 62 F1 90"),
               std::wstring::npos);
+}
+
+TEST_F(OtxRunTest, TellsTheLinkOnWhichNobodyAnswersAndWhereAnAnswerIsMissing) {
+    const std::wstring silence = L"logical link \"L\": no response to TesterPresent (0x3E) within "
+                                 L"1000 ms";
+    EXPECT_EQ(run({UdsStep{L"L", {0x3E, 0x00}, {}, false}}).at(0)->errorText,
+              L"procedure \"P\", step 1: " + silence);
+    VehicleAccess access(L"Fake", vehicle, clock);
+    EXPECT_EQ(exchangeRaw(access, {L"L"}, {0x3E, 0x00}, {})->errorText, silence);
+    EXPECT_EQ(run({UdsStep{L"L", {0x3E, 0x80}, {0x7E}, true}}).at(0)->errorText,
+              L"procedure \"P\", step 1: expected 7E *, received no response");
+}
+
+TEST_F(OtxRunTest, NamesAVerdictWithoutAText) {
+    EXPECT_EQ(run({VerdictStep{false, L""}}).at(0)->errorText,
+              L"procedure \"P\", step 1: verdict: failed");
 }
 
 TEST_F(OtxRunTest, TracesAPassedProcedureWithTheTextOfItsLastVerdict) {

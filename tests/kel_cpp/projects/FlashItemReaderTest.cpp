@@ -65,6 +65,19 @@ TEST_F(ReadingFlashItem, TakesAFileUncheckedOnlyWhereASessionSaysSo) {
     EXPECT_FALSE(item.sessions[2].unchecked);
 }
 
+TEST_F(ReadingFlashItem, RefusesFilesThatAreNotInTheFolderOfFlashFiles) {
+    for (const std::string file : {"a/b", "a\\b", "C:a", ".", ".."}) {
+        EXPECT_EQ(refusal("<Session name='S' file='" + file + "' address='0'/>"),
+                  "2:19: attribute \"file\" is \"" + file +
+                      "\", expected the name of a file in the folder flashdata");
+    }
+}
+
+TEST_F(ReadingFlashItem, RefusesAFileWithoutBytes) {
+    EXPECT_EQ(refusal("<Session name='S' file='a' address='0' size='0'/>"),
+              "2:40: attribute \"size\" is \"0\", expected a number from 1 to 4294967295");
+}
+
 TEST_F(ReadingFlashItem, RefusesWrongStepsWithPlaceAndCause) {
     EXPECT_EQ(refusal("<Sequence><Jump/><Sessions/></Sequence>"),
               "2:11: unknown element \"Jump\" in \"Sequence\", expected: Request, Unlock, "

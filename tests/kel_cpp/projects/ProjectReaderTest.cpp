@@ -72,6 +72,17 @@ TEST_F(ReadingProjectXml, AllowsTheSameTargetInSeveralVehicleInformations) {
                                "<Target name='X' link='L'/></VehicleInformation>"));
 }
 
+TEST_F(ReadingProjectXml, AllowsOneLinkInSeveralTargetsWithTheSameAddresses) {
+    EXPECT_NO_THROW((void)read(
+        "<VehicleInformation name='A'>"
+        "<Target name='X' link='L' address='0x10' functionalAddress='2' testerAddress='3'/>"
+        "<Target name='Y' link='L' address='16' functionalAddress='2' testerAddress='3'/>"
+        "<Target name='Z' link='M' address='17'/></VehicleInformation>"
+        "<VehicleInformation name='B'>"
+        "<Target name='X' link='L' address='16' functionalAddress='2' testerAddress='3'/>"
+        "</VehicleInformation>"));
+}
+
 TEST_F(ReadingProjectXml, ReadsTheStepsOfAProcedureInOrder) {
     const auto project = read("<Procedure name='P'><Wait milliseconds='10000'/>"
                               "<Request link='L' send='22 F1 90' expect='62 F1 90 *'/>"
@@ -241,6 +252,10 @@ INSTANTIATE_TEST_SUITE_P(
                      "<VehicleInformation name='V'><Target kind='2' name='T' address='1'/>"
                      "</VehicleInformation>",
                      "65: only a target of kind 1 has a link"},
+        WrongProject{"InterfaceOfAnotherKind",
+                     "<VehicleInformation name='V'><Target kind='2' name='T' interface='I'/>"
+                     "</VehicleInformation>",
+                     "65: only a target of kind 1 has a link"},
         WrongProject{"AddressZero",
                      "<VehicleInformation name='V'><Target name='T' link='L' address='0'/>"
                      "</VehicleInformation>",
@@ -316,6 +331,30 @@ INSTANTIATE_TEST_SUITE_P(
             "<Target kind='2' name='T'/></VehicleInformation>",
             "30: attribute \"target\" is \"T\", expected the name of a target of kind 1 of "
             "this project"}),
+    [](const auto& test) { return test.param.subject; });
+
+#define OTHER_ADDRESSES "link \"L\" has other addresses in another target"
+
+INSTANTIATE_TEST_SUITE_P(
+    Links, WrongProjectXml,
+    testing::Values(
+        WrongProject{"OtherAddress",
+                     "<VehicleInformation name='V'><Target name='T' link='L' address='1'/>"
+                     "<Target name='U' link='L' address='2'/></VehicleInformation>",
+                     "95: " OTHER_ADDRESSES},
+        WrongProject{"OtherFunctionalAddress",
+                     "<VehicleInformation name='V'><Target name='T' link='L'/>"
+                     "<Target name='U' link='L' functionalAddress='2'/></VehicleInformation>",
+                     "83: " OTHER_ADDRESSES},
+        WrongProject{"OtherTesterAddress",
+                     "<VehicleInformation name='V'><Target name='T' link='L' testerAddress='1'/>"
+                     "<Target name='U' link='L'/></VehicleInformation>",
+                     "101: " OTHER_ADDRESSES},
+        WrongProject{"OtherAddressInAnotherVehicleInformation",
+                     "<VehicleInformation name='V'><Target name='T' link='L' address='1'/>"
+                     "</VehicleInformation><VehicleInformation name='W'>"
+                     "<Target name='T' link='L' address='2'/></VehicleInformation>",
+                     "145: " OTHER_ADDRESSES}),
     [](const auto& test) { return test.param.subject; });
 
 #define TWICE(value) "attribute \"name\" is \"" value "\", expected a value that stands only once"

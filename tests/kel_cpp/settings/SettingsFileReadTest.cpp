@@ -338,6 +338,23 @@ INSTANTIATE_TEST_SUITE_P(
             "<KelServer><Interfaces><Group name='g'><Interface name='x'><Host/></Interface>"
             "</Group></Interfaces></KelServer>",
             "1:60: unexpected element \"Host\" in \"Interface\""},
+        WrongSetting{"ResponseTimeOfZero",
+                     "<KelServer><Interfaces><Group name='g'><Interface name='x' p2='0'/></Group>"
+                     "</Interfaces></KelServer>",
+                     "1:60: attribute \"p2\" is \"0\", expected a number from 1 to 60000"},
+        WrongSetting{"LongResponseTime",
+                     "<KelServer><Interfaces><Group name='g'><Interface name='x' p2='60001'/>"
+                     "</Group></Interfaces></KelServer>",
+                     "1:60: attribute \"p2\" is \"60001\", expected a number from 1 to 60000"},
+        WrongSetting{"LongTimeAfterResponsePending",
+                     "<KelServer><Interfaces><Group name='g'>\n<Interface name='x' p2='60000' "
+                     "p2Star='600001'/></Group></Interfaces></KelServer>",
+                     "2:32: attribute \"p2Star\" is \"600001\", expected a number from 1 to "
+                     "600000"},
+        WrongSetting{"TimeThatIsNoNumber",
+                     "<KelServer><Interfaces><Group name='g'><Interface name='x' p2Star='5 s'/>"
+                     "</Group></Interfaces></KelServer>",
+                     "1:60: attribute \"p2Star\" is \"5 s\", expected a number from 1 to 600000"},
         WrongSetting{"InterfaceOutsideGroup",
                      "<KelServer><Interfaces><Interface name='x'/></Interfaces></KelServer>",
                      "1:24: unknown element \"Interface\" in \"Interfaces\", expected: Group"}),
