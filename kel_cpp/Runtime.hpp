@@ -55,9 +55,9 @@ struct RuntimeEnvironment {
 /// subject (settings, vehicle interfaces, selection, network servers, jobs) and hands each
 /// operation to the component in charge; its sources are split by the same subjects. Any thread may
 /// call an operation, which runs on the thread of the caller; services, quick tests and flashing
-/// run as jobs on threads of their own and report to callbacks. No lock is held during a callback; a
-/// flash job that reports during an erase has its control unit, which no other call gets meanwhile.
-/// An operation throws no exception other than `KelApiException`.
+/// run as jobs on threads of their own and report to callbacks. No lock is held during a callback;
+/// a flash job that reports during an erase has its control unit, which no other call gets
+/// meanwhile. An operation throws no exception other than `KelApiException`.
 class Runtime final : public KelApi, public std::enable_shared_from_this<Runtime> {
 public:
     explicit Runtime(RuntimeEnvironment where);

@@ -16,6 +16,7 @@
 #include "kel_cpp/report/VehicleReport.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/TraceHelper.hpp"
+#include "uds/Identifiers.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -106,6 +107,20 @@ std::wstring vinOf(const SelectedVehicle& vehicle) {
     } catch (const Uds::Cancelled&) {
         return {};
     }
+}
+
+/// What the quick test has read, where the vehicle does not tell it any more.
+std::wstring
+vinThatWasRead(const std::vector<std::shared_ptr<ControlUnitQuickTestResult>>& controlUnits) {
+    for (const auto& unit : controlUnits) {
+        for (const IdentificationValue& value : unit->identification) {
+            if (value.dataIdentifier == Uds::Did::vin &&
+                value.state == IdentificationValue::State::Read && !value.value.empty()) {
+                return value.value;
+            }
+        }
+    }
+    return {};
 }
 
 /// Fills the parts of a report that come from the selection.
@@ -294,6 +309,9 @@ void Runtime::createVehicleReport(std::wstring& fileName, const std::wstring& re
         report.serviceMask = reportConfig->serviceMask;
         report.dtcStatusMask = dtcReadConfig ? dtcReadConfig->statusMask : 0;
         report.controlUnits = std::move(controlUnitResults);
+        if (report.vin.empty()) {
+            report.vin = vinThatWasRead(report.controlUnits);
+        }
         report.runResults = runResults(latestRun());
         pointOutMissingStatus(report);
         fileName = writeVehicleReport(report, reportsFolder());

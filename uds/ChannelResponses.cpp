@@ -169,6 +169,7 @@ void Channel::noteUnusable(const Bytes& request, const Bytes& response) {
 
 void Channel::giveUp(const Bytes& request, milliseconds window) {
     const milliseconds waited = clock.now() >= unfinished->limit ? session.timing().total : window;
+    const bool hasAnswered = unfinished->hasAskedForTime || !unusable.empty();
     unfinished.reset();
     tell(BusEvent::Kind::Silence, request);
     missed = Missed{request[0], clock.now() + session.timing().p2Star};
@@ -177,7 +178,8 @@ void Channel::giveUp(const Bytes& request, milliseconds window) {
     throw NoUsableResponse(unusable.empty()
                                ? L"no response to " + service + L" within " +
                                      std::to_wstring(waited.count()) + L" ms"
-                               : L"unusable response to " + service + L": " + headOf(unusable));
+                               : L"unusable response to " + service + L": " + headOf(unusable),
+                           hasAnswered);
 }
 
 bool Channel::isAnswered(const std::stop_token& cancel) {

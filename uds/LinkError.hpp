@@ -54,7 +54,13 @@ private:
 /// works.
 class NoUsableResponse : public LinkError {
 public:
-    using LinkError::LinkError;
+    /// `hasAnswered` where it was something that does not fit, or only a wish for more time.
+    explicit NoUsableResponse(std::wstring text, bool hasAnswered = false)
+        : LinkError(std::move(text)), answered(hasAnswered) {}
+    [[nodiscard]] bool hasAnswered() const noexcept { return answered; }
+
+private:
+    bool answered;
 };
 
 /// The job that the exchange belongs to was cancelled, or its connection was closed.

@@ -63,6 +63,7 @@ void VehicleAccess::onLost(const std::wstring& text) {
     StdUtil::TraceHelper::ErrorTrace(source, __LINE__, L"the connection over %s is lost: %s%s",
                                      inQuotes(name).c_str(), text.c_str(),
                                      ended.empty() ? L"" : L"; the unlocks have ended with it");
+    lossRequest.request_stop();
 }
 
 void VehicleAccess::onEvent(const Uds::BusEvent& event) const {

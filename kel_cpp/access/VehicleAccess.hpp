@@ -51,6 +51,9 @@ public:
     /// Raised once the access is closed; the jobs and services that use it then end.
     [[nodiscard]] std::stop_token closing() const { return closeRequest.get_token(); }
 
+    /// Raised once the connection is lost; who waits for something else then need not go on.
+    [[nodiscard]] std::stop_token losing() const { return lossRequest.get_token(); }
+
     /// Throws `Uds::LinkError`; `Uds::Cancelled` once the access is closed.
     [[nodiscard]] Uds::VehicleLink openLink(const Uds::UnitAddress& unit);
     /// Keeps the control unit in its session as long as the link lives.
@@ -90,6 +93,7 @@ private:
     const AccessOptions options;
     Uds::Connection vehicle;
     std::stop_source closeRequest;
+    std::stop_source lossRequest;
     mutable std::mutex mutex;
     std::condition_variable_any changed;
     bool turnTaken = false;

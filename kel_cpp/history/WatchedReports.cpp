@@ -69,7 +69,7 @@ void JobWatch::take(const RecordList<QuickTestResult>& results) {
         const bool read = unit->errorText.empty();
         unitsRead += read ? 1 : 0;
         asksForFaults = unit->faultsAskedFor;
-        log->jobFound(id, {unit->name, read, unitText(*unit)});
+        log->jobFound(id, {unit->name, read && !wasInterrupted(*unit), unitText(*unit)});
         log->jobProgressed({id, kind, unit->name, L"units", unitsDone, units});
     }
 }

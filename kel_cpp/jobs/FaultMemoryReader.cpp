@@ -20,15 +20,37 @@ void FaultMemoryReader::readFaults(std::uint8_t statusMask) {
         readCount(statusMask);
     } catch (const Uds::NegativeResponse&) {
         // The faults have been counted, and their format is not told.
+    } catch (const Uds::NoUsableResponse&) {
+        // Nor does it tell them by silence or in a way of its own.
     }
 }
 
 void FaultMemoryReader::readSupported() {
+    auto& result = questions.result();
+    const std::uint8_t availability = result.statusAvailability;
     try {
-        questions.result().supported = readDtcs({readDtcInformation, ReportType::supportedDtc});
+        result.supported = readDtcs({readDtcInformation, ReportType::supportedDtc});
     } catch (const Uds::NegativeResponse&) {
         // It does not tell what it could find.
+    } catch (const Uds::NoUsableResponse&) {
+        // Nor by silence or in a way of its own.
     }
+    if (result.faultsAskedFor) {
+        result.statusAvailability = availability;
+    }
+}
+
+void FaultMemoryReader::readFormat() {
+    constexpr std::uint8_t anyStatus = 0xFF;
+    const std::uint16_t count = questions.result().faultCount;
+    try {
+        readCount(anyStatus);
+    } catch (const Uds::NegativeResponse&) {
+        // It is not told.
+    } catch (const Uds::NoUsableResponse&) {
+        // Nor in another way.
+    }
+    questions.result().faultCount = count;
 }
 
 void FaultMemoryReader::readCount(std::uint8_t statusMask) {

@@ -19,6 +19,9 @@ public:
     /// Throws `Uds::NegativeResponse` when the faults are refused.
     void readFaults(std::uint8_t statusMask);
     void readSupported();
+    /// Asks for the number of faults, of which the format of the codes is kept alone. A control
+    /// unit that does not tell it is complete.
+    void readFormat();
 
 private:
     void readCount(std::uint8_t statusMask);

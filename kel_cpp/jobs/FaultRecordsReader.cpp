@@ -79,19 +79,22 @@ void FaultRecordsReader::readFreezeFrames(DtcReading& fault) {
 
 void FaultRecordsReader::readExtendedData(DtcReading& fault) {
     const auto& records = project.extendedData.empty() ? usualRecords() : project.extendedData;
+    bool isTold = true;
     for (const auto& record : records) {
-        if (hasExtendedData) {
-            readExtendedRecord(fault, record);
-        }
+        isTold = (!hasExtendedData || readExtendedRecord(fault, record)) && isTold;
+    }
+    if (!fault.extendedData.empty()) {
+        return;
     }
     if (!hasExtendedData) {
         addText(fault, L"Extended data is not supported");
-    } else if (fault.extendedData.empty()) {
+    } else if (isTold) {
         addText(fault, L"No extended data is stored");
     }
 }
 
-void FaultRecordsReader::readExtendedRecord(DtcReading& fault, const ExtendedDataItem& record) {
+/// False when the control unit refuses to say whether it has the record.
+bool FaultRecordsReader::readExtendedRecord(DtcReading& fault, const ExtendedDataItem& record) {
     try {
         const Uds::Bytes response = ask(ReportType::extendedDataByDtc, fault, record.number);
         if (response.size() > recordsBegin + 1 && response[recordsBegin] == record.number) {
@@ -103,8 +106,10 @@ void FaultRecordsReader::readExtendedRecord(DtcReading& fault, const ExtendedDat
         hasExtendedData = !isMissing(refusal);
         if (hasExtendedData && !isNoRecord(refusal)) {
             addText(fault, record.name + L": " + refusal.message());
+            return false;
         }
     }
+    return true;
 }
 
 void FaultRecordsReader::takeFrames(DtcReading& fault, const Uds::Bytes& response) const {

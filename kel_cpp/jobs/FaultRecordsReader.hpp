@@ -22,7 +22,7 @@ public:
     void readExtendedData(DtcReading& fault);
 
 private:
-    void readExtendedRecord(DtcReading& fault, const ExtendedDataItem& record);
+    bool readExtendedRecord(DtcReading& fault, const ExtendedDataItem& record);
     Uds::Bytes ask(std::uint8_t reportType, const DtcReading& fault, std::uint8_t record);
     [[nodiscard]] std::wstring nameOf(std::uint16_t dataIdentifier) const;
     void takeFrames(DtcReading& fault, const Uds::Bytes& response) const;

@@ -193,7 +193,18 @@ Uds::Bytes OtxRun::answerTo(const UdsStep& step, Uds::Channel& channel) {
 }
 
 std::shared_ptr<ServiceResult> OtxRun::execute(const WaitStep& step) {
-    waitUnlessCancelled(clock, step.duration, cancel);
+    std::stop_source end;
+    const auto raise = [&end] { end.request_stop(); };
+    const std::stop_callback onCancel(cancel, raise);
+    const std::stop_callback onLoss(access.losing(), raise);
+    try {
+        waitUnlessCancelled(clock, step.duration, end.get_token());
+    } catch (const Uds::Cancelled&) {
+        if (cancel.stop_requested()) {
+            throw;
+        }
+        return failedResult(ServiceError::Communication, access.lossCause());
+    }
     return std::make_shared<ServiceResult>();
 }
 

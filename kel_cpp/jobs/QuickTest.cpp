@@ -254,14 +254,17 @@ void QuickTest::readIdentification(UnitQuestions& questions) const {
 /// Data identifiers that a control unit does not have are no failure: mostly one unit has it.
 void QuickTest::readMileage(UnitQuestions& questions) const {
     const auto& item = vehicle.project->mileage;
-    questions.result().mileage.emplace();
+    auto& mileage = questions.result().mileage;
     try {
         const auto data =
             questions.readData(item ? item->dataIdentifier : KnownIdentifier::odometer);
-        questions.result().mileage = item ? numberText(data, item->unit)
-                                          : knownText(*knownValue(KnownIdentifier::odometer), data);
-    } catch (const Uds::NegativeResponse&) {
-        // It does not tell it.
+        mileage = item ? numberText(data, item->unit)
+                       : knownText(*knownValue(KnownIdentifier::odometer), data);
+    } catch (const Uds::NegativeResponse& refusal) {
+        const bool isMissing =
+            refusal.nrc() == static_cast<std::uint8_t>(Uds::Nrc::RequestOutOfRange) ||
+            refusal.nrc() == static_cast<std::uint8_t>(Uds::Nrc::ServiceNotSupported);
+        mileage = isMissing ? std::wstring() : refusal.message();
     }
 }
 
@@ -270,8 +273,11 @@ void QuickTest::readFaultMemory(UnitQuestions& questions) const {
     if (statusMask() != 0) {
         memory.readFaults(statusMask());
     }
-    memory.readSupported();
     readFaultRecords(questions);
+    memory.readSupported();
+    if (statusMask() == 0 && !questions.result().supported.empty()) {
+        memory.readFormat();
+    }
 }
 
 void QuickTest::readFaultRecords(UnitQuestions& questions) const {

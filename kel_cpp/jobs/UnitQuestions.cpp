@@ -11,6 +11,9 @@ Uds::Bytes UnitQuestions::noteAnswer(const Ask& ask) {
     } catch (const Uds::NegativeResponse&) {
         unit.reply = Result::Reply::Answered;
         throw;
+    } catch (const Uds::NoUsableResponse& failure) {
+        unit.reply = failure.hasAnswered() ? Result::Reply::Answered : unit.reply;
+        throw;
     }
 }
 

@@ -106,8 +106,10 @@ Badge faultBadge(const Unit& unit, const ReportParts& parts) {
     if (unit.faultCount != 0) {
         return {counted(unit.faultCount, "fault") + " not listed", bad};
     }
-    const bool isTold = (parts.askedStatus & unit.statusAvailability) != 0;
-    return isTold ? Badge{"No faults", good} : Badge{"Status not supported", quiet};
+    const unsigned told = parts.askedStatus & unit.statusAvailability;
+    return (told & confirmedStatus) != 0 ? Badge{"No faults", good}
+           : told != 0                   ? Badge{"None with this status", quiet}
+                                         : Badge{"Status not supported", quiet};
 }
 
 } // namespace
@@ -122,10 +124,10 @@ bool isComplete(const Unit& unit) {
     return unit.reply == Unit::Reply::Answered && unit.errorText.empty();
 }
 
-bool tellsFaults(const Unit& unit, const ReportParts& parts) {
-    const unsigned unsupported = parts.askedStatus & ~unsigned{unit.statusAvailability};
-    return isComplete(unit) && unit.faultsAskedFor && unit.faultCount <= unit.faults.size() &&
-           unsupported != parts.askedStatus;
+unsigned toldStatus(const Unit& unit, const ReportParts& parts) {
+    const bool tellsAll =
+        isComplete(unit) && unit.faultsAskedFor && unit.faultCount <= unit.faults.size();
+    return tellsAll ? unsigned{parts.askedStatus} & unit.statusAvailability : 0U;
 }
 
 Badge controlUnitBadge(const Unit& unit, const ReportParts& parts) {

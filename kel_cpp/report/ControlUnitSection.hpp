@@ -33,8 +33,9 @@ struct Badge {
 /// True when it answered and everything that was asked for could be read.
 bool isComplete(const ControlUnitQuickTestResult& unit);
 
-/// True when it has told all its faults with the status that was asked for.
-bool tellsFaults(const ControlUnitQuickTestResult& unit, const ReportParts& parts);
+/// The status bits that were asked for and of which the control unit tells which faults have them;
+/// 0 when it has not told all of its faults.
+[[nodiscard]] unsigned toldStatus(const ControlUnitQuickTestResult& unit, const ReportParts& parts);
 
 /// What is worst: "No answer" or "Not tested", "Incomplete" (an error, but it answered), "Software
 /// not valid", "2 confirmed, 1 pending", then what keeps the faults from being known, and only then

@@ -8,6 +8,12 @@
 
 namespace Quarlen::Kel_cpp {
 
+/// The status bits that make a fault a confirmed one, or a pending one where it is not confirmed:
+/// testFailed, testFailedThisOperationCycle, pendingDTC. A control unit that has the third sets it
+/// with the others.
+inline constexpr unsigned confirmedStatus = 0x08;
+inline constexpr unsigned pendingStatus = 0x07;
+
 /// Entries of fault memories by what their status says (ISO 14229-1 annex D.2); each counts once.
 struct FaultCounts {
     std::size_t confirmed = 0;

@@ -57,7 +57,8 @@ void writeVinNotice(HtmlWriter& html, const ControlUnits& units) {
     for (const auto& unit : units) {
         for (const IdentificationValue& value : unit->identification) {
             const bool isVin = value.dataIdentifier == Uds::Did::vin &&
-                               value.state == IdentificationValue::State::Read;
+                               value.state == IdentificationValue::State::Read &&
+                               !value.value.empty();
             if (isVin) {
                 vins.add(value.value, unit->name);
             }

@@ -123,17 +123,32 @@ std::string_view tileClass(std::size_t count, std::string_view ifAny, bool isAll
     return isAllTold ? "tile good" : "tile";
 }
 
+/// Status bits: those that make a fault one of a kind, what every control unit tells, what was
+/// asked.
+struct TileStatus {
+    unsigned kind;
+    unsigned told;
+    unsigned asked;
+};
+
+void writeFaultTile(HtmlWriter& html, std::string_view label, std::size_t count,
+                    std::string_view ifAny, const TileStatus& status) {
+    const bool isAsked = (status.asked & status.kind) != 0;
+    writeTile(html, tileClass(count, ifAny, (status.told & status.kind) != 0), label,
+              isAsked || count != 0 ? std::to_string(count) : "not asked for");
+}
+
 void writeFaultTiles(HtmlWriter& html, const ControlUnits& units, const ReportParts& parts) {
     FaultCounts counts;
-    bool isAllTold = true;
+    unsigned told = units.empty() ? 0U : 0xFFU;
     for (const auto& unit : units) {
         counts.add(*unit);
-        isAllTold = isAllTold && tellsFaults(*unit, parts);
+        told &= toldStatus(*unit, parts);
     }
-    writeTile(html, tileClass(counts.confirmed, "tile bad", isAllTold), "Confirmed faults",
-              std::to_string(counts.confirmed));
-    writeTile(html, tileClass(counts.pending, "tile note", isAllTold), "Pending faults",
-              std::to_string(counts.pending));
+    writeFaultTile(html, "Confirmed faults", counts.confirmed, "tile bad",
+                   {confirmedStatus, told, parts.askedStatus});
+    writeFaultTile(html, "Pending faults", counts.pending, "tile note",
+                   {pendingStatus, told, parts.askedStatus});
     if (counts.other != 0) {
         writeTile(html, "tile", "Other entries", std::to_string(counts.other));
     }
@@ -143,8 +158,11 @@ void writeSummary(HtmlWriter& html, const ControlUnits& units, const ReportParts
     const auto tiles = html.open("div", "tiles");
     const std::size_t answered = answeredCount(units);
     writeTile(html, "tile", "Control units", std::to_string(units.size()));
-    writeTile(html, answered == units.size() ? "tile good" : "tile bad", "Answered",
-              std::to_string(answered) + " of " + std::to_string(units.size()));
+    writeTile(html,
+              units.empty()              ? "tile"
+              : answered == units.size() ? "tile good"
+                                         : "tile bad",
+              "Answered", std::to_string(answered) + " of " + std::to_string(units.size()));
     if (parts.faults && parts.asksForFaults()) {
         writeFaultTiles(html, units, parts);
     } else {

@@ -28,12 +28,13 @@ constexpr std::size_t responseHeaderLength = 3;
 void deselect(Kel_cpp::KelApi& api) noexcept {
     try {
         api.selectProject(L"");
-    } catch (const Kel_cpp::KelApiException&) {
-        // The connect then ends by itself.
+    } catch (...) {
+        return; // the connect then ends by itself
     }
 }
 
-void openVehicle(RunState& state, Kel_cpp::KelApi& api, bool autoConnect) {
+/// False when the run was stopped before.
+bool openVehicle(RunState& state, Kel_cpp::KelApi& api, bool autoConnect) {
     const auto connecting = std::this_thread::get_id();
     const std::stop_callback onStop(state.nextStop(), [&] {
         if (std::this_thread::get_id() != connecting) {
@@ -41,15 +42,16 @@ void openVehicle(RunState& state, Kel_cpp::KelApi& api, bool autoConnect) {
         }
     });
     if (state.stopRaised()) {
-        return;
+        return false;
     }
     if (autoConnect) {
         api.connectVehicle();
-        return;
+        return true;
     }
     Kel_cpp::RecordList<Kel_cpp::IdentifiedTarget> targets;
     std::shared_ptr<Kel_cpp::VehicleIdentification> identification;
     api.identifyVehicle(targets, 0, identification);
+    return true;
 }
 
 Kel_cpp::RecordList<Kel_cpp::ServiceResult> requestVin(Kel_cpp::KelApi& api) {
@@ -96,7 +98,7 @@ void selectProjectAndVehicle(RunState& state, Kel_cpp::KelApi& api, const std::w
     api.setServerStatus(L"Project " + name + L" selected.");
     api.selectVehicleInformation(vehicleInformation);
     if (!state.stopRaised()) {
-        openVehicle(state, api, autoConnect);
+        static_cast<void>(openVehicle(state, api, autoConnect));
     }
 }
 
@@ -137,8 +139,7 @@ std::string readVin(RunState& state, const RunState::Api& api, bool autoConnect)
     std::string vin;
     api->selectProject(AutoSelect::vinReader);
     api->selectVehicleInformation(AutoSelect::vinInformation);
-    if (!state.stopRaised()) {
-        openVehicle(state, *api, autoConnect);
+    if (!state.stopRaised() && openVehicle(state, *api, autoConnect)) {
         vin = vinOf(requestVin(*api));
     }
     api->selectProject(L"");

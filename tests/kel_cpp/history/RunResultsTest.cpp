@@ -80,6 +80,7 @@ TEST(JobWatch, TellsOfAnInterruptedProgramming) {
         {0xF195, L"Software", L"not valid", IdentificationValue::State::Interrupted}};
 
     EXPECT_EQ(watched(unit).items.at(0).text, L"software not valid, 0 faults");
+    EXPECT_FALSE(watched(unit).items.at(0).passed);
 }
 
 /// What a log keeps of a flash with these reports.

@@ -177,8 +177,17 @@ TEST_F(FaultRecords, AreNotAskedForAgainWhereTheControlUnitDoesNotHaveThem) {
 TEST_F(FaultRecords, SayWhyExtendedDataWasRefused) {
     project.extendedData = {{0x10, L"Mileage", L"km"}};
     refusal = 0x22;
-    EXPECT_TRUE(extended().recordsText.starts_with(
-        L"Mileage: ReadDTCInformation (0x19) refused: conditions not correct (0x22)."));
+    EXPECT_EQ(extended().recordsText,
+              L"Mileage: ReadDTCInformation (0x19) refused: conditions not correct (0x22).");
+}
+
+TEST_F(FaultRecords, SayNothingOfRecordsThatAreMissingBesideOneThatIsThere) {
+    project.extendedData = {{0x10, L"Mileage", L"km"}, {0x11, L"Other", {}}};
+    respond({0x19, 0x06, 0x03, 0x01, 0x00, 0x10}, {0x10, 0x07});
+    refusal = 0x12;
+    const DtcReading fault = extended();
+    EXPECT_THAT(texts(fault), ElementsAre(L"Mileage: 7 km"));
+    EXPECT_EQ(fault.recordsText, L"");
 }
 
 TEST_F(FaultRecords, SayWhyTheyWereRefused) {

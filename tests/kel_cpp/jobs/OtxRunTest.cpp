@@ -274,6 +274,16 @@ TEST_F(OtxRunTest, WaitsOnTheClock) {
     EXPECT_EQ(results.size(), 1U);
 }
 
+TEST_F(OtxRunTest, AWaitEndsWithTheConnection) {
+    const auto begin = clock.now();
+    clock.callAfter(std::chrono::seconds(1), [this] { vehicle->lose(L"cable"); });
+    const auto results = run({WaitStep{std::chrono::hours(24)}, VerdictStep{true, L""}});
+    ASSERT_EQ(results.size(), 1U);
+    EXPECT_EQ(results[0]->error, number(ServiceError::Communication));
+    EXPECT_THAT(results[0]->errorText, testing::EndsWith(L"step 1: cable"));
+    EXPECT_LT(clock.now() - begin, std::chrono::hours(24));
+}
+
 TEST_F(OtxRunTest, ACancelEndsAWaitAtOnce) {
     std::stop_source cancel;
     constexpr std::chrono::milliseconds soon{10};

@@ -134,6 +134,70 @@ TEST_F(QuickTestUnits, TellTheFormatOfTheirCodesAndTheStatusThatTheySupport) {
     }
 }
 
+TEST_F(QuickTestUnits, AreReadCompletelyWhereWhatIsOptionalStaysUnanswered) {
+    vehicle->answer = [](const Uds::Bytes& request) -> std::optional<Uds::Bytes> {
+        const bool isOptional = request[0] == 0x19 && (request[1] == 0x01 || request[1] == 0x0A);
+        return isOptional ? std::nullopt : answerTo(request);
+    };
+    const auto unit = test(1).front();
+    EXPECT_EQ(unit.errorText, L"");
+    EXPECT_EQ(unit.faults.size(), 1U);
+    EXPECT_EQ(unit.faultCount, 1U);
+}
+
+TEST_F(QuickTestUnits, KeepTheAvailabilityThatTheirFaultsHave) {
+    vehicle->answer = [](const Uds::Bytes& request) -> std::optional<Uds::Bytes> {
+        if (request == Uds::Bytes{0x19, 0x0A}) {
+            return Uds::Bytes{0x59, 0x0A, 0x00};
+        }
+        return answerTo(request);
+    };
+    EXPECT_EQ(test(1).front().statusAvailability, 0xFF);
+    dtcConfig.statusMask = 0;
+    EXPECT_EQ(test(1).back().statusAvailability, 0x00);
+}
+
+TEST_F(QuickTestUnits, TellTheFormatOfTheCodesThatTheySupportWithoutAStatus) {
+    dtcConfig.statusMask = 0;
+    vehicle->answer = [](const Uds::Bytes& request) -> std::optional<Uds::Bytes> {
+        if (request == Uds::Bytes{0x19, 0x0A}) {
+            return Uds::Bytes{0x59, 0x0A, 0xFF, 0x03, 0x01, 0x00, 0x2F};
+        }
+        if (request == Uds::Bytes{0x19, 0x01, 0xFF}) {
+            return Uds::Bytes{0x59, 0x01, 0xFF, 0x02, 0x00, 0x07};
+        }
+        return answerTo(request);
+    };
+    const auto unit = test(1).front();
+    EXPECT_EQ(unit.dtcFormat, 0x02);
+    EXPECT_EQ(unit.faultCount, 0U);
+}
+
+TEST_F(QuickTestUnits, HaveAnsweredAlsoWithSomethingThatDoesNotFit) {
+    using Reply = ControlUnitQuickTestResult::Reply;
+    vehicle->answer = [](const Uds::Bytes&) { return Uds::Bytes{0x59, 0x01}; };
+    EXPECT_EQ(test(1).front().reply, Reply::Answered);
+    vehicle->answer = [](const Uds::Bytes&) { return Uds::Bytes{0x7F, 0x19, 0x78}; };
+    EXPECT_EQ(test(1).back().reply, Reply::Answered);
+    vehicle->answer = [](const Uds::Bytes&) { return std::nullopt; };
+    EXPECT_EQ(test(1).back().reply, Reply::Silent);
+}
+
+TEST_F(QuickTestUnits, SayWhyTheyDoNotTellTheMileage) {
+    quicktestConfig.mileage = true;
+    for (const auto& [code, text] :
+         {std::pair<std::uint8_t, std::wstring>{0x31, L""},
+          {0x11, L""},
+          {0x22, L"ReadDataByIdentifier (0x22) refused: conditions not correct (0x22)"}}) {
+        vehicle->answer = [code = code](const Uds::Bytes& request) -> std::optional<Uds::Bytes> {
+            return request[0] == 0x22 ? Uds::Bytes{0x7F, 0x22, code} : answerTo(request);
+        };
+        EXPECT_EQ(test(1).back().mileage, text);
+    }
+    vehicle->answer = [](const Uds::Bytes&) { return std::nullopt; };
+    EXPECT_EQ(test(1).back().mileage, std::nullopt);
+}
+
 TEST_F(QuickTestUnits, SayWhyAnIdentificationValueIsMissing) {
     using State = IdentificationValue::State;
     project->identification = {{0xF190, L"VIN"}, {0xF187, L"Part"}, {0xF195, L"Software"}};

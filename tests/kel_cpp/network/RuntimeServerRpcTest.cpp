@@ -219,8 +219,10 @@ TEST_F(AServerWithMethods, TellsThatNobodyHandledARequest) {
 
 TEST_F(AServerWithMethods, CancelsWhileASequenceRunsAndCannotBeKeptFromItByWaitingStarts) {
     Gate gate;
+    std::atomic<int> ended{0};
     served.start = [&](const auto&, const auto&) {
         gate.wait();
+        ++ended;
         return true;
     };
     std::wstring byWhom;
@@ -236,6 +238,8 @@ TEST_F(AServerWithMethods, CancelsWhileASequenceRunsAndCannotBeKeptFromItByWaiti
 
     EXPECT_EQ(client.result("sequence.cancel"), json::value({{"handled", true}}));
     EXPECT_EQ(byWhom, client.name);
+    // The gate is not destroyed under the second one.
+    EXPECT_TRUE(eventually([&] { return ended == 2; }));
 }
 
 TEST_F(AServerWithMethods, RefusesTheSeventeenthStartThatWaitsAndListsTheOthers) {

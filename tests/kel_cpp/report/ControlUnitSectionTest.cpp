@@ -35,6 +35,13 @@ protected:
     std::uint32_t askedStatus = 0xFF;
 };
 
+TEST_F(ControlUnitSection, SaysNoFaultsOnlyWhereConfirmedOnesWereAskedFor) {
+    askedStatus = 0x08;
+    EXPECT_EQ(badge(), "No faults, badge good");
+    askedStatus = 0xF7;
+    EXPECT_EQ(badge(), "None with this status, badge quiet");
+}
+
 TEST_F(ControlUnitSection, ShowsCodeTextAndStatusOfAFault) {
     unit.faults = {{0x010111, 0x8C, L"Mass air flow sensor: short circuit"}};
 

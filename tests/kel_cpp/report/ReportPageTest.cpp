@@ -79,10 +79,44 @@ TEST_F(ReportPage, SummarisesUnitsAnswersAndFaults) {
 
     const ParsedPage parsed = page();
 
-    EXPECT_THAT(parsed.texts("//div[@class='tiles']//dd"), ElementsAre("3", "2 of 3", "2", "0"));
+    EXPECT_THAT(parsed.texts("//div[@class='tiles']//dd"),
+                ElementsAre("3", "2 of 3", "2", "not asked for"));
     EXPECT_THAT(parsed.texts("//section[contains(@class,'overview')]//td[3]"),
                 ElementsAre("2 confirmed", "No answer", "No faults"));
     EXPECT_THAT(parsed.texts("//section[@id]//h2"), ElementsAre("ENGINE", "BRAKES", "GATEWAY"));
+}
+
+TEST_F(ReportPage, ShowsNoFaultsOfAKindAsGoodOnlyWhereTheKindWasAskedFor) {
+    report.controlUnits = {controlUnit(L"ENGINE")};
+    report.dtcStatusMask = 0x04;
+    const ParsedPage pending = page();
+    EXPECT_EQ(pending.text("//dt[.='Confirmed faults']/../dd"), "not asked for");
+    EXPECT_EQ(pending.text("//dt[.='Confirmed faults']/../@class"), "tile");
+    EXPECT_EQ(pending.text("//dt[.='Pending faults']/../@class"), "tile good");
+    EXPECT_THAT(pending.texts("//section[contains(@class,'overview')]//td[3]"),
+                ElementsAre("None with this status"));
+
+    report.dtcStatusMask = 0x0C;
+    report.controlUnits[0]->statusAvailability = 0x04;
+    const ParsedPage both = page();
+    EXPECT_EQ(both.text("//dt[.='Confirmed faults']/../dd"), "0");
+    EXPECT_EQ(both.text("//dt[.='Confirmed faults']/../@class"), "tile");
+    EXPECT_EQ(both.text("//dt[.='Pending faults']/../@class"), "tile good");
+}
+
+TEST_F(ReportPage, ShowsNothingAsGoodWithoutAControlUnit) {
+    report.controlUnits.clear();
+
+    EXPECT_THAT(page().texts("//div[@class='tiles']//dl/@class"),
+                testing::Each(testing::StrEq("tile")));
+}
+
+TEST_F(ReportPage, TakesAnEmptyVinForNoOtherVin) {
+    report.controlUnits = {controlUnit(L"A"), controlUnit(L"B")};
+    report.controlUnits[0]->identification = {{0xF190, L"VIN", L"WKL1"}};
+    report.controlUnits[1]->identification = {{0xF190, L"VIN", L""}};
+
+    EXPECT_EQ(page().count("//p[@class='notice vins']"), 0U);
 }
 
 TEST_F(ReportPage, LinksTheOverviewToTheSections) {
