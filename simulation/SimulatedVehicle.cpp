@@ -30,17 +30,23 @@ public:
         changed.notify_all();
     }
     void lose(const std::wstring& text) {
-        Uds::VehicleInterface::OnLost listener;
         {
             const std::lock_guard lock(mutex);
+            if (state != Uds::VehicleInterface::State::Open || std::exchange(isLosing, true)) {
+                return;
+            }
+            cause = text;
+        }
+        // Before anybody else can find it lost.
+        if (onLost) {
+            onLost(text);
+        }
+        {
+            const std::lock_guard lock(mutex);
+            isLosing = false;
             if (state == Uds::VehicleInterface::State::Open) {
                 state = Uds::VehicleInterface::State::Lost;
-                cause = text;
-                listener = onLost;
             }
-        }
-        if (listener) {
-            listener(text);
         }
         changed.notify_all();
     }
@@ -62,6 +68,8 @@ public:
     /// Changed with the mutex held.
     std::atomic<Uds::VehicleInterface::State> state = Uds::VehicleInterface::State::Closed;
     std::wstring cause;
+    bool isLosing = false;
+    /// Set before the connection is opened.
     Uds::VehicleInterface::OnLost onLost;
 };
 

@@ -240,6 +240,22 @@ TEST_F(RuntimeVehicle, WritesAReportAlsoWhenTheConnectionIsLost) {
     EXPECT_TRUE(std::filesystem::exists(Platform::toPath(file)));
 }
 
+TEST_F(RuntimeVehicle, IsNamedInAReportByWhatTheQuickTestHasReadOnceTheConnectionIsLost) {
+    folder.replaceIn("vehicle.xml", "<FlashMemory",
+                     "<Fault request=\"22 00 00\" linkLost=\"true\"/><FlashMemory");
+    connect();
+    hexService(L"UDS_CAN_ENGINE", {0x22, 0x00, 0x00});
+    auto unit = std::make_shared<ControlUnitQuickTestResult>();
+    unit->identification = {{0xF190, L"VIN", L"", IdentificationValue::State::Read},
+                            {0xF190, L"VIN", L"refused", IdentificationValue::State::Refused},
+                            {0xF187, L"Part", L"4711", IdentificationValue::State::Read},
+                            {0xF190, L"VIN", L"WKLREAD", IdentificationValue::State::Read}};
+    std::wstring file;
+    runtime->createVehicleReport(file, L"Late", nullptr, {unit},
+                                 std::make_shared<VehicleReportConfig>());
+    EXPECT_NE(file.find(L"WKLREAD"), std::wstring::npos) << Platform::toUtf8(file);
+}
+
 TEST_F(RuntimeVehicle, IsCapturedWhereTheSettingsAskForIt) {
     const auto capture = folder.config() / "traces" / "bus.pcapng";
     folder.write("KelServer.xml",

@@ -61,7 +61,12 @@ protected:
                                              {unitAt(1), lateUnit(), fragileUnit(), fullUnit()}};
         connections = GetParam().make(description, clock);
         vehicle = connections();
-        vehicle->onLost([this](const std::wstring& cause) { losses.push_back(cause); });
+        vehicle->onLost([this](const std::wstring& cause) {
+            losses.push_back(cause);
+            if (onLoss) {
+                onLoss();
+            }
+        });
         vehicle->open({});
         connection = std::make_unique<Uds::Connection>(vehicle, clock, Uds::Timing{},
                                                        [](const Uds::BusEvent&) {});
@@ -92,6 +97,7 @@ protected:
     std::function<std::shared_ptr<Uds::VehicleInterface>()> connections;
     std::shared_ptr<Uds::VehicleInterface> vehicle;
     std::vector<std::wstring> losses;
+    std::function<void()> onLoss;
     std::unique_ptr<Uds::Connection> connection;
 };
 
@@ -151,6 +157,14 @@ TEST_P(VehicleContract, ACancelEndsAWaitWithoutClosingIt) {
     EXPECT_THROW(exchange(L"L2", "3E 00", cancel.get_token()), Uds::Cancelled);
     EXPECT_EQ(clock.now() - begin, 300ms);
     EXPECT_EQ(exchange(L"L1", "3E 00"), "7E 00");
+}
+
+TEST_P(VehicleContract, TellsItsLossBeforeAnybodyElseFindsIt) {
+    const auto other = vehicle->openEndpoint(vehicle->resolve({L"L1"}));
+    onLoss = [&] { EXPECT_NO_THROW(other->send(hex("3E 80"), {{}, clock.now() + 1s})); };
+    EXPECT_THROW(exchange(L"L3", "11 01"), Uds::ConnectionLost);
+    EXPECT_EQ(losses.size(), 1U);
+    EXPECT_THROW(other->send(hex("3E 80"), {{}, clock.now() + 1s}), Uds::ConnectionLost);
 }
 
 TEST_P(VehicleContract, IsLostAlsoForWhoeverWaitsForAnAnswer) {
