@@ -16,7 +16,6 @@
 #include "kel_cpp/report/VehicleReport.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/TraceHelper.hpp"
-#include "uds/Identifiers.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -107,20 +106,6 @@ std::wstring vinOf(const SelectedVehicle& vehicle) {
     } catch (const Uds::Cancelled&) {
         return {};
     }
-}
-
-/// What the quick test has read, where the vehicle does not tell it any more.
-std::wstring
-vinThatWasRead(const std::vector<std::shared_ptr<ControlUnitQuickTestResult>>& controlUnits) {
-    for (const auto& unit : controlUnits) {
-        for (const IdentificationValue& value : unit->identification) {
-            if (value.dataIdentifier == Uds::Did::vin &&
-                value.state == IdentificationValue::State::Read && !value.value.empty()) {
-                return value.value;
-            }
-        }
-    }
-    return {};
 }
 
 /// Fills the parts of a report that come from the selection.
@@ -310,7 +295,7 @@ void Runtime::createVehicleReport(std::wstring& fileName, const std::wstring& re
         report.dtcStatusMask = dtcReadConfig ? dtcReadConfig->statusMask : 0;
         report.controlUnits = std::move(controlUnitResults);
         if (report.vin.empty()) {
-            report.vin = vinThatWasRead(report.controlUnits);
+            report.vin = readVinOf(report.controlUnits);
         }
         report.runResults = runResults(latestRun());
         pointOutMissingStatus(report);

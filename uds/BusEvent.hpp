@@ -25,7 +25,7 @@ struct BusEvent {
         Locked,
     };
 
-    Kind kind;
+    Kind kind = Kind::Request;
     const UnitAddress& unit;
     const Bytes& bytes;
     const std::wstring& text = noBusText;

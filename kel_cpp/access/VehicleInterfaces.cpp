@@ -6,10 +6,8 @@
 #include <vector>
 
 #include "kel_cpp/base/ExceptionBoundary.hpp"
+#include "kel_cpp/base/InterfaceTimes.hpp"
 #include "kel_cpp/base/RuntimeError.hpp"
-#include "kel_cpp/settings/InterfaceTimes.hpp"
-#include "platform/TextEncoding.hpp"
-#include "xml/File.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -38,24 +36,6 @@ const InterfaceEntry* firstEnabled(const InterfaceSettings& settings) {
         }
     }
     return nullptr;
-}
-
-std::optional<std::chrono::milliseconds> timeOf(const InterfaceEntry& entry, const char* parameter,
-                                                std::uint64_t max) {
-    const std::wstring name = Platform::fromUtf8(parameter);
-    const auto found = std::find_if(entry.parameters.begin(), entry.parameters.end(),
-                                    [&](const auto& each) { return each.first == name; });
-    if (found == entry.parameters.end()) {
-        return {};
-    }
-    const auto time = Xml::numberIn(Platform::toUtf8(found->second), 1, max);
-    if (!time) {
-        throw runtimeError(ErrorCode::Configuration,
-                           L"interface " + inQuotes(entry.name) + L": parameter " + inQuotes(name) +
-                               L" is " + inQuotes(found->second) +
-                               L", expected a number from 1 to " + std::to_wstring(max));
-    }
-    return std::chrono::milliseconds(*time);
 }
 
 void checkNames(const std::vector<std::wstring>& names) {
@@ -108,8 +88,9 @@ Uds::Timing VehicleInterfaces::timing(const InterfaceSettings& settings) {
     const std::array<std::chrono::milliseconds*, interfaceTimes.size()> times{&timing.p2,
                                                                               &timing.p2Star};
     for (std::size_t index = 0; index < times.size(); ++index) {
-        *times[index] = timeOf(*entry, interfaceTimes[index].first, interfaceTimes[index].second)
-                            .value_or(*times[index]);
+        *times[index] =
+            interfaceTime(*entry, interfaceTimes[index].first, interfaceTimes[index].second)
+                .value_or(*times[index]);
     }
     return timing;
 }

@@ -80,11 +80,12 @@ std::wstring decimalText(std::int64_t value, int decimals) {
 } // namespace
 
 const KnownValue* knownValue(std::uint16_t dataIdentifier) noexcept {
-    const auto* const found =
-        std::find_if(knownValues.begin(), knownValues.end(), [dataIdentifier](const auto& known) {
+    const KnownValue* const end = knownValues.data() + knownValues.size();
+    const KnownValue* const found =
+        std::find_if(knownValues.data(), end, [dataIdentifier](const auto& known) {
             return known.dataIdentifier == dataIdentifier;
         });
-    return found == knownValues.end() ? nullptr : found;
+    return found == end ? nullptr : found;
 }
 
 std::wstring knownText(const KnownValue& known, const Uds::Bytes& bytes) {

@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "kel_server_lib/runtime/JobRecords.hpp"
+#include "uds/Identifiers.hpp"
 
 namespace Quarlen::Kel_cpp {
 
@@ -97,6 +99,20 @@ inline bool wasInterrupted(const ControlUnitQuickTestResult& unit) {
     return std::any_of(
         unit.identification.begin(), unit.identification.end(),
         [](const auto& value) { return value.state == IdentificationValue::State::Interrupted; });
+}
+
+/// The first VIN that was read of any of them; empty without one.
+inline std::wstring
+readVinOf(const std::vector<std::shared_ptr<ControlUnitQuickTestResult>>& units) {
+    for (const auto& unit : units) {
+        for (const IdentificationValue& value : unit->identification) {
+            if (value.dataIdentifier == Uds::Did::vin &&
+                value.state == IdentificationValue::State::Read && !value.value.empty()) {
+                return value.value;
+            }
+        }
+    }
+    return {};
 }
 
 } // namespace Quarlen::Kel_cpp

@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "kel_cpp/settings/InterfaceTimes.hpp"
+#include "kel_cpp/base/InterfaceTimes.hpp"
 #include "platform/Paths.hpp"
 #include "platform/TextEncoding.hpp"
 
