@@ -52,13 +52,10 @@ Channel::Turn Channel::takeTurn(const std::stop_token& cancel) {
     return Turn(this);
 }
 
-Channel::Turn Channel::turnToKeepSession() {
+/// Null when somebody else has it.
+Channel::Turn Channel::turnIfFree() {
     const std::lock_guard lock(mutex);
-    if (holders == 0 || turnTaken) {
-        return nullptr;
-    }
-    turnTaken = true;
-    return Turn(this);
+    return std::exchange(turnTaken, true) ? nullptr : Turn(this);
 }
 
 void Channel::endTurn() noexcept {
@@ -138,14 +135,9 @@ void Channel::pause(milliseconds duration, const std::stop_token& cancel) {
 }
 
 Channel::Turn Channel::turnIfIdle() {
-    Turn turn;
-    {
-        const std::lock_guard lock(mutex);
-        if (turnTaken) {
-            return nullptr;
-        }
-        turnTaken = true;
-        turn.reset(this);
+    Turn turn = turnIfFree();
+    if (!turn) {
+        return nullptr;
     }
     lookForUnfinished();
     return unfinished ? nullptr : std::move(turn);
@@ -180,7 +172,7 @@ bool Channel::isHeld() const {
 }
 
 void Channel::keepSession() {
-    const Turn turn = turnToKeepSession();
+    const Turn turn = isHeld() ? turnIfFree() : nullptr;
     if (!turn) {
         return;
     }

@@ -87,8 +87,7 @@ public:
 
 private:
     using TimePoint = Platform::Clock::TimePoint;
-    /// Null when somebody else has it, or nobody holds a session.
-    [[nodiscard]] Turn turnToKeepSession();
+    [[nodiscard]] Turn turnIfFree();
     void endTurn() noexcept;
     void prepare(const std::stop_token& cancel);
     Bytes exchangeInTurn(const Bytes& request, const std::stop_token& cancel,
