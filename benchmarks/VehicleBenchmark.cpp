@@ -83,7 +83,9 @@ void quickTest(benchmark::State& state) {
     const auto access = std::make_shared<VehicleAccess>(
         L"Benchmark", Simulation::SimulatedVehicle(vehicle, Platform::systemClock()).connect(),
         Platform::systemClock());
-    const QuickTest test({project, &project->vehicleInformations.front(), access}, config, 0xFF);
+    DtcReadConfig dtcs;
+    dtcs.statusMask = 0xFF;
+    const QuickTest test({project, &project->vehicleInformations.front(), access}, config, dtcs);
     for ([[maybe_unused]] const auto iteration : state) {
         Answers answers;
         JobReport<QuickTestResult> report(answers, 1);

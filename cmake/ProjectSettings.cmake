@@ -144,8 +144,9 @@ endfunction()
 # kel_add_test(name [NO_THREADS] [AT_ONCE count] SOURCES file... LIBRARIES target...
 #              [PROPERTIES name value...])
 # One test program, its cases in CTest with these properties. Under an emulator or a sanitizer, where a
-# start takes longer than most cases, the program as a whole is one test; of one that mostly waits so many
-# cases run at once. One without threads tells the thread sanitizer nothing and is left out there.
+# start takes longer than most cases, the program as a whole is one test, which tells first what failed; of
+# one that mostly waits so many cases run at once. One without threads tells the thread sanitizer nothing
+# and is left out there.
 function(kel_add_test name)
     cmake_parse_arguments(ARG "NO_THREADS" "AT_ONCE" "SOURCES;LIBRARIES;PROPERTIES" ${ARGN})
     if(ARG_NO_THREADS AND KEL_SANITIZERS MATCHES "thread")
@@ -169,13 +170,12 @@ function(kel_add_test name)
     set_target_properties(${name} PROPERTIES
         RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/test-programs")
     if(CMAKE_CROSSCOMPILING OR KEL_SANITIZERS)
-        if(ARG_AT_ONCE)
-            add_test(NAME ${name}
-                COMMAND Python3::Interpreter "${PROJECT_SOURCE_DIR}/tests/support/run_shards.py" ${ARG_AT_ONCE}
-                        ${CMAKE_CROSSCOMPILING_EMULATOR} "$<TARGET_FILE:${name}>")
-        else()
-            add_test(NAME ${name} COMMAND ${name})
+        if(NOT ARG_AT_ONCE)
+            set(ARG_AT_ONCE 1)
         endif()
+        add_test(NAME ${name}
+            COMMAND Python3::Interpreter "${PROJECT_SOURCE_DIR}/tests/support/run_shards.py" ${ARG_AT_ONCE}
+                    ${CMAKE_CROSSCOMPILING_EMULATOR} "$<TARGET_FILE:${name}>")
         set_tests_properties(${name} PROPERTIES TIMEOUT 600 ${ARG_PROPERTIES})
     else()
         gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120 ${ARG_PROPERTIES})

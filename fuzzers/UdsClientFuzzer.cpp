@@ -9,6 +9,7 @@
 #include <span>
 #include <stop_token>
 
+#include "fuzzers/Input.hpp"
 #include "uds/Client.hpp"
 #include "uds/Identifiers.hpp"
 #include "uds/Matching.hpp"
@@ -17,6 +18,7 @@
 namespace {
 
 using namespace Quarlen;
+using Fuzzers::Input;
 using std::chrono::milliseconds;
 using Uds::Bytes;
 
@@ -50,31 +52,6 @@ public:
 
 private:
     TimePoint current{};
-};
-
-class Input {
-public:
-    explicit Input(std::span<const std::uint8_t> bytes) : rest(bytes) {}
-
-    [[nodiscard]] bool atEnd() const { return rest.empty(); }
-    std::uint8_t number() {
-        const auto bytes = take(1);
-        return bytes.empty() ? std::uint8_t{0} : bytes[0];
-    }
-    /// A length and so many bytes, or what is left of them.
-    Bytes message() {
-        const auto length = number();
-        return take(length);
-    }
-
-private:
-    Bytes take(std::size_t count) {
-        const auto part = rest.first(std::min(count, rest.size()));
-        rest = rest.subspan(part.size());
-        return {part.begin(), part.end()};
-    }
-
-    std::span<const std::uint8_t> rest;
 };
 
 /// Each response comes so many milliseconds after the one before as its first byte says.

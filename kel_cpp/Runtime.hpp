@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <memory>
@@ -142,6 +143,9 @@ private:
     [[nodiscard]] ServerModel serverModel();
     [[nodiscard]] VehicleState vehicleState() const;
     [[nodiscard]] std::filesystem::path reportsFolder() const;
+    /// Throws `RpcError` (NotPossible) while the runtime is shutting down: what waits for its turn
+    /// then must not begin behind the run that the shutdown cancels. One that is just beginning is
+    /// ended with the server.
     bool startForClient(const std::wstring& name, const std::wstring& client);
     bool cancelForClient(const std::wstring& client);
     [[nodiscard]] std::shared_ptr<ServerHandler> currentHandler() const;
@@ -151,8 +155,8 @@ private:
         bool isNew = false;
     };
     /// Returns the selection with an open access. An open access is reused when it uses the
-    /// interface that is enabled now. `opening` serializes the callers, so that they share one
-    /// access.
+    /// interface that is enabled now, with the same parameters. `opening` serializes the callers,
+    /// so that they share one access.
     OpenedVehicle openVehicle();
     /// Throws `KelApiException` when the selection changes meanwhile, which ends it at once.
     [[nodiscard]] std::shared_ptr<VehicleAccess> openAccess(const SelectedVehicle& vehicle,
@@ -179,9 +183,13 @@ private:
     Selection selection;
     /// Taken before every other lock.
     std::mutex opening;
+    /// What the newest access was opened over. Guarded by `opening`.
+    InterfaceEntry openedOver;
 
     mutable std::mutex mutex;
     std::shared_ptr<ServerHandler> serverHandler;
+    /// From the status "Shutting down" until an address is started again.
+    std::atomic<bool> isShuttingDown = false;
     /// The connection that is being opened, in words; empty when none is.
     std::wstring underWay;
 

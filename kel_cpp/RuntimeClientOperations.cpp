@@ -4,6 +4,7 @@
 #include "kel_cpp/ServedFiles.hpp"
 #include "kel_cpp/base/ExceptionBoundary.hpp"
 #include "kel_cpp/history/RunGuards.hpp"
+#include "kel_cpp/rpc/RpcError.hpp"
 #include "kel_server_lib/runtime/ServerHandler.hpp"
 #include "platform/TextEncoding.hpp"
 #include "std_util/TraceHelper.hpp"
@@ -98,6 +99,9 @@ std::shared_ptr<ServerHandler> Runtime::currentHandler() const {
 
 bool Runtime::startForClient(const std::wstring& name, const std::wstring& client) {
     traceRequest(client, L"starts sequence " + inQuotes(name));
+    if (isShuttingDown) {
+        throw RpcError(RpcErrorCode::NotPossible, "the server stops");
+    }
     const auto handler = currentHandler();
     const auto self = weak_from_this().lock();
     bool handled = false;

@@ -36,7 +36,9 @@ SovdModel::Component component(const ProjectTarget& controlUnit) {
 std::wstring Runtime::startServer(const std::wstring& address) {
     return guarded(L"startServer", [&] {
         requireFixedPort(address);
-        return server.start(address);
+        std::wstring opened = server.start(address);
+        isShuttingDown = false;
+        return opened;
     });
 }
 
@@ -75,6 +77,9 @@ void Runtime::setServerStatus(const std::wstring& text) {
     guarded(L"setServerStatus", [&] {
         StdUtil::TraceHelper::InfoTrace(L"kel_cpp/Runtime", __LINE__, L"server status: %s",
                                         text.c_str());
+        if (text == L"Shutting down") {
+            isShuttingDown = true;
+        }
         statuses.set(text);
     });
 }

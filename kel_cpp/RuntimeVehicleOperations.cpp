@@ -6,6 +6,7 @@
 #include "kel_cpp/Runtime.hpp"
 #include "kel_cpp/access/VehicleQueries.hpp"
 #include "kel_cpp/base/ExceptionBoundary.hpp"
+#include "kel_cpp/base/InterfaceParameters.hpp"
 #include "kel_cpp/base/RuntimeError.hpp"
 #include "kel_cpp/bus/BusCapture.hpp"
 #include "kel_cpp/bus/BusTrace.hpp"
@@ -105,16 +106,23 @@ Runtime::OpenedVehicle Runtime::openVehicle() {
     const std::lock_guard lock(opening);
     SelectedVehicle vehicle = selection.withInformation();
     const RuntimeSettings inEffect = settings.inEffect();
-    const std::wstring name = VehicleInterfaces::enabledName(inEffect.interfaces);
-    if (!environment.replacesInterfaces) {
-        VehicleInterfaces::checkTargets(*vehicle.information, name);
+    const bool isUsable = vehicle.access && vehicle.access->isOpen() &&
+                          VehicleInterfaces::isUsed(openedOver, inEffect.interfaces);
+    // Whether or not the vehicle that is meant now can be had: nobody may go on with another one
+    // unknowingly, and one that new parameters lead to again would still have this tester.
+    if (vehicle.access && !isUsable) {
+        selection.detach(vehicle.access);
     }
-    if (vehicle.access && vehicle.access->isOpen() && vehicle.access->interfaceName() == name) {
+    const InterfaceEntry enabled = VehicleInterfaces::enabled(inEffect.interfaces);
+    if (!environment.replacesInterfaces) {
+        VehicleInterfaces::checkTargets(*vehicle.information, enabled.name);
+    }
+    if (isUsable) {
         return {std::move(vehicle), false};
     }
-    auto access = openAccess(vehicle, name, inEffect);
-    selection.attach(vehicle, access);
-    vehicle.access = std::move(access);
+    vehicle.access = openAccess(vehicle, enabled.name, inEffect);
+    selection.attach(vehicle, vehicle.access);
+    openedOver = enabled;
     return {std::move(vehicle), true};
 }
 
@@ -124,7 +132,10 @@ std::shared_ptr<VehicleAccess> Runtime::openAccess(const SelectedVehicle& vehicl
     const Announced announced(mutex, underWay, connectionText(vehicle, interfaceName));
     try {
         return std::make_shared<VehicleAccess>(
-            interfaceName, interfaces.make(inEffect.vehicleFile), environment.clock,
+            interfaceName,
+            interfaces.make(environment.replacesInterfaces ? simulationName : interfaceName,
+                            inEffect.interfaces, inEffect.vehicleFile),
+            environment.clock,
             AccessOptions{environment.testerPresentInterval,
                           VehicleInterfaces::timing(inEffect.interfaces), busListener(inEffect)},
             vehicle.changed);

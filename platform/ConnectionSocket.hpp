@@ -6,9 +6,10 @@
 #include <functional>
 #include <span>
 #include <string>
+#include <system_error>
 
-/// The operations of one TCP connection, for the HTTP server's workers. They keep no state: the
-/// caller owns the socket, and one thread may stop reading while another waits. A `socket` is the
+/// The operations of one TCP connection. They keep no state: the caller owns the socket, and one
+/// thread may stop reading while another waits. A `socket` is the
 /// system's handle: a file descriptor or a SOCKET.
 namespace Quarlen::Platform {
 
@@ -20,6 +21,11 @@ void setNonBlocking(std::intptr_t socket) noexcept;
 
 /// Small pieces are sent without waiting for more to fill a packet.
 void sendAtOnce(std::intptr_t socket) noexcept;
+
+/// The flags of a send whose bytes end a segment. Where `moreFollows` says that another send comes
+/// right behind it, both may go out together, each in its segment. Zero on Windows, where no flag
+/// keeps two sends apart.
+[[nodiscard]] int segmentFlags(bool moreFollows) noexcept;
 
 /// True when bytes, the end of the connection or its error can be read before the time is over.
 [[nodiscard]] bool isReadable(std::intptr_t socket, std::chrono::milliseconds timeout) noexcept;
@@ -33,6 +39,12 @@ std::ptrdiff_t sendBytes(std::intptr_t socket, std::span<const char> bytes) noex
 
 /// Whether the read or write of this thread that has just failed would have waited.
 [[nodiscard]] bool wouldHaveWaited() noexcept;
+/// The error of the read or write of this thread that has just failed.
+[[nodiscard]] std::error_code lastSocketError() noexcept;
+
+/// Whether a thread that watches many sockets at once wakes for all that arrives on one, also where
+/// another thread reads it. On Windows it wakes only for the reads that it has begun itself.
+[[nodiscard]] bool watchersWakeForEveryArrival() noexcept;
 
 /// Ends reads of a connection as if the other side had closed it, and the waits of other threads
 /// for them; writes go on. Nothing happens on Windows, where no wait would end and nobody could see
@@ -41,6 +53,10 @@ void stopReading(std::intptr_t socket) noexcept;
 
 /// Tells the other side that nothing more comes; reads go on.
 void stopWriting(std::intptr_t socket) noexcept;
+
+/// Ends a connection in both directions; the handle stays. What other threads wait for on it ends,
+/// too, on Windows perhaps later.
+void shutDown(std::intptr_t socket) noexcept;
 
 /// Ends a connection or a listening socket, together with the waits of other threads, and frees the
 /// handle.

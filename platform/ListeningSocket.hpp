@@ -10,9 +10,19 @@ namespace Quarlen::Platform {
 /// one time out. `socket` is the system's handle: a file descriptor or a SOCKET.
 void bindExclusively(std::intptr_t socket) noexcept;
 
+/// Call it between opening a datagram socket and binding it to one address: a socket that listens
+/// to broadcasts at the same port of all addresses may then be there as well, whichever comes
+/// first. Called after binding it only counts for a socket that comes later. What is sent to the
+/// one address goes to the socket that is bound to it.
+void bindBesideListeners(std::intptr_t socket) noexcept;
+
 /// Whether connections that have been closed, and whose other side is still open, keep the address
 /// of a socket that is bound so.
 [[nodiscard]] bool oldConnectionsKeepTheAddress() noexcept;
+
+/// Whether a datagram socket that is bound to one address of this machine also gets what is sent to
+/// a broadcast address. Where it does, a broadcast address cannot be bound.
+[[nodiscard]] bool socketsHearBroadcasts() noexcept;
 
 /// The handle of no socket.
 constexpr std::intptr_t noSocket = -1;

@@ -43,7 +43,8 @@ SimulatedControlUnit::SimulatedControlUnit(const ControlUnitDescription& descrip
     showSession();
 }
 
-std::vector<TimedResponse> SimulatedControlUnit::handle(const Bytes& request) {
+std::vector<TimedResponse> SimulatedControlUnit::handle(const Bytes& request,
+                                                        std::chrono::milliseconds extraWork) {
     const auto now = clock.now();
     if (request.empty() || now < bootedAt) {
         return {};
@@ -58,10 +59,10 @@ std::vector<TimedResponse> SimulatedControlUnit::handle(const Bytes& request) {
         enterDefaultSession();
     }
     // A block of a download is not copied.
-    return schedule(request,
-                    Uds::suppressesPositiveResponse(request) ? serve(withoutSuppressBit(request))
-                                                             : serve(request),
-                    now);
+    auto reply = Uds::suppressesPositiveResponse(request) ? serve(withoutSuppressBit(request))
+                                                          : serve(request);
+    reply.duration += extraWork;
+    return schedule(request, std::move(reply), now);
 }
 
 Bytes SimulatedControlUnit::memoryContent(std::uint32_t address, std::uint32_t size) const {

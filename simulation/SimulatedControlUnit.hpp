@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <exception>
 #include <vector>
@@ -36,9 +37,11 @@ public:
     /// `clock` must outlive the control unit.
     SimulatedControlUnit(const ControlUnitDescription& description, Platform::Clock& clock);
 
-    /// Responses in the order of their times. Throws `Uds::LinkError` for a described fault that
-    /// breaks the link, `InputFull` for one that keeps the message from being taken.
-    std::vector<TimedResponse> handle(const Uds::Bytes& request);
+    /// Responses in the order of their times. The work takes longer by `extraWork`, with response
+    /// pending meanwhile. Throws `Uds::LinkError` for a described fault that breaks the link,
+    /// `InputFull` for one that keeps the message from being taken.
+    std::vector<TimedResponse> handle(const Uds::Bytes& request,
+                                      std::chrono::milliseconds extraWork = {});
 
     /// The content of a region of the flash memory. Empty when the region is not within one memory.
     [[nodiscard]] Uds::Bytes memoryContent(std::uint32_t address, std::uint32_t size) const;

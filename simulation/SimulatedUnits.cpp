@@ -50,19 +50,31 @@ Uds::UnitAddress SimulatedUnits::resolve(const Uds::UnitAddress& unit) const {
     return resolved;
 }
 
-std::vector<TimedResponse> SimulatedUnits::responsesOf(Unit& unit, const Uds::Bytes& request) {
+std::vector<std::uint16_t> SimulatedUnits::addresses() const {
+    std::vector<std::uint16_t> all;
+    all.reserve(units.size());
+    for (const auto& unit : units) {
+        all.push_back(unit.first);
+    }
+    return all;
+}
+
+std::vector<TimedResponse> SimulatedUnits::responsesOf(Unit& unit, const Uds::Bytes& request,
+                                                       std::chrono::milliseconds extraWork) {
     const std::lock_guard lock(unit.mutex);
-    return unit.server.handle(request);
+    return unit.server.handle(request, extraWork);
 }
 
-std::vector<TimedResponse> SimulatedUnits::ask(std::uint16_t address, const Uds::Bytes& request) {
-    return responsesOf(*units.at(address), request);
+std::vector<TimedResponse> SimulatedUnits::ask(std::uint16_t address, const Uds::Bytes& request,
+                                               std::chrono::milliseconds extraWork) {
+    return responsesOf(*units.at(address), request, extraWork);
 }
 
-std::vector<Arrival> SimulatedUnits::askAll(const Uds::Bytes& request) {
+std::vector<Arrival> SimulatedUnits::askAll(const Uds::Bytes& request,
+                                            std::chrono::milliseconds extraWork) {
     std::vector<Arrival> arrivals;
     for (auto& [address, unit] : units) {
-        auto responses = responsesOf(*unit, request);
+        auto responses = responsesOf(*unit, request, extraWork);
         const bool tellsAll = hasAskedForTime(responses);
         for (auto& response : responses) {
             if (tellsAll || !keepsQuietAbout(response.bytes)) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -30,12 +31,20 @@ public:
     /// Looks for the physical address, then for the link. Throws `Uds::LinkError`.
     [[nodiscard]] Uds::UnitAddress resolve(const Uds::UnitAddress& unit) const;
 
-    /// The responses of the control unit. Throws `Uds::ConnectionLost` for a described fault that
-    /// loses the connection, `InputFull` for one that keeps the request from being taken.
-    [[nodiscard]] std::vector<TimedResponse> ask(std::uint16_t address, const Uds::Bytes& request);
+    /// True when a control unit has this physical address.
+    [[nodiscard]] bool has(std::uint16_t address) const { return units.contains(address); }
+    /// The physical addresses of all.
+    [[nodiscard]] std::vector<std::uint16_t> addresses() const;
+
+    /// The responses of the control unit, whose work takes longer by `extraWork`. Throws
+    /// `Uds::ConnectionLost` for a described fault that loses the connection, `InputFull` for one
+    /// that keeps the request from being taken.
+    [[nodiscard]] std::vector<TimedResponse> ask(std::uint16_t address, const Uds::Bytes& request,
+                                                 std::chrono::milliseconds extraWork = {});
     /// The responses of all. A control unit that cannot do what was asked of everybody keeps quiet
     /// (ISO 14229-1:2020, table 5).
-    [[nodiscard]] std::vector<Arrival> askAll(const Uds::Bytes& request);
+    [[nodiscard]] std::vector<Arrival> askAll(const Uds::Bytes& request,
+                                              std::chrono::milliseconds extraWork = {});
 
 private:
     struct Unit {
@@ -47,7 +56,8 @@ private:
         SimulatedControlUnit server;
     };
 
-    static std::vector<TimedResponse> responsesOf(Unit& unit, const Uds::Bytes& request);
+    static std::vector<TimedResponse> responsesOf(Unit& unit, const Uds::Bytes& request,
+                                                  std::chrono::milliseconds extraWork);
 
     Platform::Clock& time;
     /// By address; never changed after construction.

@@ -1,76 +1,34 @@
 #include "simulation/SimulatedVehicle.hpp"
 
 #include <algorithm>
-#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <utility>
 
 #include "simulation/SimulatedUnits.hpp"
 #include "simulation/VehicleFile.hpp"
+#include "uds/LinkState.hpp"
 
 namespace Quarlen::Simulation {
 
 namespace {
 
 /// What the ends of one connection share.
-class Wire {
-public:
+struct Wire {
     explicit Wire(std::shared_ptr<SimulatedUnits> units) : units(std::move(units)) {}
 
-    void open() {
-        const std::lock_guard lock(mutex);
-        state = Uds::VehicleInterface::State::Open;
-    }
     void close() noexcept {
-        {
-            const std::lock_guard lock(mutex);
-            state = Uds::VehicleInterface::State::Closed;
-        }
+        link.close();
         changed.notify_all();
     }
     void lose(const std::wstring& text) {
-        {
-            const std::lock_guard lock(mutex);
-            if (state != Uds::VehicleInterface::State::Open || std::exchange(isLosing, true)) {
-                return;
-            }
-            cause = text;
-        }
-        // Before anybody else can find it lost.
-        if (onLost) {
-            onLost(text);
-        }
-        {
-            const std::lock_guard lock(mutex);
-            isLosing = false;
-            if (state == Uds::VehicleInterface::State::Open) {
-                state = Uds::VehicleInterface::State::Lost;
-            }
-        }
+        link.lose(text);
         changed.notify_all();
-    }
-    /// Throws where the connection is not open any more.
-    void check() const {
-        if (state == Uds::VehicleInterface::State::Open) {
-            return;
-        }
-        const std::lock_guard lock(mutex);
-        if (state == Uds::VehicleInterface::State::Lost) {
-            throw Uds::ConnectionLost(cause);
-        }
-        throw Uds::Cancelled();
     }
 
     const std::shared_ptr<SimulatedUnits> units;
-    mutable std::mutex mutex;
+    Uds::LinkState link;
     std::condition_variable_any changed;
-    /// Changed with the mutex held.
-    std::atomic<Uds::VehicleInterface::State> state = Uds::VehicleInterface::State::Closed;
-    std::wstring cause;
-    bool isLosing = false;
-    /// Set before the connection is opened.
-    Uds::VehicleInterface::OnLost onLost;
 };
 
 /// The end of one control unit, or of all.
@@ -96,7 +54,7 @@ private:
 };
 
 void SimulatedEndpoint::check(const Uds::Patience& patience) const {
-    wire->check();
+    wire->link.check();
     if (patience.cancel.stop_requested()) {
         throw Uds::Cancelled();
     }
@@ -124,10 +82,9 @@ void SimulatedEndpoint::add(Arrival arrival) {
 /// Nobody takes the message, as on a network whose other side has stopped reading.
 void SimulatedEndpoint::waitInVain(const Uds::Patience& patience) {
     {
-        std::unique_lock lock(wire->mutex);
-        wire->units->clock().waitUntil(
-            {lock, wire->changed, patience.cancel, patience.deadline},
-            [this] { return wire->state != Uds::VehicleInterface::State::Open; });
+        std::unique_lock lock(wire->link.mutex);
+        wire->units->clock().waitUntil({lock, wire->changed, patience.cancel, patience.deadline},
+                                       [this] { return !wire->link.isOpen(); });
     }
     check(patience);
     const std::wstring cause = L"the vehicle takes no messages any more";
@@ -154,9 +111,9 @@ std::optional<Uds::Received> SimulatedEndpoint::receive(const Uds::Patience& pat
     const bool comes = !arriving.empty() && arriving.front().due <= patience.deadline;
     const auto end = comes ? arriving.front().due : patience.deadline;
     if (clock.now() < end) {
-        std::unique_lock lock(wire->mutex);
+        std::unique_lock lock(wire->link.mutex);
         clock.waitUntil({lock, wire->changed, patience.cancel, end},
-                        [this] { return wire->state != Uds::VehicleInterface::State::Open; });
+                        [this] { return !wire->link.isOpen(); });
     }
     check(patience);
     if (!comes) {
@@ -172,10 +129,10 @@ public:
     explicit SimulatedInterface(std::shared_ptr<SimulatedUnits> units)
         : wire(std::make_shared<Wire>(std::move(units))) {}
 
-    void open(const std::stop_token& /*cancel*/) override { wire->open(); }
+    void open(const std::stop_token& /*cancel*/) override { wire->link.open(); }
     void close() noexcept override { wire->close(); }
-    [[nodiscard]] State state() const override { return wire->state; }
-    void onLost(OnLost listener) override { wire->onLost = std::move(listener); }
+    [[nodiscard]] State state() const override { return wire->link.get(); }
+    void onLost(OnLost listener) override { wire->link.onLost(std::move(listener)); }
     [[nodiscard]] Uds::UnitAddress resolve(const Uds::UnitAddress& unit) const override {
         return wire->units->resolve(unit);
     }

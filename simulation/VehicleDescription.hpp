@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -118,9 +119,17 @@ struct ControlUnitDescription {
     std::vector<FaultDescription> faults;
 };
 
+/// Six bytes, often a hardware address (ISO 13400-2:2019, table 1).
+using EntityIdentifier = std::array<std::uint8_t, 6>;
+
 struct VehicleDescription {
     std::wstring vin;
     std::vector<ControlUnitDescription> controlUnits;
+    /// How the vehicle shows itself in a network: the logical address of its gateway, which need
+    /// not be a control unit's, and what identifies the gateway and the group it belongs to.
+    std::uint16_t gatewayAddress = 0x1000;
+    EntityIdentifier eid{0x02, 0x00, 0x00, 0x00, 0x00, 0x01};
+    EntityIdentifier gid = eid;
 };
 
 } // namespace Quarlen::Simulation

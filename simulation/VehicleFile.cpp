@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 
+#include "platform/TextEncoding.hpp"
 #include "simulation/ControlUnitReader.hpp"
 
 namespace Quarlen::Simulation {
@@ -30,6 +33,54 @@ std::wstring readVin(const Xml::File& file) {
                                L"\", expected up to 17 digits and capital letters");
     }
     return vin;
+}
+
+/// Nothing when the text is not six pairs of hexadecimal digits between colons.
+std::optional<EntityIdentifier> identifierIn(const std::wstring& text) {
+    constexpr std::size_t pairLength = 3;
+    constexpr std::wstring_view digits = L"0123456789abcdefABCDEF";
+    EntityIdentifier identifier{};
+    if (text.size() != identifier.size() * pairLength - 1) {
+        return {};
+    }
+    for (std::size_t index = 0; index < identifier.size(); ++index) {
+        const std::size_t place = index * pairLength;
+        const auto number = Xml::numberIn("0x" + Platform::toUtf8(text.substr(place, 2)), 0, 0xFF);
+        const bool isPair = text.substr(place, 2).find_first_not_of(digits) == std::wstring::npos;
+        const bool isSeparated = index + 1 == identifier.size() || text[place + 2] == L':';
+        if (!number || !isPair || !isSeparated) {
+            return {};
+        }
+        identifier.at(index) = static_cast<std::uint8_t>(*number);
+    }
+    return identifier;
+}
+
+EntityIdentifier readIdentifier(const Xml::File& file, const char* attribute,
+                                const EntityIdentifier& fallback) {
+    if (!file.root().attribute(attribute)) {
+        return fallback;
+    }
+    const auto identifier = identifierIn(file.optionalText(file.root(), attribute));
+    if (!identifier) {
+        file.failValue(file.root(), attribute,
+                       L"six pairs of hexadecimal digits between colons, as 02:00:00:00:00:01");
+    }
+    return *identifier;
+}
+
+/// The addresses that the standard leaves to the manufacturer's control units (ISO 13400-2:2019,
+/// table 13): testers have 0x0E00 to 0x0FFF.
+std::uint16_t readGatewayAddress(const Xml::File& file, std::uint16_t fallback) {
+    constexpr std::uint64_t firstOfTesters = 0x0E00;
+    constexpr std::uint64_t lastOfTesters = 0x0FFF;
+    constexpr std::uint64_t last = 0x7FFF;
+    const auto address = file.number(file.root(), "gatewayAddress", 1, last, fallback);
+    if (address >= firstOfTesters && address <= lastOfTesters) {
+        file.failValue(file.root(), "gatewayAddress",
+                       L"a number outside 0x0E00 to 0x0FFF, which are addresses of testers");
+    }
+    return static_cast<std::uint16_t>(address);
 }
 
 /// Checks that the control units of one vehicle are distinct and within the limits of a vehicle.
@@ -90,9 +141,12 @@ private:
 
 VehicleDescription readVehicleFile(const std::filesystem::path& path) {
     const Xml::File file(path, "Vehicle", Xml::limitsOfTree(maxFileSize));
-    file.allowOnly(file.root(), {"ControlUnit"}, {"vin"});
+    file.allowOnly(file.root(), {"ControlUnit"}, {"vin", "gatewayAddress", "eid", "gid"});
     VehicleDescription vehicle;
     vehicle.vin = readVin(file);
+    vehicle.gatewayAddress = readGatewayAddress(file, vehicle.gatewayAddress);
+    vehicle.eid = readIdentifier(file, "eid", vehicle.eid);
+    vehicle.gid = readIdentifier(file, "gid", vehicle.eid);
     UniqueUnits unique(file);
     for (const auto& node : file.root().children("ControlUnit")) {
         vehicle.controlUnits.push_back(readControlUnit(file, node, vehicle.vin));

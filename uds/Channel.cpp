@@ -12,12 +12,6 @@ using std::chrono::milliseconds;
 constexpr milliseconds busyPause{50};
 constexpr auto defaultSession = static_cast<std::uint8_t>(Session::Default);
 
-const Bytes& quietTesterPresent() {
-    static const Bytes request{static_cast<std::uint8_t>(Service::TesterPresent),
-                               suppressPositiveResponseBit};
-    return request;
-}
-
 } // namespace
 
 Channel::Channel(UnitAddress unit, std::unique_ptr<Endpoint> endpoint, Platform::Clock& clock,

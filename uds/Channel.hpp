@@ -97,6 +97,7 @@ private:
     void lookForUnfinished();
     void takeForUnfinished(const std::optional<Bytes>& response);
     void dropArrived(TimePoint now);
+    bool dropOne(TimePoint now);
     void send(const Bytes& request, const std::stop_token& cancel, BusEvent::Kind kind,
               TimePoint now);
     Bytes finalResponse(const Bytes& request, const std::stop_token& cancel, TimePoint limit,

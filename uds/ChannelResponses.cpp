@@ -46,7 +46,7 @@ void Channel::awaitUnfinished(const std::stop_token& cancel) {
 
 /// The same without a wait.
 void Channel::lookForUnfinished() {
-    while (unfinished) {
+    for (int looked = 0; unfinished && looked < maxDropped; ++looked) {
         const auto now = clock.now();
         const auto response = receiveLate({}, now);
         if (!response && now < unfinished->until && now < unfinished->limit) {
@@ -80,7 +80,16 @@ std::optional<Bytes> Channel::receiveLate(const std::stop_token& cancel, TimePoi
 }
 
 void Channel::dropArrived(TimePoint now) {
-    for (int dropped = 0; dropped < maxDropped && receiveLate({}, now); ++dropped) {
+    for (int dropped = 0; dropped < maxDropped && dropOne(now); ++dropped) {
+    }
+}
+
+/// False when nothing is left. What the vehicle has not passed on is something, too.
+bool Channel::dropOne(TimePoint now) {
+    try {
+        return receive({}, now).has_value();
+    } catch (const MessageRefused&) {
+        return true;
     }
 }
 

@@ -9,6 +9,9 @@ namespace Quarlen::Uds {
 
 namespace {
 
+/// To one functional request. A vehicle that floods does not take the memory.
+constexpr std::size_t maxResponses = 4096;
+
 /// Nothing for a control unit that does not get the message, and so does not answer it.
 std::optional<Channel::Question> questionTo(Channel& channel, Channel::Turn turn,
                                             const Bytes& request, const std::stop_token& cancel) {
@@ -164,12 +167,13 @@ std::vector<Received> Connection::requestFromAll(std::uint16_t functionalAddress
 std::vector<Received> Connection::collect(std::uint16_t functionalAddress, const Bytes& request,
                                           const std::stop_token& cancel, const Until& isLast) {
     const auto endpoint = vehicleInterface->openFunctional(functionalAddress);
-    const UnitAddress all{L"", std::nullopt, functionalAddress};
+    const UnitAddress all{L"", std::nullopt, functionalAddress, vehicleInterface->tester()};
     onEvent({BusEvent::Kind::Request, all, request});
     const auto deadline = clock.now() + timing.p2;
     endpoint->send(request, {cancel, deadline});
     std::vector<Received> responses;
-    while (auto received = endpoint->receive({cancel, deadline})) {
+    while (auto received = responses.size() < maxResponses ? endpoint->receive({cancel, deadline})
+                                                           : std::nullopt) {
         UnitAddress sender = all;
         sender.physical = received->source;
         onEvent({BusEvent::Kind::Response, sender, received->bytes});

@@ -6,9 +6,10 @@ namespace Quarlen::Uds {
 
 namespace {
 
+constexpr std::wstring_view hexDigits = L"0123456789ABCDEF";
+
 std::wstring hexByte(std::uint8_t value) {
-    constexpr std::wstring_view digits = L"0123456789ABCDEF";
-    return {digits[value >> 4U], digits[value & 0x0FU]};
+    return {hexDigits[value >> 4U], hexDigits[value & 0x0FU]};
 }
 
 } // namespace
@@ -32,6 +33,12 @@ bool hasSubFunction(std::uint8_t serviceId) noexcept {
     default:
         return false;
     }
+}
+
+const Bytes& quietTesterPresent() {
+    static const Bytes request{static_cast<std::uint8_t>(Service::TesterPresent),
+                               suppressPositiveResponseBit};
+    return request;
 }
 
 bool suppressesPositiveResponse(const Bytes& request) noexcept {
@@ -69,6 +76,14 @@ std::wstring hexText(const Bytes& bytes) {
             text += L' ';
         }
         text += hexByte(byte);
+    }
+    return text;
+}
+
+std::wstring hexNumberText(std::uint64_t value, std::size_t digits) {
+    std::wstring text = L"0x";
+    for (std::size_t rest = digits; rest > 0; --rest) {
+        text += hexDigits[(value >> (4U * (rest - 1))) & 0x0FU];
     }
     return text;
 }

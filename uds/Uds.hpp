@@ -118,6 +118,8 @@ enum class Session : std::uint8_t { Default = 0x01, Programming = 0x02, Extended
 /// True when the second byte of a request is a sub-function, whose highest bit asks for the
 /// positive response to be left out (clause 8.2.2).
 [[nodiscard]] bool hasSubFunction(std::uint8_t serviceId) noexcept;
+/// TesterPresent that nobody answers: it keeps a session (clause 10.6).
+[[nodiscard]] const Bytes& quietTesterPresent();
 /// True for a request with a sub-function whose highest bit is set.
 [[nodiscard]] bool suppressesPositiveResponse(const Bytes& request) noexcept;
 /// True for a whole negative response: 0x7F, the service that is refused, the response code.
@@ -142,5 +144,7 @@ std::wstring nrcText(std::uint8_t nrc);
 std::wstring serviceText(std::uint8_t serviceId);
 /// "22 F1 90"
 std::wstring hexText(const Bytes& bytes);
+/// "0x0E80" with four digits. `digits` is 1 to 16.
+std::wstring hexNumberText(std::uint64_t value, std::size_t digits);
 
 } // namespace Quarlen::Uds

@@ -78,6 +78,8 @@ public:
     /// The address with all that this connection knows itself. Throws `LinkError` when the vehicle
     /// has no such logical link.
     [[nodiscard]] virtual UnitAddress resolve(const UnitAddress& unit) const = 0;
+    /// The logical address of the tester, where the whole connection has one.
+    [[nodiscard]] virtual std::optional<std::uint16_t> tester() const { return std::nullopt; }
     /// The end of a control unit whose address was resolved.
     virtual std::unique_ptr<Endpoint> openEndpoint(const UnitAddress& unit) = 0;
     /// The end of all control units that listen to the functional address.

@@ -5,15 +5,15 @@
 #include <chrono>
 #include <vector>
 
+#include "doip/DoipInterface.hpp"
+#include "kel_cpp/access/DoipParameters.hpp"
 #include "kel_cpp/base/ExceptionBoundary.hpp"
-#include "kel_cpp/base/InterfaceTimes.hpp"
+#include "kel_cpp/base/InterfaceParameters.hpp"
 #include "kel_cpp/base/RuntimeError.hpp"
 
 namespace Quarlen::Kel_cpp {
 
 namespace {
-
-constexpr const wchar_t* simulationName = L"Simulation";
 
 std::vector<std::wstring> enabledNames(const InterfaceSettings& settings) {
     std::vector<std::wstring> names;
@@ -43,8 +43,9 @@ void checkNames(const std::vector<std::wstring>& names) {
         throw runtimeError(ErrorCode::NoInterfaceEnabled,
                            L"no vehicle communication interface is enabled");
     }
-    const auto unknown = std::find_if(names.begin(), names.end(),
-                                      [](const auto& name) { return name != simulationName; });
+    const auto unknown = std::find_if(names.begin(), names.end(), [](const auto& name) {
+        return name != simulationName && name != doipName;
+    });
     if (unknown != names.end()) {
         throw runtimeError(ErrorCode::UnknownInterface,
                            L"the vehicle communication interface " + inQuotes(*unknown) +
@@ -60,10 +61,15 @@ VehicleInterfaces::openVehicleOfFile(const std::filesystem::path& vehicleFile,
     return Simulation::openSimulatedVehicle(vehicleFile, clock);
 }
 
-std::wstring VehicleInterfaces::enabledName(const InterfaceSettings& settings) {
-    const std::vector<std::wstring> names = enabledNames(settings);
-    checkNames(names);
-    return names.front();
+InterfaceEntry VehicleInterfaces::enabled(const InterfaceSettings& settings) {
+    checkNames(enabledNames(settings));
+    return *firstEnabled(settings);
+}
+
+bool VehicleInterfaces::isUsed(const InterfaceEntry& entry,
+                               const InterfaceSettings& settings) noexcept {
+    const InterfaceEntry* const used = firstEnabled(settings);
+    return used != nullptr && used->name == entry.name && used->parameters == entry.parameters;
 }
 
 void VehicleInterfaces::checkTargets(const VehicleInformation& information,
@@ -96,7 +102,11 @@ Uds::Timing VehicleInterfaces::timing(const InterfaceSettings& settings) {
 }
 
 std::shared_ptr<Uds::VehicleInterface>
-VehicleInterfaces::make(const std::filesystem::path& vehicleFile) {
+VehicleInterfaces::make(const std::wstring& name, const InterfaceSettings& settings,
+                        const std::filesystem::path& vehicleFile) {
+    if (name == doipName) {
+        return std::make_shared<Doip::DoipInterface>(doipSettings(*firstEnabled(settings)), clock);
+    }
     const std::lock_guard lock(mutex);
     if (!simulatedVehicle) {
         simulatedVehicle = withFileErrors([&] { return openVehicle(vehicleFile, clock); });

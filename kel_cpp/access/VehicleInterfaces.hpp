@@ -17,8 +17,8 @@
 
 namespace Quarlen::Kel_cpp {
 
-/// The vehicle communication interfaces that this runtime knows by name. So far there is one:
-/// "Simulation", the vehicle of the vehicle file. Safe from any thread.
+/// The vehicle communication interfaces that this runtime knows by name: "Simulation", the vehicle
+/// of the vehicle file, and "DoIP", a vehicle over Ethernet. Safe from any thread.
 class VehicleInterfaces {
 public:
     /// Makes the vehicle that "Simulation" stands for. Throws `Xml::FileError`.
@@ -44,7 +44,11 @@ public:
 
     /// The first enabled interface. Throws `KelApiException`: NoInterfaceEnabled; UnknownInterface
     /// when any enabled interface is unknown (the message names the first of them).
-    [[nodiscard]] static std::wstring enabledName(const InterfaceSettings& settings);
+    [[nodiscard]] static InterfaceEntry enabled(const InterfaceSettings& settings);
+
+    /// Whether `entry` is the first enabled interface, with the same parameters.
+    [[nodiscard]] static bool isUsed(const InterfaceEntry& entry,
+                                     const InterfaceSettings& settings) noexcept;
 
     /// Throws `KelApiException` (code UnknownInterface) for a control unit that another interface
     /// than `enabled` leads to.
@@ -55,10 +59,12 @@ public:
     /// value that is no such time.
     [[nodiscard]] static Uds::Timing timing(const InterfaceSettings& settings);
 
-    /// A connection that is not open yet. Throws `KelApiException` (code Configuration) when the
-    /// vehicle file is wrong.
+    /// A connection over the interface of that name that is not open yet; "DoIP" has to be the
+    /// first enabled one of the settings. Throws `KelApiException` (code Configuration) when a
+    /// parameter or the vehicle file is wrong.
     [[nodiscard]] std::shared_ptr<Uds::VehicleInterface>
-    make(const std::filesystem::path& vehicleFile);
+    make(const std::wstring& name, const InterfaceSettings& settings,
+         const std::filesystem::path& vehicleFile);
 
 private:
     Platform::Clock& clock;

@@ -14,12 +14,7 @@ namespace {
 using Kind = Uds::BusEvent::Kind;
 
 std::wstring addressText(std::uint16_t address) {
-    constexpr std::size_t digits = 4;
-    std::wstring text = L"0x";
-    for (std::size_t digit = digits; digit > 0; --digit) {
-        text += L"0123456789ABCDEF"[(address >> (4U * (digit - 1))) & 0xFU];
-    }
-    return text;
+    return Uds::hexNumberText(address, 4);
 }
 
 std::wstring nameOf(const Uds::UnitAddress& unit) {

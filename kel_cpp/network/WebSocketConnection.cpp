@@ -65,6 +65,10 @@ void WebSocketConnection::accepted(const ErrorCode& error) {
         end();
         return;
     }
+    upgraded = true;
+    if (closeReason) {
+        sendClose();
+    }
     read();
 }
 
@@ -191,10 +195,19 @@ void WebSocketConnection::closeWith(const websocket::close_reason& reason) {
     if (std::exchange(closing, true)) {
         return;
     }
-    socket.async_close(reason, [self = shared_from_this()](const ErrorCode&) { self->end(); });
+    closeReason = reason;
+    // While the request for the upgrade is being answered nothing else may be sent.
+    if (upgraded) {
+        sendClose();
+    }
     // The close waits for what is being sent, which a client that reads nothing never takes.
     patience.expires_after(context.handshakeTime);
     patience.async_wait([self = shared_from_this()](const ErrorCode&) { self->close(); });
+}
+
+void WebSocketConnection::sendClose() {
+    socket.async_close(*closeReason,
+                       [self = shared_from_this()](const ErrorCode&) { self->end(); });
 }
 
 void WebSocketConnection::makeRoom() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <boost/asio/steady_timer.hpp>
@@ -59,6 +60,7 @@ private:
     void write();
     void written(const ErrorCode& error);
     void closeWith(const boost::beast::websocket::close_reason& reason);
+    void sendClose();
     void end();
 
     /// Declared first, because the sockets and timers need it to the end.
@@ -76,9 +78,13 @@ private:
     UnsentMessages unsent;
     /// Requests whose answers have not been sent: a client cannot have any number of them.
     std::size_t unanswered = 0;
+    /// The answer to the request for the upgrade is out.
+    bool upgraded = false;
     bool reading = false;
     bool writing = false;
     bool closing = false;
+    /// The one that the client is told, at the earliest behind that answer.
+    std::optional<boost::beast::websocket::close_reason> closeReason;
     bool subscribed = false;
     std::uint64_t lastStatus = 0;
 };

@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "kel_cpp/base/InterfaceTimes.hpp"
+#include "kel_cpp/base/InterfaceParameters.hpp"
 #include "platform/Paths.hpp"
 #include "platform/TextEncoding.hpp"
 
@@ -128,6 +128,24 @@ void checkTimes(const Xml::File& file, const pugi::xml_node& node) {
     }
 }
 
+/// Those of the interface over Ethernet. A name that is misspelled must not mean its default, which
+/// is any vehicle in the network.
+void checkDoip(const Xml::File& file, const pugi::xml_node& node) {
+    file.allowNoContent(node, {"name", "enabled", "p2", "p2Star", "host", "vin", "eid", "port",
+                               "testerAddress", "activation"});
+    for (const auto& [name, min, max] : doipNumbers) {
+        if (node.attribute(name)) {
+            static_cast<void>(file.number(node, name, min, max));
+        }
+    }
+    for (const auto& [name, fits, expected] : doipTexts) {
+        const std::wstring text = file.optionalText(node, name);
+        if (!text.empty() && !fits(text)) {
+            file.failValue(node, name, expected);
+        }
+    }
+}
+
 std::shared_ptr<InterfaceGroup> readGroup(const Xml::File& file, const pugi::xml_node& node) {
     file.allowOnly(node, {"Interface"}, {"name"});
     auto group = std::make_shared<InterfaceGroup>();
@@ -138,6 +156,9 @@ std::shared_ptr<InterfaceGroup> readGroup(const Xml::File& file, const pugi::xml
         entry->enabled = file.flag(child, "enabled", false);
         readParameters(*entry, file, child);
         checkTimes(file, child);
+        if (entry->name == doipName) {
+            checkDoip(file, child);
+        }
         group->interfaces.push_back(std::move(entry));
     }
     return group;

@@ -164,7 +164,8 @@ public:
 
     virtual std::shared_ptr<ServerConfiguration> getServerConfiguration() = 0;
 
-    /// The one status text of the server, shown to its clients.
+    /// The one status text of the server, shown to its clients. After "Shutting down" the built-in
+    /// runtime begins no sequence for a client until an address is started again.
     virtual void setServerStatus(const std::wstring& status) = 0;
 
     KelApi() = default;

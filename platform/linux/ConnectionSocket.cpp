@@ -76,6 +76,10 @@ void sendAtOnce(std::intptr_t socket) noexcept {
     ::setsockopt(static_cast<int>(socket), IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
 }
 
+int segmentFlags(bool moreFollows) noexcept {
+    return MSG_EOR | (moreFollows ? MSG_MORE : 0);
+}
+
 bool isReadable(std::intptr_t socket, std::chrono::milliseconds timeout) noexcept {
     return isReadyFor(POLLIN, socket, timeout);
 }
@@ -98,6 +102,14 @@ bool wouldHaveWaited() noexcept {
     return errno == EAGAIN;
 }
 
+std::error_code lastSocketError() noexcept {
+    return {errno, std::system_category()};
+}
+
+bool watchersWakeForEveryArrival() noexcept {
+    return true;
+}
+
 void stopReading(std::intptr_t socket) noexcept {
     ::shutdown(static_cast<int>(socket), SHUT_RD);
 }
@@ -106,8 +118,12 @@ void stopWriting(std::intptr_t socket) noexcept {
     ::shutdown(static_cast<int>(socket), SHUT_WR);
 }
 
-void closeSocket(std::intptr_t socket) noexcept {
+void shutDown(std::intptr_t socket) noexcept {
     ::shutdown(static_cast<int>(socket), SHUT_RDWR);
+}
+
+void closeSocket(std::intptr_t socket) noexcept {
+    shutDown(socket);
     ::close(static_cast<int>(socket));
 }
 

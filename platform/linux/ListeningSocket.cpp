@@ -11,7 +11,16 @@ void bindExclusively(std::intptr_t socket) noexcept {
     ::setsockopt(static_cast<int>(socket), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
 }
 
+void bindBesideListeners(std::intptr_t socket) noexcept {
+    const int on = 1;
+    ::setsockopt(static_cast<int>(socket), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
+}
+
 bool oldConnectionsKeepTheAddress() noexcept {
+    return false;
+}
+
+bool socketsHearBroadcasts() noexcept {
     return false;
 }
 

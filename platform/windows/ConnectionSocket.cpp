@@ -60,6 +60,10 @@ void sendAtOnce(std::intptr_t socket) noexcept {
                  reinterpret_cast<const char*>(&on), sizeof(on));
 }
 
+int segmentFlags(bool /*moreFollows*/) noexcept {
+    return 0;
+}
+
 bool isReadable(std::intptr_t socket, std::chrono::milliseconds timeout) noexcept {
     return isReadyFor(POLLRDNORM, socket, timeout);
 }
@@ -80,14 +84,26 @@ bool wouldHaveWaited() noexcept {
     return ::WSAGetLastError() == WSAEWOULDBLOCK;
 }
 
+std::error_code lastSocketError() noexcept {
+    return {::WSAGetLastError(), std::system_category()};
+}
+
+bool watchersWakeForEveryArrival() noexcept {
+    return false;
+}
+
 void stopReading(std::intptr_t /*socket*/) noexcept {}
 
 void stopWriting(std::intptr_t socket) noexcept {
     ::shutdown(static_cast<SOCKET>(socket), SD_SEND);
 }
 
-void closeSocket(std::intptr_t socket) noexcept {
+void shutDown(std::intptr_t socket) noexcept {
     ::shutdown(static_cast<SOCKET>(socket), SD_BOTH);
+}
+
+void closeSocket(std::intptr_t socket) noexcept {
+    shutDown(socket);
     ::closesocket(static_cast<SOCKET>(socket));
 }
 

@@ -36,7 +36,17 @@ void bindExclusively(std::intptr_t socket) noexcept {
                  reinterpret_cast<const char*>(&on), sizeof(on));
 }
 
+void bindBesideListeners(std::intptr_t socket) noexcept {
+    // One address and all of them are different addresses here. SO_REUSEADDR would let another
+    // program take the one.
+    bindExclusively(socket);
+}
+
 bool oldConnectionsKeepTheAddress() noexcept {
+    return true;
+}
+
+bool socketsHearBroadcasts() noexcept {
     return true;
 }
 

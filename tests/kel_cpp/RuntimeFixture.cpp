@@ -23,6 +23,16 @@ void RuntimeFixture::connect(const std::wstring& vehicleInformation) {
     runtime->connectVehicle();
 }
 
+void RuntimeFixture::enableOnly(const std::wstring& interfaceName) {
+    const auto interfaces = runtime->getInterfaceSettings();
+    for (const auto& group : interfaces->groups) {
+        for (const auto& entry : group->interfaces) {
+            entry->enabled = entry->name == interfaceName;
+        }
+    }
+    runtime->setInterfaceSettings(interfaces);
+}
+
 std::shared_ptr<ServiceResult> RuntimeFixture::hexService(const std::wstring& link,
                                                           std::vector<std::uint8_t> request) {
     auto input = std::make_shared<ServiceInput>();

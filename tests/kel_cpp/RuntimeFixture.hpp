@@ -40,6 +40,8 @@ protected:
         }
         return {};
     }
+    /// In the settings that are not in effect yet.
+    void enableOnly(const std::wstring& interfaceName);
     std::shared_ptr<ServiceResult> hexService(const std::wstring& link,
                                               std::vector<std::uint8_t> request);
 

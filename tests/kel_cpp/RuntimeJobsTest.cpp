@@ -149,7 +149,8 @@ TEST_F(RuntimeJobs, ASuppressedPositiveResponseIsASuccessWithoutOne) {
 }
 
 TEST_F(RuntimeJobs, AControlUnitThatDoesNotAnswerIsAResultWithItsReason) {
-    folder.replaceIn("vehicle.xml", "link=\"UDS_CAN_ENGINE\"", "link=\"ELSEWHERE\"");
+    folder.replaceIn("vehicle.xml", "address=\"0x0011\" link=\"UDS_CAN_ENGINE\"",
+                     "address=\"0x7011\" link=\"ELSEWHERE\"");
     connect();
     const auto result = hexService(L"UDS_CAN_ENGINE", {0x3E, 0x00});
     EXPECT_EQ(result->error, static_cast<std::int32_t>(ServiceError::Communication));

@@ -9,10 +9,13 @@
 #include "platform/TextEncoding.hpp"
 #include "tests/kel_cpp/RuntimeFixture.hpp"
 #include "tests/kel_cpp/update/ZipFiles.hpp"
+#include "tests/support/LoopbackPort.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
 
 namespace {
+
+using Quarlen::Tests::freePort;
 
 class RuntimeServerTest : public RuntimeFixture {
 protected:
@@ -22,14 +25,6 @@ protected:
         }
     }
 };
-
-/// A port of the loopback interface on which nobody listens.
-std::uint16_t freePort() {
-    boost::asio::io_context context;
-    const boost::asio::ip::tcp::acceptor acceptor(context,
-                                                  {boost::asio::ip::address_v4::loopback(), 0});
-    return acceptor.local_endpoint().port();
-}
 
 boost::asio::ip::tcp::socket connectTo(boost::asio::io_context& context,
                                        const std::wstring& address) {

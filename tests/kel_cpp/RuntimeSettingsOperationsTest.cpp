@@ -25,16 +25,6 @@ protected:
         runtime->commitProjectPath();
     }
 
-    void enableOnly(const std::wstring& name) {
-        auto interfaces = runtime->getInterfaceSettings();
-        for (const auto& group : interfaces->groups) {
-            for (const auto& entry : group->interfaces) {
-                entry->enabled = entry->name == name;
-            }
-        }
-        runtime->setInterfaceSettings(interfaces);
-    }
-
     [[nodiscard]] bool isEnabled(const std::wstring& name) const {
         const auto settings = runtime->getInterfaceSettings();
         for (const auto& entry : settings->groups.at(0)->interfaces) {

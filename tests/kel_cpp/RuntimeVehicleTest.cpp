@@ -5,6 +5,8 @@
 #include <iterator>
 #include <utility>
 
+#include <gmock/gmock.h>
+
 #include "kel_cpp/ComponentVersions.hpp"
 #include "kel_cpp/report/QuickTestRecords.hpp"
 #include "platform/TextEncoding.hpp"
@@ -108,6 +110,29 @@ TEST_F(RuntimeVehicle, IsGivenTheTimesThatItsInterfaceSays) {
     EXPECT_NE(next.find(L"within 2345 ms"), std::wstring::npos) << Platform::toUtf8(next);
 }
 
+TEST_F(RuntimeVehicle, IsConnectedAnewOnceTheParametersOfItsInterfaceChange) {
+    std::vector<std::shared_ptr<Uds::VehicleInterface>> made;
+    RuntimeEnvironment environment{folder.config(), folder.base(), clock};
+    environment.connectTo = [&](const Simulation::SimulatedVehicle& vehicle) {
+        EXPECT_TRUE(made.empty() || made.back()->state() != Uds::VehicleInterface::State::Open);
+        return made.emplace_back(VehicleInterfaces::connectTo(vehicle));
+    };
+    runtime = std::make_shared<Runtime>(environment);
+    runtime->initialize();
+    connect();
+    runtime->connectVehicle();
+    EXPECT_EQ(made.size(), 1U);
+
+    const auto interfaces = runtime->getInterfaceSettings();
+    interfaces->groups.at(0)->interfaces.at(0)->parameters = {{L"p2", L"1234"}};
+    runtime->setInterfaceSettings(interfaces);
+    runtime->applyInterfaceSettings();
+    runtime->connectVehicle();
+    runtime->connectVehicle();
+    EXPECT_EQ(made.size(), 2U);
+    EXPECT_EQ(connectionCount(*runtime), 1U);
+}
+
 TEST_F(RuntimeVehicle, KeepsTheTimesOfItsInterfaceWhereWrongOnesAreApplied) {
     const auto interfaces = runtime->getInterfaceSettings();
     interfaces->groups.at(0)->interfaces.at(0)->parameters = {{L"p2", L"soon"}};
@@ -129,7 +154,8 @@ TEST_F(RuntimeVehicle, ConnectingFailsWhenNoControlUnitAnswers) {
 }
 
 TEST_F(RuntimeVehicle, ConnectingIsContentWithOneControlUnitThatAnswers) {
-    folder.replaceIn("vehicle.xml", "link=\"UDS_CAN_ENGINE\"", "link=\"ELSEWHERE\"");
+    folder.replaceIn("vehicle.xml", "address=\"0x0011\" link=\"UDS_CAN_ENGINE\"",
+                     "address=\"0x7011\" link=\"ELSEWHERE\"");
     folder.replaceIn("vehicle.xml", "link=\"UDS_CAN_D\"", "link=\"NOWHERE\"");
     EXPECT_EQ(connectError(), L"");
 }
@@ -177,7 +203,8 @@ TEST_F(RuntimeVehicle, AFailedCheckKeepsAnAccessThatWasOpenBefore) {
 }
 
 TEST_F(RuntimeVehicle, IdentifyingTellsTheNumberAndWhoIsSilent) {
-    folder.replaceIn("vehicle.xml", "link=\"UDS_CAN_ENGINE\"", "link=\"ELSEWHERE\"");
+    folder.replaceIn("vehicle.xml", "address=\"0x0011\" link=\"UDS_CAN_ENGINE\"",
+                     "address=\"0x7011\" link=\"ELSEWHERE\"");
     runtime->selectProject(L"Car_DEMO0000000042");
     runtime->selectVehicleInformation(L"VIT_A");
     RecordList<IdentifiedTarget> targets;
@@ -191,9 +218,9 @@ TEST_F(RuntimeVehicle, IdentifyingTellsTheNumberAndWhoIsSilent) {
 }
 
 TEST_F(RuntimeVehicle, IdentifyingAVehicleThatIsSilentFailsLikeConnecting) {
-    for (const char* const unit : {"UDS_CAN_D", "UDS_CAN_ENGINE", "UDS_CAN_BRAKES"}) {
-        folder.replaceIn("vehicle.xml", std::string("link=\"") + unit + "\"",
-                         std::string("link=\"NO_") + unit + "\"");
+    for (const std::string unit : {"0x0010", "0x0011", "0x0012"}) {
+        folder.replaceIn("vehicle.xml", "address=\"" + unit + "\" link=\"",
+                         "address=\"0x7" + unit.substr(3) + "\" link=\"NO_");
     }
     const std::wstring connecting = connectError();
     EXPECT_NE(connecting, L"");
@@ -291,7 +318,7 @@ TEST_F(RuntimeVehicle, TellsTheEnvironmentWhatGoesAndComes) {
     runtime = std::make_shared<Runtime>(environment);
     runtime->initialize();
     connect();
-    EXPECT_EQ(requests, 3);
+    EXPECT_EQ(requests, 1) << "one to the functional address of all three";
 }
 
 TEST_F(RuntimeVehicle, ReadsTheIdentificationNumberOverTheAuxiliaryProject) {

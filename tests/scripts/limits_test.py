@@ -20,7 +20,7 @@ DURATIONS = {"milliseconds": 1, "seconds": 1000, "hours": 3600 * 1000}
 # Where our code has no constant of its own.
 ELSEWHERE = "the HTTP library's own"
 PRODUCT = ("config", "http_stream", "kel_cpp", "kel_server", "kel_server_lib", "platform",
-           "simulation", "std_util", "uds", "xml")
+           "doip", "simulation", "std_util", "tools/kel_vehicle", "uds", "xml")
 DECLARED = re.compile(r"\bconstexpr [\w:]+ (max[A-Z]\w*)(?: =|\{)")
 # What a user of the XML library gives as a number of its own.
 GIVEN_TO_XML = re.compile(r"^\s+\.(\w+) = (?:std::size_t\{)?\d", re.MULTILINE)
@@ -32,7 +32,10 @@ NO_LIMITS = {
     "maxShown", "maxTimeout", "maxTouchReadings", "maxTraceLevel", "maxVersionLength",
     "maxVinPartLength", "maxWaitInMicroseconds", "maxWord", "maxWriteSize",
     "maxWait` in `http_stream/SocketStream.cpp",
+    # Follows from the longest request.
+    "maxPayload` in `tools/kel_vehicle/entity/EntityLimits.hpp",
     # Bounds of what a setting may say.
+    "maxCount` in `tools/kel_vehicle/misbehaviour/Commands.cpp",
     "maxClients` in `kel_cpp/settings/SettingsReader.cpp",
     "maxIdleSeconds` in `kel_cpp/settings/SettingsReader.cpp",
     "maxMessage` in `kel_cpp/settings/SettingsReader.cpp",

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The output of test programs that run several of their cases at a time ends with what failed."""
+"""The output of test programs that run several of their cases at a time begins and ends with what failed."""
 
 import pathlib
 import subprocess
@@ -37,13 +37,14 @@ class RunShards(unittest.TestCase):
         self.assertEqual(out, "".join(f"output {index}\nshard {index + 1} of 3: exit code 0\n"
                                       for index in range(3)))
 
-    def test_ends_with_the_failed_case_although_its_shard_is_not_the_last(self):
+    def test_begins_and_ends_with_the_failed_case_although_its_shard_is_not_the_last(self):
         code, out = self.run_program(f"print({GOOD!r} + ({BAD!r} if shard == 1 else {GOOD!r}), end='')\n"
                                      "sys.exit(shard == 1)\n")
 
         self.assertEqual(code, 1)
-        self.assertTrue(out.endswith("shard 3 of 3: exit code 0\n\nWhat failed, once more:\n" + BAD +
-                                     "shard 2 failed with exit code 1: Suite.Bad\n"), out)
+        told = BAD + "shard 2 failed with exit code 1: Suite.Bad\n"
+        self.assertTrue(out.startswith("What failed:\n" + told + "\n[ RUN      ] Suite.Good\n"), out)
+        self.assertTrue(out.endswith("shard 3 of 3: exit code 0\n\nWhat failed, once more:\n" + told), out)
 
     def test_names_each_failed_case_once_behind_the_causes(self):
         self.assertEqual(RUN_SHARDS.summary([BAD + GOOD + BAD_VALUE + LIST, GOOD], [1, 0]),

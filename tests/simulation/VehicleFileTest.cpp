@@ -27,6 +27,31 @@ TEST_F(VehicleFileTest, ReadsAControlUnit) {
     EXPECT_EQ(vehicle.controlUnits[0].responseDelay, 2ms);
 }
 
+TEST_F(VehicleFileTest, ReadsHowTheVehicleShowsItselfInANetwork) {
+    const std::string unit = "><ControlUnit name='A' address='1' link='L'/></Vehicle>";
+    const auto told = read("<Vehicle vin='V' gatewayAddress='0x2010' eid='02:00:00:00:aB:0f' "
+                           "gid='00:11:22:33:44:55'" +
+                           unit);
+    EXPECT_EQ(told.gatewayAddress, 0x2010);
+    EXPECT_EQ(told.eid, (EntityIdentifier{0x02, 0, 0, 0, 0xAB, 0x0F}));
+    EXPECT_EQ(told.gid, (EntityIdentifier{0, 0x11, 0x22, 0x33, 0x44, 0x55}));
+    const auto silent = read("<Vehicle vin='V'" + unit);
+    EXPECT_EQ(silent.gatewayAddress, 0x1000);
+    EXPECT_EQ(silent.eid, (EntityIdentifier{0x02, 0, 0, 0, 0, 0x01}));
+    EXPECT_EQ(read("<Vehicle vin='V' eid='02:00:00:00:00:02'" + unit).gid,
+              (EntityIdentifier{0x02, 0, 0, 0, 0, 0x02}));
+}
+
+TEST_F(VehicleFileTest, RefusesWhatNoGatewayIs) {
+    const std::string unit = "><ControlUnit name='A' address='1' link='L'/></Vehicle>";
+    for (const std::string attribute :
+         {"gatewayAddress='0'", "gatewayAddress='0x0E80'", "gatewayAddress='0x8000'", "eid=''",
+          "eid='02:00:00:00:00'", "eid='02:00:00:00:00:0G'", "eid='02-00-00-00-00-01'",
+          "gid='02:00:00:00:00:011'"}) {
+        EXPECT_THROW(read("<Vehicle vin='V' " + attribute + unit), Xml::FileError) << attribute;
+    }
+}
+
 TEST_F(VehicleFileTest, ReadsHowAControlUnitStarts) {
     const auto vehicle =
         read("<Vehicle vin='V'><ControlUnit name='A' address='1' link='L' bootTime='1500' "

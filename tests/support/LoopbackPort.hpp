@@ -6,7 +6,9 @@
 
 namespace Quarlen::Tests {
 
-/// A port of the loopback interface on which nobody listens.
+/// A port of the loopback interface on which nobody listens. Where the system can do that, it gives
+/// the port to nobody else who asks for any, until the process ends: tests beside this one connect
+/// thousands of times meanwhile.
 std::uint16_t freePort();
 
 /// Listens on a port of the loopback interface.

@@ -20,6 +20,9 @@ public:
     void connect(const std::string& address, std::uint16_t port);
     /// Takes a port of the loopback interface that the system chooses.
     void bindToLoopback();
+    /// Before it has a port: another socket may listen there, while nobody gets that port who asks
+    /// for any. False where the system cannot do that.
+    bool shareItsPort();
     void listen();
     [[nodiscard]] std::uint16_t port() const;
     /// The system's handle, which stays this object's.

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Runs the cases of a GoogleTest program several at a time: for programs that mostly wait.
+"""Runs the cases of a GoogleTest program, several at a time where the program mostly waits.
 
 usage: run_shards.py COUNT COMMAND...
 
-Prints what each of the COUNT processes printed, one after the other, and then once more what the cases
-printed that failed, so that the cause stands at the end, where a log that is cut still has it. Processes
+Prints what each of the COUNT processes printed, one after the other. What the cases printed that failed
+stands before that and behind it, so that a log that is cut at either end still has the cause. Processes
 that do not end are ended before CTest would end this script without a word. The exit code is 1 when one
 of the processes failed.
 """
@@ -83,14 +83,17 @@ def main(arguments):
     end = time.monotonic() + MAX_SECONDS
     codes = [wait_or_kill(shard, end) for shard in shards]
     outputs = []
-    for index, (file, code) in enumerate(zip(files, codes)):
+    for file in files:
         file.seek(0)
         outputs.append(file.read())
-        sys.stdout.buffer.write(outputs[-1])
-        print(f"shard {index + 1} of {count}: exit code {code}", flush=True)
-    told = "\n".join(summary([output.decode(errors="replace") for output in outputs], codes))
+    told = "\n".join(summary([output.decode(errors="replace") for output in outputs], codes)).encode()
     if told:
-        sys.stdout.buffer.write(f"\nWhat failed, once more:\n{told}\n".encode())
+        sys.stdout.buffer.write(b"What failed:\n" + told + b"\n\n")
+    for index, (output, code) in enumerate(zip(outputs, codes)):
+        sys.stdout.buffer.write(output)
+        print(f"shard {index + 1} of {count}: exit code {code}", flush=True)
+    if told:
+        sys.stdout.buffer.write(b"\nWhat failed, once more:\n" + told + b"\n")
     return 1 if any(codes) else 0
 
 

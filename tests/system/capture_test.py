@@ -13,11 +13,11 @@ import sys
 import tempfile
 import unittest
 
+from dissection import PATIENCE, Dissection
 from installed_program import edit, held_port, install, wait_for_line
 
 PROGRAM, EXAMPLES, FLASH_DATA = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
 TSHARK = sys.argv[4]
-PATIENCE = 240
 # All that asks a control unit: a quick test, a procedure, an unlock, a download.
 SCRIPT = """<KelServerScript>
   <SelectAction project='AUTO_SELECT' vehicleInformation='VIT_A' autoConnect='true'/>
@@ -35,8 +35,6 @@ MESSAGE = re.compile(r" debug kel_cpp/bus/BusTrace:\d+ \S+ 0x(?P<tester>[0-9A-F]
 SHOWN = 64
 # Of the diagnostic message that carries the bytes.
 HEADER = 12
-# Severity "warning" and worse, as Wireshark numbers them.
-COMPLAINTS = "_ws.malformed || _ws.unreassembled || _ws.expert.severity >= 0x600000"
 
 
 def run_captured(folder):
@@ -68,22 +66,11 @@ class CaptureTest(unittest.TestCase):
         scratch = tempfile.TemporaryDirectory()
         cls.addClassCleanup(scratch.cleanup)
         traces = run_captured(pathlib.Path(scratch.name))
-        cls.capture = traces / "bus.pcapng"
+        cls.dissection = Dissection(TSHARK, traces / "bus.pcapng")
         cls.trace = (traces / "kel_server.log").read_text(encoding="utf-8")
 
-    def tshark(self, *arguments):
-        ran = subprocess.run([TSHARK, "-n", "-r", self.capture, *arguments], capture_output=True,
-                             text=True, timeout=PATIENCE, check=False)
-        self.assertEqual(ran.returncode, 0, ran.stderr)
-        return ran.stdout.splitlines()
-
-    def fields(self, *names):
-        """Of each frame, in lower case."""
-        arguments = [part for name in names for part in ("-e", name)]
-        return [line.lower().split("\t") for line in self.tshark("-T", "fields", *arguments)]
-
     def test_has_nothing_that_wireshark_objects_to(self):
-        self.assertEqual(self.tshark("-Y", COMPLAINTS), [])
+        self.assertEqual(self.dissection.complaints(), [])
 
     def test_has_every_message_of_the_bus_trace_with_both_addresses(self):
         traced = collections.Counter()
@@ -93,8 +80,8 @@ class CaptureTest(unittest.TestCase):
             traced[(source, target, message["bytes"].lower().replace(" ", ""))] += 1
 
         captured = collections.Counter()
-        for source, target, whole in self.fields("doip.source_address", "doip.target_address",
-                                                 "exported_pdu.exported_pdu"):
+        for source, target, whole in self.dissection.fields(
+                "doip.source_address", "doip.target_address", "exported_pdu.exported_pdu"):
             content = whole.replace(":", "")[2 * HEADER:]
             captured[(source.removeprefix("0x"), target.removeprefix("0x"),
                       content[:2 * SHOWN])] += 1
@@ -103,7 +90,7 @@ class CaptureTest(unittest.TestCase):
         self.assertEqual(captured, traced)
 
     def test_shows_each_message_as_the_service_that_it_is(self):
-        shown = self.tshark("-T", "fields", "-e", "_ws.col.Protocol", "-e", "_ws.col.Info")
+        shown = self.dissection.lines("-T", "fields", "-e", "_ws.col.Protocol", "-e", "_ws.col.Info")
 
         self.assertEqual({line.split("\t")[0] for line in shown}, {"UDS"})
         for service in ("Diagnostic Session Control", "Read Data By Identifier",
@@ -114,7 +101,7 @@ class CaptureTest(unittest.TestCase):
                                 f"{direction} {service}")
 
     def test_has_the_messages_in_the_order_of_their_times(self):
-        times = [float(time) for (time,) in self.fields("frame.time_epoch")]
+        times = [float(time) for (time,) in self.dissection.fields("frame.time_epoch")]
 
         self.assertEqual(times, sorted(times))
 

@@ -300,6 +300,17 @@ TEST_F(ChannelTest, SendsItsRequestAlsoWhereTheCancelledOneBeforeWasRefusedByAGa
     EXPECT_EQ(exchange("3E 00"), "7E 00");
 }
 
+TEST_F(ChannelTest, DropsWhatHasComeBehindARefusalOfAGateway) {
+    script.answerNext({{0ms, hex("62 F1 90 41")}, {0ms, hex("62 F1 90 42")}});
+    exchange("22 F1 90");
+    script.onReceive = [this] {
+        script.onReceive = nullptr;
+        throw MessageRefused(6, L"unreachable");
+    };
+    answerNext("62 F1 90 43");
+    EXPECT_EQ(exchange("22 F1 90"), "62 F1 90 43");
+}
+
 TEST_F(ChannelTest, SendsItsRequestAlsoToAControlUnitThatFloods) {
     std::vector<Quarlen::Tests::EndpointScript::Response> flood(
         5001, {0ms, hex("62 F1 90 41"), std::uint16_t{0}});

@@ -24,6 +24,7 @@ class ScriptedInterface : public Quarlen::Tests::TestInterface {
 public:
     explicit ScriptedInterface(Quarlen::Tests::FakeClock& clock) : clock(clock) {}
 
+    [[nodiscard]] std::optional<std::uint16_t> tester() const override { return 0x0E81; }
     [[nodiscard]] UnitAddress resolve(const UnitAddress& unit) const override {
         if (unit.link > L"D") {
             throw LinkError(L"no link " + unit.link);
@@ -223,6 +224,11 @@ TEST_F(ConnectionTest, ACancelEndsAQuestion) {
     EXPECT_EQ(clock.now() - begin, 200ms);
 }
 
+TEST_F(ConnectionTest, KeepsSoManyAnswersOfAllAndNoMore) {
+    vehicle->scripts[L""].answerNext({5000, {1ms, hex("7E 00")}});
+    EXPECT_EQ(connection.requestFromAll(0xE400, hex("3E 00"), {}).size(), 4096U);
+}
+
 TEST_F(ConnectionTest, CollectsTheAnswersOfAllUntilP2HasPassed) {
     vehicle->scripts[L""].answerNext(
         {{1ms, hex("7E 00")}, {1000ms, hex("7E 00")}, {1001ms, hex("7E 00")}});
@@ -231,6 +237,8 @@ TEST_F(ConnectionTest, CollectsTheAnswersOfAllUntilP2HasPassed) {
     ASSERT_EQ(events.size(), 3U);
     EXPECT_EQ(events[0].kind, BusEvent::Kind::Request);
     EXPECT_EQ(events[0].unit.functional, 0xE400);
+    EXPECT_EQ(events[0].unit.tester, 0x0E81);
+    EXPECT_EQ(events[1].unit.tester, 0x0E81);
     EXPECT_EQ(events[1].kind, BusEvent::Kind::Response);
 }
 

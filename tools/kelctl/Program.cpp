@@ -26,6 +26,7 @@
 #include "tools/kelctl/commands/SequenceCommands.hpp"
 #include "tools/kelctl/commands/SupportCommands.hpp"
 #include "tools/kelctl/commands/TokenCommands.hpp"
+#include "tools/kelctl/commands/VehicleCommands.hpp"
 #include "tools/kelctl/commands/WatchCommand.hpp"
 
 namespace Quarlen::Ctl {
@@ -133,6 +134,7 @@ int runProgram(std::vector<std::string> arguments, const ProgramEnvironment& env
     addConfigCommands(application, context);
     addSupportCommands(application, context);
     addTokenCommands(application, context);
+    addVehicleCommands(application, context);
     addWatchCommand(application, context);
     addCompletionCommand(application, context);
     // Known also where the rest of the line is wrong.

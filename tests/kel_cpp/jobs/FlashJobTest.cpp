@@ -144,7 +144,8 @@ TEST_F(FlashJobTest, AWrongKeyIsAJobError) {
 }
 
 TEST_F(FlashJobTest, AnInterfaceThatFailsIsAVciServerError) {
-    folder.replaceIn("vehicle.xml", "link=\"UDS_CAN_ENGINE\"", "link=\"ELSEWHERE\"");
+    folder.replaceIn("vehicle.xml", "address=\"0x0011\" link=\"UDS_CAN_ENGINE\"",
+                     "address=\"0x7011\" link=\"ELSEWHERE\"");
     writeFlashFile("engine_app.bin", 5000);
     connect();
     const auto results = flash({L"ENGINE_APP"});

@@ -160,7 +160,8 @@ TEST_F(QuickTestTest, ReportsANameThatIsNoControlUnitHereAndGoesOn) {
 }
 
 TEST_F(QuickTestTest, ReportsAControlUnitThatDoesNotAnswerAndGoesOn) {
-    folder.replaceIn("vehicle.xml", "link=\"UDS_CAN_ENGINE\"", "link=\"ELSEWHERE\"");
+    folder.replaceIn("vehicle.xml", "address=\"0x0011\" link=\"UDS_CAN_ENGINE\"",
+                     "address=\"0x7011\" link=\"ELSEWHERE\"");
     connect();
     const auto results = test({}, 0xFF);
     ASSERT_EQ(results.size(), 3U);

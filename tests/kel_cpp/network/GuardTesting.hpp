@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/AtomicFile.hpp"
 #include "platform/TextEncoding.hpp"
 #include "tests/kel_cpp/network/RpcTestClient.hpp"
 #include "tests/kel_cpp/network/ServedRuntime.hpp"
@@ -37,9 +38,12 @@ protected:
         writeTokens(lines);
         start();
     }
+    /// In one step: a server that looks at half a file ends the connections of the other half.
     void writeTokens(const std::string& content) const {
-        std::ofstream(served.settings.tokenFile, std::ios::binary) << content;
-        Quarlen::Tests::makePrivate(served.settings.tokenFile);
+        const auto fresh = folder.path() / "fresh.token";
+        std::ofstream(fresh, std::ios::binary) << content;
+        Quarlen::Tests::makePrivate(fresh);
+        Platform::moveOver(fresh, served.settings.tokenFile);
     }
     [[nodiscard]] unsigned statusOf(const std::string& target, const Headers& headers = {}) const {
         return request(address, http::verb::get, target, {}, headers).result_int();

@@ -1,3 +1,7 @@
+#include <array>
+#include <cstddef>
+#include <string>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -20,7 +24,17 @@ protected:
         address = server.start(L"127.0.0.1:0");
     }
 
+    /// Whoever waits at them must not be waited for in vain where a test fails.
+    void TearDown() override {
+        gate.open();
+        for (Gate& each : busy) {
+            each.open();
+        }
+    }
+
     Gate gate;
+    /// Of the calls on the I/O thread.
+    std::array<Gate, 2> busy;
     ServedRuntime served;
     RuntimeServer server{served.sources()};
     std::wstring address;
@@ -72,6 +86,41 @@ TEST_F(AFullServer, KeepsAClientThatTakesItsNotifications) {
 
     EXPECT_FALSE(idle.receive());
     EXPECT_EQ(subscriber.result("server.version"), json::value("1.2.3"));
+}
+
+/// Its place is taken after the request for the upgrade has come and before the answer is out.
+TEST_F(AFullServer, EndsAClientWhoseUpgradeIsJustBeingAnswered) {
+    server.stop(address);
+    served.settings.limits.maxClients = 3;
+    address = server.start(L"127.0.0.1:0");
+    served.version = [this, calls = 0]() mutable {
+        busy.at(static_cast<std::size_t>(calls++)).wait();
+        return std::wstring(L"1.2.3");
+    };
+    const std::string call =
+        R"([{"jsonrpc":"2.0","id":1,"method":"sequence.start","params":{"name":"a"}},)"
+        R"({"jsonrpc":"2.0","id":2,"method":"server.version"}])";
+    RpcTestClient first(address);
+    RpcTestClient second(address);
+    TestClient upgrading(address);
+    upgrading.send("GET / HTTP/1.1\r\nHost: " + Platform::toUtf8(address) + "\r\n\r\n");
+    upgrading.readUntil("</html>");
+
+    first.send(call);
+    busy[0].awaitWaiting(1);
+    upgrading.send("GET /rpc HTTP/1.1\r\nHost: " + Platform::toUtf8(address) +
+                   "\r\nUpgrade: websocket\r\nConnection: Upgrade"
+                   "\r\nSec-WebSocket-Version: 13"
+                   "\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n\r\n");
+    second.send(call);
+    busy[0].open();
+    busy[1].awaitWaiting(1);
+    const TestClient next(address);
+    busy[1].open();
+
+    EXPECT_THAT(upgrading.readUntil("need the place"),
+                testing::AllOf(testing::HasSubstr("HTTP/1.1 101 "),
+                               testing::HasSubstr("\r\n\r\n\x88\x1E\x03\xF5other clients ")));
 }
 
 } // namespace

@@ -22,6 +22,8 @@ struct ServedRuntime {
     std::function<bool(const std::wstring&, const std::wstring&)> start =
         [](const auto&, const auto&) { return true; };
     std::function<bool(const std::wstring&)> cancel = [](const auto&) { return true; };
+    /// Called on the I/O thread.
+    std::function<std::wstring()> version = [] { return std::wstring(L"1.2.3"); };
     std::vector<std::wstring> connections;
     std::vector<ReportFile> reports;
     std::function<std::string(const std::wstring&)> report = [](const std::wstring&) {
@@ -37,7 +39,7 @@ struct ServedRuntime {
 
     RuntimeServer::Sources sources(Platform::AddressProbe probe = {}) {
         ServerModel model;
-        model.version = [] { return std::wstring(L"1.2.3"); };
+        model.version = [this] { return version(); };
         model.scripts = [this] { return scripts; };
         model.startSequence = [this](const auto& name, const auto& client) {
             return start(name, client);

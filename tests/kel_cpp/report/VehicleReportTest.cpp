@@ -171,6 +171,7 @@ TEST_F(WrittenVehicleReport, FailsWithPathAndCauseWhenTheFolderCannotBeMade) {
 TEST_F(WrittenVehicleReport, FailsWithTheFileNameWhenTheFolderTakesNoFiles) {
     const fs::path kernelFolder = "/proc";
     if (!fs::exists(kernelFolder)) {
+        // Windows has no such folder, and permissions do not keep the superuser out of others.
         GTEST_SKIP() << "no /proc here, the folder that takes no files from the superuser either";
     }
     try {

@@ -186,7 +186,7 @@ TEST_F(ReadingKelServerXml, TakesEmptyElementsForMissingOnes) {
 
 TEST_F(ReadingKelServerXml, ReadsWhatAnInterfaceNeedsToKnow) {
     const auto groups = read("<KelServer><Interfaces><Group name='g'><Interface host='127.0.0.1' "
-                             "name='DoIP' testerAddress='0x0E80' enabled='true' note=''/>"
+                             "name='CAN' testerAddress='0x0E80' enabled='true' note=''/>"
                              "<Interface name='Simulation'/></Group></Interfaces></KelServer>")
                             .interfaces.groups;
 
@@ -196,6 +196,20 @@ TEST_F(ReadingKelServerXml, ReadsWhatAnInterfaceNeedsToKnow) {
     EXPECT_EQ(entry.parameters,
               (Parameters{{L"host", L"127.0.0.1"}, {L"testerAddress", L"0x0E80"}, {L"note", L""}}));
     EXPECT_TRUE(groups[0]->interfaces.at(1)->parameters.empty());
+}
+
+TEST_F(ReadingKelServerXml, ReadsWhichVehicleIsMeant) {
+    const auto groups =
+        read("<KelServer><Interfaces><Group name='g'><Interface name='DoIP' host='' "
+             "vin='WKLDEMO0000000042' eid='02:00:00:00:00:2a' p2='100' p2Star='200' "
+             "port='1' activation='0xE0'/><Interface name='DoIP' vin='' eid=''/>"
+             "</Group></Interfaces></KelServer>")
+            .interfaces.groups;
+
+    const auto& parameters = groups.at(0)->interfaces.at(0)->parameters;
+    ASSERT_EQ(parameters.size(), 7U);
+    EXPECT_EQ(parameters[1], InterfaceEntry::Parameter(L"vin", L"WKLDEMO0000000042"));
+    EXPECT_EQ(parameters[2], InterfaceEntry::Parameter(L"eid", L"02:00:00:00:00:2a"));
 }
 
 TEST_F(ReadingKelServerXml, ReadsWhetherTheBusIsTracedAndCaptured) {
@@ -355,6 +369,40 @@ INSTANTIATE_TEST_SUITE_P(
                      "<KelServer><Interfaces><Group name='g'><Interface name='x' p2Star='5 s'/>"
                      "</Group></Interfaces></KelServer>",
                      "1:60: attribute \"p2Star\" is \"5 s\", expected a number from 1 to 600000"},
+        WrongSetting{"PortOfDoip",
+                     "<KelServer><Interfaces><Group name='g'><Interface name='DoIP' port='0'/>"
+                     "</Group></Interfaces></KelServer>",
+                     "1:63: attribute \"port\" is \"0\", expected a number from 1 to 65535"},
+        WrongSetting{"TesterOfDoip",
+                     "<KelServer><Interfaces><Group name='g'><Interface name='DoIP' "
+                     "testerAddress='0x1000'/></Group></Interfaces></KelServer>",
+                     "1:63: attribute \"testerAddress\" is \"0x1000\", expected a number from 3584 "
+                     "to 4095"},
+        WrongSetting{"VinOfDoip",
+                     "<KelServer><Interfaces><Group name='g'><Interface name='DoIP' "
+                     "vin='WKLDEMO000000004'/></Group></Interfaces></KelServer>",
+                     "1:63: attribute \"vin\" is \"WKLDEMO000000004\", expected 17 capital "
+                     "letters and digits"},
+        WrongSetting{"SignInTheVinOfDoip",
+                     "<KelServer><Interfaces><Group name='g'><Interface name='DoIP' "
+                     "vin='WKLDEMO00000000-2'/></Group></Interfaces></KelServer>",
+                     "1:63: attribute \"vin\" is \"WKLDEMO00000000-2\", expected 17 capital "
+                     "letters and digits"},
+        WrongSetting{"SmallLettersInTheVinOfDoip",
+                     "<KelServer><Interfaces><Group name='g'><Interface name='DoIP' "
+                     "vin='wkldemo0000000042'/></Group></Interfaces></KelServer>",
+                     "1:63: attribute \"vin\" is \"wkldemo0000000042\", expected 17 capital "
+                     "letters and digits"},
+        WrongSetting{"EidOfDoip",
+                     "<KelServer><Interfaces><Group name='g'><Interface name='DoIP' eid='02:00'/>"
+                     "</Group></Interfaces></KelServer>",
+                     "1:63: attribute \"eid\" is \"02:00\", expected six pairs of hexadecimal "
+                     "digits with colons between them"},
+        WrongSetting{"UnknownParameterOfDoip",
+                     "<KelServer><Interfaces><Group name='g'><Interface name='DoIP' Host='a'/>"
+                     "</Group></Interfaces></KelServer>",
+                     "1:63: unknown attribute \"Host\" of \"Interface\", expected: name, enabled, "
+                     "p2, p2Star, host, vin, eid, port, testerAddress, activation"},
         WrongSetting{"InterfaceOutsideGroup",
                      "<KelServer><Interfaces><Interface name='x'/></Interfaces></KelServer>",
                      "1:24: unknown element \"Interface\" in \"Interfaces\", expected: Group"}),

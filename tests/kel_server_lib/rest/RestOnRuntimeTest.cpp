@@ -1,7 +1,9 @@
 #include <array>
 #include <regex>
 #include <string_view>
+#include <thread>
 
+#include "tests/kel_cpp/NetworkVehicle.hpp"
 #include "tests/kel_cpp/RuntimeFixture.hpp"
 #include "tests/kel_server_lib/rest/RestFixture.hpp"
 
@@ -94,6 +96,26 @@ TEST_F(RestOnRuntime, SwitchesTheSimulationAndRemembersIt) {
     restartServer();
 
     EXPECT_EQ(get("/kel/v1/simulation").body, R"({"enabled":false})");
+}
+
+TEST_F(RestOnRuntime, SwitchesBetweenTheSimulatedAndTheRealVehicleWithTheNextConnect) {
+    Kel_cpp::Tests::NetworkVehicle vehicle(folder);
+    vehicle.name(folder);
+    restartServer();
+
+    EXPECT_EQ(put("/kel/v1/simulation", R"({"enable":false})").status, 200);
+    connect();
+    EXPECT_EQ(vehicle.testers(), 1U);
+    EXPECT_EQ(put("/kel/v1/simulation", R"({"enable":true})").status, 200);
+    EXPECT_EQ(vehicle.testers(), 1U);
+    connect();
+    while (vehicle.testers() > 0) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(put("/kel/v1/simulation", R"({"enable":false})").status, 200);
+    EXPECT_EQ(vehicle.testers(), 0U);
+    connect();
+    EXPECT_EQ(vehicle.testers(), 1U);
 }
 
 TEST_F(RestOnRuntime, TellsTheVersions) {

@@ -1,12 +1,14 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <optional>
 #include <sstream>
 #include <thread>
 
 #include <gmock/gmock.h>
 
 #include "kel_server_lib/sequence/ServerHandlerSequence.hpp"
+#include "tests/kel_cpp/NetworkVehicle.hpp"
 #include "tests/kel_cpp/RuntimeFixture.hpp"
 #include "tests/support/TestPaths.hpp"
 #include "tests/support/TraceCapture.hpp"
@@ -42,11 +44,16 @@ public:
     std::atomic<int> sleeps{0};
 };
 
-/// Sequences on the built-in runtime with the example configuration, but "Otx_Slow" takes a hundred
+/// Sequences on the built-in runtime with the example configuration, with its simulated vehicle and
+/// with the same one in the network, but "Otx_Slow" takes a hundred
 /// seconds: far more than what is left of it once somebody ends it.
-class SequenceOnRuntime : public Kel_cpp::Tests::RuntimeFixture {
+class SequenceOnRuntime : public Kel_cpp::Tests::RuntimeFixture,
+                          public testing::WithParamInterface<std::string> {
 protected:
     void SetUp() override {
+        if (GetParam() == "DoIP") {
+            vehicle.emplace(folder).use(folder);
+        }
         letSlowLast("10000", "100000");
         useRealTime();
         for (const char* const colour : {"red", "green", "blue"}) {
@@ -128,6 +135,12 @@ protected:
         return std::count(texts.begin(), texts.end(), L"kel_server::execute: " + procedure);
     }
 
+    /// Whoever is connected is so over the link of the test.
+    void expectConnectedOverItsLink() {
+        EXPECT_EQ(vehicle ? vehicle->testers() : 0U, vehicle ? 1U : 0U);
+    }
+
+    std::optional<Kel_cpp::Tests::NetworkVehicle> vehicle;
     HurriedClock hurried;
     std::ostringstream output;
     Platform::Console console{output};
@@ -137,7 +150,7 @@ protected:
 
 } // namespace
 
-TEST_F(SequenceOnRuntime, ACancelDuringAProcedureEndsTheRun) {
+TEST_P(SequenceOnRuntime, ACancelDuringAProcedureEndsTheRun) {
     const TraceCapture traces;
     auto run = runOnAThread(L"Slow.xml");
     waitForAJob();
@@ -156,7 +169,7 @@ TEST_F(SequenceOnRuntime, ACancelDuringAProcedureEndsTheRun) {
     EXPECT_EQ(runtime->serverStatus().text, L"Idle");
 }
 
-TEST_F(SequenceOnRuntime, RunsAgainAfterACancel) {
+TEST_P(SequenceOnRuntime, RunsAgainAfterACancel) {
     auto run = runOnAThread(L"Slow.xml");
     waitForAJob();
     bool handled = false;
@@ -167,9 +180,10 @@ TEST_F(SequenceOnRuntime, RunsAgainAfterACancel) {
 
     EXPECT_EQ(ledColour(), green);
     EXPECT_EQ(runtime->getSelectedProjectName(), L"Car_DEMO0000000042");
+    expectConnectedOverItsLink();
 }
 
-TEST_F(SequenceOnRuntime, AnAbortDuringAProcedureLetsTheWalkGoOn) {
+TEST_P(SequenceOnRuntime, AnAbortDuringAProcedureLetsTheWalkGoOn) {
     const TraceCapture traces;
     writeScript("Slow.xml",
                 std::string(connectToTheVehicle) + slow + "<SelectAction project='VIN_Reader'/>");
@@ -187,7 +201,7 @@ TEST_F(SequenceOnRuntime, AnAbortDuringAProcedureLetsTheWalkGoOn) {
     EXPECT_EQ(handler->currentJobId, 0U);
 }
 
-TEST_F(SequenceOnRuntime, DestructionWaitsForTheRunOfAButton) {
+TEST_P(SequenceOnRuntime, DestructionWaitsForTheRunOfAButton) {
     // A busy machine may end a short procedure before it comes to the destruction.
     EXPECT_TRUE(waitsForAProcedure("100000", "1000") || waitsForAProcedure("1000", "4000") ||
                 waitsForAProcedure("4000", "16000"));
@@ -197,7 +211,7 @@ TEST_F(SequenceOnRuntime, DestructionWaitsForTheRunOfAButton) {
     EXPECT_EQ(runtime.use_count(), 1);
 }
 
-TEST_F(SequenceOnRuntime, TwoRunsAtOnceHappenOneAfterTheOther) {
+TEST_P(SequenceOnRuntime, TwoRunsAtOnceHappenOneAfterTheOther) {
     const TraceCapture traces;
     {
         const auto first = runOnAThread(L"ReadIdent.xml");
@@ -217,9 +231,11 @@ TEST_F(SequenceOnRuntime, TwoRunsAtOnceHappenOneAfterTheOther) {
     EXPECT_EQ(ledColour(), green);
 }
 
-TEST_F(SequenceOnRuntime, ATruncatedContainerDoesNotKeepTheGoodDataFromBeingFlashed) {
-    usedClock = &clock;
-    restart();
+TEST_P(SequenceOnRuntime, ATruncatedContainerDoesNotKeepTheGoodDataFromBeingFlashed) {
+    if (!vehicle) {
+        usedClock = &clock;
+        restart();
+    }
     const auto data = folder.config() / "data" / "flashdata";
     std::filesystem::create_directories(data);
     std::filesystem::copy(flashDataFolder(), data);
@@ -230,10 +246,14 @@ TEST_F(SequenceOnRuntime, ATruncatedContainerDoesNotKeepTheGoodDataFromBeingFlas
     handler->runSequence(L"Flash.xml", runtime);
 
     EXPECT_EQ(ledColour(), green);
+    expectConnectedOverItsLink();
     EXPECT_THAT(traces.texts(), Contains(HasSubstr(L"broken.zip\": not a readable archive: ")));
     const auto version = hexService(L"UDS_CAN_ENGINE", {0x22, 0xF1, 0x95});
     const auto& answer = version->responses.at(0)->data;
     EXPECT_EQ(std::string(answer.begin() + 3, answer.end()), "EN_02.00.00");
 }
+
+INSTANTIATE_TEST_SUITE_P(Links, SequenceOnRuntime, testing::Values("Simulation", "DoIP"),
+                         [](const auto& link) { return link.param; });
 
 } // namespace Quarlen::Tests

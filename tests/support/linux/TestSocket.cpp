@@ -57,6 +57,13 @@ void TestSocket::bindToLoopback() {
             "bind");
 }
 
+bool TestSocket::shareItsPort() {
+    const int on = 1;
+    checked(::setsockopt(descriptor(handle), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on),
+            "SO_REUSEADDR");
+    return true;
+}
+
 void TestSocket::listen() {
     checked(::listen(descriptor(handle), 1), "listen");
 }

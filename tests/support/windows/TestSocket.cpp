@@ -68,6 +68,11 @@ void TestSocket::bindToLoopback() {
     checked(::bind(system(handle), reinterpret_cast<const sockaddr*>(&own), sizeof own), "bind");
 }
 
+// There, who shares an address takes it from those who listen.
+bool TestSocket::shareItsPort() {
+    return false;
+}
+
 void TestSocket::listen() {
     checked(::listen(system(handle), 1), "listen");
 }

@@ -257,7 +257,8 @@ class References(InAConfiguration):
         projects = self.config / "projects"
         shutil.copytree(projects / "Car_DEMO0000000042", projects / "Car_DEMO0000000043")
         self.edit("projects/Car_DEMO0000000043/project.xml", '<VehicleInformation name="VIT_A">',
-                  '<VehicleInformation name="VIT_A"><Target name="GEARBOX" link="UDS_CAN_D"/>')
+                  '<VehicleInformation name="VIT_A"><Target name="GEARBOX" link="UDS_CAN_D" '
+                  'address="0x0010" functionalAddress="0xE400"/>')
 
     def test_behind_auto_select_a_name_of_any_project_is_well(self):
         self.another_project()
@@ -317,7 +318,8 @@ class References(InAConfiguration):
 
     def test_the_control_unit_of_a_flash_item_is_found(self):
         self.edit("projects/Car_DEMO0000000042/project.xml", '<Target kind="1" name="BRAKES"',
-                  '<Target kind="1" name="DOOR" link="UDS_CAN_D"/><Target kind="1" name="BRAKES"')
+                  '<Target kind="1" name="DOOR" link="UDS_CAN_D" address="0x0010" '
+                  'functionalAddress="0xE400"/><Target kind="1" name="BRAKES"')
         self.edit("projects/Car_DEMO0000000042/project.xml", 'target="ENGINE" desc', 'target="DOOR" desc')
         self.expect_script(script(SELECT, flashing("<Item>ENGINE</Item>")))
         self.expect_script(script(SELECT.replace("VIT_A", "VIT_B"), flashing("<Item>ENGINE</Item>")),

@@ -18,8 +18,8 @@ WORDS_OF_SETTINGS = [
     "server in another folder [shadowed-script]",
     "4:8: error: there is no folder config/none [missing-folder]",
     "4:33: error: config/vehicle.xml is no folder [missing-folder]",
-    "5:1: error: the runtime has no interface \"CAN\": no vehicle can be connected while it is enabled; there is "
-    "Simulation [unknown-interface]",
+    "5:1: error: the runtime has no interface \"CAN\": no vehicle can be connected while it is enabled; there are "
+    "Simulation and DoIP [unknown-interface]",
     "6:1: error: nobody on another machine can log in: config/tokens: the file cannot be read: CAUSE; "
     "kelctl token create makes one [token-file]"]
 
@@ -135,8 +135,33 @@ class Configuration(InAConfiguration):
         frame = '<Interfaces><Group name="g">{}</Group></Interfaces>'
         self.replace_settings(frame.format(one.format("Simulation") + one.format("CAN")))
         self.expect_config(("unknown-interface", "error", self.SETTINGS, 2), saying="\"CAN\"")
+        for name in ("Simulation", "DoIP"):
+            self.replace_settings(frame.format(one.format(name)))
+            self.expect_config()
         self.replace_settings(frame.format(one.format("Simulation") * 2))
         self.expect_config(("several-interfaces", "warning", self.SETTINGS, 2))
+
+    def test_over_ethernet_each_link_needs_an_address(self):
+        self.edit("KelServer.xml", 'name="Simulation" enabled="true"', 'name="Simulation" enabled="false"')
+        self.edit("KelServer.xml", 'name="DoIP" enabled="false"', 'name="DoIP" enabled="true"')
+        self.expect_config()
+        self.edit("projects/Car_DEMO0000000042/project.xml", 'name="BRAKES" link="UDS_CAN_BRAKES" address="0x0012"',
+                  'name="BRAKES" link="UDS_CAN_BRAKES"')
+        self.edit("projects/Car_DEMO0000000042/project.xml", '<Unlock name="UnlockGateway" link="UDS_CAN_D"',
+                  '<Unlock name="UnlockGateway" link="UDS_CAN_X"')
+        unlock = self.line_of("projects/Car_DEMO0000000042/project.xml", '"UDS_CAN_X"')
+        self.expect_config(("missing-address", "warning", self.PROJECT, 6),
+                           ("missing-address", "warning", self.PROJECT, unlock), saying='"UDS_CAN_BRAKES" has an address')
+        self.edit("KelServer.xml", 'name="DoIP" enabled="true"', 'name="DoIP" enabled="false"')
+        self.expect_config(("no-interface", "error", self.SETTINGS, self.line_of("KelServer.xml", "<Interfaces>")))
+
+    def test_parameters_of_the_interface_over_ethernet_are_those_that_it_has(self):
+        entry = '<Interfaces><Group name="g"><Interface name="DoIP" enabled="true" {}/></Group></Interfaces>'
+        self.replace_settings(entry.format('host="" vin="WKLDEMO0000000042" eid="02:00:00:00:00:2A"'))
+        self.expect_config()
+        for wrong in ('Host="car"', 'vin="WKL"', 'eid="02:00"', 'testerAddress="0x1000"'):
+            self.replace_settings(entry.format(wrong))
+            self.expect_config(("does-not-load", "error", self.SETTINGS, 2), saying=wrong.split("=")[0])
 
     def test_folders_have_to_be_there(self):
         (self.config / "KelServerScripts" / "Demo.xml").unlink()

@@ -71,12 +71,21 @@ def escaped(text):
     return text
 
 
+def has_own_attributes(element):
+    """An interface that has only the attributes that the server knows for its name: no schema can say so."""
+    return element.name == "Interface" and element.attributes.get("name") == "DoIP"
+
+
 class Settings:
     SCHEMA, FILE = "KelServer.xsd", "KelServer.xml"
     LEAVES = ["BrokerUrl", "BrokerUrlFile", "StartSequence", "F1Sequence", "F2Sequence", "Vehicle"]
     ATTRIBUTES = {("Tracing", "enabled"): FLAGS, ("Tracing", "level"): number(0, 4), ("Tracing", "bus"): FLAGS, ("Group", "name"): TEXTS,
                   ("Interface", "name"): TEXTS, ("Interface", "enabled"): FLAGS,
                   ("Interface", "p2"): number(1, 60000), ("Interface", "p2Star"): number(1, 600000),
+                  ("Interface", "host"): TEXTS, ("Interface", "port"): number(1, 65535),
+                  ("Interface", "testerAddress"): number(0x0E00, 0x0FFF), ("Interface", "activation"): number(0, 255),
+                  ("Interface", "vin"): ["WKLDEMO0000000042", "wkldemo0000000042", " WKLDEMO000000042", "WKL", "", " "],
+                  ("Interface", "eid"): ["02:00:00:00:00:2A", "02:00:00:00:00:2a", "02-00-00-00-00-2A", "02:00", ""],
                   ("SovdServer", "port"): number(1, 65535), ("Clients", "max"): number(1, 10000),
                   ("Clients", "messageBytes"): number(1024, 1 << 24), ("Access", "tokenFile"): TEXTS,
                   ("Clients", "idleSeconds"): number(1, 86400), ("Clients", "unsentTexts"): number(10, 100000)}
@@ -87,7 +96,8 @@ class Settings:
     def make():
         address = Element("ServerAddress", {}, [Element("IpAddress", text="127.0.0.1"), Element("Port", text="1")])
         group = Element("Group", {"name": "g"}, [Element("Interface", {"name": "Simulation", "enabled": "true", "p2": "1", "p2Star": "1"}),
-                                                Element("Interface", {"name": "DoIP", "host": "127.0.0.1"})])
+                                                Element("Interface", {"name": "DoIP", "host": "h", "vin": "", "eid": "", "port": "1",
+                                                                      "testerAddress": "0x0E80", "activation": "0"})])
         folders = [Element(name, text=name) for name in ("Projects", "Traces", "Reports", "Data")]
         return Element("KelServer", {}, [
             Element("ServerAddresses", {}, [address]), *(Element(name, text="a") for name in Settings.LEAVES),
@@ -195,7 +205,8 @@ class Generator:
         self.names = sorted(({element.name for element in kind.make().all()} | {"item", "X"}) - ONCE)
 
     def change_attribute(self, element):
-        known = [name for name in element.attributes if (element.name, name) in self.kind.ATTRIBUTES]
+        known = [name for name in element.attributes
+                 if (element.name, name) in self.kind.ATTRIBUTES and not (name == "name" and has_own_attributes(element))]
         if known:
             name = self.random.choice(known)
             element.attributes[name] = self.random.choice(self.kind.ATTRIBUTES[element.name, name])
@@ -221,7 +232,8 @@ class Generator:
         elif change == 7:
             self.change_text(element)
         elif change == 8:
-            element.attributes[self.random.choice(["x", "Name", "xmlns:a", "xmlns"])] = "1"
+            unknown = [] if has_own_attributes(element) else ["x", "Name"]
+            element.attributes[self.random.choice([*unknown, "xmlns:a", "xmlns"])] = "1"
         elif change == 9:
             element.children.insert(0, Element(self.random.choice(self.names)))
         elif change == 10:

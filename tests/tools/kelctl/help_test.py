@@ -13,6 +13,7 @@ import zipfile
 
 from kelctl_program import DONE, IS_WINDOWS, KELCTL, PATIENCE, command, kelctl
 from running_server import RunningServer
+from vehicle_process import VehicleProcess
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "system" / "windows"))
 
@@ -30,6 +31,7 @@ COMMON = {"--host", "--port", "--rest-port", "--token-file", "--json", "--help"}
 REPORT = re.compile(r"\b\d{8}_\d{6}_\w+\.html")
 # Names of the examples are those of nobody.
 HERE = re.compile(r"\b(?:bench-3|station-\d|10\.0\.0\.\d(?::\d+)?)")
+VEHICLE = re.compile(r"(vehicle status) \S+")
 # They go on until somebody ends them.
 ENDLESS = re.compile(r"--watch|\bwatch\b")
 
@@ -57,7 +59,8 @@ class Help(unittest.TestCase):
         self.assertEqual({" ".join(path) for path in COMMANDS}, {
             "status", "start", "cancel", "abort", "health", "version", "configurations", "tracing",
             "simulation", "otx", "update", "bind", "reports", "stop", "token create", "script check",
-            "script run", "config check", "support bundle", "watch", "completion"})
+            "script run", "config check", "support bundle", "vehicle list", "vehicle status", "watch",
+            "completion"})
 
     def test_each_fits_a_screen(self):
         for path, text in ALL.items():
@@ -104,13 +107,17 @@ class Examples(unittest.TestCase):
         for name in ("Read.xml", "Fail.xml", "Slow.xml", "Unknown.xml", "AllActions.xml"):
             (cls.server.config / "KelServerScripts" / name).unlink()
         shutil.copy2(cls.server.config / "vehicle.xml", folder)
+        cls.vehicle = VehicleProcess(folder / "vehicle.xml")
 
     @classmethod
     def tearDownClass(cls):
+        cls.vehicle.end()
         cls.server.end()
 
     def adapted(self, example):
         example = REPORT.sub(self.report, example)
+        example = example.replace("vehicle list", f"vehicle list --vehicle-port {self.vehicle.port}")
+        example = VEHICLE.sub(rf"\1 127.0.0.1:{self.vehicle.port}", example)
         example = example.replace("/etc/kel_server", str(shlex.quote(str(self.server.config))))
         return HERE.sub(f"localhost:{self.server.port}" if "--all" in example else "localhost", example)
 

@@ -99,14 +99,14 @@ ConfigFolder::flashFault(const Kel_cpp::FlashSessionDescription& session) const 
     return entry->second;
 }
 
-bool ConfigFolder::simulates() const {
-    const auto isSimulation = [](const auto& entry) {
-        return entry->enabled && entry->name == L"Simulation";
+bool ConfigFolder::enables(const std::wstring& interfaceName) const {
+    const auto isEnabled = [&](const auto& entry) {
+        return entry->enabled && entry->name == interfaceName;
     };
     return std::any_of(inEffect.interfaces.groups.begin(), inEffect.interfaces.groups.end(),
                        [&](const auto& group) {
                            return std::any_of(group->interfaces.begin(), group->interfaces.end(),
-                                              isSimulation);
+                                              isEnabled);
                        });
 }
 

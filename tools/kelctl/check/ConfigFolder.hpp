@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "kel_cpp/base/InterfaceParameters.hpp"
 #include "kel_cpp/projects/Project.hpp"
 #include "kel_cpp/settings/RuntimeSettings.hpp"
 #include "tools/kelctl/check/Finding.hpp"
@@ -42,7 +43,10 @@ public:
     [[nodiscard]] const std::wstring& settingsFault() const { return fault; }
     [[nodiscard]] const std::vector<std::wstring>& projectNames() const { return names; }
     [[nodiscard]] const NamedProject& project(const std::wstring& name) const;
-    [[nodiscard]] bool simulates() const;
+    /// The vehicle of the vehicle file.
+    [[nodiscard]] bool simulates() const { return enables(Kel_cpp::simulationName); }
+    /// A vehicle over Ethernet.
+    [[nodiscard]] bool usesDoip() const { return enables(Kel_cpp::doipName); }
     /// Why the file of a session of one of these projects cannot be flashed; empty where it can.
     [[nodiscard]] const std::wstring&
     flashFault(const Kel_cpp::FlashSessionDescription& session) const;
@@ -50,6 +54,8 @@ public:
     [[nodiscard]] const char* flashRule(const Kel_cpp::FlashSessionDescription& session) const;
 
 private:
+    [[nodiscard]] bool enables(const std::wstring& interfaceName) const;
+
     std::filesystem::path folder;
     Kel_cpp::RuntimeSettings inEffect;
     std::wstring fault;

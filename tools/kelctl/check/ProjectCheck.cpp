@@ -30,6 +30,32 @@ private:
     FileFindings& findings;
 };
 
+/// Each link once that no target says the address of: where only procedures and unlocks name it,
+/// for example.
+class AddressCheck : public pugi::xml_tree_walker {
+public:
+    AddressCheck(const Kel_cpp::Project& project, FileFindings& findings)
+        : project(project), findings(findings) {}
+
+    bool for_each(pugi::xml_node& node) override {
+        const auto attribute = node.attribute("link");
+        const std::wstring link = Platform::fromUtf8(attribute.value());
+        if (attribute && !contains(told, link) && !project.addressOf(link).physical) {
+            told.push_back(link);
+            findings.add(Severity::Warning, "missing-address", node,
+                         L"no target with the logical link " + quotedName(link) +
+                             L" has an address: the control unit cannot be reached over DoIP",
+                         L"<Target name=\"...\" link=\"" + link + L"\" address=\"0x0010\"/>");
+        }
+        return true;
+    }
+
+private:
+    const Kel_cpp::Project& project;
+    FileFindings& findings;
+    Names told;
+};
+
 /// The elements stand in the order in which the reader has kept them.
 void checkFlashFiles(const ConfigFolder& folder, const Kel_cpp::Project& project,
                      FileFindings& findings) {
@@ -54,6 +80,11 @@ std::vector<Finding> checkProject(const ConfigFolder& folder, const std::wstring
     FileFindings findings(folder.projectFile(name), "Project");
     if (links) {
         LinkCheck check(*links, findings);
+        auto root = findings.root();
+        root.traverse(check);
+    }
+    if (folder.usesDoip()) {
+        AddressCheck check(*folder.project(name).project, findings);
         auto root = findings.root();
         root.traverse(check);
     }

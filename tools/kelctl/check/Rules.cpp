@@ -10,6 +10,7 @@ std::span<const Rule> allRules() {
         {"does-not-load", "The server refuses the file."},
         {"does-nothing", "An action has nothing to do."},
         {"impossible-status", "A fault of the simulated vehicle has a status that it cannot have."},
+        {"missing-address", "A control unit has no address and cannot be reached over DoIP."},
         {"missing-flash-file", "The file of a flash session is missing."},
         {"missing-flash-item", "The project has no such flash item."},
         {"missing-folder", "A folder that the settings name is missing or no folder."},

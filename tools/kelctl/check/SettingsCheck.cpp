@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <system_error>
 
+#include "kel_cpp/base/InterfaceParameters.hpp"
 #include "platform/FileFacts.hpp"
 #include "platform/FileNames.hpp"
 #include "platform/FolderListing.hpp"
@@ -19,8 +20,6 @@ namespace Quarlen::Ctl {
 namespace {
 
 using std::filesystem::path;
-
-constexpr const wchar_t* simulation = L"Simulation";
 
 bool isFile(const path& file) {
     return Platform::isTakenLiterally(file) && Platform::isRegularFile(file);
@@ -130,13 +129,15 @@ void SettingsCheck::checkInterfaces() {
                      L"no vehicle communication interface is enabled: no vehicle can be connected",
                      L"<Interface name=\"Simulation\" enabled=\"true\"/>");
     }
-    const auto unknown = std::find_if(enabled.begin(), enabled.end(),
-                                      [](const auto& name) { return name != simulation; });
+    const auto unknown = std::find_if(enabled.begin(), enabled.end(), [](const auto& name) {
+        return name != Kel_cpp::simulationName && name != Kel_cpp::doipName;
+    });
     if (unknown != enabled.end()) {
         findings.add(Severity::Error, "unknown-interface", section,
                      L"the runtime has no interface " + quotedName(*unknown) +
                          L": no vehicle can be connected while it is enabled",
-                     L"there is " + std::wstring(simulation));
+                     L"there are " + std::wstring(Kel_cpp::simulationName) + L" and " +
+                         Kel_cpp::doipName);
     } else if (enabled.size() > 1) {
         findings.add(Severity::Warning, "several-interfaces", section,
                      L"several interfaces are enabled: only the first is used");

@@ -1,6 +1,7 @@
 #include "tools/kelctl/dryrun/DerivedVehicle.hpp"
 
 #include <algorithm>
+#include <map>
 #include <set>
 #include <variant>
 
@@ -113,6 +114,17 @@ public:
         vehicle.vin = vin;
     }
 
+    /// Before anything else of any project: the first one that says the address of a link counts.
+    void noteAddresses(const Project& project) {
+        for (const auto& information : project.vehicleInformations) {
+            for (const auto& target : information.targets) {
+                if (target.address) {
+                    addresses.try_emplace(target.link, *target.address);
+                }
+            }
+        }
+    }
+
     void add(const Project& project) {
         for (const auto& information : project.vehicleInformations) {
             for (const auto& target : information.targets) {
@@ -160,17 +172,39 @@ private:
         if (found != units.end()) {
             return *found;
         }
-        constexpr std::uint16_t firstAddress = 0x0010;
         const bool isTaken = std::any_of(units.begin(), units.end(),
                                          [&](const auto& unit) { return unit.name == name; });
         ControlUnitDescription unit;
         unit.name = isTaken ? link : name;
         unit.link = link;
-        unit.address = static_cast<std::uint16_t>(firstAddress + units.size());
+        unit.address = addressFor(link);
         unit.responseDelay = std::chrono::milliseconds(2);
         units.push_back(std::move(unit));
         addIdentifier(units.back(), Uds::Did::vin, {vehicle.vin.begin(), vehicle.vin.end()});
         return units.back();
+    }
+
+    [[nodiscard]] bool isInUse(std::uint16_t address) const {
+        return std::any_of(vehicle.controlUnits.begin(), vehicle.controlUnits.end(),
+                           [&](const auto& unit) { return unit.address == address; });
+    }
+
+    /// What no project says is none of the addresses that one says: the runtime looks for a control
+    /// unit by its address first.
+    [[nodiscard]] std::uint16_t addressFor(const std::wstring& link) const {
+        const auto said = addresses.find(link);
+        if (said != addresses.end() && !isInUse(said->second)) {
+            return said->second;
+        }
+        const auto isSaid = [&](std::uint16_t address) {
+            return std::any_of(addresses.begin(), addresses.end(),
+                               [&](const auto& entry) { return entry.second == address; });
+        };
+        std::uint16_t address = 0x0010;
+        while (isInUse(address) || isSaid(address)) {
+            ++address;
+        }
+        return address;
     }
 
     static void identify(ControlUnitDescription& unit, const Project& project) {
@@ -194,6 +228,8 @@ private:
     }
 
     const std::filesystem::path& flashData;
+    /// By link, as the projects say them.
+    std::map<std::wstring, std::uint16_t> addresses;
     Simulation::VehicleDescription vehicle;
 };
 
@@ -209,6 +245,9 @@ Simulation::VehicleDescription deriveVehicle(const std::vector<ProjectPointer>& 
                                              const std::wstring& vin,
                                              const std::filesystem::path& flashData) {
     VehicleBuilder builder(vin, flashData);
+    for (const ProjectPointer& project : projects) {
+        builder.noteAddresses(*project);
+    }
     for (const ProjectPointer& project : projects) {
         builder.add(*project);
     }

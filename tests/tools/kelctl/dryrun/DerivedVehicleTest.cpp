@@ -69,6 +69,26 @@ protected:
 
 } // namespace
 
+TEST_F(DerivedControlUnit, HasTheAddressOfTheTarget) {
+    project.vehicleInformations[0].targets = {{1, L"BRAKES", L"LINK_B"},
+                                              {1, L"ENGINE", L"LINK_E", 0x0010},
+                                              {1, L"DOOR", L"LINK_D", 0x0012}};
+    const VehicleDescription vehicle = derive();
+    ASSERT_EQ(vehicle.controlUnits.size(), 3U);
+    EXPECT_EQ(vehicle.controlUnits[0].address, 0x0011) << "the first that no target has";
+    EXPECT_EQ(vehicle.controlUnits[1].address, 0x0010);
+    EXPECT_EQ(vehicle.controlUnits[2].address, 0x0012);
+}
+
+TEST_F(DerivedControlUnit, HasAnAddressOfItsOwnWhenTwoLinksSayTheSame) {
+    project.vehicleInformations[0].targets = {{1, L"ENGINE", L"LINK_E", 0x0010},
+                                              {1, L"DOOR", L"LINK_D", 0x0010}};
+    const VehicleDescription vehicle = derive();
+    ASSERT_EQ(vehicle.controlUnits.size(), 2U);
+    EXPECT_EQ(vehicle.controlUnits[0].address, 0x0010);
+    EXPECT_EQ(vehicle.controlUnits[1].address, 0x0011);
+}
+
 TEST_F(DerivedControlUnit, HasTheNameAndTheLinkOfTheTarget) {
     project.vehicleInformations[0].targets.push_back({2, L"CHASSIS", L""});
     project.vehicleInformations.push_back({L"W", {{1, L"ENGINE", L"LINK_2"}}, {}});

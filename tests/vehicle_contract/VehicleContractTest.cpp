@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -8,9 +10,8 @@
 
 #include <gtest/gtest.h>
 
-#include "simulation/SimulatedVehicle.hpp"
-#include "tests/support/FakeClock.hpp"
 #include "tests/support/HexBytes.hpp"
+#include "tests/vehicle_contract/VehiclesUnderTest.hpp"
 #include "uds/Client.hpp"
 #include "uds/Connection.hpp"
 
@@ -20,25 +21,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using Quarlen::Tests::hex;
-
-/// A vehicle behind one way to it.
-struct VehicleUnderTest {
-    std::string name;
-    /// The vehicle that the description says, deliberate faults included: one that loses the link
-    /// cuts the connection, and one with a full input keeps the vehicle from taking any message.
-    /// Each call of the result makes a connection to it that is not open yet.
-    std::function<std::function<std::shared_ptr<Uds::VehicleInterface>()>(
-        const VehicleDescription& description, Quarlen::Tests::FakeClock& clock)>
-        make;
-};
-
-/// Every implementation of `Uds::VehicleInterface`.
-std::vector<VehicleUnderTest> implementations() {
-    return {{"Simulation", [](const VehicleDescription& description, auto& clock) {
-                 return
-                     [vehicle = SimulatedVehicle(description, clock)] { return vehicle.connect(); };
-             }}};
-}
+using Quarlen::Tests::VehicleUnderTest;
 
 ControlUnitDescription unitAt(std::uint16_t address) {
     ControlUnitDescription unit;
@@ -60,6 +43,10 @@ protected:
         const VehicleDescription description{L"VIN",
                                              {unitAt(1), lateUnit(), fragileUnit(), fullUnit()}};
         connections = GetParam().make(description, clock);
+        connectAnew();
+    }
+    void connectAnew(const Uds::Timing& timing = {}) {
+        connection.reset();
         vehicle = connections();
         vehicle->onLost([this](const std::wstring& cause) {
             losses.push_back(cause);
@@ -68,8 +55,8 @@ protected:
             }
         });
         vehicle->open({});
-        connection = std::make_unique<Uds::Connection>(vehicle, clock, Uds::Timing{},
-                                                       [](const Uds::BusEvent&) {});
+        connection =
+            std::make_unique<Uds::Connection>(vehicle, clock, timing, [](const Uds::BusEvent&) {});
     }
     static ControlUnitDescription lateUnit() {
         auto unit = unitAt(2);
@@ -89,11 +76,16 @@ protected:
         unit.faults = {full};
         return unit;
     }
+    /// "L1" is the link to the control unit with the address 1.
+    static Uds::UnitAddress unitOf(const std::wstring& link) {
+        const auto number = static_cast<std::uint16_t>(link.back() - L'0');
+        return {link, number < 10 ? number : std::uint16_t{99}};
+    }
     std::string exchange(const wchar_t* link, const char* request, std::stop_token cancel = {}) {
-        return hex(connection->openLink({link}).channel().exchange(hex(request), cancel));
+        return hex(connection->openLink(unitOf(link)).channel().exchange(hex(request), cancel));
     }
 
-    Quarlen::Tests::FakeClock clock;
+    Quarlen::Tests::NetworkClock clock;
     std::function<std::shared_ptr<Uds::VehicleInterface>()> connections;
     std::shared_ptr<Uds::VehicleInterface> vehicle;
     std::vector<std::wstring> losses;
@@ -124,7 +116,7 @@ TEST_P(VehicleContract, AnswersAfterMoreThanAMinuteOfResponsePending) {
 TEST_P(VehicleContract, IsAskedAgainWhileAnotherTesterKeepsItBusy) {
     const auto other = connections();
     other->open({});
-    const auto end = other->openEndpoint(other->resolve({L"L1"}));
+    const auto end = other->openEndpoint(other->resolve(unitOf(L"L1")));
     end->send(hex("31 01 02 01"), {{}, clock.now() + 1s});
     EXPECT_EQ(exchange(L"L1", "22 01 00"), "62 01 00 01");
 }
@@ -136,10 +128,7 @@ TEST_P(VehicleContract, IsLostForEverybodyAtOnceAndCanBeConnectedAnew) {
     EXPECT_THROW(exchange(L"L1", "3E 00"), Uds::ConnectionLost);
     EXPECT_EQ(losses.size(), 1U);
 
-    vehicle = connections();
-    vehicle->open({});
-    connection =
-        std::make_unique<Uds::Connection>(vehicle, clock, Uds::Timing{}, [](const auto&) {});
+    connectAnew();
     EXPECT_EQ(exchange(L"L1", "3E 00"), "7E 00");
 }
 
@@ -160,7 +149,7 @@ TEST_P(VehicleContract, ACancelEndsAWaitWithoutClosingIt) {
 }
 
 TEST_P(VehicleContract, TellsItsLossBeforeAnybodyElseFindsIt) {
-    const auto other = vehicle->openEndpoint(vehicle->resolve({L"L1"}));
+    const auto other = vehicle->openEndpoint(vehicle->resolve(unitOf(L"L1")));
     onLoss = [&] { EXPECT_NO_THROW(other->send(hex("3E 80"), {{}, clock.now() + 1s})); };
     EXPECT_THROW(exchange(L"L3", "11 01"), Uds::ConnectionLost);
     EXPECT_EQ(losses.size(), 1U);
@@ -185,9 +174,13 @@ TEST_P(VehicleContract, ACancelEndsASendThatBlocks) {
 }
 
 TEST_P(VehicleContract, IsLostWhenNobodyTakesAMessageInItsTime) {
+    Uds::Timing timing;
+    timing.p2 = 3s;
+    connectAnew(timing);
     const auto begin = clock.now();
     EXPECT_THROW(exchange(L"L4", "36 01"), Uds::ConnectionLost);
-    EXPECT_EQ(clock.now() - begin, Uds::Timing().p2);
+    EXPECT_EQ(clock.now() - begin,
+              std::min<Platform::Clock::TimePoint::duration>(GetParam().patience, timing.p2));
     EXPECT_EQ(vehicle->state(), Uds::VehicleInterface::State::Lost);
     EXPECT_EQ(losses.size(), 1U);
 }
@@ -220,7 +213,8 @@ TEST_P(VehicleContract, KnowsNoOtherLinks) {
     EXPECT_THROW(exchange(L"NONE", "3E 00"), Uds::LinkError);
 }
 
-INSTANTIATE_TEST_SUITE_P(Implementations, VehicleContract, testing::ValuesIn(implementations()),
+INSTANTIATE_TEST_SUITE_P(Implementations, VehicleContract,
+                         testing::ValuesIn(Quarlen::Tests::vehiclesUnderTest()),
                          [](const auto& test) { return test.param.name; });
 
 } // namespace Quarlen::Simulation::Tests
