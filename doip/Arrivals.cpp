@@ -196,7 +196,7 @@ void TesterConnection::takeActivation(const RoutingActivationResponse& response)
     activation = response;
 }
 
-bool TesterConnection::answer(PayloadType type, const Bytes& payload) {
+std::optional<std::uint64_t> TesterConnection::answer(PayloadType type, const Bytes& payload) {
     return connected()->writeLater(encode(type, payload, version));
 }
 

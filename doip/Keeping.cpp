@@ -33,17 +33,18 @@ void TesterConnection::keepAlive() {
         }
         supervise();
         const auto now = std::chrono::steady_clock::now();
-        // What waits already goes out right behind the message before it, and keeps it, too.
-        const bool isKept = mustWaitBehind();
+        // What waits already goes out right behind the message before it, and keeps it, too;
+        // whoever watches for TesterPresent, only where that waits.
+        const auto waiting = waitingTurn();
         if (now >= lastSent.load() + keepAliveTime) {
             lastSent = now;
-            if (!isKept) {
+            if (!waiting) {
                 answer(PayloadType::AliveCheckResponse, encodeAddress(options.tester));
             }
         }
         if (now >= lastPresent + keepAliveTime) {
             lastPresent = now;
-            if (!isKept) {
+            if (!waiting || waiting != turnOfPresent) {
                 keepGateway();
             }
         }
@@ -86,9 +87,9 @@ bool TesterConnection::isStuck(TimePoint now) {
     return progress && now >= progress->since + options.times.acknowledgement;
 }
 
-bool TesterConnection::mustWaitBehind() const {
+std::optional<std::uint64_t> TesterConnection::waitingTurn() const {
     const std::lock_guard lock(state.mutex);
-    return transport->hasWaiting();
+    return transport->waitingTurn();
 }
 
 /// A vehicle that only drops what is for its own end of the connection is there all the same, and
@@ -117,10 +118,10 @@ void TesterConnection::keepGateway() {
         isKeeperBehind = transport->isSending();
         target->noteSent(Uds::quietTesterPresent(), clock.now());
     }
-    const bool goesOut = answer(
+    turnOfPresent = answer(
         PayloadType::DiagnosticMessage,
         encode(DiagnosticMessage{options.tester, target->address, Uds::quietTesterPresent()}));
-    if (!goesOut) {
+    if (!turnOfPresent) {
         const std::lock_guard lock(state.mutex);
         target->noteUnsent();
     }

@@ -201,8 +201,9 @@ bool TcpTransport::beginNext() {
         }
         sent = 0;
         isWriting = !urgent.empty();
-        outgoing.swap(urgent);
         if (isWriting) {
+            outgoing.swap(urgent);
+            ++turn;
             return true;
         }
     }
@@ -212,26 +213,29 @@ bool TcpTransport::beginNext() {
 }
 
 /// What goes out at once takes nobody's turn.
-bool TcpTransport::writeLater(const Bytes& message) {
+std::optional<std::uint64_t> TcpTransport::writeLater(const Bytes& message) {
+    std::uint64_t own = 0;
     {
         const std::lock_guard lock(link.mutex);
         if (urgent.size() + message.size() > maxUrgent) {
-            return false;
+            return {};
         }
+        own = turn;
         urgent.insert(urgent.end(), message.begin(), message.end());
         if (isWriting) {
-            return true;
+            return own;
         }
         outgoing.swap(urgent);
+        ++turn;
         sent = 0;
         if (pump() == Pump::Done) {
             outgoing.clear();
-            return true;
+            return own;
         }
         isWriting = true;
     }
     awaitRoomLater();
-    return true;
+    return own;
 }
 
 void TcpTransport::shutDown() noexcept {

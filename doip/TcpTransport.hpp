@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -67,14 +68,16 @@ public:
     /// goes out.
     [[nodiscard]] bool write(const Bytes& head, const Bytes& body, const Uds::Patience& patience,
                              const Writing& writing);
-    /// Sends a small message without a wait, behind the one that is being written. False: a vehicle
-    /// that does not read gets none.
-    bool writeLater(const Bytes& message);
+    /// Sends a small message without a wait, behind the one that is being written. The number of
+    /// the turn in which it goes out; none for a vehicle that does not read, which gets no more.
+    std::optional<std::uint64_t> writeLater(const Bytes& message);
 
     /// Whether a message is going out. Called with the mutex of the link held.
     [[nodiscard]] bool isSending() const noexcept { return isWriting; }
-    /// Whether small messages wait behind it. The mutex as before.
-    [[nodiscard]] bool hasWaiting() const noexcept { return !urgent.empty(); }
+    /// The turn of the small messages that wait behind it. The mutex as before.
+    [[nodiscard]] std::optional<std::uint64_t> waitingTurn() const noexcept {
+        return urgent.empty() ? std::nullopt : std::optional(turn);
+    }
     /// Whether one is going out that nobody waits for any more. The mutex as before.
     [[nodiscard]] bool isSendingAlone() const noexcept { return isWriting && isAlone; }
     /// Bytes of all messages that the system has taken so far.
@@ -131,6 +134,8 @@ private:
     bool isWriting = false;
     bool hasRoom = false;
     Bytes urgent;
+    /// In which they go out.
+    std::uint64_t turn = 0;
 
     std::atomic<bool> isAlone = false;
     /// Bytes of all messages that the system has taken.

@@ -72,11 +72,11 @@ private:
     bool refuseOldest(DiagnosticNackCode code);
     void takeActivation(const RoutingActivationResponse& response);
     void refuse(Inbox& asker, std::uint8_t code);
-    bool answer(PayloadType type, const Bytes& payload);
+    std::optional<std::uint64_t> answer(PayloadType type, const Bytes& payload);
     void keepAlive();
     void supervise();
     [[nodiscard]] bool isStuck(TimePoint now);
-    [[nodiscard]] bool mustWaitBehind() const;
+    [[nodiscard]] std::optional<std::uint64_t> waitingTurn() const;
     [[nodiscard]] std::optional<std::uint16_t> silentTarget();
     void keepGateway();
     [[nodiscard]] std::shared_ptr<Inbox> nextKeeper();
@@ -106,6 +106,8 @@ private:
     std::atomic<std::chrono::steady_clock::time_point> lastSent = std::chrono::steady_clock::now();
     /// When TesterPresent has gone to the gateway; only for the connection's own thread.
     std::chrono::steady_clock::time_point lastPresent = std::chrono::steady_clock::now();
+    /// The turn in which it goes out.
+    std::optional<std::uint64_t> turnOfPresent;
     std::stop_source closing;
 
     // For whoever reads, one thread at a time.

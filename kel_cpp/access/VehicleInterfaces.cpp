@@ -91,8 +91,8 @@ Uds::Timing VehicleInterfaces::timing(const InterfaceSettings& settings) {
     if (entry == nullptr) {
         return timing;
     }
-    const std::array<std::chrono::milliseconds*, interfaceTimes.size()> times{&timing.p2,
-                                                                              &timing.p2Star};
+    const std::array<std::chrono::milliseconds*, interfaceTimes.size()> times{
+        &timing.p2, &timing.p2Star, &timing.delta};
     for (std::size_t index = 0; index < times.size(); ++index) {
         *times[index] =
             interfaceTime(*entry, interfaceTimes[index].first, interfaceTimes[index].second)

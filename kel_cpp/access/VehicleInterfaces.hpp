@@ -55,8 +55,8 @@ public:
     static void checkTargets(const VehicleInformation& information, const std::wstring& enabled);
 
     /// For how long the control units behind the enabled interface may be silent, where its
-    /// parameters "p2" and "p2Star" say so. Throws `KelApiException` (code Configuration) for a
-    /// value that is no such time.
+    /// parameters "p2", "p2Star" and "deltaP2" say so. Throws `KelApiException` (code
+    /// Configuration) for a value that is no such time.
     [[nodiscard]] static Uds::Timing timing(const InterfaceSettings& settings);
 
     /// A connection over the interface of that name that is not open yet; "DoIP" has to be the

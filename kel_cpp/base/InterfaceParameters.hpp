@@ -13,9 +13,10 @@
 namespace Quarlen::Kel_cpp {
 
 /// The parameters of an interface that say for how long its control units may be silent, in
-/// milliseconds, and their highest values: P2client and P2*client of ISO 14229-2:2021 (clause 7.2).
-inline constexpr std::array<std::pair<const char*, std::uint64_t>, 2> interfaceTimes{
-    {{"p2", 60'000}, {"p2Star", 600'000}}};
+/// milliseconds, and their highest values: P2client, P2*client and delta P2 of ISO 14229-2:2021
+/// (clause 7.2). The last is added to the times that a control unit tells itself.
+inline constexpr std::array<std::pair<const char*, std::uint64_t>, 3> interfaceTimes{
+    {{"p2", 60'000}, {"p2Star", 600'000}, {"deltaP2", 60'000}}};
 
 /// The vehicle of the vehicle file, and a vehicle over Ethernet (ISO 13400-2).
 inline constexpr const wchar_t* simulationName = L"Simulation";

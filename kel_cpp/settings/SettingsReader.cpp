@@ -131,8 +131,8 @@ void checkTimes(const Xml::File& file, const pugi::xml_node& node) {
 /// Those of the interface over Ethernet. A name that is misspelled must not mean its default, which
 /// is any vehicle in the network.
 void checkDoip(const Xml::File& file, const pugi::xml_node& node) {
-    file.allowNoContent(node, {"name", "enabled", "p2", "p2Star", "host", "vin", "eid", "port",
-                               "testerAddress", "activation"});
+    file.allowNoContent(node, {"name", "enabled", "p2", "p2Star", "deltaP2", "host", "vin", "eid",
+                               "port", "testerAddress", "activation"});
     for (const auto& [name, min, max] : doipNumbers) {
         if (node.attribute(name)) {
             static_cast<void>(file.number(node, name, min, max));

@@ -128,6 +128,7 @@ TEST_F(DoipTester, AnswersAnAliveCheckWithItsAddress) {
 TEST_F(DoipTester, AnIdleConnectionIsKeptByAliveCheckResponsesAndTesterPresent) {
     auto settings = vehicle.settings();
     settings.times.keepAlive = 1ms;
+    settings.times.acknowledgement = 1h;
     make(settings);
     auto opening = openLater();
     vehicle.activate();

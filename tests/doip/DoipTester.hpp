@@ -7,6 +7,7 @@
 #include <mutex>
 #include <stop_token>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -26,6 +27,7 @@ protected:
         settings.onNote = [this](const std::wstring& text) {
             const std::lock_guard lock(mutex);
             notes.push_back(text);
+            noter = std::this_thread::get_id();
             noted.notify_all();
         };
         tester = std::make_unique<DoipInterface>(settings, clock);
@@ -93,6 +95,8 @@ protected:
     Quarlen::Tests::FakeClock fake;
     std::mutex mutex;
     std::vector<std::wstring> notes;
+    /// The connection's own thread, where nobody else reads.
+    std::thread::id noter;
     std::condition_variable noted;
     std::promise<std::wstring> lost;
     std::unique_ptr<DoipInterface> tester;

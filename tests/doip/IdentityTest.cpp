@@ -32,7 +32,7 @@ protected:
             encode(RoutingActivationResponse{vehicle.tester, ScriptedVehicle::entity, 0x10}));
     }
 
-    SearchedVehicle asked{vehicle.settings().port};
+    SearchedVehicle asked{vehicle.takeUdp()};
     const VehicleAnnouncement own = announcementOf("WKLDEMO0000000042", 1);
 };
 

@@ -130,6 +130,7 @@ TEST_F(IdleDoipTester, WhatOnlyKeepsTheConnectionDoesNotTakeTheRefusalOfARequest
 TEST_F(DoipTester, WhatKeepsTheConnectionGoesOutAfterItsTimeOnly) {
     auto settings = vehicle.settings();
     settings.times.keepAlive = 50ms;
+    settings.times.acknowledgement = 1h;
     const auto begin = std::chrono::steady_clock::now();
     open(settings, Platform::systemClock());
     for (int response = 0; response < 3;) {

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <thread>
 
 #include "tests/doip/WaitingDoipTester.hpp"
@@ -86,49 +87,88 @@ TEST_F(WaitingDoipTester, IsNotLostWhileALargeMessageGoesOut) {
     openKept();
     const auto end = endOf(unit);
     auto sending = sendLargeLater(*end);
+    const Header large = nextLarge();
+    // What came before it has been acknowledged.
+    awaitNote();
     clock.advance(2h);
     // It takes many looks of the connection's thread until the message is there.
-    bool isThere = false;
-    for (int responsesBehindIt = 0; responsesBehindIt < 10;) {
-        const Message message = vehicle.next();
-        if (message.is(PayloadType::AliveCheckResponse)) {
-            responsesBehindIt += isThere ? 1 : 0;
-        } else {
-            const bool isIt = message.payload.size() == largeSize + addressesSize;
-            isThere = isThere || isIt;
-            vehicle.acknowledge(isIt ? unit : ScriptedVehicle::entity);
+    vehicle.restOf(large);
+    vehicle.acknowledge(unit);
+    for (int responses = 0; responses < 10;) {
+        const bool isResponse = vehicle.next().is(PayloadType::AliveCheckResponse);
+        responses += isResponse ? 1 : 0;
+        if (!isResponse) {
+            vehicle.acknowledge(ScriptedVehicle::entity);
         }
     }
     sending.get();
     EXPECT_EQ(tester->state(), Uds::VehicleInterface::State::Open);
 }
 
-TEST_F(WaitingDoipTester, KeepsTheGatewayBetweenLargeMessages) {
-    reset();
-    openKept();
-    const auto end = endOf(unit);
-    const auto other = endOf(0x0012);
-    auto first = sendLargeLater(*end);
-    auto second = std::async(std::launch::async, [&] {
-        other->send(Bytes(largeSize, 0x36), {{}, clock.now() + 1h});
-    });
-    // Some rounds of the connection's own thread, meanwhile.
-    for (const int before = clock.othersLooks(); clock.othersLooks() < before + 5;) {
-        std::this_thread::yield();
+class TwoLargeMessages : public WaitingDoipTester {
+protected:
+    /// Both are under way, and neither is read.
+    void begin(std::chrono::milliseconds keepAlive) {
+        reset();
+        auto settings = vehicle.settings();
+        settings.times.keepAlive = keepAlive;
+        settings.times.acknowledgement = 1h;
+        open(settings, clock);
+        end = endOf(unit);
+        other = endOf(0x0012);
+        first = sendLargeLater(*end);
+        second = std::async(std::launch::async, [this] {
+            other->send(Bytes(largeSize, 0x36), {{}, clock.now() + 1h});
+        });
     }
-    bool isKept = false;
-    for (int large = 0; large < 2;) {
-        const Message message = vehicle.next();
-        if (message.is(PayloadType::DiagnosticMessage)) {
-            const auto request = decodeDiagnosticMessage(message.payload);
-            large += request.data.size() == largeSize ? 1 : 0;
-            isKept = isKept || (large == 1 && request.data == hex("3E 80"));
+    /// Until the connection's own thread has looked so often at the clock: three times in a round
+    /// at the most.
+    void awaitLooks(int count) {
+        for (const int before = clock.looksOf(noter); clock.looksOf(noter) < before + count;) {
+            std::this_thread::yield();
         }
     }
-    EXPECT_TRUE(isKept);
-    first.get();
-    second.get();
-    EXPECT_EQ(tester->state(), Uds::VehicleInterface::State::Open);
+    void expectTesterPresentBetweenThem() {
+        bool isKept = false;
+        int inARow = 0;
+        int longestRow = 0;
+        for (int large = 0; large < 2;) {
+            const Message message = vehicle.next();
+            const bool isRequest = message.is(PayloadType::DiagnosticMessage);
+            const bool isLarge = message.payload.size() == largeSize + addressesSize;
+            large += isLarge ? 1 : 0;
+            inARow = isRequest && !isLarge ? inARow + 1 : 0;
+            longestRow = std::max(longestRow, inARow);
+            isKept = isKept || (large == 1 && inARow > 0);
+        }
+        EXPECT_TRUE(isKept);
+        // However long they wait, one TesterPresent is enough.
+        EXPECT_LT(longestRow, 5);
+        first.get();
+        second.get();
+        EXPECT_EQ(tester->state(), Uds::VehicleInterface::State::Open);
+    }
+
+    std::unique_ptr<Uds::Endpoint> end;
+    std::unique_ptr<Uds::Endpoint> other;
+    std::future<void> first;
+    std::future<void> second;
+};
+
+TEST_F(TwoLargeMessages, KeepTheGateway) {
+    begin(1ms);
+    awaitNote();
+    awaitLooks(90);
+    expectTesterPresentBetweenThem();
+}
+
+TEST_F(TwoLargeMessages, KeepAGatewayThatWatchesForTesterPresentBehindAnAnswerThatWaits) {
+    // The answer waits before the first TesterPresent does.
+    begin(300ms);
+    vehicle.send(PayloadType::AliveCheckRequest, {});
+    awaitNote();
+    awaitLooks(4);
+    expectTesterPresentBetweenThem();
 }
 
 } // namespace Quarlen::Doip::Tests

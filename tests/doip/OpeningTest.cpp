@@ -2,6 +2,7 @@
 
 #include "tests/doip/DoipTester.hpp"
 #include "tests/doip/SearchedVehicle.hpp"
+#include "tests/support/LoopbackPort.hpp"
 
 namespace Quarlen::Doip::Tests {
 
@@ -171,7 +172,7 @@ TEST_F(DoipTester, SpeaksTheVersionOfAVehicleThatDoesNotUnderstandIts) {
 TEST_F(DoipTester, SpeaksTheVersionOfTheVehicleThatItHasFound) {
     auto settings = vehicle.settings();
     settings.host.clear();
-    SearchedVehicle searched(settings.port);
+    SearchedVehicle searched(vehicle.takeUdp());
     make(settings);
     auto opening = openLater();
     searched.announce(version2012);
@@ -185,7 +186,7 @@ TEST_F(DoipTester, SpeaksTheVersionOfTheVehicleThatItHasFound) {
 TEST_F(DoipTester, CloseEndsTheSearchForAVehicle) {
     auto settings = vehicle.settings();
     settings.host.clear();
-    SearchedVehicle searched(settings.port);
+    SearchedVehicle searched(vehicle.takeUdp());
     make(settings);
     auto opening = openLater();
     searched.receive();
@@ -222,7 +223,8 @@ TEST_F(DoipTester, AVehicleThatDoesNotAnswerTheActivationIsGivenUp) {
 }
 
 TEST_F(DoipTester, NobodyAtTheAddressIsTold) {
-    auto settings = ScriptedVehicle().settings();
+    auto settings = vehicle.settings();
+    settings.port = Quarlen::Tests::freePort();
     settings.times.connecting = 300ms;
     make(settings);
     const auto begin = std::chrono::steady_clock::now();

@@ -3,11 +3,14 @@
 #include <array>
 #include <chrono>
 #include <cstdint>
+#include <stdexcept>
 #include <string>
+#include <utility>
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/ip/udp.hpp>
 #include <boost/asio/read.hpp>
 #include <boost/asio/write.hpp>
 #include <gtest/gtest.h>
@@ -23,8 +26,14 @@ class ScriptedVehicle {
 public:
     static constexpr std::uint16_t entity = 0x1000;
 
-    ScriptedVehicle()
-        : acceptor(context, {boost::asio::ip::address_v4::loopback(), 0}), socket(context) {}
+    ScriptedVehicle() : acceptor(context), socket(context), udp(context) {
+        constexpr int attempts = 100;
+        for (int attempt = 1; !bindBoth(); ++attempt) {
+            if (attempt == attempts) {
+                throw std::runtime_error("no port is free over TCP and UDP");
+            }
+        }
+    }
 
     [[nodiscard]] DoipSettings settings() const {
         DoipSettings settings;
@@ -104,6 +113,8 @@ public:
              encode(DiagnosticMessage{unit, tester, Quarlen::Tests::hex(response)}));
     }
     void close() { socket.close(); }
+    /// Of the same port, so that nobody else has it. Nobody reads it before.
+    boost::asio::ip::udp::socket takeUdp() { return std::move(udp); }
     /// True once the tester has ended the connection.
     bool isLeft() {
         boost::system::error_code error;
@@ -115,9 +126,20 @@ public:
     std::uint16_t tester = 0x0E80;
 
 private:
+    bool bindBoth() {
+        using boost::asio::ip::tcp;
+        const auto loopback = boost::asio::ip::address_v4::loopback();
+        acceptor = tcp::acceptor(context, {loopback, 0});
+        udp = boost::asio::ip::udp::socket(context, boost::asio::ip::udp::v4());
+        boost::system::error_code taken;
+        udp.bind({loopback, acceptor.local_endpoint().port()}, taken);
+        return !taken;
+    }
+
     boost::asio::io_context context;
     boost::asio::ip::tcp::acceptor acceptor;
     boost::asio::ip::tcp::socket socket;
+    boost::asio::ip::udp::socket udp;
 };
 
 } // namespace Quarlen::Doip::Tests

@@ -2,9 +2,9 @@
 
 #include <array>
 #include <cstdint>
+#include <utility>
 
 #include <boost/asio/buffer.hpp>
-#include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/udp.hpp>
 
 #include "doip/Payloads.hpp"
@@ -14,9 +14,7 @@ namespace Quarlen::Doip::Tests {
 /// What answers a search, at the port of a vehicle.
 class SearchedVehicle {
 public:
-    explicit SearchedVehicle(int port)
-        : socket(context,
-                 {boost::asio::ip::address_v4::loopback(), static_cast<std::uint16_t>(port)}) {}
+    explicit SearchedVehicle(boost::asio::ip::udp::socket bound) : socket(std::move(bound)) {}
 
     void receive() {
         std::array<std::uint8_t, 1024> bytes{};
@@ -30,7 +28,6 @@ public:
     }
 
 private:
-    boost::asio::io_context context;
     boost::asio::ip::udp::socket socket;
     boost::asio::ip::udp::endpoint asker;
 };

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <functional>
 #include <future>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -22,7 +23,7 @@ public:
     void sleepFor(std::chrono::milliseconds /*duration*/) override {}
     [[nodiscard]] TimePoint now() const override {
         const std::lock_guard lock(mutex);
-        looksOfOthers += std::this_thread::get_id() == owner ? 0 : 1;
+        ++looks[std::this_thread::get_id()];
         current += std::chrono::milliseconds(1);
         return current;
     }
@@ -52,7 +53,15 @@ public:
     /// How often other threads than the test's have looked at it: whoever reads a message does.
     [[nodiscard]] int othersLooks() const {
         const std::lock_guard lock(mutex);
-        return looksOfOthers;
+        int count = 0;
+        for (const auto& [thread, own] : looks) {
+            count += thread == owner ? 0 : own;
+        }
+        return count;
+    }
+    [[nodiscard]] int looksOf(std::thread::id thread) const {
+        const std::lock_guard lock(mutex);
+        return looks[thread];
     }
     [[nodiscard]] std::vector<TimePoint> asked() const {
         const std::lock_guard lock(mutex);
@@ -62,7 +71,7 @@ public:
 private:
     mutable std::mutex mutex;
     mutable TimePoint current{std::chrono::hours(1)};
-    mutable int looksOfOthers = 0;
+    mutable std::map<std::thread::id, int> looks;
     const std::thread::id owner = std::this_thread::get_id();
     std::function<void()> onWait;
     std::vector<TimePoint> deadlines;
@@ -95,6 +104,19 @@ protected:
             std::this_thread::yield();
         }
         return sending;
+    }
+    /// Returns once the large message has begun to arrive. What comes before it only keeps the
+    /// connection and is acknowledged.
+    Header nextLarge() {
+        for (;;) {
+            const Header header = vehicle.nextHeader();
+            if (header.length == largeSize + addressesSize) {
+                return header;
+            }
+            if (vehicle.restOf(header).is(PayloadType::DiagnosticMessage)) {
+                vehicle.acknowledge(ScriptedVehicle::entity);
+            }
+        }
     }
     std::optional<Uds::Received> receiveUntil(Uds::Endpoint& end,
                                               ListeningClock::TimePoint deadline) {

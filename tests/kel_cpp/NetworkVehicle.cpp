@@ -28,7 +28,8 @@ NetworkVehicle::~NetworkVehicle() {
 
 void NetworkVehicle::name(const Quarlen::Tests::ConfigFolder& folder) const {
     folder.replaceIn("KelServer.xml", R"(port="13400" testerAddress)",
-                     "port=\"" + std::to_string(entity.port()) + "\" testerAddress");
+                     "port=\"" + std::to_string(entity.port()) +
+                         "\" p2=\"60000\" deltaP2=\"60000\" testerAddress");
 }
 
 void NetworkVehicle::use(const Quarlen::Tests::ConfigFolder& folder) const {

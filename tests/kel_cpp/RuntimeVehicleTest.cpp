@@ -110,6 +110,17 @@ TEST_F(RuntimeVehicle, IsGivenTheTimesThatItsInterfaceSays) {
     EXPECT_NE(next.find(L"within 2345 ms"), std::wstring::npos) << Platform::toUtf8(next);
 }
 
+/// The control unit tells 50 ms.
+TEST_F(RuntimeVehicle, IsGivenTheTimeThatTheWayToItsControlUnitsTakesInASession) {
+    folder.replaceIn("vehicle.xml", "<FlashMemory", "<Fault request=\"22 00 00\"/><FlashMemory");
+    useInterfaces("<Interface name=\"Simulation\" enabled=\"true\" deltaP2=\"1234\"/>");
+    connect();
+    const auto unit = L"UDS_CAN_ENGINE";
+    hexService(unit, {0x10, 0x03});
+    const std::wstring text = hexService(unit, {0x22, 0x00, 0x00})->errorText;
+    EXPECT_NE(text.find(L"within 1284 ms"), std::wstring::npos) << Platform::toUtf8(text);
+}
+
 TEST_F(RuntimeVehicle, IsConnectedAnewOnceTheParametersOfItsInterfaceChange) {
     std::vector<std::shared_ptr<Uds::VehicleInterface>> made;
     RuntimeEnvironment environment{folder.config(), folder.base(), clock};

@@ -6,8 +6,8 @@ import subprocess
 from installed_program import edit, held_port, install, wait_for_line
 from rpc_client import PATIENCE, RpcClient
 
-# Longer than a control unit is silent on any machine under load.
-P2 = 20000
+# Longer than a control unit is silent on any machine under load, with and without a session.
+TIMES = 'p2="20000" deltaP2="20000"'
 
 
 class SequenceProgram:
@@ -71,8 +71,8 @@ class SequenceProgram:
 def use_link(settings, doip):
     simulation, real = '<Interface name="Simulation" enabled=', '<Interface name="DoIP" enabled='
     edit(settings, simulation + '"true"/>',
-         f'{simulation}"{"false" if doip else "true"}" p2="{P2}"/>')
+         f'{simulation}"{"false" if doip else "true"}" {TIMES}/>')
     if doip:
         host, port = doip
         edit(settings, real + '"false" host="127.0.0.1" port="13400"',
-             f'{real}"true" host="{host}" port="{port}" p2="{P2}"')
+             f'{real}"true" host="{host}" port="{port}" {TIMES}')

@@ -47,14 +47,16 @@ TEST(InterfaceTiming, IsTheUsualOneWithoutParametersAndWithoutAnInterface) {
         const Uds::Timing timing = VehicleInterfaces::timing(settings);
         EXPECT_EQ(timing.p2, usual.p2);
         EXPECT_EQ(timing.p2Star, usual.p2Star);
+        EXPECT_EQ(timing.delta, usual.delta);
     }
 }
 
 TEST(InterfaceTiming, IsWhatTheParametersSay) {
-    const Uds::Timing timing =
-        VehicleInterfaces::timing(enabledWith({{L"p2Star", L"0x10"}, {L"p2", L"60000"}}));
+    const Uds::Timing timing = VehicleInterfaces::timing(
+        enabledWith({{L"deltaP2", L"59999"}, {L"p2Star", L"0x10"}, {L"p2", L"60000"}}));
     EXPECT_EQ(timing.p2, milliseconds(60'000));
     EXPECT_EQ(timing.p2Star, milliseconds(16));
+    EXPECT_EQ(timing.delta, milliseconds(59'999));
     EXPECT_EQ(timing.total, Uds::Timing().total);
 }
 
@@ -84,6 +86,8 @@ TEST(InterfaceTiming, OfAWrongValueIsRefusedWithInterfaceParameterAndBounds) {
     EXPECT_EQ(refusalOf({L"p2Star", L"5 s"}),
               L"interface \"Simulation\": parameter \"p2Star\" is \"5 s\", expected a number from "
               L"1 to 600000");
+    EXPECT_EQ(refusalOf({L"deltaP2", L"0"}), L"interface \"Simulation\": parameter \"deltaP2\" is "
+                                             L"\"0\", expected a number from 1 to 60000");
 }
 
 } // namespace Quarlen::Kel_cpp::Tests

@@ -201,13 +201,13 @@ TEST_F(ReadingKelServerXml, ReadsWhatAnInterfaceNeedsToKnow) {
 TEST_F(ReadingKelServerXml, ReadsWhichVehicleIsMeant) {
     const auto groups =
         read("<KelServer><Interfaces><Group name='g'><Interface name='DoIP' host='' "
-             "vin='WKLDEMO0000000042' eid='02:00:00:00:00:2a' p2='100' p2Star='200' "
+             "vin='WKLDEMO0000000042' eid='02:00:00:00:00:2a' p2='100' p2Star='200' deltaP2='300' "
              "port='1' activation='0xE0'/><Interface name='DoIP' vin='' eid=''/>"
              "</Group></Interfaces></KelServer>")
             .interfaces.groups;
 
     const auto& parameters = groups.at(0)->interfaces.at(0)->parameters;
-    ASSERT_EQ(parameters.size(), 7U);
+    ASSERT_EQ(parameters.size(), 8U);
     EXPECT_EQ(parameters[1], InterfaceEntry::Parameter(L"vin", L"WKLDEMO0000000042"));
     EXPECT_EQ(parameters[2], InterfaceEntry::Parameter(L"eid", L"02:00:00:00:00:2a"));
 }
@@ -369,6 +369,11 @@ INSTANTIATE_TEST_SUITE_P(
                      "<KelServer><Interfaces><Group name='g'><Interface name='x' p2Star='5 s'/>"
                      "</Group></Interfaces></KelServer>",
                      "1:60: attribute \"p2Star\" is \"5 s\", expected a number from 1 to 600000"},
+        WrongSetting{"LongWayToTheControlUnit",
+                     "<KelServer><Interfaces><Group name='g'><Interface name='x' "
+                     "deltaP2='60001'/></Group></Interfaces></KelServer>",
+                     "1:60: attribute \"deltaP2\" is \"60001\", expected a number from 1 to "
+                     "60000"},
         WrongSetting{"PortOfDoip",
                      "<KelServer><Interfaces><Group name='g'><Interface name='DoIP' port='0'/>"
                      "</Group></Interfaces></KelServer>",
@@ -402,7 +407,7 @@ INSTANTIATE_TEST_SUITE_P(
                      "<KelServer><Interfaces><Group name='g'><Interface name='DoIP' Host='a'/>"
                      "</Group></Interfaces></KelServer>",
                      "1:63: unknown attribute \"Host\" of \"Interface\", expected: name, enabled, "
-                     "p2, p2Star, host, vin, eid, port, testerAddress, activation"},
+                     "p2, p2Star, deltaP2, host, vin, eid, port, testerAddress, activation"},
         WrongSetting{"InterfaceOutsideGroup",
                      "<KelServer><Interfaces><Interface name='x'/></Interfaces></KelServer>",
                      "1:24: unknown element \"Interface\" in \"Interfaces\", expected: Group"}),

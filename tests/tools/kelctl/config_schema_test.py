@@ -82,6 +82,7 @@ class Settings:
     ATTRIBUTES = {("Tracing", "enabled"): FLAGS, ("Tracing", "level"): number(0, 4), ("Tracing", "bus"): FLAGS, ("Group", "name"): TEXTS,
                   ("Interface", "name"): TEXTS, ("Interface", "enabled"): FLAGS,
                   ("Interface", "p2"): number(1, 60000), ("Interface", "p2Star"): number(1, 600000),
+                  ("Interface", "deltaP2"): number(1, 60000),
                   ("Interface", "host"): TEXTS, ("Interface", "port"): number(1, 65535),
                   ("Interface", "testerAddress"): number(0x0E00, 0x0FFF), ("Interface", "activation"): number(0, 255),
                   ("Interface", "vin"): ["WKLDEMO0000000042", "wkldemo0000000042", " WKLDEMO000000042", "WKL", "", " "],
@@ -95,7 +96,7 @@ class Settings:
     @staticmethod
     def make():
         address = Element("ServerAddress", {}, [Element("IpAddress", text="127.0.0.1"), Element("Port", text="1")])
-        group = Element("Group", {"name": "g"}, [Element("Interface", {"name": "Simulation", "enabled": "true", "p2": "1", "p2Star": "1"}),
+        group = Element("Group", {"name": "g"}, [Element("Interface", {"name": "Simulation", "enabled": "true", "p2": "1", "p2Star": "1", "deltaP2": "1"}),
                                                 Element("Interface", {"name": "DoIP", "host": "h", "vin": "", "eid": "", "port": "1",
                                                                       "testerAddress": "0x0E80", "activation": "0"})])
         folders = [Element(name, text=name) for name in ("Projects", "Traces", "Reports", "Data")]

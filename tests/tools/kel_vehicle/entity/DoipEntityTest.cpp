@@ -182,9 +182,9 @@ TEST_F(DoipEntityTest, BreaksOffAnAnswerInItsMiddleAndResetsTheConnection) {
     ASSERT_TRUE(tester.isAcknowledged());
     EXPECT_EQ(tester.answer(), hex("7E 00"));
     tester.request(hex("3E 00"));
-    ASSERT_TRUE(tester.isAcknowledged());
     // On Windows' emulation a reset may look like an end, and it may overtake what has not been
     // read.
+    EXPECT_TRUE(tester.isAcknowledged() || Platform::oldConnectionsKeepTheAddress());
     EXPECT_TRUE(tester.isReset() || Platform::oldConnectionsKeepTheAddress());
     EXPECT_TRUE(tester.isInMessage() || Platform::oldConnectionsKeepTheAddress());
     EXPECT_EQ(entity->testerCount(), 0U);
