@@ -1,6 +1,5 @@
 #include "kel_cpp/network/SovdHttpServer.hpp"
 
-#include <chrono>
 #include <cstddef>
 #include <exception>
 #include <utility>
@@ -10,17 +9,8 @@
 
 namespace Quarlen::Kel_cpp {
 
-namespace {
-
-/// For the first byte of a request: a client that says nothing does not keep its worker.
-constexpr std::chrono::seconds silentTime{1};
-/// From a request's first byte to its last, and for the client to take each part of the reply.
-constexpr std::chrono::seconds requestTime{5};
-
-} // namespace
-
-SovdHttpServer::SovdHttpServer(Platform::ClientSource clients, Platform::ReadingTime readingTime)
-    : clients(std::move(clients)), readingTime(std::move(readingTime)) {
+SovdHttpServer::SovdHttpServer(Platform::ClientSource clients, SovdTimes times)
+    : clients(std::move(clients)), times(std::move(times)) {
     constexpr std::size_t maxBodySize = 4096;
     set_payload_max_length(maxBodySize);
     set_socket_options([](socket_t listening) {
@@ -83,10 +73,10 @@ void SovdHttpServer::serveAndClose(std::intptr_t connection) {
 
 bool SovdHttpServer::serveConnection(std::intptr_t connection) {
     Http::SocketStream stream(connection, {.serverStops = [this] { return stopping.load(); }},
-                              {.request = requestTime, .write = requestTime});
+                              {.request = times.request, .write = times.request});
     if (serveRequest(stream)) {
         Platform::stopWriting(connection);
-        if (stream.waitForClient(readingTime(stream.replySize()))) {
+        if (stream.waitForClient(times.reading(stream.replySize()))) {
             return true;
         }
     }
@@ -95,7 +85,7 @@ bool SovdHttpServer::serveConnection(std::intptr_t connection) {
 
 bool SovdHttpServer::serveRequest(Http::SocketStream& stream) {
     // One that has waited for a worker until the stop is not served: nobody waits for it.
-    if (stopping || !stream.waitForRequest(silentTime)) {
+    if (stopping || !stream.waitForRequest(times.silent)) {
         return false;
     }
     const auto connection = static_cast<std::intptr_t>(stream.socket());

@@ -5,7 +5,7 @@
 
 #include <httplib.h>
 
-#include "platform/ConnectionSocket.hpp"
+#include "kel_cpp/network/SovdTimes.hpp"
 #include "platform/NextClient.hpp"
 
 namespace Quarlen::Http {
@@ -20,7 +20,7 @@ namespace Quarlen::Kel_cpp {
 /// them.
 class SovdHttpServer : public httplib::Server {
 public:
-    SovdHttpServer(Platform::ClientSource clients, Platform::ReadingTime readingTime);
+    SovdHttpServer(Platform::ClientSource clients, SovdTimes times);
 
     /// Takes clients of the port that has been bound and serves them until `stopServing`. False
     /// when the listening socket has failed.
@@ -38,7 +38,7 @@ private:
     bool serveRequest(Http::SocketStream& stream);
 
     const Platform::ClientSource clients;
-    const Platform::ReadingTime readingTime;
+    const SovdTimes times;
     std::atomic<bool> stopping{false};
 };
 

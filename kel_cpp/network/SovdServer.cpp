@@ -63,7 +63,7 @@ void replyError(httplib::Response& response, const char* code, const std::string
 class SovdService {
 public:
     SovdService(const SovdModel& sovdModel, std::uint16_t wantedPort,
-                const Platform::ClientSource& clients, const Platform::ReadingTime& readingTime);
+                const Platform::ClientSource& clients, const SovdTimes& times);
     SovdService(const SovdService&) = delete;
     SovdService& operator=(const SovdService&) = delete;
     ~SovdService();
@@ -89,9 +89,8 @@ private:
 
 /// Clients that come before the thread takes them wait in the socket's queue.
 SovdService::SovdService(const SovdModel& sovdModel, std::uint16_t wantedPort,
-                         const Platform::ClientSource& clients,
-                         const Platform::ReadingTime& readingTime)
-    : model(sovdModel), server(clients, readingTime), boundPort(bind(wantedPort)) {
+                         const Platform::ClientSource& clients, const SovdTimes& times)
+    : model(sovdModel), server(clients, times), boundPort(bind(wantedPort)) {
     addRoutes();
     addErrorReplies();
     thread = std::thread([this] { serve(); });
@@ -191,11 +190,11 @@ void SovdService::component(const std::string& id, httplib::Response& response) 
 class SovdServer::Implementation {
 public:
     Implementation(SovdModel sovdModel, Platform::ClientSource clients,
-                   Platform::AddressProbe probe, Platform::ReadingTime readingTime)
+                   Platform::AddressProbe probe, SovdTimes times)
         : model(std::move(sovdModel)),
           clients(std::move(clients)),
           probe(std::move(probe)),
-          readingTime(std::move(readingTime)) {}
+          times(std::move(times)) {}
 
     /// The wait can take long, so the lock is not held.
     void start(std::uint16_t port) {
@@ -204,7 +203,7 @@ public:
         if (service) {
             throw startError(port, L"it runs already on port " + std::to_wstring(service->port()));
         }
-        service = std::make_unique<SovdService>(model, port, clients, readingTime);
+        service = std::make_unique<SovdService>(model, port, clients, times);
     }
 
     /// Waits for running requests without the lock, because they may call `port`.
@@ -223,15 +222,15 @@ private:
     SovdModel model;
     Platform::ClientSource clients;
     Platform::AddressProbe probe;
-    Platform::ReadingTime readingTime;
+    SovdTimes times;
     std::mutex mutex;
     std::unique_ptr<SovdService> service;
 };
 
 SovdServer::SovdServer(SovdModel model, Platform::ClientSource clients,
-                       Platform::AddressProbe probe, Platform::ReadingTime readingTime)
+                       Platform::AddressProbe probe, SovdTimes times)
     : implementation(std::make_unique<Implementation>(std::move(model), std::move(clients),
-                                                      std::move(probe), std::move(readingTime))) {}
+                                                      std::move(probe), std::move(times))) {}
 
 SovdServer::~SovdServer() = default;
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/ConnectionSocket.hpp"
+#include "kel_cpp/network/SovdTimes.hpp"
 #include "platform/FreeAddress.hpp"
 #include "platform/NextClient.hpp"
 
@@ -28,8 +28,7 @@ struct SovdModel {
 class SovdServer {
 public:
     explicit SovdServer(SovdModel model, Platform::ClientSource clients = {},
-                        Platform::AddressProbe probe = {},
-                        Platform::ReadingTime readingTime = Platform::readingTime);
+                        Platform::AddressProbe probe = {}, SovdTimes times = {});
     SovdServer(const SovdServer&) = delete;
     SovdServer& operator=(const SovdServer&) = delete;
     ~SovdServer();

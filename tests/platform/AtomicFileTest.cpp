@@ -2,8 +2,10 @@
 
 #include <atomic>
 #include <chrono>
+#include <exception>
 #include <fstream>
 #include <iterator>
+#include <string>
 #include <system_error>
 #include <thread>
 
@@ -78,10 +80,15 @@ TEST_F(AtomicFile, ShowsReadersTheOldOrTheNewContentButNoMixture) {
     const std::string first(100'000, 'a');
     const std::string second(50'000, 'b');
     const auto file = folder.write("shared", first);
+    std::string failure;
     std::atomic<bool> done{false};
-    std::jthread writer([&] {
-        for (int round = 0; round < 50; ++round) {
-            replaceFile(file, round % 2 == 0 ? second : first);
+    const std::jthread writer([&] {
+        try {
+            for (int round = 0; round < 50; ++round) {
+                replaceFile(file, round % 2 == 0 ? second : first);
+            }
+        } catch (const std::exception& error) {
+            failure = error.what();
         }
         done = true;
     });
@@ -95,6 +102,7 @@ TEST_F(AtomicFile, ShowsReadersTheOldOrTheNewContentButNoMixture) {
         const std::string seen{std::istreambuf_iterator<char>(reader), {}};
         mixtures += seen != first && seen != second ? 1 : 0;
     }
+    EXPECT_EQ(failure, "");
     EXPECT_EQ(mixtures, 0);
 }
 

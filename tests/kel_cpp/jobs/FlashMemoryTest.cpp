@@ -44,7 +44,8 @@ class FlashMemory : public testing::Test {
 protected:
     std::shared_ptr<FlashJobError> flash(const std::vector<std::wstring>& sessions) {
         const auto selected = project();
-        const auto access = std::make_shared<VehicleAccess>(L"Test", vehicle, clock);
+        const auto access = std::make_shared<VehicleAccess>(
+            L"Test", vehicle, clock, AccessOptions{.testerPresentInterval = std::chrono::hours(1)});
         const FlashJob job({selected, &selected->vehicleInformations.front(), access}, L"ITEM",
                            sessions, folder.path(), {clock});
         Quarlen::Tests::FlashCollector reports;

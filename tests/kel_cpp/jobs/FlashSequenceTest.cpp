@@ -66,8 +66,8 @@ protected:
     Quarlen::Tests::FakeClock clock;
     Quarlen::Tests::TemporaryFolder folder;
     std::shared_ptr<FakeVehicle> vehicle = std::make_shared<FakeVehicle>(clock);
-    std::shared_ptr<VehicleAccess> access =
-        std::make_shared<VehicleAccess>(L"Test", vehicle, clock);
+    std::shared_ptr<VehicleAccess> access = std::make_shared<VehicleAccess>(
+        L"Test", vehicle, clock, AccessOptions{.testerPresentInterval = std::chrono::hours(1)});
     std::chrono::system_clock::time_point moment = std::chrono::system_clock::now();
     std::stop_source cancel;
     RecordList<FlashResult> results;

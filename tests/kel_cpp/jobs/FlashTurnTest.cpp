@@ -52,8 +52,8 @@ protected:
     Quarlen::Tests::FakeClock clock;
     Quarlen::Tests::TemporaryFolder folder;
     std::shared_ptr<FakeVehicle> vehicle = std::make_shared<FakeVehicle>(clock);
-    std::shared_ptr<VehicleAccess> access =
-        std::make_shared<VehicleAccess>(L"Test", vehicle, clock);
+    std::shared_ptr<VehicleAccess> access = std::make_shared<VehicleAccess>(
+        L"Test", vehicle, clock, AccessOptions{.testerPresentInterval = std::chrono::hours(1)});
     std::shared_ptr<Project> project = std::make_shared<Project>();
     VehicleAccess::Turn turn = access->takeTurn({});
 };

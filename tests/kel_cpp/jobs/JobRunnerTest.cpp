@@ -43,8 +43,8 @@ JobRunner::Work untilCancelled(std::atomic<int>& ended) {
 } // namespace
 
 TEST(JobRunner, GivesEachJobItsOwnIdentifier) {
-    JobRunner runner;
     std::promise<JobRunner::JobId> seen;
+    JobRunner runner;
     const auto first = runner.start([&](auto id, const auto&) { seen.set_value(id); }, {});
     const auto second = runner.start([](auto, const auto&) {}, {});
     EXPECT_EQ(seen.get_future().get(), first);
@@ -53,9 +53,9 @@ TEST(JobRunner, GivesEachJobItsOwnIdentifier) {
 }
 
 TEST(JobRunner, CancelsOnlyTheJobThatIsMeant) {
-    JobRunner runner;
     std::promise<bool> otherCancelled;
     std::promise<void> firstEnded;
+    JobRunner runner;
     const auto first = runner.start(
         [&](auto, const std::stop_token& cancel) {
             waitForCancel(cancel);
@@ -74,8 +74,8 @@ TEST(JobRunner, CancelsOnlyTheJobThatIsMeant) {
 
 TEST(JobRunner, AJobIsAlsoCancelledByTheTokenOfItsStart) {
     std::stop_source closing;
-    JobRunner runner;
     std::promise<void> done;
+    JobRunner runner;
     runner.start(
         [&](auto, const std::stop_token& cancel) {
             waitForCancel(cancel);
@@ -138,16 +138,17 @@ TEST(JobRunner, AnExceptionEndsOnlyItsJob) {
 TEST(JobRunner, AJobMayBeTheOneThatEndsTheRunner) {
     auto runner = std::make_unique<JobRunner>();
     std::promise<void> go;
-    std::promise<void> ended;
+    // Nobody waits for the thread of this job, which may still be inside the promise.
+    const auto ended = std::make_shared<std::promise<void>>();
     runner->start(
-        [&, started = go.get_future().share()](auto, const auto&) {
+        [&runner, ended, started = go.get_future().share()](auto, const auto&) {
             started.wait();
             runner.reset();
-            ended.set_value();
+            ended->set_value();
         },
         {});
     go.set_value();
-    ended.get_future().wait();
+    ended->get_future().wait();
     EXPECT_EQ(runner, nullptr);
 }
 

@@ -46,7 +46,8 @@ std::ostream& operator<<(std::ostream& stream, const Expectation& expectation) {
 class OtxFixture {
 protected:
     RecordList<ServiceResult> run(std::vector<OtxStep> steps, std::stop_token cancel = {}) {
-        VehicleAccess access(L"Fake", vehicle, clock);
+        VehicleAccess access(L"Fake", vehicle, clock,
+                             {.testerPresentInterval = std::chrono::hours(1)});
         RecordList<ServiceResult> results;
         const OtxRun::OnResult onResult = [&](auto result) { results.push_back(result); };
         OtxRun(access, Project(), std::move(cancel), clock, onResult).run({L"P", std::move(steps)});

@@ -1,4 +1,7 @@
+#include <chrono>
+#include <exception>
 #include <memory>
+#include <stop_token>
 #include <string>
 #include <thread>
 
@@ -46,6 +49,31 @@ protected:
                     "\r\nConnection: Upgrade\r\nUpgrade: websocket\r\nSec-WebSocket-Version: 13"
                     "\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n\r\n");
         EXPECT_THAT(client.receiveReply(), StartsWith("HTTP/1.1 101"));
+    }
+
+    /// Why a client that answers pings has been lost before it has got two of them; empty when it
+    /// has not.
+    static std::string lossOfAClientThatAnswersPings(std::chrono::seconds maxIdle) {
+        ServedRuntime idle;
+        idle.settings.limits.maxIdle = maxIdle;
+        RuntimeServer server(idle.sources());
+        try {
+            RpcTestClient client(server.start(L"127.0.0.1:0"));
+            client.result("status.subscribe");
+            client.notification("status.changed");
+            // Reading answers pings; the second one comes only when the first one has been
+            // answered.
+            const std::jthread setter([&](const std::stop_token& end) {
+                eventually([&] { return client.pings >= 2 || end.stop_requested(); });
+                if (client.pings >= 2) {
+                    idle.statuses.set(L"still there");
+                }
+            });
+            EXPECT_EQ(client.notification("status.changed").at("text"), json::value("still there"));
+        } catch (const std::exception& loss) {
+            return loss.what();
+        }
+        return {};
     }
 
     ServedRuntime served;
@@ -146,20 +174,14 @@ TEST_F(AServerWithLimits, ResetsWebSocketsThatHoldTheirEndAtAStopWhereTheyWouldK
               Platform::oldConnectionsKeepTheAddress());
 }
 
+/// A busy machine may keep a client from answering for longer than a short limit.
 TEST_F(AServerWithLimits, AsksAnIdleWebSocketWithAPingAndKeepsItWhenItAnswers) {
-    served.settings.limits.maxIdle = std::chrono::seconds(4);
-    start();
-    RpcTestClient client(address);
-    client.result("status.subscribe");
-    client.notification("status.changed");
+    std::string loss = "not tried";
+    for (int maxIdle = 4; maxIdle <= 32 && !loss.empty(); maxIdle *= 2) {
+        loss = lossOfAClientThatAnswersPings(std::chrono::seconds(maxIdle));
+    }
 
-    // Reading answers pings; the second one comes only when the first one has been answered.
-    std::jthread setter([&] {
-        ASSERT_TRUE(eventually([&] { return client.pings >= 2; }));
-        served.statuses.set(L"still there");
-    });
-    EXPECT_EQ(client.notification("status.changed").at("text"), json::value("still there"));
-    setter.join();
+    EXPECT_EQ(loss, "");
 }
 
 TEST_F(AServerWithLimits, ClosesAWebSocketThatAnswersNoPing) {
@@ -197,6 +219,7 @@ TEST_F(AServerWithLimits, RefusesABodyThatIsTooLong) {
 }
 
 TEST_F(AServerWithLimits, RefusesAHeaderOfOneMegabyte) {
+    served.settings.readingTime = [](std::size_t) { return std::chrono::minutes(1); };
     start();
 
     const std::string answer =

@@ -214,7 +214,10 @@ TEST_F(AServerWithStarts, ListsItsClientsWhileAStopCancelsTheirSequence) {
         return true;
     };
     served.cancel = [this](const auto&) {
-        clients = server.clients();
+        // Only at the first cancel: a start that ends late is cancelled again.
+        if (clients.empty()) {
+            clients = server.clients();
+        }
         gate.open();
         throw KelApiException(L"a cancel that fails ends nothing else", 1);
         return false;

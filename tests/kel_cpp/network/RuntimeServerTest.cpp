@@ -11,6 +11,7 @@
 #include "tests/kel_cpp/network/NetworkTesting.hpp"
 #include "tests/kel_cpp/network/ServedRuntime.hpp"
 #include "tests/support/BoundAddress.hpp"
+#include "tests/support/LoopbackPort.hpp"
 #include "tests/support/NumberedCause.hpp"
 
 namespace Quarlen::Kel_cpp::Tests {
@@ -24,6 +25,11 @@ using testing::StartsWith;
 using testing::UnorderedElementsAre;
 
 constexpr const wchar_t* anyPort = L"127.0.0.1:0";
+
+/// One that nobody else gets while a test has stopped its server.
+std::wstring addressOfItsOwn() {
+    return L"127.0.0.1:" + std::to_wstring(Quarlen::Tests::freePort());
+}
 
 class ARuntimeServer : public testing::Test {
 protected:
@@ -80,7 +86,7 @@ TEST_F(ARuntimeServer, ListsItsClientsUntilTheyGo) {
 }
 
 TEST_F(ARuntimeServer, ClosesItsClientsWhenItStops) {
-    const std::wstring address = server.start(anyPort);
+    const std::wstring address = server.start(addressOfItsOwn());
     TestClient client(address);
     ASSERT_TRUE(eventuallyHasClients(1));
 
@@ -114,7 +120,7 @@ TEST_F(ARuntimeServer, KeepsTheOtherAddressesWhenOneStops) {
 }
 
 TEST_F(ARuntimeServer, StartsAgainOnAnAddressThatItJustStoppedWithClients) {
-    const std::wstring address = server.start(anyPort);
+    const std::wstring address = server.start(addressOfItsOwn());
     TestClient client(address);
     ASSERT_TRUE(eventuallyHasClients(1));
     server.stop(address);
@@ -178,7 +184,7 @@ TEST_F(ARuntimeServer, FreesTheClientsOfAStoppedAddressForOthers) {
 TEST(RuntimeServer, ClosesEverythingAtItsEnd) {
     ServedRuntime served;
     auto server = std::make_unique<RuntimeServer>(served.sources());
-    const std::wstring address = server->start(anyPort);
+    const std::wstring address = server->start(addressOfItsOwn());
     TestClient client(address);
 
     server.reset();
@@ -188,8 +194,8 @@ TEST(RuntimeServer, ClosesEverythingAtItsEnd) {
 }
 
 TEST_F(ARuntimeServer, StopsAllAddressesAndCanBeStoppedTwice) {
-    const std::wstring first = server.start(anyPort);
-    const std::wstring second = server.start(anyPort);
+    const std::wstring first = server.start(addressOfItsOwn());
+    const std::wstring second = server.start(addressOfItsOwn());
 
     server.stopAll();
     server.stopAll();

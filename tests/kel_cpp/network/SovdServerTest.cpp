@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -21,6 +22,7 @@
 #include "tests/support/BoundAddress.hpp"
 #include "tests/support/FailingAccept.hpp"
 #include "tests/support/FakeClock.hpp"
+#include "tests/support/LoopbackPort.hpp"
 #include "tests/support/NumberedCause.hpp"
 #include "tests/support/RawClient.hpp"
 #include "tests/support/TraceCapture.hpp"
@@ -40,6 +42,13 @@ SovdModel exampleModel() {
                                                          "fer"}};
     };
     return model;
+}
+
+/// Longer than any machine is busy, so that no limit of time decides what a test sees.
+SovdTimes patientTimes() {
+    return {.silent = std::chrono::hours(1),
+            .request = std::chrono::hours(1),
+            .reading = [](std::size_t) { return std::chrono::hours(1); }};
 }
 
 class ASovdServer : public testing::Test {
@@ -63,7 +72,7 @@ protected:
     }
 
     SovdModel model = exampleModel();
-    SovdServer server{model};
+    SovdServer server{model, {}, {}, patientTimes()};
 };
 
 TEST_F(ASovdServer, TellsItsVersions) {
@@ -113,7 +122,7 @@ protected:
     static std::string bodyAfter(const std::function<std::string()>& serverVersion) {
         SovdModel model = exampleModel();
         model.serverVersion = serverVersion;
-        SovdServer server(model);
+        SovdServer server(model, {}, {}, patientTimes());
         server.start(0);
         const auto result =
             httplib::Client("127.0.0.1", server.port()).Get("/sovd/v1/version-info");
@@ -158,8 +167,8 @@ TEST_F(ASovdServer, RefusesAPortThatIsTaken) {
 }
 
 TEST_F(ASovdServer, StartsAgainOnTheSamePort) {
-    server.start(0);
-    const std::uint16_t port = server.port();
+    const std::uint16_t port = Quarlen::Tests::freePort();
+    server.start(port);
     ASSERT_EQ(get("/sovd/v1/components")->status, 200);
     server.stop();
 
@@ -198,18 +207,30 @@ TEST_F(ASovdServer, StopsThoughClientsKeepSilentConnectionsOpen) {
     EXPECT_LT(fastest, soon);
 }
 
-TEST_F(ASovdServer, ServesWhileMoreClientsThanItHasWorkersKeepSilent) {
+/// The status of a request beside more silent clients than the server has workers; 0 when it lost
+/// its connection.
+int statusBesideSilentClients(const SovdModel& model, std::chrono::milliseconds silentTime) {
+    SovdTimes times = patientTimes();
+    times.silent = silentTime;
+    SovdServer server(model, {}, {}, times);
     server.start(0);
     const std::wstring address = L"127.0.0.1:" + std::to_wstring(server.port());
     std::vector<std::unique_ptr<TestClient>> silent;
     for (int index = 0; index < 20; ++index) {
         silent.push_back(std::make_unique<TestClient>(address));
     }
+    const auto result = httplib::Client("127.0.0.1", server.port()).Get("/sovd/v1/components");
+    return result ? result->status : 0;
+}
 
-    const auto result = get("/sovd/v1/components");
+/// A busy machine may keep a client from sending its request for longer than a short time.
+TEST_F(ASovdServer, ServesWhileMoreClientsThanItHasWorkersKeepSilent) {
+    int status = 0;
+    for (int silentTime = 1; silentTime <= 16 && status == 0; silentTime *= 2) {
+        status = statusBesideSilentClients(model, std::chrono::seconds(silentTime));
+    }
 
-    ASSERT_TRUE(result);
-    EXPECT_EQ(result->status, 200);
+    EXPECT_EQ(status, 200);
 }
 
 TEST_F(ASovdServer, StartsOnceAnAddressIsFreeThatNobodyListensOn) {
@@ -222,15 +243,16 @@ TEST_F(ASovdServer, StartsOnceAnAddressIsFreeThatNobodyListensOn) {
     EXPECT_EQ(held.sleeps(), 1U);
 }
 
-/// A SOVD server that a test gives the time that clients have to read their last reply.
+/// A SOVD server that a test gives the times of its clients.
 class EndOfSovdConnection : public testing::Test {
 protected:
-    void startWithReadingTime(std::chrono::milliseconds time) {
+    void start(SovdTimes times) {
+        times.reading = [this, reading = std::move(times.reading)](std::size_t bytes) {
+            ++endings;
+            return reading(bytes);
+        };
         server = std::make_unique<SovdServer>(model, Platform::ClientSource{},
-                                              Platform::AddressProbe{}, [this, time](std::size_t) {
-                                                  ++endings;
-                                                  return time;
-                                              });
+                                              Platform::AddressProbe{}, std::move(times));
         server->start(0);
     }
     Quarlen::Tests::RawClient clientWithItsReply() {
@@ -244,18 +266,21 @@ protected:
     static constexpr const char* request = "GET /sovd/v1/components HTTP/1.1\r\nHost: x\r\n\r\n";
     static constexpr std::chrono::milliseconds aWhile{300};
     SovdModel model = exampleModel();
-    std::unique_ptr<SovdServer> server;
+    /// How many clients have been given time to read their last reply.
     std::atomic<int> endings{0};
+    std::unique_ptr<SovdServer> server;
 };
 
 TEST_F(EndOfSovdConnection, IsAResetForAClientThatNeverEndsItsSide) {
-    startWithReadingTime(std::chrono::milliseconds(50));
+    SovdTimes times = patientTimes();
+    times.reading = [](std::size_t) { return std::chrono::milliseconds(50); };
+    start(times);
 
     EXPECT_TRUE(clientWithItsReply().waitForReset());
 }
 
 TEST_F(EndOfSovdConnection, IsNoResetForAClientThatEndsItsSide) {
-    startWithReadingTime(std::chrono::minutes(1));
+    start(patientTimes());
     Quarlen::Tests::RawClient client = clientWithItsReply();
 
     client.stopSending();
@@ -264,7 +289,9 @@ TEST_F(EndOfSovdConnection, IsNoResetForAClientThatEndsItsSide) {
 }
 
 TEST_F(EndOfSovdConnection, IsAResetWithoutAWaitForAClientThatHasSaidNothing) {
-    startWithReadingTime(std::chrono::hours(1));
+    SovdTimes times = patientTimes();
+    times.silent = std::chrono::milliseconds(100);
+    start(times);
     Quarlen::Tests::RawClient silent(server->port());
 
     EXPECT_TRUE(silent.waitForReset());
@@ -272,7 +299,7 @@ TEST_F(EndOfSovdConnection, IsAResetWithoutAWaitForAClientThatHasSaidNothing) {
 }
 
 TEST_F(EndOfSovdConnection, IsAResetAtAStopWhereItWouldKeepTheAddress) {
-    startWithReadingTime(std::chrono::hours(1));
+    start(patientTimes());
     Quarlen::Tests::RawClient client = clientWithItsReply();
 
     server->stop();
@@ -284,7 +311,7 @@ TEST_F(EndOfSovdConnection, TakesNoLongReplyFromAClientAtAStop) {
     model.components = [] {
         return std::vector<SovdModel::Component>{{"ENGINE", std::string(100'000, 'x')}};
     };
-    startWithReadingTime(std::chrono::hours(1));
+    start(patientTimes());
     Quarlen::Tests::RawClient client(server->port());
     client.send(request);
     // The reply has been written, and nothing of it been read.
@@ -299,7 +326,8 @@ TEST_F(EndOfSovdConnection, TakesNoLongReplyFromAClientAtAStop) {
 TEST_F(ASovdServer, ServesOnAfterEachFailureToAcceptThatPasses) {
     Quarlen::Tests::FakeClock pauses;
     const std::vector<int> failures = Quarlen::Tests::passingAcceptErrors();
-    SovdServer failing(model, {.clock = pauses, .accept = Quarlen::Tests::FailingAccept(failures)});
+    SovdServer failing(model, {.clock = pauses, .accept = Quarlen::Tests::FailingAccept(failures)},
+                       {}, patientTimes());
     failing.start(0);
 
     const auto result = httplib::Client("127.0.0.1", failing.port()).Get("/sovd/v1/components");

@@ -13,6 +13,17 @@
 namespace Quarlen::Kel_cpp::Tests {
 namespace {
 
+/// What a task tells the test. The task shares the promise, which it may still be inside of when
+/// the test goes on and ends.
+class Signal {
+public:
+    void give() const { promise->set_value(); }
+    void await() const { promise->get_future().wait(); }
+
+private:
+    std::shared_ptr<std::promise<void>> promise = std::make_shared<std::promise<void>>();
+};
+
 /// Tasks that wait until the test lets all of them go on.
 class SomeServerTasks : public testing::Test {
 protected:
@@ -50,14 +61,14 @@ protected:
 
 TEST_F(SomeServerTasks, RunsStartsOneAfterTheOtherInOrder) {
     std::vector<int> order;
-    std::promise<void> done;
+    const Signal done;
     for (int number = 0; number < 5; ++number) {
         tasks->start(
             {L"S", L"", {}}, [&order, number] { order.push_back(number); }, [] {});
     }
     tasks->start(
-        {L"S", L"", {}}, [&] { done.set_value(); }, [] {});
-    done.get_future().wait();
+        {L"S", L"", {}}, [done] { done.give(); }, [] {});
+    done.await();
 
     EXPECT_THAT(order, testing::ElementsAre(0, 1, 2, 3, 4));
 }
@@ -112,14 +123,14 @@ TEST_F(SomeServerTasks, TakesAStartAgainWhenTheOthersHaveEnded) {
     }
     release();
     awaitRunning(16);
-    std::promise<void> done;
+    const Signal done;
     while (!tasks->waitingStarts().empty()) {
         std::this_thread::yield();
     }
     tasks->start(
-        {L"S", L"", {}}, [&] { done.set_value(); }, [] {});
+        {L"S", L"", {}}, [done] { done.give(); }, [] {});
 
-    done.get_future().wait();
+    done.await();
 }
 
 TEST_F(SomeServerTasks, CancelTheStartThatRunsUntilItHasEnded) {
@@ -129,22 +140,25 @@ TEST_F(SomeServerTasks, CancelTheStartThatRunsUntilItHasEnded) {
     tasks->refuse();
     int cancels = 0;
 
+    // A released start may take so long to end that it is cancelled once more.
     tasks->endRunningStart([&] {
-        EXPECT_EQ(ended, 0);
-        if (++cancels == 2) {
+        if (++cancels <= 2) {
+            EXPECT_EQ(ended, 0);
+        }
+        if (cancels == 2) {
             release();
         }
     });
 
-    EXPECT_EQ(cancels, 2);
+    EXPECT_GE(cancels, 2);
     EXPECT_EQ(ended, 1);
     EXPECT_EQ(running, 1);
 }
 
 TEST_F(SomeServerTasks, CancelNothingWhereNoStartRuns) {
-    std::promise<void> done;
-    tasks->query([&] { done.set_value(); });
-    done.get_future().wait();
+    const Signal done;
+    tasks->query([done] { done.give(); });
+    done.await();
     int cancels = 0;
 
     tasks->endRunningStart([&] { ++cancels; });
@@ -153,61 +167,68 @@ TEST_F(SomeServerTasks, CancelNothingWhereNoStartRuns) {
 }
 
 TEST_F(SomeServerTasks, DoNotWaitForAStartThatEndsThem) {
-    std::promise<void> done;
+    const Signal done;
     int cancels = 0;
     tasks->start(
         {L"S", L"", {}},
-        [&] {
+        [this, &cancels, done] {
             tasks->refuse();
             tasks->endRunningStart([&] { ++cancels; });
-            done.set_value();
+            done.give();
         },
         [] {});
 
-    done.get_future().wait();
+    done.await();
     EXPECT_EQ(cancels, 0);
 }
 
 TEST_F(SomeServerTasks, RunsCancelsAndQueriesBesideAStart) {
     start(L"long");
     awaitRunning(1);
-    std::promise<void> cancelled;
-    std::promise<void> asked;
+    const Signal cancelled;
+    const Signal asked;
 
-    tasks->cancel([&] { cancelled.set_value(); });
-    tasks->query([&] { asked.set_value(); });
+    tasks->cancel([cancelled] { cancelled.give(); });
+    tasks->query([asked] { asked.give(); });
 
-    cancelled.get_future().wait();
-    asked.get_future().wait();
+    cancelled.await();
+    asked.await();
 }
 
 TEST_F(SomeServerTasks, BeginTheNextStartWhenTheCancelsHaveEnded) {
-    std::promise<bool> hasWaited;
+    std::atomic<bool> hasWaited{false};
+    const Signal done;
     tasks->cancel(waitingTask());
     awaitRunning(1);
     tasks->start(
-        {L"S", L"", {}}, [&] { hasWaited.set_value(ended == 1); }, [] {});
+        {L"S", L"", {}},
+        [this, &hasWaited, done] {
+            hasWaited = ended == 1;
+            done.give();
+        },
+        [] {});
     // What has been asked behind the start is answered: its thread has had the time to begin it.
     for (int number = 0; number < 100; ++number) {
-        std::promise<void> isAnswered;
-        tasks->query([&] { isAnswered.set_value(); });
-        isAnswered.get_future().wait();
+        const Signal answered;
+        tasks->query([answered] { answered.give(); });
+        answered.await();
     }
     EXPECT_EQ(tasks->waitingStarts().size(), 1U);
     release();
 
-    EXPECT_TRUE(hasWaited.get_future().get());
+    done.await();
+    EXPECT_TRUE(hasWaited);
 }
 
 TEST_F(SomeServerTasks, StopWhileAStartWaitsForTheCancelThatStopsThem) {
-    std::promise<void> isStopped;
-    tasks->cancel([&] {
+    const Signal stopped;
+    tasks->cancel([this, stopped] {
         tasks->start(
             {L"S", L"", {}}, [] {}, [this] { ++dropped; });
         tasks->stop();
-        isStopped.set_value();
+        stopped.give();
     });
-    isStopped.get_future().wait();
+    stopped.await();
 
     EXPECT_EQ(dropped, 1);
 }
@@ -216,11 +237,11 @@ TEST_F(SomeServerTasks, RunsACancelBesideThreeOthersThatWait) {
     for (int number = 0; number < 3; ++number) {
         tasks->cancel(waitingTask());
     }
-    std::promise<void> cancelled;
+    const Signal cancelled;
 
-    tasks->cancel([&] { cancelled.set_value(); });
+    tasks->cancel([cancelled] { cancelled.give(); });
 
-    cancelled.get_future().wait();
+    cancelled.await();
 }
 
 TEST_F(SomeServerTasks, RefusesTheSeventeenthCancelAndTheSixtyFifthQuery) {
@@ -236,9 +257,9 @@ TEST_F(SomeServerTasks, RefusesTheSeventeenthCancelAndTheSixtyFifthQuery) {
 
 TEST_F(SomeServerTasks, TakesTasksAgainWhenOthersHaveEnded) {
     for (int round = 0; round < 100; ++round) {
-        std::promise<void> done;
-        tasks->query([&] { done.set_value(); });
-        done.get_future().wait();
+        const Signal done;
+        tasks->query([done] { done.give(); });
+        done.await();
     }
 }
 
@@ -283,16 +304,16 @@ TEST_F(SomeServerTasks, RefusesTasksAfterAStop) {
 }
 
 TEST_F(SomeServerTasks, CanBeDestroyedByOneOfTheirTasks) {
-    std::promise<void> destroyed;
+    const Signal destroyed;
     tasks->start(
         {L"S", L"", {}},
-        [&] {
+        [this, destroyed] {
             tasks.reset();
-            destroyed.set_value();
+            destroyed.give();
         },
         [] {});
 
-    destroyed.get_future().wait();
+    destroyed.await();
     EXPECT_EQ(tasks, nullptr);
 }
 

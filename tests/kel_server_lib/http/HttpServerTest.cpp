@@ -176,7 +176,6 @@ class EndlessBody : public HttpFixture {
 protected:
     /// Once its first bytes have reached the handler.
     void startSending() {
-        std::promise<void> arrived;
         server->Put("/body", [&](const httplib::Request&, httplib::Response&,
                                  const httplib::ContentReader& read) {
             bool isFirst = true;
@@ -198,6 +197,7 @@ protected:
         arrived.get_future().get();
     }
 
+    std::promise<void> arrived;
     std::optional<RawClient> client;
     std::future<void> sending;
 };

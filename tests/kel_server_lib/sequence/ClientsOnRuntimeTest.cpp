@@ -40,6 +40,9 @@ public:
 class ClientsOnRuntime : public Kel_cpp::Tests::RuntimeFixture {
 protected:
     void SetUp() override {
+        // Far longer than a busy machine needs to see it run.
+        folder.replaceIn("projects/Car_DEMO0000000042/project.xml", "milliseconds=\"10000\"",
+                         "milliseconds=\"100000\"");
         useRealTime();
         const std::string connect = "<SelectAction project='Car_DEMO0000000042' "
                                     "vehicleInformation='VIT_A' autoConnect='true'/>";
@@ -99,9 +102,12 @@ void ClientsOnRuntime::pressButtons() const {
             return run.at("client") == json::value("");
         });
     };
-    for (bool isNear = true;; isNear = !isNear) {
+    // A button needs several readings for a press, for which its thread may get too little time.
+    std::chrono::milliseconds time{50};
+    for (bool isNear = true;; isNear = !isNear, time *= 2) {
         moveHand(isNear ? "9000" : "1000");
-        for (int look = 0; look < 50; ++look) {
+        const auto end = impatient.now() + time;
+        for (int look = 0; look < 50 || impatient.now() < end; ++look) {
             if (hasRun()) {
                 return;
             }

@@ -1,12 +1,13 @@
 #include "platform/linux/DescriptorOutput.hpp"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
 #include <functional>
+#include <poll.h>
 #include <pty.h>
 #include <string>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -129,16 +130,30 @@ public:
         ::tcsetattr(terminal, TCSANOW, &mode);
     }
 
+    /// All that the screen gets of the text, perhaps in pieces.
     [[nodiscard]] std::string shown(std::string_view text) const {
         DescriptorOutput(terminal).write(text);
-        std::array<char, 100> bytes{};
-        const ssize_t count = ::read(screen, bytes.data(), bytes.size());
-        return {bytes.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
+        constexpr char end = '$';
+        EXPECT_EQ(::write(terminal, &end, 1), 1);
+        std::string all;
+        char byte = 0;
+        while (read(byte) && byte != end) {
+            all += byte;
+        }
+        EXPECT_EQ(byte, end);
+        return all;
     }
 
     bool opened = false;
     int screen = -1;
     int terminal = -1;
+
+private:
+    [[nodiscard]] bool read(char& byte) const {
+        constexpr int patience = 100'000;
+        pollfd waiting{.fd = screen, .events = POLLIN, .revents = 0};
+        return ::poll(&waiting, 1, patience) == 1 && ::read(screen, &byte, 1) == 1;
+    }
 };
 
 constexpr auto newLineFlag = static_cast<tcflag_t>(ONLCR);
