@@ -120,6 +120,7 @@ TEST_F(Console, WaitsTwoSecondsBeforeADelayedStart) {
 }
 
 TEST_F(Console, StartsTheSovdServer) {
+    server.configureSovd();
     Process process = startOnLoopback({"--sovd"});
     ASSERT_TRUE(process.waitForOutput(prompt)) << process.output();
     EXPECT_THAT(process.output(), HasSubstr("\nSOVD server started\n"));

@@ -131,9 +131,10 @@ FileEvents::~FileEvents() {
 /// two readings.
 bool FileEvents::waitFor(unsigned wanted) {
     constexpr std::chrono::milliseconds pollInterval{5};
-    const auto end = Clock::now() + Process::patience;
-    while (count() < wanted) {
-        if (Clock::now() >= end) {
+    const auto begin = Clock::now();
+    for (auto asked = begin; count() < wanted; asked = Clock::now()) {
+        missing = asked;
+        if (asked - begin >= Process::patience) {
             return false;
         }
         std::this_thread::sleep_for(pollInterval);

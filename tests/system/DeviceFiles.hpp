@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <string>
@@ -49,12 +50,15 @@ public:
     bool waitFor(unsigned wanted);
     /// So far.
     unsigned count();
+    /// A moment before the last one that was waited for.
+    [[nodiscard]] std::chrono::steady_clock::time_point beforeLast() const { return missing; }
 
 private:
     std::uint32_t kind;
     int descriptor;
     unsigned seen = 0;
     bool changed = false;
+    std::chrono::steady_clock::time_point missing;
 };
 
 } // namespace Quarlen::Tests

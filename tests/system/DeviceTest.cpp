@@ -11,6 +11,7 @@
 
 #include "tests/system/DeviceFiles.hpp"
 #include "tests/system/InstalledServer.hpp"
+#include "tests/system/LedHistory.hpp"
 
 namespace Quarlen::Tests {
 
@@ -21,6 +22,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using Tests::DeviceFiles;
 using Tests::FileEvents;
+using Tests::LedHistory;
 using Tests::Process;
 
 constexpr int f1Sensor = 1;
@@ -48,7 +50,7 @@ protected:
 
     [[nodiscard]] Process start(const std::string& f1Script, const std::string& f2Script) const {
         server.configure("<F1Sequence>" + f1Script + "</F1Sequence><F2Sequence>" + f2Script +
-                         "</F2Sequence>");
+                         "</F2Sequence><Tracing enabled=\"true\" level=\"4\"/>");
         return server.start({"127.0.0.1", std::to_string(Tests::freePort())});
     }
 
@@ -69,6 +71,18 @@ protected:
         });
     }
 
+    /// Holds a hand over sensor one for ten readings. Gives the colour that the LED then shows, or
+    /// nothing when this machine was so slow that there may have been an eleventh.
+    static std::optional<std::string> colourOfTenReadings(FileEvents& shown) {
+        constexpr std::chrono::milliseconds betweenReadings{200};
+        DeviceFiles::setReading(f1Sensor, hand);
+        EXPECT_TRUE(shown.waitFor(10));
+        std::string colour = DeviceFiles::led();
+        DeviceFiles::setReading(f1Sensor, nobody);
+        const auto held = std::chrono::steady_clock::now() - shown.beforeLast();
+        return held < betweenReadings ? std::optional(colour) : std::nullopt;
+    }
+
     void replaceInConfigFile(const std::string& name, const std::string& text,
                              const std::string& replacement) const {
         std::string content = server.readConfigFile(name);
@@ -79,9 +93,22 @@ protected:
         server.writeConfigFile(name, content);
     }
 
-    /// Long enough that the colour during a run can be seen.
+    /// So much that a flash goes on for seconds, however late a test looks.
     void slowTheVehicleDown() const {
         replaceInConfigFile("vehicle.xml", "responseDelay=\"2\"", "responseDelay=\"60\"");
+    }
+
+    /// The first step of a flash that changes anything has been asked for.
+    [[nodiscard]] bool waitUntilErasing(Process& process) const {
+        const auto isErasing = [this] {
+            return server.readConfigFile("traces/kel_server.log").find("  31 01 FF 00") !=
+                   std::string::npos;
+        };
+        const auto end = std::chrono::steady_clock::now() + Process::patience;
+        while (!isErasing() && std::chrono::steady_clock::now() < end) {
+            process.waitForExit(std::chrono::milliseconds(50));
+        }
+        return isErasing();
     }
 
     /// The pages of all reports.
@@ -102,29 +129,28 @@ protected:
 };
 
 TEST_F(Device, AHandHeldOverSensorOneRunsF1sScriptOrangeThenBlueThenGreen) {
-    slowTheVehicleDown();
+    LedHistory led;
     Process process = start("ButtonDemo.xml", "");
     ASSERT_TRUE(waitUntilWatching(process, {f1Sensor})) << process.output();
-    EXPECT_EQ(DeviceFiles::led(), "0 0 0");
+    EXPECT_THAT(led.colours(), IsEmpty());
 
     DeviceFiles::setReading(f1Sensor, hand);
 
-    ASSERT_TRUE(DeviceFiles::waitForLed(orange)) << DeviceFiles::led();
-    ASSERT_TRUE(DeviceFiles::waitForLed(blue)) << DeviceFiles::led();
-    ASSERT_TRUE(DeviceFiles::waitForLed(green)) << DeviceFiles::led();
+    EXPECT_TRUE(led.waitFor(green));
+    EXPECT_THAT(led.colours(), ElementsAre(orange, blue, green));
     EXPECT_THAT(process.output(), HasSubstr("Press F1 to run sequence: ButtonDemo.xml"));
     EXPECT_THAT(reports(), ElementsAre(HasSubstr("Cylinder 1 misfire detected")));
 }
 
 TEST_F(Device, AHandHeldOverSensorZeroRunsF2sScriptWhichFlashesTheEngine) {
+    LedHistory led;
     Process process = start("", "Flash.xml");
     ASSERT_TRUE(waitUntilWatching(process, {f2Sensor})) << process.output();
 
     DeviceFiles::setReading(f2Sensor, hand);
 
-    ASSERT_TRUE(DeviceFiles::waitForLed(orange)) << DeviceFiles::led();
-    ASSERT_TRUE(DeviceFiles::waitForLed(blue)) << DeviceFiles::led();
-    ASSERT_TRUE(DeviceFiles::waitForLed(green)) << DeviceFiles::led();
+    EXPECT_TRUE(led.waitFor(green));
+    EXPECT_THAT(led.colours(), ElementsAre(orange, blue, green));
     EXPECT_THAT(reports(), ElementsAre(HasSubstr("EN_02.00.00")));
 }
 
@@ -140,20 +166,24 @@ TEST_F(Device, AScriptThatFailsEndsRed) {
 }
 
 TEST_F(Device, TenNearReadingsShowTheHandAndStartNothing) {
-    Process process = start("ButtonDemo.xml", "");
-    ASSERT_TRUE(waitUntilWatching(process, {f1Sensor})) << process.output();
-    FileEvents shown(DeviceFiles::brightness("red"), FileEvents::writes);
+    constexpr int attempts = 20;
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        std::filesystem::remove_all(server.config() / "reports");
+        Process process = start("ButtonDemo.xml", "");
+        ASSERT_TRUE(waitUntilWatching(process, {f1Sensor})) << process.output();
+        FileEvents shown(DeviceFiles::brightness("red"), FileEvents::writes);
 
-    DeviceFiles::setReading(f1Sensor, hand);
-    ASSERT_TRUE(shown.waitFor(10));
-    EXPECT_EQ(DeviceFiles::led(), orange);
-    DeviceFiles::setReading(f1Sensor, nobody);
-
-    EXPECT_TRUE(DeviceFiles::waitForLed(allOn)) << DeviceFiles::led();
-    FileEvents passes(DeviceFiles::sensor(f1Sensor), FileEvents::reads);
-    ASSERT_TRUE(passes.waitFor(3));
-    EXPECT_EQ(shown.count(), 11U);
-    EXPECT_THAT(reports(), IsEmpty());
+        if (const auto colour = colourOfTenReadings(shown)) {
+            EXPECT_EQ(*colour, orange);
+            EXPECT_TRUE(DeviceFiles::waitForLed(allOn)) << DeviceFiles::led();
+            FileEvents passes(DeviceFiles::sensor(f1Sensor), FileEvents::reads);
+            ASSERT_TRUE(passes.waitFor(3));
+            EXPECT_EQ(shown.count(), 11U);
+            EXPECT_THAT(reports(), IsEmpty());
+            return;
+        }
+    }
+    FAIL() << "this machine is too slow to take a hand away between two readings";
 }
 
 TEST_F(Device, WhileOneButtonRunsTheOtherDoesNothing) {
@@ -201,7 +231,8 @@ TEST_F(Device, ASignalDuringAFlashCancelsItAndLeavesTheLedAllOn) {
     Process process = start("", "Flash.xml");
     ASSERT_TRUE(waitUntilWatching(process, {f2Sensor})) << process.output();
     DeviceFiles::setReading(f2Sensor, hand);
-    ASSERT_TRUE(DeviceFiles::waitForLed(blue)) << DeviceFiles::led();
+    ASSERT_TRUE(waitUntilErasing(process)) << process.output();
+    EXPECT_EQ(DeviceFiles::led(), blue);
 
     process.sendSignal(SIGTERM);
 

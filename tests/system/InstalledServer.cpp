@@ -36,6 +36,10 @@ void InstalledServer::configure(const std::string& elements) const {
     writeConfigFile("KelServer.xml", "<KelServer>\n" + elements + "\n</KelServer>\n");
 }
 
+void InstalledServer::configureSovd() const {
+    configure("<SovdServer port=\"" + std::to_string(freePort()) + "\"/>");
+}
+
 void InstalledServer::writeConfigFile(const std::string& name, const std::string& content) const {
     const auto file = config() / name;
     std::filesystem::create_directories(file.parent_path());

@@ -30,6 +30,8 @@ public:
 
     /// Writes KelServer.xml with this content of its root element.
     void configure(const std::string& elements) const;
+    /// With a port of its own for the SOVD server, which else has the same one in all programs.
+    void configureSovd() const;
     void writeConfigFile(const std::string& name, const std::string& content) const;
     /// Empty when the file is not there.
     [[nodiscard]] std::string readConfigFile(const std::string& name) const;

@@ -87,6 +87,7 @@ TEST_P(StoppingSignal, ShutsDownInOrderWithoutAKeyboard) {
 }
 
 TEST_P(StoppingSignal, ActsOnceTheStartHasEnded) {
+    server.configureSovd();
     Process process = startOnLoopback({"--delayedStart", "--sovd"});
     ASSERT_TRUE(process.waitForOutput("2sec delay")) << process.output();
 

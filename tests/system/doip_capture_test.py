@@ -54,6 +54,7 @@ def setUpModule():
     with VehicleProcess(VEHICLE, FILE) as vehicle, RecordingProxy((vehicle.address, PORT)) as proxy:
         # Without a host, so that it looks for the vehicle, where it finds the proxy.
         program = SequenceProgram(path, PROGRAM, EXAMPLES, FLASH_DATA, doip=("", proxy.place[1]))
+        program.start()
         try:
             outcomes = [program.run(script)["outcome"] for script in SCRIPTS]
             wait_until_kept(proxy.recording)

@@ -102,15 +102,18 @@ def told(job):
 class Link:
     """All sequences, one after the other, on a vehicle that nobody has used."""
 
-    def __init__(self, name, doip=None):
+    def __init__(self, name, folder, doip=None):
         self.name = name
-        with tempfile.TemporaryDirectory() as folder:
-            program = SequenceProgram(pathlib.Path(folder).resolve(), PROGRAM, EXAMPLES, FLASH_DATA, doip)
-            try:
-                self.results = {case: self.result(program, *case) for case in EXPECTED}
-            finally:
-                self.exit_code = program.end()
-            self.messages = messages(program.traces())
+        folder.mkdir()
+        self.program = SequenceProgram(folder, PROGRAM, EXAMPLES, FLASH_DATA, doip)
+
+    def run(self):
+        self.program.start()
+        try:
+            self.results = {case: self.result(self.program, *case) for case in EXPECTED}
+        finally:
+            self.exit_code = self.program.end()
+        self.messages = messages(self.program.traces())
 
     def result(self, program, script, information):
         run = program.run(self.script(program, script, information))
@@ -152,11 +155,13 @@ class LinksTest(unittest.TestCase):
 
     @classmethod
     def setUpClass(cls):
-        with VehicleProcess(VEHICLE, EXAMPLES / "vehicle.xml") as vehicle, \
+        with tempfile.TemporaryDirectory() as name, VehicleProcess(VEHICLE, EXAMPLES / "vehicle.xml") as vehicle, \
                 concurrent.futures.ThreadPoolExecutor() as threads:
-            begun = [threads.submit(Link, "Simulation"),
-                     threads.submit(Link, "DoIP", (vehicle.address, PORT))]
-            cls.simulation, cls.network = (link.result() for link in begun)
+            folder = pathlib.Path(name).resolve()
+            cls.simulation = Link("Simulation", folder / "simulation")
+            cls.network = Link("DoIP", folder / "network", (vehicle.address, PORT))
+            for ran in [threads.submit(link.run) for link in (cls.simulation, cls.network)]:
+                ran.result()
             cls.vehicle_exit_code = vehicle.end()
             cls.vehicle_log = vehicle.log()
 

@@ -11,7 +11,10 @@ TIMES = 'p2="20000" deltaP2="20000"'
 
 
 class SequenceProgram:
-    """In a copy of its folder, without a start sequence, traces every message of the bus."""
+    """In a copy of its folder, without a start sequence, traces every message of the bus.
+
+    Make all before one is started on another thread: a start passes the files that are open on to the new
+    process for a moment, and no program can be started while any process has it open for writing."""
 
     def __init__(self, folder, program, examples, flash_data, doip=None):
         """`doip` is the place of a vehicle, host and port; without it the vehicle is simulated."""
@@ -21,10 +24,13 @@ class SequenceProgram:
         settings = self.config / "KelServer.xml"
         edit(settings, '<Tracing enabled="true" level="3"/>', '<Tracing enabled="true" level="4"/>')
         use_link(settings, doip)
+        self.folder, self.program = folder, folder / program.name
+
+    def start(self):
         self.holder = held_port()
         port = self.holder.getsockname()[1]
-        self.process = subprocess.Popen([folder / program.name, "127.0.0.1", str(port)],
-                                        cwd=folder, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        self.process = subprocess.Popen([self.program, "127.0.0.1", str(port)],
+                                        cwd=self.folder, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         try:
             # The last line that does not wait for the next one.
             wait_for_line(self.process.stdout, b"Press F2")

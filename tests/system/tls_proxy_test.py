@@ -16,6 +16,7 @@ import ssl
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 from installed_program import edit, held_port, install, wait_for_line
@@ -96,8 +97,12 @@ class Setup:
 
     def start(self, cleanup):
         program = [self.folder / PROGRAM.name, "127.0.0.1", str(self.port), "--non_interactive"]
-        # The first line behind the start of its addresses.
+        # The first line behind the start of its addresses; it takes starts once it has a status.
         self.start_process(cleanup, program, "stdout", b"server device:")
+        end = time.monotonic() + PATIENCE
+        with RpcClient(self.port) as client:
+            while not client.result("status.get")["text"]:
+                assert time.monotonic() < end, "the program has no status"
         proxy = [NGINX, "-p", self.folder, "-c", "nginx.conf", "-e", "stderr", "-g", "daemon off;"]
         # The last line before it serves.
         self.start_process(cleanup, proxy, "stderr", b"getrlimit")

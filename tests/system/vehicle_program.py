@@ -12,22 +12,23 @@ PORT = 13400
 PATIENCE = 60
 
 
-def own_address():
-    """An address of this machine alone: tests beside each other all use the port of the standard."""
+def own_address(vehicle=0):
+    """An address of this machine alone, another one for another vehicle of a test: tests beside each other
+    all use the port of the standard."""
     number = os.getpid()
-    return f"127.{1 + (number >> 16 & 0x3F)}.{number >> 8 & 0xFF}.{1 + (number & 0xFF) % 254}"
+    return f"127.{1 + 64 * vehicle + (number >> 16 & 0x3F)}.{number >> 8 & 0xFF}.{1 + (number & 0xFF) % 254}"
 
 
 class VehicleProcess:
     """Serves the file until it is left. What it says is in `log`."""
 
-    def __init__(self, program, file, *arguments, address=None):
+    def __init__(self, program, file, address=None, alive_check=60000):
         self.address = address or own_address()
         self.output = tempfile.TemporaryFile()
         self.process = subprocess.Popen(
             [program, file, "--address", self.address, "--port", str(PORT),
              # A machine under load takes its time.
-             "--initial-inactivity", "60000", "--alive-check", "5000", *arguments],
+             "--initial-inactivity", "60000", "--alive-check", str(alive_check)],
             stdin=subprocess.PIPE, stdout=self.output, stderr=subprocess.STDOUT)
 
     def __enter__(self):

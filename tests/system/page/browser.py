@@ -33,6 +33,7 @@ const ask = () => {
 };
 const observer = new MutationObserver(ask);
 observer.observe(document, {subtree: true, childList: true, characterData: true, attributes: true});
+%s
 timer = setInterval(ask, 50);
 ask();
 """
@@ -93,10 +94,10 @@ class Browser:
     def run(self, script, *arguments):
         return self.ask("POST", "/execute/sync", {"script": script, "args": arguments})
 
-    def until(self, condition, *arguments):
+    def until(self, condition, *arguments, first=""):
         """Waits until the condition, the body of a function, returns something true, and returns it.
-        The arguments are in `given`."""
-        script = WAIT % (json.dumps(arguments), condition)
+        The arguments are in `given`. What comes of the statements `first` is not missed."""
+        script = WAIT % (json.dumps(arguments), condition, first)
         try:
             return self.ask("POST", "/execute/async", {"script": script, "args": []})
         except WebDriverError as error:

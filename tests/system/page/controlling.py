@@ -102,12 +102,13 @@ class Controlling(PageTest):
             program.slow_the_vehicle_down(30)))
         half_way = ("const bar = document.querySelector('#jobs progress'); "
                     "return bar && bar.value > 0 && bar.value < bar.max && bar.labels[0].innerText")
-        self.start("Flash.xml")
-        self.assertRegex(self.browser.until(half_way), r"^Flash – ENGINE\s+[\d,]+ of 100,000 bytes, \d+ %$")
+        self.assertRegex(self.start_until("Flash.xml", half_way), r"^Flash – ENGINE\s+[\d,]+ of 100,000 bytes, \d+ %$")
         self.browser.until_none("#jobs li")
-        self.start("ButtonDemo.xml")
-        self.assertRegex(self.browser.until(half_way), r"^Quick test – \w+\s+\d of 3 control units, \d+ %$")
+        self.assertRegex(self.start_until("ButtonDemo.xml", half_way), r"^Quick test – \w+\s+\d of 3 control units, \d+ %$")
         self.browser.until_none("#jobs li")
+
+    def start_until(self, name, condition):
+        return self.browser.until(condition, start_button(name), first="document.querySelector(given[0]).click();")
 
     def test_the_keyboard_alone_starts_cancels_and_opens_details(self):
         self.begin_slow()

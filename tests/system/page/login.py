@@ -12,14 +12,18 @@ OTHER_ADDRESS = os.environ.get("KEL_PAGE_TEST_ADDRESS", "")
 TOKENS = {"watch": "a token to watch", "control": "a token to control"}
 
 
+def line_of(role):
+    """Of the file with tokens."""
+    return f"{role} {role}er {hashlib.sha256(TOKENS[role].encode()).hexdigest()}"
+
+
 @unittest.skipUnless(OTHER_ADDRESS, "this machine gives no network of its own")
 class LoggingIn(PageTest):
     expects_refusals = True
 
     def setUp(self):
-        lines = [f"{role} {role}er {hashlib.sha256(token.encode()).hexdigest()}"
-                 for role, token in TOKENS.items()]
-        self.begin(host=OTHER_ADDRESS, prepare=lambda program: program.write_tokens(lines))
+        lines = [line_of(role) for role in TOKENS]
+        self.begin(host=OTHER_ADDRESS, prepare=lambda program: program.write_tokens(lines, TOKENS["watch"]))
         self.browser.until_text("#login", "Token")
 
     def log_in(self, token):
@@ -87,7 +91,7 @@ class LoggingIn(PageTest):
         self.browser.until_text("#connection", "Connected")
         self.program.stop()
         self.browser.until_text("#connection", "Not connected")
-        (self.program.config / "access.token").write_text("")
+        (self.program.config / "access.token").write_text(line_of("watch") + "\n")
         self.program.start()
         self.browser.until_text("#login-problem", "Not logged in: there is no such token.")
         self.browser.until_none("#content")

@@ -7,10 +7,12 @@ import shutil
 import signal
 import subprocess
 import tempfile
+import time
 import urllib.request
 
 import installed_program
 
+PATIENCE = 60
 PROJECT = "Car_DEMO0000000042"
 SELECT = f"<SelectAction project='{PROJECT}' vehicleInformation='VIT_A' autoConnect='true'/>"
 
@@ -29,6 +31,7 @@ class Program:
         self.host, self.holder = host, installed_program.held_port(host)
         self.port = self.holder.getsockname()[1]
         self.process = None
+        self.token = None
         installed_program.install(self.folder, given("PROGRAM"), given("EXAMPLES"))
         self.edit("KelServer.xml", r"<(F[12]Sequence)>[^<]*</\1>", "")
 
@@ -66,7 +69,9 @@ class Program:
     def add_flash_data(self):
         shutil.copytree(given("FLASH_DATA"), self.config / "data" / "flashdata")
 
-    def write_tokens(self, lines):
+    def write_tokens(self, lines, own):
+        """`own` is the one that the test itself shows."""
+        self.token = own
         self.edit("KelServer.xml", "</KelServer>", '<Access tokenFile="access.token"/></KelServer>')
         path = self.config / "access.token"
         path.touch(mode=0o600)
@@ -77,17 +82,23 @@ class Program:
             [self.folder / given("PROGRAM").name, self.host, str(self.port), "--non_interactive"],
             cwd=self.folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
         installed_program.wait_for_line(self.process.stdout, b"server device:")
+        # Only then it takes starts.
+        end = time.monotonic() + PATIENCE
+        while not self.call("status.get")["text"]:
+            assert time.monotonic() < end, "the program has no status"
 
     def call(self, method, **params):
         """What another client asks."""
         call = {"jsonrpc": "2.0", "id": 1, "method": method, "params": params}
+        headers = {"Authorization": f"Bearer {self.token}"} if self.token else {}
+        request = urllib.request.Request(self.address + "rpc", json.dumps(call).encode(), headers)
         opener = urllib.request.build_opener(urllib.request.ProxyHandler({}))
-        with opener.open(self.address + "rpc", json.dumps(call).encode(), timeout=60) as reply:
+        with opener.open(request, timeout=PATIENCE) as reply:
             return json.load(reply)["result"]
 
     def policy(self):
         opener = urllib.request.build_opener(urllib.request.ProxyHandler({}))
-        with opener.open(self.address, timeout=60) as reply:
+        with opener.open(self.address, timeout=PATIENCE) as reply:
             return reply.headers["Content-Security-Policy"]
 
     def signal(self, number):

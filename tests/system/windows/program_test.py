@@ -22,6 +22,11 @@ import unittest
 import file_properties
 import system_libraries
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
+
+# pylint: disable=wrong-import-position
+from installed_program import held_port
+
 PROGRAM, EXAMPLES, FLASH_DATA = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
 EMULATOR = sys.argv[4:5]
 PATIENCE = 100
@@ -31,12 +36,6 @@ PROMPT = b"Enter 'q' and Enter to exit\n"
 GOODBYE = b"Shutting down kel_server\n"
 REST_ADDRESS = "http://localhost:8011"
 REST_READY = b"REST server started\n"
-
-
-def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return str(probe.getsockname()[1])
 
 
 class Running:
@@ -88,6 +87,12 @@ class InstalledProgram(unittest.TestCase):
         (self.folder / "config").mkdir()
         self.configure("")
 
+    def port(self):
+        """One that nobody else is given during the test."""
+        holder = held_port()
+        self.addCleanup(holder.close)
+        return str(holder.getsockname()[1])
+
     def configure(self, elements):
         self.write("KelServer.xml", f"<KelServer>\n{elements}\n</KelServer>\n")
 
@@ -121,7 +126,7 @@ class InstalledProgram(unittest.TestCase):
 
 class WindowsProgram(InstalledProgram):
     def test_stops_at_q_and_prints_its_lines_in_order(self):
-        port = free_port()
+        port = self.port()
         program = self.start("127.0.0.1", port)
         program.wait_for(READY)
         program.type(b"Qxq")
@@ -132,7 +137,7 @@ class WindowsProgram(InstalledProgram):
             r"Shutting down kel_server\n$"))
 
     def test_goes_on_at_an_upper_case_q_and_at_the_end_of_its_input(self):
-        program = self.start("127.0.0.1", free_port())
+        program = self.start("127.0.0.1", self.port())
         program.wait_for(READY)
         program.type(b"Q")
         program.process.stdin.close()
@@ -140,7 +145,7 @@ class WindowsProgram(InstalledProgram):
         self.assertNotIn(GOODBYE, program.output)
 
     def test_takes_a_key_from_a_console_without_enter(self):
-        port = free_port()
+        port = self.port()
         screen, terminal = pty.openpty()
         process = subprocess.Popen([*EMULATOR, self.folder / PROGRAM.name, "127.0.0.1", port],
                                    cwd=self.folder, stdin=terminal, stdout=terminal,
@@ -168,7 +173,7 @@ class WindowsProgram(InstalledProgram):
             pass  # the other side is gone
 
     def test_ignores_keys_when_it_is_not_interactive(self):
-        program = self.start("127.0.0.1", free_port(), "--non_interactive")
+        program = self.start("127.0.0.1", self.port(), "--non_interactive")
         program.wait_for(READY)
         program.type(b"q")
         self.expect_still_running(program)
@@ -176,7 +181,7 @@ class WindowsProgram(InstalledProgram):
 
     def test_waits_two_seconds_before_a_delayed_start(self):
         began = time.monotonic()
-        program = self.start("127.0.0.1", free_port(), "--delayedStart")
+        program = self.start("127.0.0.1", self.port(), "--delayedStart")
         program.wait_for(b"server address: ")
         self.assertGreaterEqual(time.monotonic() - began, 2)
         program.type(b"q")
@@ -185,7 +190,8 @@ class WindowsProgram(InstalledProgram):
             b"starting server with a 2sec delay (from restart request)\n"))
 
     def test_starts_the_sovd_server(self):
-        output = self.run_until_q("127.0.0.1", free_port(), "--sovd")
+        self.configure(f'<SovdServer port="{self.port()}"/>')
+        output = self.run_until_q("127.0.0.1", self.port(), "--sovd")
         self.assertIn(b"\nSOVD server started\n", output)
 
     def test_prints_the_usage_text_with_the_line_ends_that_it_has(self):
@@ -200,7 +206,7 @@ class WindowsProgram(InstalledProgram):
 
     def test_survives_a_reader_that_goes_away(self):
         process = subprocess.Popen(
-            [*EMULATOR, self.folder / PROGRAM.name, "127.0.0.1", free_port()], cwd=self.folder,
+            [*EMULATOR, self.folder / PROGRAM.name, "127.0.0.1", self.port()], cwd=self.folder,
             stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         self.addCleanup(process.kill)
         while process.stdout.readline() != READY:
@@ -238,7 +244,7 @@ class WindowsProgram(InstalledProgram):
         self.assertIn(f"127.0.0.1:{port}", output.decode())
 
     def test_does_not_share_its_port_with_a_second_instance(self):
-        port = free_port()
+        port = self.port()
         first = self.start("127.0.0.1", port)
         first.wait_for(READY)
         code, output = self.run_to_end("127.0.0.1", port)
@@ -251,7 +257,7 @@ class WindowsProgram(InstalledProgram):
         with socket.socket() as taken:
             taken.bind(("127.0.0.1", 0))
             taken.listen()
-            taken_port, port = str(taken.getsockname()[1]), free_port()
+            taken_port, port = str(taken.getsockname()[1]), self.port()
             self.configure("<ServerAddresses>" + "".join(
                 f"<ServerAddress><IpAddress>127.0.0.1</IpAddress><Port>{number}</Port></ServerAddress>"
                 for number in (taken_port, port)) + "</ServerAddresses>")
@@ -261,7 +267,7 @@ class WindowsProgram(InstalledProgram):
         self.assertIn(f"\nserver address: 127.0.0.1:{port}\n", text)
 
     def test_takes_the_broker_from_its_file(self):
-        port = free_port()
+        port = self.port()
         self.write("broker.txt", f"http://127.0.0.1:{port}")
         self.configure("<ServerAddresses><ServerAddress><IpAddress>$$BROKERURL$$</IpAddress><Port>1</Port>"
                        "</ServerAddress></ServerAddresses><BrokerUrlFile>broker.txt</BrokerUrlFile>")
@@ -270,15 +276,15 @@ class WindowsProgram(InstalledProgram):
 
     def test_goes_on_without_a_missing_start_sequence(self):
         self.configure("<StartSequence>Missing.xml</StartSequence>")
-        self.run_until_q("127.0.0.1", free_port(), ready=b"Running start sequence: Missing.xml\n")
+        self.run_until_q("127.0.0.1", self.port(), ready=b"Running start sequence: Missing.xml\n")
 
     def test_does_nothing_for_led_and_buttons(self):
         self.configure("<F1Sequence>Demo.xml</F1Sequence><F2Sequence>Demo.xml</F2Sequence>")
-        output = self.run_until_q("127.0.0.1", free_port())
+        output = self.run_until_q("127.0.0.1", self.port())
         self.assertNotIn(b"xception", output)
 
     def test_is_no_service_when_it_is_started_by_hand_and_says_so(self):
-        code, output = self.run_to_end("127.0.0.1", free_port(), "--service")
+        code, output = self.run_to_end("127.0.0.1", self.port(), "--service")
         self.assertEqual(code, 1)
         self.assertRegex(output, rb"^--service is for the service manager: .*\b1063\b")
 
@@ -291,7 +297,7 @@ class WindowsProgram(InstalledProgram):
     def test_runs_the_example_sequence_and_writes_a_report(self):
         shutil.copytree(EXAMPLES, self.folder / "config", dirs_exist_ok=True)
         shutil.copytree(FLASH_DATA, self.folder / "config" / "data" / "flashdata")
-        output = self.run_until_q("127.0.0.1", free_port())
+        output = self.run_until_q("127.0.0.1", self.port())
         self.assertIn(b"\nRunning start sequence: Demo.xml\n", output)
         self.assertNotIn(b"Exception caught", output)
         reports = list((self.folder / "config" / "reports").iterdir())
@@ -303,7 +309,7 @@ class RestApi(InstalledProgram):
     """On its own port, of which there is one."""
 
     def launch(self):
-        program = self.start("127.0.0.1", free_port(), "--REST", "--non_interactive")
+        program = self.start("127.0.0.1", self.port(), "--REST", "--non_interactive")
         program.wait_for(REST_READY)
         return program
 

@@ -202,12 +202,14 @@ class Output(unittest.TestCase):
     def test_a_reader_that_goes_ends_what_goes_on(self):
         def answer(call):
             yield result(call, True)
-            for _ in range(200):
+            # Without an end, so that kelctl always writes once more behind the end of its reader.
+            while True:
                 yield IDLE
         with FakeServer(answer) as server:
             for arguments in (("status", "--watch"), ("watch",)):
                 process = subprocess.Popen(command("--port", server.port, *arguments),
                                            stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+                self.addCleanup(process.kill)
                 process.stdout.readline()
                 process.stdout.close()
                 self.assertEqual(process.wait(PATIENCE), REFUSED)

@@ -20,6 +20,8 @@ from installed_program import edit, held_port, install, wait_for_line
 from rpc_client import RpcClient
 
 SELECT = "<SelectAction project='Car_DEMO0000000042' vehicleInformation='VIT_A' autoConnect='true'/>"
+# Starts behind the one that runs.
+MAX_WAITING = 16
 SCRIPTS = {
     "Read.xml": SELECT + "<ExecuteAction command='Otx_ReadIdent'/>",
     "Fail.xml": SELECT + "<ExecuteAction command='Otx_Fail'/>",
@@ -80,10 +82,18 @@ class RunningServer:
 
     def wait_for_job(self):
         """The status text of an action is set before its job is launched."""
+        self.wait_until(lambda client: client.result("jobs.list"), "there is no job")
+
+    def wait_for_room(self):
+        """One more start may wait: those behind a run that ends begin a moment after its end."""
+        self.wait_until(lambda client: len(client.result("sequence.waiting")) < MAX_WAITING,
+                        "too many sequences wait")
+
+    def wait_until(self, condition, obstacle):
         end = time.monotonic() + program.PATIENCE
         with RpcClient(self.port) as client:
-            while not client.result("jobs.list"):
-                assert time.monotonic() < end, "there is no job"
+            while not condition(client):
+                assert time.monotonic() < end, obstacle
 
     def kelctl(self, *arguments, **more):
         return program.kelctl("--port", self.port, *arguments, **more)

@@ -16,7 +16,7 @@ import zipfile
 
 from kelctl_program import (CANCELLED, DONE, FINDINGS, IS_WINDOWS, NOT_REACHABLE, PATIENCE,
                             REFUSED, WRONG_USAGE, command, kelctl)
-from running_server import Proxy, RunningServer, held_port
+from running_server import MAX_WAITING, Proxy, RunningServer, held_port
 
 STATUS = re.compile(r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z  (.*)")
 READ = ["Running sequence: Read.xml", "Selecting project Car_DEMO0000000042",
@@ -113,13 +113,14 @@ class Running(WithServer):
     def test_a_start_that_the_server_does_not_take_is_refused_at_once(self):
         follower = self.follow("Slow.xml")
         self.server.wait_for_job()
-        for _ in range(16):
+        for _ in range(MAX_WAITING):
             self.assertEqual(self.said("start", "Read.xml"), "started Read.xml\n")
         self.assertEqual(self.refused("start", "Read.xml"), "too many sequences wait")
         followed = self.kelctl("start", "Read.xml", "--follow")
         self.assertEqual((followed.code, followed.err), (REFUSED, "kelctl: too many sequences wait\n"))
         self.said("cancel")
         self.assertEqual(follower.wait(), CANCELLED)
+        self.server.wait_for_room()
         # Comes behind all of them.
         self.said("start", "Read.xml", "--follow")
 

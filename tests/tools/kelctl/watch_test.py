@@ -11,6 +11,7 @@ import subprocess
 import threading
 import unittest
 
+from fake_server import FakeServer
 from kelctl_program import DONE, IS_WINDOWS, PATIENCE, command
 from running_server import RunningServer, held_port
 
@@ -19,6 +20,7 @@ if not IS_WINDOWS:
     import pty
     import termios
 
+TIME = re.compile(r"  20\d\d-")
 LINE = re.compile(r"(\S+) +(?:\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z  )?(.*)")
 READ = ["Running sequence: Read.xml", "Selecting project Car_DEMO0000000042",
         "Project Car_DEMO0000000042 selected.", "Idle", "Running execute action: Otx_ReadIdent", "Idle",
@@ -46,6 +48,9 @@ class Watching:
             if not self.news.wait_for(lambda: condition(self.lines), PATIENCE):
                 raise AssertionError(f"not yet: {self.lines[-20:]}")
 
+    def wait_for_statuses(self, count):
+        self.wait_for(lambda lines: len(lines) >= count and len(statuses_of(lines)) >= count)
+
     def end(self):
         self.process.kill()
         self.process.wait()
@@ -59,7 +64,11 @@ def texts_of(lines, host):
 
 def causes_of(lines):
     """Why a server is not reachable: what has no time."""
-    return [line for line in lines if not re.search(r"  20\d\d-", line)]
+    return [line for line in lines if not TIME.search(line)]
+
+
+def statuses_of(lines):
+    return [line for line in lines if TIME.search(line)]
 
 
 class ManyServers(unittest.TestCase):
@@ -79,11 +88,12 @@ class ManyServers(unittest.TestCase):
     def test_two_hundred_of_them_lose_no_text(self):
         hosts = [f"127.0.0.1:{self.server.port}"] * 200
         watching = self.watch("watch", "--all", *hosts)
-        watching.wait_for(lambda lines: len(lines) == len(hosts))
+        # On a machine under load some fail at first, which is told, too.
+        watching.wait_for_statuses(len(hosts))
         self.assertEqual(self.server.kelctl("start", "Read.xml", "--follow").code, DONE)
         total = len(hosts) * (1 + len(READ))
-        watching.wait_for(lambda lines: len(lines) >= total)
-        texts = texts_of(watching.lines, hosts[0])
+        watching.wait_for_statuses(total)
+        texts = texts_of(statuses_of(watching.lines), hosts[0])
         self.assertEqual(len(texts), total)
         for text in set(READ):
             self.assertEqual(texts[len(hosts):].count(text), READ.count(text) * len(hosts))
@@ -127,7 +137,7 @@ class AServerThatGoes(unittest.TestCase):
         try:
             watching.wait_for(lambda lines: len(lines) == 1)
             server.stop()
-            watching.wait_for(lambda lines: len(lines) >= 3 or "Idle" not in lines[-1])
+            watching.wait_for(causes_of)
             server.start()
             watching.wait_for(lambda lines: "Idle" in lines[-1] and len(lines) > 2)
             texts = texts_of(watching.lines, f"127.0.0.1:{server.port}")
@@ -266,13 +276,19 @@ class OnATerminal(unittest.TestCase):
         self.assertIn("Z  Idle\r\n", written)
 
     def test_the_latest_changes_have_the_rows(self):
-        with socket.create_server(("127.0.0.1", 0)) as silent:
-            def has_both(text):
-                if "Idle" in text:
-                    silent.close()
-                return "\x1b[31m" in text
+        has_idle = threading.Event()
 
-            nobody = f"127.0.0.1:{silent.getsockname()[1]}"
+        def go(_):
+            has_idle.wait(PATIENCE)
+            raise ConnectionError
+
+        def has_both(text):
+            if "Idle" in text:
+                has_idle.set()
+            return "\x1b[31m" in text
+
+        with FakeServer(go) as leaving:
+            nobody = f"127.0.0.1:{leaving.port}"
             written = self.on_terminal("watch", "--all", nobody, nobody, "127.0.0.1", rows=3, until=has_both)
         self.assertLess(written.index("Idle"), written.index("\x1b[31m"))
 
